@@ -1,0 +1,27 @@
+# One interface target carries the flags that every target of the project is built with.
+add_library(vexil_options INTERFACE)
+target_compile_features(vexil_options INTERFACE cxx_std_20)
+target_include_directories(vexil_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(vexil_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wno-format-nonliteral
+  $<$<BOOL:${VEXIL_WERROR}>:-Werror>)
+
+if(VEXIL_SANITIZE)
+  target_compile_options(vexil_options INTERFACE
+    -fsanitize=${VEXIL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vexil_options INTERFACE -fsanitize=${VEXIL_SANITIZE})
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+# vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
+function(vexil_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC vexil_options ${arg_LIBRARIES})
+endfunction()

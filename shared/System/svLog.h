@@ -1,0 +1,47 @@
+// The process-wide log. One file, opened once at start-up, appended to with one unbuffered write for each
+// line, closed by a hook that runs when the program ends. Not locked: the panel is single-threaded.
+//
+// States: unopened (descriptor 0, no prefix), open (a file's descriptor, or 1 after a failed open), closed
+// (descriptor -1). While logging is off the log stays unopened and its lines go to descriptor 0, unchecked.
+#pragma once
+
+#include <cstdarg>
+
+namespace vexil {
+
+// Opening modes, a bit set.
+inline constexpr int kLogCreate = 0x0002;     // open the file new: create or truncate it
+inline constexpr int kLogAppend = 0x0004;     // open the file for appending, creating it if missing
+inline constexpr int kLogInTmp = 0x4000;      // put the file under /tmp
+inline constexpr int kLogDisabled = 0x8000;   // logging off: OpenLog does nothing
+
+// Opens the log. `prefix` (copied) starts every line; `versionText` goes into the header line; both may be
+// null or empty. A file that cannot be opened sends the lines to standard output. Always returns 1.
+int OpenLog(const char* prefix, const char* versionText, int mode, const char* fileName);
+
+// Writes one line: the prefix and the formatted text, cut to 258 characters. Returns what write() returned, or the
+// formatted length when the log is closed.
+int LogPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// The same when `enabled` is non-zero; returns 0 and does nothing otherwise.
+int LogPrintfIf(unsigned char enabled, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// As the two above, without the prefix.
+int LogPrintfRaw(const char* format, ...) __attribute__((format(printf, 1, 2)));
+int LogPrintfRawIf(unsigned char enabled, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Formats without prefix and writes to the descriptor held at `descriptor`, unless that is -1.
+int LogPrintfTo(const int* descriptor, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Writes the closing line and closes the file. OpenLog registers it to run when the program ends.
+void CloseLog();
+
+// True once OpenLog has taken effect and until CloseLog. A part of the platform that has something to report before the
+// log is there keeps the line until this is true.
+bool LogIsOpen();
+
+// Prints `format` (kAssertionFormat) to standard error, flushes it and aborts the process.
+inline constexpr const char* kAssertionFormat = "%s:%u: failed assertion `%s'\n";
+[[noreturn]] void AssertionFailed(const char* format, const char* file, unsigned line, const char* expression);
+
+}  // namespace vexil
