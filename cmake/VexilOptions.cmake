@@ -19,6 +19,12 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
+# A compiler cache is used where there is one.
+find_program(VEXIL_CCACHE ccache)
+if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${VEXIL_CCACHE})
+endif()
+
 # vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
 function(vexil_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
