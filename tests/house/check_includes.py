@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Usage: check_includes.py ROOT
+
+Reads every #include of the sources under ROOT and tells which of them run against the arrows of the house. The rules are
+the tables below and nothing else. Exit status 0 when there is nothing to tell.
+"""
+
+import pathlib
+import re
+import sys
+
+# What a room may include besides itself. A room is a folder, or one file that stands for itself; the longest match counts.
+CORE = {"shared/System", "config", "driver", "panel"}
+ALLOWED = {
+    "shared/System": set(),
+    # The identity of the program opens the preferences store: a target of its own above config.
+    "shared/System/svModule.h": {"shared/System", "config"},
+    "shared/System/svModule.cpp": {"shared/System", "shared/System/svModule.h", "config"},
+    "config": {"shared/System"},
+    "driver": {"shared/System", "config"},
+    "panel": {"shared/System", "shared/System/svModule.h", "config", "driver"},
+    "platform/linux": CORE,
+    "platform/qt": CORE,
+    "platform/qt/main.cpp": CORE | {"platform/qt", "platform/linux"},
+}
+# Tests and benchmarks may include the whole core, what is their own, and the doubles. Those that may know a platform:
+USERS = {"tests", "bench"}
+PLATFORM_USERS = {
+    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/system", "bench"},
+    "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
+}
+
+# Headers from outside, by what they belong to, and the rooms that may include them.
+OUTSIDE = [
+    ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
+     {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
+    ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
+     {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
+    ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "tests/platform_linux"}),
+    ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
+    ("X11", re.compile(r"(xcb|X11)/.*"), {"bench"}),
+    ("GoogleTest", re.compile(r"g(test|mock)/.*"), {"tests"}),
+]
+# The core needs the standard library and libc alone.
+LIBC = {
+    "dirent.h", "fcntl.h", "limits.h", "pthread.h", "signal.h", "strings.h", "sys/file.h", "sys/stat.h", "sys/types.h",
+    "sys/wait.h", "time.h", "unistd.h",
+}
+
+INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
+SOURCES = {".h", ".hpp", ".cpp", ".cc", ".cxx", ".c"}
+TREES = ("shared", "config", "driver", "panel", "platform", "tests", "bench", "service")
+
+
+def room_of(path):
+    """The longest entry of ALLOWED that holds `path`, or its folder below tests/ and bench/, or None."""
+    matches = [room for room in ALLOWED if path == room or path.startswith(room + "/")]
+    if matches:
+        return max(matches, key=len)
+    parts = path.split("/")
+    if parts[0] == "tests" and len(parts) > 2:
+        return "/".join(parts[:2])
+    return parts[0] if parts[0] in USERS else None
+
+
+def is_user(room):
+    return room.split("/")[0] in USERS
+
+
+def may_include(room, target, target_path):
+    if room == target:
+        return True
+    if is_user(room):
+        if target in PLATFORM_USERS:
+            return room in PLATFORM_USERS[target]
+        return target in ALLOWED and target != "platform/qt/main.cpp" or target_path.startswith("tests/doubles/")
+    return target in ALLOWED[room]
+
+
+def outside_complaint(room, header):
+    for name, pattern, rooms in OUTSIDE:
+        if pattern.fullmatch(header):
+            if room in rooms or room.split("/")[0] in rooms:
+                return None
+            return f"{room} must not include headers of {name}"
+    is_core = any(room == core or room.startswith(core + "/") for core in CORE)
+    is_standard = re.fullmatch(r"[a-z0-9_]+", header) or header in LIBC
+    if is_core and not is_standard:
+        return f"{room} builds with the standard library and libc alone"
+    return None
+
+
+def check_file(root, path):
+    """The complaints about one source file, as texts."""
+    room = room_of(path)
+    if room is None:
+        yield f"{path}: is in no room that the house knows"
+        return
+    text = (root / path).read_text(encoding="utf-8", errors="replace")
+    for match in INCLUDE.finditer(text):
+        line = text.count("\n", 0, match.start()) + 1
+        own, outside = match.groups()
+        if outside is not None:
+            complaint = outside_complaint(room, outside)
+            if complaint:
+                yield f"{path}:{line}: {complaint}: <{outside}>"
+            continue
+        if own.endswith(".moc"):
+            continue
+        if not (root / own).is_file():
+            yield f"{path}:{line}: \"{own}\" is no file of the project, seen from its root"
+            continue
+        target = room_of(own)
+        if target is None or not may_include(room, target, own):
+            yield f"{path}:{line}: {room} must not include {target}: \"{own}\""
+
+
+def sources(root):
+    for tree in TREES:
+        for path in sorted((root / tree).rglob("*")):
+            if path.suffix in SOURCES and path.is_file():
+                yield path.relative_to(root).as_posix()
+
+
+def check(root):
+    """Every complaint, and how many files were read."""
+    root = pathlib.Path(root)
+    complaints, count = [], 0
+    for path in sources(root):
+        count += 1
+        complaints.extend(check_file(root, path))
+    return complaints, count
+
+
+def main():
+    complaints, count = check(sys.argv[1])
+    for complaint in complaints:
+        print(complaint)
+    print(f"{count} files read, {len(complaints)} includes against the arrows")
+    return 1 if complaints or count == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
