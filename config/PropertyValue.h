@@ -1,5 +1,5 @@
-// The typed value tree that preferences are made of. Values are immutable and shared by reference count; a null
-// reference is "none". A dictionary is changed by making a changed copy.
+// The typed value tree that preferences are made of. Values are immutable and shared by reference count; a
+// null reference is "none". A dictionary is changed by making a changed copy.
 #pragma once
 
 #include <cstddef>
@@ -7,25 +7,31 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 namespace vexil {
 
 class PropertyValue;
-using PropertyRef = std::shared_ptr<const PropertyValue>;   // null: none
+using PropertyRef = std::shared_ptr<const PropertyValue>;  // null: none
 
-enum class PropertyType { String, Number, Boolean, Data, Dictionary, Opaque };
+// The kinds of value. The numbers are the type ids of the store's trace lines and stay as they are.
+enum class PropertyType { String = 0, Number = 1, Boolean = 2, Data = 3, Dictionary = 4, Opaque = 5 };
 
 // Longest text that is made into a property string, in bytes: far above what a window's field takes (32767
 // characters of at most four bytes) and far below the limit of a stored domain.
 inline constexpr std::size_t kMaxPropertyTextBytes = 131072;
 
+// Longest block that is made into property data, in bytes: far above the largest block that is kept (a host
+// list of 8192 bytes) and, in any text form, far below the limit of a stored domain.
+inline constexpr std::size_t kMaxPropertyDataBytes = 262144;
+
 // A text, UTF-8 where it can be; other bytes are kept as they are.
 struct PropertyString {
     std::string text;
-    // Whether the stored form is the text itself, byte for byte. Where it is not (the text needed a stored form of
-    // its own), the text is had only by copying it out.
+    // Whether the stored form is the text itself, byte for byte. Where it is not (the text needed a stored
+    // form of its own), the text is had only by copying it out.
     bool direct = true;
 
     bool operator==(const PropertyString& other) const { return text == other.text; }
@@ -37,8 +43,8 @@ using PropertyNumber = std::variant<std::int64_t, double>;
 using PropertyData = std::vector<std::uint8_t>;
 using PropertyDictionary = std::map<std::string, PropertyRef, std::less<>>;
 
-// A value of a type that this program does not know. It is carried along unchanged, in the form of the back end that
-// read it.
+// A value of a type that this program does not know. It is carried along unchanged, in the form of the back
+// end that read it.
 class PropertyOpaque {
   public:
     virtual ~PropertyOpaque() = default;
@@ -48,10 +54,11 @@ using PropertyOpaqueRef = std::shared_ptr<const PropertyOpaque>;
 
 class PropertyValue {
   public:
-    using Content =
-        std::variant<PropertyString, PropertyNumber, bool, PropertyData, PropertyDictionary, PropertyOpaqueRef>;
+    // In the order of PropertyType.
+    using Content = std::variant<PropertyString, PropertyNumber, bool, PropertyData, PropertyDictionary,
+                                 PropertyOpaqueRef>;
 
-    explicit PropertyValue(Content valueContent) : content(std::move(valueContent)) {}
+    explicit PropertyValue(Content valueContent);
 
     PropertyType Type() const { return static_cast<PropertyType>(content.index()); }
 
@@ -65,18 +72,24 @@ class PropertyValue {
     Content content;
 };
 
-// Deep comparison; two none values are equal.
+// Deep comparison; two none values are equal. A whole number and a floating one are never equal, nor are
+// floating ones of different bits.
 bool SameProperty(const PropertyRef& left, const PropertyRef& right);
 
-// A string value, or none when the text is longer than kMaxPropertyTextBytes.
+// The makers return none when there is no memory for the value, and for what each names besides.
+
+// A value of any content, for a back end that has read one.
+PropertyRef MakeProperty(PropertyValue::Content content);
+// None when the text is null or longer than kMaxPropertyTextBytes.
 PropertyRef MakePropertyString(const char* text);
 PropertyRef MakePropertyNumber(std::int32_t number);
 PropertyRef MakePropertyBoolean(bool boolean);
+// None when `length` is above kMaxPropertyDataBytes. `bytes` may be null when `length` is 0.
 PropertyRef MakePropertyData(const void* bytes, std::size_t length);
 PropertyRef MakePropertyDictionary(PropertyDictionary entries);
 
 // The number as a signed 32-bit integer: the low 32 bits of a whole number, the whole part of a floating one,
-// limited to the range.
+// limited to the range; 0 for what is not a number.
 std::int32_t PropertyInt32(const PropertyNumber& number);
 
 }  // namespace vexil
