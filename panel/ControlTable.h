@@ -1,5 +1,5 @@
-// The 36 controls of the window as data: kind, title, rectangle, values, container. The row number is the control's
-// number, which is its identity everywhere in the panel.
+// The 36 controls of the window as data: kind, title, rectangle, values, container. The row number is the
+// control's number, which is its identity everywhere in the panel.
 #pragma once
 
 #include <array>
@@ -80,13 +80,14 @@ inline constexpr int kNoContainer = -1;
 struct ControlSpec {
     int number;
     ControlKind kind;
-    const char* title;        // null: none
+    const char* title;  // null: none
     ControlRect rect;
-    int value;                // initial value
-    int minimum;              // value range of arrows and slider
+    int value;    // initial value
+    int minimum;  // value range: 0 and 1 of what is checked, 0 and 0 of what has no value
     int maximum;
-    int container;            // the group it is embedded in, or kNoContainer
-    // How assistive technology names it: unique, from the title or the label beside it and its group.
+    int container;  // the group it is embedded in, or kNoContainer
+    // How assistive technology names it: unique, from the title or the label beside it and its group. A
+    // static text that shows a number is named by this and the number.
     const char* accessibleName;
 };
 

@@ -1,5 +1,5 @@
-// Seam: asking the system to restart the computer, in the three steps that can fail on their own. Each returns 0
-// or the system's error code.
+// Seam: asking the system to restart the computer, in the three steps that can fail on their own. Each
+// returns 0 or the system's error code.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,8 @@ class Restarter {
 
     // Reaches the system process.
     virtual std::int32_t MakeAddress() = 0;
-    // Makes the request of the four-character event id, for the address; the address is disposed of either way.
+    // Makes the request of the four-character event id, for the address; the address is disposed of either
+    // way.
     virtual std::int32_t MakeEvent(std::uint32_t eventId) = 0;
     // Sends the request without waiting for a reply and disposes of it.
     virtual std::int32_t SendEvent() = 0;

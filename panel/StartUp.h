@@ -22,9 +22,9 @@ struct PanelPlatform {
     PreferenceDomains& preferences;
 };
 
-// Runs the panel and returns the process's exit status: 0 after a normal run, -1 when the panel could not be made, else
-// the toolkit's status of the window or control that could not be made. `executablePath` is the program's first
-// argument.
+// Runs the panel and returns the process's exit status: 0 after a normal run, -1 when the panel could not be
+// made, else the toolkit's status of the window or control that could not be made. `executablePath` is the
+// program's first argument.
 int RunPanel(const char* executablePath, const PanelPlatform& platform);
 
 }  // namespace vexil

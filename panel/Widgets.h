@@ -32,17 +32,17 @@ class Widgets {
     virtual int Value(int control) const = 0;
     virtual void SetValue(int control, int value) = 0;
 
-    // Text of fields, combo boxes (not their lists) and static texts. False, with `text` as it was, when it cannot be
-    // read.
+    // Text of fields, combo boxes (not their lists) and static texts. False, with `text` as it was, when it
+    // cannot be read.
     virtual bool GetText(int control, svString& text) const = 0;
     virtual void SetText(int control, const char* text) = 0;
 
-    // Enabling or disabling a group leaves the own state of what is in it; a person can use a control when it and
-    // its group are enabled.
+    // Enabling or disabling a group leaves the own state of what is in it; a person can use a control when it
+    // and its group are enabled.
     virtual bool IsEnabled(int control) const = 0;
     virtual void SetEnabled(int control, bool enabled) = 0;
 
-    // Port list: rows of text, exactly one selected.
+    // Port list: rows of text, exactly one selected; -1 while there is none.
     virtual void SetRowText(int row, const char* text) = 0;
     virtual int RowCount() const = 0;
     virtual int SelectedRow() const = 0;
@@ -50,14 +50,16 @@ class Widgets {
 
     // Lists of the combo boxes. Changing a list leaves the typed text.
     virtual int ItemCount(int control) const = 0;
-    virtual void AppendItem(int control, const char* text) = 0;
+    // False, with the list as it was, when the text has no form in the window.
+    virtual bool AppendItem(int control, const char* text) = 0;
     virtual void RemoveItem(int control, int index) = 0;
     // False when there is no such item or its text cannot be read.
     virtual bool ItemText(int control, int index, svString& text) const = 0;
 
     virtual void Redraw(int control) = 0;
 
-    // Height of the title bar in structure coordinates, pixels; 0 where mouse locations come in content coordinates.
+    // Height of the title bar in structure coordinates, pixels; 0 where mouse locations come in content
+    // coordinates.
     virtual int TitleBarHeight() const = 0;
 };
 
