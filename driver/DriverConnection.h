@@ -1,5 +1,5 @@
-// The panel's one connection to the driver, and the state that goes with it. Opened once, closed once; there is no
-// reconnection here. Every failure is one log line. Event-loop thread only.
+// The panel's one connection to the driver, and the state that goes with it. Opened once, closed once; there
+// is no reconnection here. Every failure is one log line. Event-loop thread only.
 #pragma once
 
 #include <cstdint>
@@ -30,12 +30,12 @@ class DriverConnection {
 
     bool IsTestOutputOpen(int port) const { return (testOutActive >> port & 1) != 0; }
 
-    std::int32_t driverSocket = -1;    // -1: none
+    std::int32_t driverSocket = -1;  // -1: none
     bool driverConnected = false;
-    bool wirelessAtStart = false;      // "Use Wireless" as loaded or last applied; stored at shutdown
-    std::uint64_t testOutActive = 0;   // bit p: a test output is open on the port of index p
-    std::int32_t currentPort = 0;      // index of the port shown, 0 to 63
-    std::uint32_t chordIndex = 0;      // next test chord, 0 to 23
+    bool wirelessAtStart = false;     // "Use Wireless" as loaded or last applied; stored at shutdown
+    std::uint64_t testOutActive = 0;  // bit p: a test output is open on the port of index p
+    std::int32_t currentPort = 0;     // index of the port shown, 0 to 63
+    std::uint32_t chordIndex = 0;     // next test chord, 0 to 23
 
   private:
     KernelControl& control;

@@ -1,10 +1,10 @@
-// The driver's socket options: numbers and payloads. Pure byte building, no calls. All integers little-endian.
+// The driver's socket options: numbers and payloads. Pure byte building, no calls. All integers
+// little-endian.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "config/DriverConfiguration.h"
 
@@ -29,18 +29,25 @@ inline constexpr std::size_t kCtlInfoSize = 100;
 inline constexpr std::size_t kSockaddrCtlSize = 32;
 inline constexpr std::size_t kCtlNameSize = 96;
 
-// A ctl_info that names the control, ctl_id 0.
+// The ctl_info by which a control is looked up, 100 bytes: ctl_id (4, here 0) and the name (96, padded with
+// zeros; a longer name is cut).
 std::array<std::uint8_t, kCtlInfoSize> MakeCtlInfo(const char* controlName);
 // The ctl_id that the system has filled in.
 std::uint32_t CtlInfoId(const std::array<std::uint8_t, kCtlInfoSize>& info);
-// The sockaddr_ctl of a control's unit.
+// The sockaddr_ctl of a control's unit, 32 bytes: sc_len 32, sc_family 32, ss_sysaddr 2 (2 bytes), sc_id (4),
+// sc_unit (4), zeros (20). With control 5 and unit 175 it starts with 20 20 02 00 05 00 00 00 AF 00 00 00.
 std::array<std::uint8_t, kSockaddrCtlSize> MakeSockaddrCtl(std::uint32_t controlId, std::uint32_t unit);
 
 // A 32-bit payload, signed or unsigned.
 std::array<std::uint8_t, 4> MakeUint32(std::uint32_t value);
 
-// The record of option 192 for a port: both names, four bytes in front, three zeros; length of the names + 7.
-// Throws std::bad_alloc.
-std::vector<std::uint8_t> MakeTestOutputRecord(int port, const PortEntry& entry, const PortHosts& hosts);
+// The record of option 192 for a port. For port index 9, flags 0xC1, source port 3, target port 17, target
+// computer "alpha" and source computer "b" it is these 13 bytes (length of both names + 7):
+//
+//   C1 09 03 11  61 6C 70 68 61 00  62 00  00
+//
+// The last byte carries no meaning. The caller owns the memory, of TestOutputRecordLength(hosts) bytes.
+std::uint32_t TestOutputRecordLength(const PortHosts& hosts);
+void PutTestOutputRecord(std::uint8_t* record, int port, const PortEntry& entry, const PortHosts& hosts);
 
 }  // namespace vexil

@@ -1,0 +1,63 @@
+// The packets of the control channel, over which a panel and a driver that is not a kernel's exchange the
+// socket options. Pure bytes, used on both sides. One request is one packet and is answered by one packet;
+// integers are unsigned, 32 bits, little-endian.
+//
+//   request: sequence, kind, number, length, then for a set option `length` bytes of payload
+//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, none unless a get succeeded
+//
+// The panel chooses the sequence, the reply returns it. Example: as its request 7 a panel sends option 191
+// with the value 25, and the driver takes it:
+//
+//   07 00 00 00  02 00 00 00  BF 00 00 00  04 00 00 00  19 00 00 00
+//   07 00 00 00  00 00 00 00  00 00 00 00
+//
+// As its request 8 it reads option 202 into a buffer of 8192 bytes and gets 3 bytes:
+//
+//   08 00 00 00  03 00 00 00  CA 00 00 00  00 20 00 00
+//   08 00 00 00  00 00 00 00  03 00 00 00  4E 61 00
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace vexil {
+
+// Values of ControlRequest::kind.
+inline constexpr std::uint32_t kControlAttach = 1;     // number: the unit; length 0
+inline constexpr std::uint32_t kControlSetOption = 2;  // number: the option; length: that of the payload
+inline constexpr std::uint32_t kControlGetOption = 3;  // number: the option; length: what the panel can take
+
+inline constexpr std::size_t kControlRequestHeaderSize = 16;
+inline constexpr std::size_t kControlReplyHeaderSize = 12;
+// Neither a payload nor the data of a reply is longer.
+inline constexpr std::size_t kMaxControlData = 65536;
+inline constexpr std::size_t kMaxControlRequestSize = kControlRequestHeaderSize + kMaxControlData;
+inline constexpr std::size_t kMaxControlReplySize = kControlReplyHeaderSize + kMaxControlData;
+
+struct ControlRequest {
+    std::uint32_t sequence = 0;
+    std::uint32_t kind = 0;
+    std::uint32_t number = 0;
+    std::uint32_t length = 0;
+    std::span<const std::uint8_t> payload{};  // not owned; `length` bytes for a set option, else none
+};
+
+struct ControlReply {
+    std::uint32_t sequence = 0;
+    std::uint32_t error = 0;
+    std::span<const std::uint8_t> data{};  // not owned
+};
+
+std::vector<std::uint8_t> PackControlRequest(const ControlRequest& request);
+std::vector<std::uint8_t> PackControlReply(const ControlReply& reply);
+
+// The request or reply that a packet holds, or nothing when the packet is none: shorter or longer than it
+// says, data above kMaxControlData; a request of an unknown kind; a reply whose error is no errno or that has
+// an error and data. The result points into the packet.
+std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t> packet);
+std::optional<ControlReply> UnpackControlReply(std::span<const std::uint8_t> packet);
+
+}  // namespace vexil
