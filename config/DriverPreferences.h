@@ -1,8 +1,24 @@
-// The driver configuration in the preferences. The panel writes it here and the driver reads it here; values that the
-// current domain lacks are taken from the domain of the previous driver generation, which is never
+// The driver configuration in the preferences. The panel writes it here and the driver reads it here; values
+// that the current domain lacks are taken from the domain of the previous driver generation, which is never
 // written.
 //
-// Every operation makes its own stores and drops them on return; nothing is kept between calls.
+// Every operation makes its own stores, for any user on the current host, and drops them on return; nothing
+// is kept between calls. A value that is missing, of another type, or (a mask) of more than 8 bytes counts as
+// absent; so does a stored -1 where -1 cannot be.
+//
+// Keys of the current domain, all at the top level:
+//
+//     InputPorts, OutputPorts, LocalPipes              data, 8 bytes, lowest first
+//     MiscOptions, SendGranularity                     number
+//     01 PortFlags ... 64 PortFlags                    number, the packed PortEntry
+//     NN In_CustomName, NN Out_CustomName, NN SrcHost, NN DstHost     string
+//     Cache                                            data
+//
+// Keys read from the older domain: MiscOptions and NN In_CustomName, NN Out_CustomName as above, and
+//
+//     ActiveDevices, ActiveDevices01 to ActiveDevices03     number, 16 ports each: outputs from bit 0, inputs
+//     from bit 16 NN In_FromPort                                   number: flags in bits 24-31, source port
+//     in bits 0-7 NN Out_ToPort                                    number: target port in bits 0-7
 #pragma once
 
 #include <cstdint>
@@ -23,13 +39,16 @@ class DriverPreferences {
     // Fills the record from the current domain, then the older one, then the defaults. `portCount` bounds the
     // migration of the port masks; the per-port values are always read for all 64 ports.
     void LoadConfiguration(int portCount, DriverConfiguration& configuration) const;
-    // The same from the current domain alone, for callers that must not migrate.
+    // The same from the current domain alone, for callers that must not migrate; every value that it lacks is
+    // the default.
     void LoadCurrentConfiguration(int portCount, DriverConfiguration& configuration) const;
-    // Stores the record in the current domain. Failures are logged by the store.
+    // Stores the record in the current domain, the values of the first `portCount` ports. Each write is
+    // permanent before the next; failures are logged by the store, and the rest is still written.
     void SaveConfiguration(int portCount, const DriverConfiguration& configuration) const;
 
     // Bit 3 of the stored MiscOptions; false when none are stored.
     bool GetWirelessOption() const;
+    // Reads MiscOptions (0 when none are stored), sets or clears bit 3 and writes them back.
     void SetWirelessOption(bool on) const;
     // Bit 2 of the stored MiscOptions of the current, else the older domain; true when none are stored.
     bool GetLoggingOption() const;
