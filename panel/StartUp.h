@@ -27,4 +27,8 @@ struct PanelPlatform {
 // program's first argument.
 int RunPanel(const char* executablePath, const PanelPlatform& platform);
 
+// The part of RunPanel that follows once identity and log are there: makes the panel, runs it and takes it
+// down. The same exit status.
+int RunUserInterface(const PanelPlatform& platform);
+
 }  // namespace vexil
