@@ -45,7 +45,7 @@ void PrepareRoot(xcb_connection_t* connection, xcb_window_t root) {
     xcb_change_window_attributes(connection, root, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
     xcb_clear_area(connection, 0, root, 0, 0, 0, 0);
     // The answer to this comes when the server has done the above.
-    Owned<xcb_get_input_focus_reply_t>(
+    const Owned<xcb_get_input_focus_reply_t> done(
         xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
 }
 
@@ -113,7 +113,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "first_frame: no display with the DAMAGE extension\n");
         return 2;
     }
-    Owned<xcb_damage_query_version_reply_t>(xcb_damage_query_version_reply(
+    const Owned<xcb_damage_query_version_reply_t> version(xcb_damage_query_version_reply(
         connection, xcb_damage_query_version(connection, XCB_DAMAGE_MAJOR_VERSION, XCB_DAMAGE_MINOR_VERSION),
         nullptr));
     PrepareRoot(connection, xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root);

@@ -4,7 +4,7 @@ target_compile_features(vexil_options INTERFACE cxx_std_20)
 target_include_directories(vexil_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(vexil_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wno-format-nonliteral
+  -Woverloaded-virtual -Wzero-as-null-pointer-constant -Wcast-align -Wformat=2 -Wno-format-nonliteral
   $<$<BOOL:${VEXIL_WERROR}>:-Werror>)
 
 if(VEXIL_SANITIZE)
