@@ -1,0 +1,63 @@
+// The two test doubles of the kernel control against the contract of the seam, and the faults of the second.
+#include <gtest/gtest.h>
+
+#include "tests/doubles/FaultyKernelControl.h"
+#include "tests/doubles/KernelControlContract.h"
+#include "tests/doubles/MemoryKernelControl.h"
+
+namespace vexil {
+namespace {
+
+class MemorySubject {
+  public:
+    KernelControl& Control() { return memory; }
+    void SetHostInfos(std::vector<std::uint8_t> bytes) { memory.hostInfos = std::move(bytes); }
+    void RemoveDriver() { memory.driverPresent = false; }
+    std::vector<AcceptedOption> Accepted() {
+        std::vector<AcceptedOption> accepted;
+        for (const KernelCall& call : memory.OptionCalls())
+            accepted.emplace_back(call.option, call.bytes);
+        return accepted;
+    }
+
+  protected:
+    MemoryKernelControl memory;
+};
+
+class FaultySubject : public MemorySubject {
+  public:
+    KernelControl& Control() { return faulty; }
+
+  private:
+    FaultyKernelControl faulty{memory};
+};
+
+using Subjects = ::testing::Types<MemorySubject, FaultySubject>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Doubles, KernelControlContract, Subjects);
+
+TEST(FaultyKernelControl, FailsTheCallsThatItWasToldTo) {
+    MemoryKernelControl memory;
+    FaultyKernelControl faulty(memory);
+    faulty.Fail(KernelOperation::Socket, EMFILE, 1, 2);
+    EXPECT_NE(-1, faulty.Socket(kPfSystem, kSockDgram, kSysProtoControl));
+    EXPECT_EQ(-1, faulty.Socket(kPfSystem, kSockDgram, kSysProtoControl));
+    EXPECT_EQ(EMFILE, errno);
+    EXPECT_EQ(-1, faulty.Socket(kPfSystem, kSockDgram, kSysProtoControl));
+    EXPECT_NE(-1, faulty.Socket(kPfSystem, kSockDgram, kSysProtoControl));
+    EXPECT_EQ(2U, memory.calls.size());
+}
+
+TEST(FaultyKernelControl, FailsUntilRestored) {
+    MemoryKernelControl memory;
+    FaultyKernelControl faulty(memory);
+    faulty.Fail(KernelOperation::Close, EIO);
+    EXPECT_EQ(-1, faulty.Close(11));
+    EXPECT_EQ(-1, faulty.Close(11));
+    EXPECT_EQ(EIO, errno);
+    faulty.Restore(KernelOperation::Close);
+    EXPECT_EQ(-1, faulty.Close(11));
+    EXPECT_EQ(EBADF, errno);
+}
+
+}  // namespace
+}  // namespace vexil
