@@ -22,12 +22,14 @@ ALLOWED = {
     "platform/linux": CORE,
     "platform/qt": CORE,
     "platform/qt/main.cpp": CORE | {"platform/qt", "platform/linux"},
+    "service": {"shared/System", "config", "driver", "platform/linux"},
 }
 # Tests and benchmarks may include the whole core, what is their own, and the doubles. Those that may know a platform:
 USERS = {"tests", "bench"}
 PLATFORM_USERS = {
-    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/system", "bench"},
+    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "bench"},
     "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
+    "service": {"tests/service", "tests/fuzz", "bench"},
 }
 
 # Headers from outside, by what they belong to, and the rooms that may include them.
@@ -35,8 +37,9 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
-    ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "tests/platform_linux"}),
+     {"platform/linux", "service", "tests/platform_linux", "tests/service", "tests/fuzz"}),
+    ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
+    ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service"}),
     ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
     ("X11", re.compile(r"(xcb|X11)/.*"), {"bench"}),
     ("GoogleTest", re.compile(r"g(test|mock)/.*"), {"tests"}),

@@ -10,7 +10,7 @@ import check_includes
 HEADERS = [
     "shared/System/svString.h", "shared/System/svModule.h", "config/PreferencesStore.h", "driver/DriverConnection.h",
     "panel/Widgets.h", "platform/qt/QtWidgets.h", "platform/linux/ControlSocket.h", "tests/doubles/MemoryWidgets.h",
-    "tests/config/Helper.h",
+    "tests/config/Helper.h", "service/Engine.h",
 ]
 
 
@@ -79,6 +79,14 @@ class CheckIncludes(unittest.TestCase):
             self.assert_allowed("platform/linux/A.cpp", header)
             self.assert_forbidden("platform/qt/A.cpp", header)
             self.assert_forbidden("config/A.cpp", header)
+
+    def test_the_service_knows_neither_the_panel_nor_qt(self):
+        self.assert_allowed("service/A.cpp", '"driver/DriverConnection.h"')
+        self.assert_allowed("service/A.cpp", '"platform/linux/ControlSocket.h"')
+        self.assert_allowed("service/A.cpp", "<jack/jack.h>")
+        self.assert_forbidden("service/A.cpp", '"panel/Widgets.h"')
+        self.assert_forbidden("service/A.cpp", "<QLabel>")
+        self.assert_forbidden("panel/A.cpp", '"service/Engine.h"')
 
     def test_the_core_needs_the_standard_library_and_libc_alone(self):
         self.assert_allowed("config/A.cpp", "<vector>")
