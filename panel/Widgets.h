@@ -28,7 +28,8 @@ class Widgets {
     // From now on the window's own events (close, mouse, hits) go to `handlers`.
     virtual void InstallWindowHandler(PanelHandlers& handlers) = 0;
 
-    // Check boxes and groups: 0 or 1. Arrows and slider: the number.
+    // Check boxes and groups: 0 or 1. Arrows and slider: the number. A value beyond the control's range is
+    // shown as, and read back as, the nearest one within it.
     virtual int Value(int control) const = 0;
     virtual void SetValue(int control, int value) = 0;
 

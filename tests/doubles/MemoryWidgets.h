@@ -1,6 +1,7 @@
 // The window's controls in memory. MemoryPerson is the person who uses them.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -91,7 +92,10 @@ class MemoryWidgets : public Widgets {
     void InstallWindowHandler(PanelHandlers& handlers) override { windowHandlers = &handlers; }
 
     int Value(int control) const override { return Of(control).value; }
-    void SetValue(int control, int value) override { Of(control).value = value; }
+    void SetValue(int control, int value) override {
+        const ControlSpec& spec = Of(control).spec;
+        Of(control).value = std::clamp(value, spec.minimum, spec.maximum);
+    }
 
     bool GetText(int control, svString& text) const override {
         text = Of(control).text.c_str();
