@@ -1,0 +1,132 @@
+#include "platform/linux/Paths.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <vector>
+
+namespace vexil {
+namespace {
+
+std::optional<std::string> EnvironmentValue(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+std::string PasswdHome(uid_t uid) {
+    constexpr std::size_t kLargestEntry = 1U << 20;
+    passwd entry{};
+    passwd* found = nullptr;
+    for (std::vector<char> buffer(4096); buffer.size() <= kLargestEntry; buffer.resize(buffer.size() * 2)) {
+        const int error = getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found);
+        if (error == ERANGE) {
+            continue;
+        }
+        return error == 0 && found != nullptr && entry.pw_dir != nullptr ? entry.pw_dir : "";
+    }
+    return "";
+}
+
+bool IsAbsolute(const std::optional<std::string>& path) {
+    return path && !path->empty() && path->front() == '/';
+}
+
+bool FolderExists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The base directory rules: a value that is unset, empty or relative counts as not given.
+std::string ConfigHome(const Surroundings& surroundings) {
+    if (IsAbsolute(surroundings.xdgConfigHome)) {
+        return *surroundings.xdgConfigHome;
+    }
+    if (IsAbsolute(surroundings.home)) {
+        return *surroundings.home + "/.config";
+    }
+    if (IsAbsolute(surroundings.passwdHome)) {
+        return surroundings.passwdHome + "/.config";
+    }
+    return "";
+}
+
+// The 32 hexadecimal digits of the machine id file; empty when the file is missing or holds something else,
+// as during a first boot ("uninitialized").
+std::string MachineId(const std::string& path) {
+    constexpr std::size_t kDigits = 32;
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0) {
+        return "";
+    }
+    std::array<char, 64> text{};
+    const ssize_t count = read(file, text.data(), text.size());
+    close(file);
+    if (count < static_cast<ssize_t>(kDigits)) {
+        return "";
+    }
+    std::string id(text.data(), static_cast<std::size_t>(count));
+    while (!id.empty() && (id.back() == '\n' || id.back() == '\r')) {
+        id.pop_back();
+    }
+    const bool valid =
+        id.size() == kDigits && id.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+    return valid ? id : "";
+}
+
+std::string HostId(const Surroundings& surroundings) {
+    std::string id = MachineId(surroundings.machineIdFile);
+    if (id.empty()) {
+        id = surroundings.hostName;
+        std::replace(id.begin(), id.end(), '/', '_');
+    }
+    return id.empty() ? "localhost" : id;
+}
+
+}  // namespace
+
+Surroundings CurrentSurroundings() {
+    Surroundings surroundings;
+    surroundings.xdgConfigHome = EnvironmentValue("XDG_CONFIG_HOME");
+    surroundings.xdgRuntimeDir = EnvironmentValue("XDG_RUNTIME_DIR");
+    surroundings.home = EnvironmentValue("HOME");
+    surroundings.uid = getuid();
+    surroundings.passwdHome = PasswdHome(surroundings.uid);
+    std::array<char, HOST_NAME_MAX + 1> name{};
+    if (gethostname(name.data(), name.size() - 1) == 0) {
+        surroundings.hostName = name.data();
+    }
+    return surroundings;
+}
+
+Paths FindPaths(const Surroundings& surroundings) {
+    Paths paths;
+    paths.hostId = HostId(surroundings);
+
+    const std::string config = ConfigHome(surroundings);
+    if (!config.empty()) {
+        paths.anyUserPreferences = config + "/vexil3/preferences/any-user";
+        paths.currentUserPreferences = config + "/vexil3/preferences/current-user";
+    }
+    paths.anyUserIsSystemWide = FolderExists(surroundings.systemPreferences);
+    if (paths.anyUserIsSystemWide) {
+        paths.anyUserPreferences = surroundings.systemPreferences;
+    }
+
+    paths.controlIsSystemWide = FolderExists(surroundings.systemControl);
+    if (paths.controlIsSystemWide) {
+        paths.control = surroundings.systemControl;
+    } else if (IsAbsolute(surroundings.xdgRuntimeDir)) {
+        paths.control = *surroundings.xdgRuntimeDir + "/vexil3";
+    } else {
+        paths.control = "/run/user/" + std::to_string(surroundings.uid) + "/vexil3";
+    }
+    return paths;
+}
+
+}  // namespace vexil

@@ -1,0 +1,42 @@
+// Where this program finds its folders on Linux: the preferences of a computer's installation or of one user,
+// the folder of the control channel, and the id that tells this computer from others which share a home.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+namespace vexil {
+
+// What the folders are derived from. Production code takes CurrentSurroundings(); a test fills in its own, so
+// that it never touches the real places.
+struct Surroundings {
+    std::optional<std::string> xdgConfigHome;
+    std::optional<std::string> xdgRuntimeDir;
+    std::optional<std::string> home;
+    std::string passwdHome;  // home folder of the user's passwd entry; empty when there is none
+    uid_t uid = 0;
+    std::string hostName;
+    // Folders of a system-wide installation; each is used where it exists.
+    std::string systemPreferences = "/var/lib/vexil3/preferences";
+    std::string systemControl = "/run/vexil3";
+    std::string machineIdFile = "/etc/machine-id";
+};
+
+// The environment, user and host of this process.
+Surroundings CurrentSurroundings();
+
+struct Paths {
+    std::string anyUserPreferences;      // empty when the user has no home at all
+    bool anyUserIsSystemWide = false;    // shared by the users of the folder's group
+    std::string currentUserPreferences;  // empty when the user has no home at all
+    std::string control;                 // folder of the control channel's socket
+    bool controlIsSystemWide = false;
+    std::string hostId;  // never empty, holds no "/"
+};
+
+// Looks the folders up; makes none.
+Paths FindPaths(const Surroundings& surroundings);
+
+}  // namespace vexil
