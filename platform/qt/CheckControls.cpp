@@ -1,0 +1,36 @@
+#include "platform/qt/CheckControls.h"
+
+#include <QSignalBlocker>
+#include <QStyle>
+#include <QStyleOptionButton>
+
+#include "platform/qt/FieldText.h"
+#include "platform/qt/TitleFit.h"
+
+namespace vexil {
+
+CheckBox::CheckBox(const Reporter& reporter, const QString& title, QWidget* parent)
+    : QCheckBox(DrawnTitle(title), parent) {
+    // Not `clicked`, which assistive technology does not raise.
+    connect(this, &QCheckBox::toggled, this, [reporter] { reporter.Hit(); });
+}
+
+void CheckBox::resizeEvent(QResizeEvent* event) {
+    QStyleOptionButton option;
+    initStyleOption(&option);
+    const QRect contents = style()->subElementRect(QStyle::SE_CheckBoxContents, &option, this);
+    FitTitle(*this, option.text, contents.width());
+    QCheckBox::resizeEvent(event);
+}
+
+void CheckBox::SetValue(int value) {
+    const QSignalBlocker blocker(this);  // `toggled` would report a hit
+    setChecked(value != 0);
+}
+
+PushButton::PushButton(const Reporter& reporter, const QString& title, QWidget* parent)
+    : QPushButton(DrawnTitle(title), parent) {
+    connect(this, &QPushButton::clicked, this, [reporter] { reporter.Hit(); });
+}
+
+}  // namespace vexil

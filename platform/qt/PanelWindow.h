@@ -1,0 +1,34 @@
+// The panel's one window: a fixed content that is closed only when the panel says so, and takes dropped
+// settings files.
+#pragma once
+
+#include <QWidget>
+
+#include "panel/PanelEvent.h"
+
+namespace vexil {
+
+class PanelWindow : public QWidget {
+  public:
+    PanelWindow(int width, int height);
+
+    // Window events go to `newHandlers` from now on; until then there are none. They must outlive the window.
+    void SetHandlers(PanelHandlers& newHandlers) { handlers = &newHandlers; }
+    // Draws a frame of one pixel around a child that has none.
+    void FrameChild(QWidget& child);
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    QRect ChildFrame() const;
+
+    PanelHandlers* handlers = nullptr;
+    QWidget* framedChild = nullptr;
+};
+
+}  // namespace vexil

@@ -1,0 +1,47 @@
+// The list of ports: rows of text, exactly one of them selected.
+#pragma once
+
+#include <QListWidget>
+
+#include "platform/qt/QtControl.h"
+#include "platform/qt/Reporter.h"
+
+namespace vexil {
+
+// A row is selected by pressing the mouse button on it, by dragging there, and by the Up and Down keys. No
+// other key moves the selection, and no modifier extends it or takes it away. A press is a control hit at
+// once; so is the end of a drag on another row, and a row chosen by assistive technology. A key is a key
+// event.
+class PortListBox : public QListWidget, public QtControl {
+  public:
+    PortListBox(const Reporter& listReporter, int rows, int rowWidth, int rowHeight, QWidget* parent);
+
+    QWidget& Widget() override { return *this; }
+
+    // Harmless when there is no such row.
+    void SetRowText(int row, const QString& text);
+    int SelectedRow() const { return currentRow(); }
+    void SelectRow(int row);
+
+    void keyboardSearch(const QString& search) override;
+
+  protected:
+    bool event(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    int RowAt(const QPoint& point) const;
+    void EndDrag();
+    void SelectionChanged();
+
+    Reporter reporter;
+    int selectingRow = 0;  // inside SelectRow
+    int selectedRow = 0;   // what SelectRow selected last
+    int reportedRow = -1;  // of a drag: the row of the last control hit; -1: no drag
+};
+
+}  // namespace vexil

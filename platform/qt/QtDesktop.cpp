@@ -1,0 +1,124 @@
+#include "platform/qt/QtDesktop.h"
+
+#include <utility>
+
+#include <QAccessible>
+#include <QApplication>
+#include <QDialog>
+#include <QEventLoop>
+#include <QScreen>
+#include <QWidget>
+
+#include "platform/qt/QtWidgets.h"
+
+namespace vexil {
+
+namespace {
+
+// Drops what a person did, and lets everything else pass.
+class InputSink : public QObject {
+  protected:
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        switch (event->type()) {
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonRelease:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::Wheel:
+            case QEvent::KeyPress:
+            case QEvent::KeyRelease:
+            case QEvent::Shortcut:
+            case QEvent::ShortcutOverride:
+            case QEvent::InputMethod:
+            case QEvent::ContextMenu:
+            case QEvent::TouchBegin:
+            case QEvent::TouchUpdate:
+            case QEvent::TouchEnd:
+            case QEvent::TabletPress:
+            case QEvent::TabletRelease:
+                return true;
+            default:
+                return false;
+        }
+    }
+};
+
+QSize DisplaySize() {
+    const QScreen* const screen = QGuiApplication::primaryScreen();
+    return screen == nullptr ? QSize() : screen->size();
+}
+
+}  // namespace
+
+QtDesktop::QtDesktop(QtWidgets& qtWidgets) : widgets(qtWidgets) {
+#if QT_CONFIG(accessibility)
+    // The application's own event loop, which is not used, would do this.
+    QAccessible::setRootObject(qApp);
+#endif
+}
+
+int QtDesktop::DisplayWidth() const {
+    return DisplaySize().width();
+}
+
+int QtDesktop::DisplayHeight() const {
+    return DisplaySize().height();
+}
+
+void QtDesktop::RunEventLoop() {
+    QEventLoop running;
+    QEventLoop* const outer = std::exchange(loop, &running);
+    running.exec();
+    loop = outer;
+}
+
+void QtDesktop::EndEventLoop() {
+    widgets.EndPresses();
+    if (loop != nullptr)
+        loop->exit();
+}
+
+void QtDesktop::FlushEvents() {
+    InputSink sink;
+    qApp->installEventFilter(&sink);
+    QApplication::processEvents();
+    qApp->removeEventFilter(&sink);
+}
+
+void QtDesktop::SetDialogBackground() {
+    if (QWidget* window = widgets.Window()) {
+        window->setBackgroundRole(QPalette::Window);
+        window->update();
+    }
+}
+
+void QtDesktop::ShowWindow() {
+    if (QWidget* window = widgets.Window())
+        window->show();
+}
+
+void QtDesktop::HideWindow() {
+    if (QWidget* window = widgets.Window())
+        window->hide();
+}
+
+// Deactivation needs nothing: it goes with the question that is about to be shown.
+void QtDesktop::ActivateWindow(bool active) {
+    QWidget* window = widgets.Window();
+    if (window == nullptr || !active)
+        return;
+    window->raise();
+    window->activateWindow();
+}
+
+void QtDesktop::RequestClose() {
+    QWidget* window = widgets.Window();
+    if (window == nullptr)
+        return;
+    if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+        QObject::connect(
+            question, &QDialog::finished, window, [this] { RequestClose(); }, Qt::QueuedConnection);
+    else
+        window->close();
+}
+
+}  // namespace vexil

@@ -1,0 +1,38 @@
+// The display, the event loop and the window as a whole on Qt.
+#pragma once
+
+#include "panel/Desktop.h"
+
+class QEventLoop;
+
+namespace vexil {
+
+class QtWidgets;
+
+// The event loop is one of this object's own, not the application's: ending that one would also end the
+// questions that are open at the time, unanswered.
+class QtDesktop : public Desktop {
+  public:
+    // `qtWidgets` holds the window and must outlive this object.
+    explicit QtDesktop(QtWidgets& qtWidgets);
+
+    int DisplayWidth() const override;
+    int DisplayHeight() const override;
+    void RunEventLoop() override;
+    void EndEventLoop() override;
+    void FlushEvents() override;
+    void SetDialogBackground() override;
+    void ShowWindow() override;
+    void HideWindow() override;
+    void ActivateWindow(bool active) override;
+
+    // A request to end that comes from outside the window (a session that ends, a signal): the same as the
+    // close box, and put off while a question is open, until that has been answered.
+    void RequestClose();
+
+  private:
+    QtWidgets& widgets;
+    QEventLoop* loop = nullptr;  // the innermost run
+};
+
+}  // namespace vexil

@@ -1,0 +1,29 @@
+// A horizontal slider with evenly spaced tick marks below. While a person moves it, each change is reported
+// at once.
+#pragma once
+
+#include <QSlider>
+
+#include "platform/qt/QtControl.h"
+#include "platform/qt/Reporter.h"
+
+namespace vexil {
+
+class TickedSlider : public QSlider, public QtControl {
+  public:
+    TickedSlider(const Reporter& reporter, int minimum, int maximum, int marks, QWidget* parent);
+
+    QWidget& Widget() override { return *this; }
+    int Value() const override { return value(); }
+    // A value out of the range is shown as the nearest in it; the record it was taken from stays as it is.
+    void SetValue(int newValue) override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+
+  private:
+    int tickMarks;
+};
+
+}  // namespace vexil
