@@ -12,6 +12,10 @@ if(VEXIL_SANITIZE)
     -fsanitize=${VEXIL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vexil_options INTERFACE -fsanitize=${VEXIL_SANITIZE})
 endif()
+if(VEXIL_FUZZ)
+  # Coverage for the fuzzer; each fuzz target links libFuzzer itself.
+  target_compile_options(vexil_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

@@ -1,0 +1,24 @@
+// The packets of the control channel, in a buffer of exactly their length: what is taken for a packet is
+// written back as the same bytes.
+#include <vector>
+
+#include "driver/ControlChannel.h"
+#include "tests/fuzz/FuzzCheck.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    using namespace vexil;
+    using namespace vexil::test;
+    const std::vector<std::uint8_t> packet(bytes, bytes + size);
+    if (const auto reply = UnpackControlReply(packet)) {
+        Check(reply->data.size() <= kMaxControlData, "the data are within their limit");
+        Check(reply->error == 0 || reply->data.empty(), "an error has no data");
+        Check(PackControlReply(*reply) == packet, "a reply is written back as it was");
+    }
+    if (const auto request = UnpackControlRequest(packet)) {
+        Check(request->payload.size() <= kMaxControlData, "the payload is within its limit");
+        Check(request->kind != kControlSetOption || request->payload.size() == request->length,
+              "a set option has its payload");
+        Check(PackControlRequest(*request) == packet, "a request is written back as it was");
+    }
+    return 0;
+}
