@@ -15,8 +15,8 @@ class PreferenceDomains {
   public:
     virtual ~PreferenceDomains() = default;
 
-    // The value under a top-level key as of the last Synchronize of its domain, with what SetValue has changed
-    // since; none when there is none. A domain that was never synchronised is read first.
+    // The value under a top-level key as of the last Synchronize of its domain, with what SetValue has
+    // changed since; none when there is none. A domain that was never synchronised is read first.
     virtual PropertyRef CopyValue(const std::string& key, const std::string& application, UserScope user,
                                   HostScope host) = 0;
 

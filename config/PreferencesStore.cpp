@@ -258,13 +258,13 @@ bool PreferencesStore::PutObject(const char* keyPath, PropertyRef& value, UserSc
     }
     LogPrintfIf(verbose, kSettingEntry, kPutObject, keyPath);
     const KeyPath path(keyPath);
-    std::optional<std::string> key = GetEntryString(path.key.c_str());
+    const std::optional<std::string> key = GetEntryString(path.key.c_str());
     if (!key) {
         ReleaseIf(releaseValue, value);
         return false;
     }
     if (!path.rest)
-        return SetSynchronizeProperty(std::move(*key), value, user, releaseValue);
+        return SetSynchronizeProperty(*key, value, user, releaseValue);
 
     PropertyRef changed;
     std::optional<PropertyDictionary> dictionary =
@@ -276,7 +276,7 @@ bool PreferencesStore::PutObject(const char* keyPath, PropertyRef& value, UserSc
         LogPrintf("%s Out of memory.", kPutObject);
         return false;
     }
-    return SetSynchronizeProperty(std::move(*key), changed, user, true);
+    return SetSynchronizeProperty(*key, changed, user, true);
 }
 
 bool PreferencesStore::SetDictEntryValue(PropertyDictionary* dictionary, const char* keyPath,
@@ -302,7 +302,7 @@ bool PreferencesStore::SetDictEntryValue(PropertyDictionary* dictionary, const c
     return changed != nullptr && AssignEntry(*dictionary, *key, changed);
 }
 
-bool PreferencesStore::SetSynchronizeProperty(std::string key, PropertyRef& value, UserScope user,
+bool PreferencesStore::SetSynchronizeProperty(const std::string& key, PropertyRef& value, UserScope user,
                                               bool releaseValue) {
     if (!initialised) {
         LogPrintf(kNotInitialized, kSetSynchronizeProperty, static_cast<const void*>(key.c_str()));

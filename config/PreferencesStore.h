@@ -72,7 +72,8 @@ class PreferencesStore {
     bool SetInt(const char* keyPath, UserScope user, const std::int32_t* value);
 
     // Stores a value under a top-level key and makes it permanent. `releaseValue` as in PutObject.
-    bool SetSynchronizeProperty(std::string key, PropertyRef& value, UserScope user, bool releaseValue);
+    bool SetSynchronizeProperty(const std::string& key, PropertyRef& value, UserScope user,
+                                bool releaseValue);
     // Sets `value` (none removes) under the rest of a key path in `dictionary`. False when there is no
     // dictionary or an entry cannot be made; the dictionary is then unchanged.
     bool SetDictEntryValue(PropertyDictionary* dictionary, const char* keyPath,

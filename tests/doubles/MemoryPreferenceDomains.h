@@ -70,7 +70,9 @@ class MemoryPreferenceDomains : public PreferenceDomains {
                 Assign(storage->domains[id], key, value);
         }
         view.pending.clear();
-        view.values = Stored(id);
+        const PropertyDictionary& stored = Stored(id);
+        if (view.values != stored)
+            view.values = stored;
         return storage->writable;
     }
 
@@ -92,9 +94,10 @@ class MemoryPreferenceDomains : public PreferenceDomains {
         std::vector<std::pair<std::string, PropertyRef>> pending;
     };
 
-    PropertyDictionary Stored(const PreferenceDomainId& id) const {
+    const PropertyDictionary& Stored(const PreferenceDomainId& id) const {
+        static const PropertyDictionary kNothing;
         const auto found = storage->domains.find(id);
-        return found == storage->domains.end() ? PropertyDictionary() : found->second;
+        return found == storage->domains.end() ? kNothing : found->second;
     }
 
     View& Open(const PreferenceDomainId& id) {
