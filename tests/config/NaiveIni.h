@@ -16,7 +16,7 @@ class NaiveIni {
     explicit NaiveIni(const std::string& text = {}) { Read(text); }
 
     std::optional<std::string> GetValue(const std::string& section, const std::string& key) const {
-        const std::optional<Bounds> body = Body(section);
+        const std::optional<Bounds> body = section.empty() ? std::nullopt : Body(section);
         const std::optional<std::size_t> at = body ? KeyLine(*body, key) : std::nullopt;
         return at ? std::optional<std::string>(ValueOf(lines[*at])) : std::nullopt;
     }
