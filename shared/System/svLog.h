@@ -17,6 +17,9 @@ inline constexpr int kLogAppend = 0x0004;    // open the file for appending, cre
 inline constexpr int kLogInTmp = 0x4000;     // put the file under /tmp
 inline constexpr int kLogDisabled = 0x8000;  // logging off: OpenLog does nothing
 
+// The name of a log that is given no other. The panel names its own.
+inline constexpr const char* kDefaultLogFileName = "logfile.log";
+
 // Opens the log, shared-locked and writable for every user, and writes its header line: the version, the
 // processor that the program was built for, and the time. `prefix` (copied) starts every line; it becomes a
 // part of the line's format, so it holds no "%". `versionText` goes into the header line; both may be null or

@@ -1,6 +1,7 @@
 // The log: where its lines go and their exact bytes.
 #include "shared/System/svLog.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -17,7 +18,6 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
-#include <regex>
 #include <string>
 
 #include "tests/foundation/FailedAssertion.h"
@@ -43,12 +43,6 @@ const std::string kArch = "arch=[a-z0-9_]+; ";
 const std::string kTime = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}";
 const std::string kHeader = "CtrlPanel: Ver 3\\.3\\.900; " + kArch + "loaded at " + kTime + "\\.\n";
 const std::string kClosing = "CtrlPanel: Unloaded at " + kTime + "\\.\n";
-
-testing::AssertionResult Matches(const std::string& text, const std::string& pattern) {
-    if (std::regex_match(text, std::regex(pattern)))
-        return testing::AssertionSuccess();
-    return testing::AssertionFailure() << "\"" << text << "\" is not " << pattern;
-}
 
 class Log : public testing::Test {
   protected:
@@ -78,7 +72,8 @@ TEST_F(Log, HoldsHeaderLinesAndClosingLine) {
         LogPrintf("Unable to open socket! errno %d\n", 47);
     }),
               0);
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "CtrlPanel: Unable to open socket! errno 47\n" + kClosing));
+    EXPECT_THAT(process.Log(),
+                testing::MatchesRegex(kHeader + "CtrlPanel: Unable to open socket! errno 47\n" + kClosing));
     EXPECT_EQ(process.Output() + process.Input(), "");
 }
 
@@ -99,7 +94,7 @@ TEST_F(Log, HeaderWithoutAVersionStartsWithTheProcessor) {
     process.Run([this] { OpenLog(kPrefix, "", kLogAppend, process.LogPath().c_str()); });
     process.Run([this] { OpenLog(kPrefix, nullptr, kLogAppend, process.LogPath().c_str()); });
     const std::string header = "CtrlPanel: " + kArch + "loaded at " + kTime + "\\.\n";
-    EXPECT_TRUE(Matches(process.Log(), header + kClosing + header + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(header + kClosing + header + kClosing));
 }
 
 TEST_F(Log, WithoutAPrefixHasBareLines) {
@@ -107,9 +102,9 @@ TEST_F(Log, WithoutAPrefixHasBareLines) {
         OpenLog("", kVersion, kLogAppend, process.LogPath().c_str());
         LogPrintf("line\n");
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader.substr(11) + "line\n" + kClosing.substr(11)));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader.substr(11) + "line\n" + kClosing.substr(11)));
     process.Run([this] { OpenLog(nullptr, kVersion, kLogCreate, process.LogPath().c_str()); });
-    EXPECT_TRUE(Matches(process.Log(), kHeader.substr(11) + kClosing.substr(11)));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader.substr(11) + kClosing.substr(11)));
 }
 
 TEST_F(Log, OpeningAlwaysReturnsOne) {
@@ -124,25 +119,25 @@ TEST_F(Log, OpeningAlwaysReturnsOne) {
 TEST_F(Log, AppendsAfterTheOldLines) {
     Put("old line\n");
     process.Run([this] { OpenPanelLog(kLogAppend); });
-    EXPECT_TRUE(Matches(process.Log(), "old line\n" + kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex("old line\n" + kHeader + kClosing));
 }
 
 TEST_F(Log, CreatedAnewStartsEmpty) {
     Put("old line\n");
     process.Run([this] { OpenPanelLog(kLogCreate); });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, CreatingWinsOverAppending) {
     Put("old line\n");
     process.Run([this] { OpenPanelLog(kLogCreate | kLogAppend); });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, IsPutUnderTmpOnRequest) {
     const std::string name = "vexil-log-test-" + std::to_string(getpid()) + ".log";
     process.Run([&name] { OpenLog(kPrefix, kVersion, kLogInTmp | kLogCreate, name.c_str()); });
-    EXPECT_TRUE(Matches(LogProcess::Read("/tmp/" + name), kHeader + kClosing));
+    EXPECT_THAT(LogProcess::Read("/tmp/" + name), testing::MatchesRegex(kHeader + kClosing));
     unlink(("/tmp/" + name).c_str());
 }
 
@@ -180,7 +175,7 @@ TEST_F(Log, LeavesTheStandardDescriptorsAlone) {
         std::exit(LogDescriptor() > 2 ? 0 : 1);
     }),
               0);
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, HoldsASharedLock) {
@@ -212,7 +207,7 @@ TEST_F(Log, WaitsForItsLockThroughSignals) {
     flock(holder, LOCK_UN);
     close(holder);
     EXPECT_EQ(LogProcess::Wait(child), 0);
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, ThatCannotBeLockedIsNotOpened) {
@@ -260,7 +255,7 @@ TEST_F(Log, PathIsCutTo258Characters) {
     std::filesystem::create_directory(directory);
     const std::string path = directory + "/" + std::string(100, 'f');
     process.Run([&path] { OpenLog(kPrefix, kVersion, kLogAppend, path.c_str()); });
-    EXPECT_TRUE(Matches(LogProcess::Read(path.substr(0, 258)), kHeader + kClosing));
+    EXPECT_THAT(LogProcess::Read(path.substr(0, 258)), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, SwitchedOffIsNotOpened) {
@@ -297,7 +292,7 @@ TEST_F(Log, ClosedTwiceHasOneClosingLine) {
         LogPrintf("after\n");
         CloseLog();
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
     EXPECT_EQ(process.Output() + process.Input(), "");
 }
 
@@ -346,8 +341,8 @@ TEST_F(Log, LineIsCutTo258Characters) {
         LogPrintf("|\n");
     });
     const std::string cut = "CtrlPanel: " + kLongText.substr(0, 258 - 11);
-    EXPECT_TRUE(
-        Matches(process.Log(), kHeader + cut + kLongText.substr(0, 258) + "CtrlPanel: \\|\n" + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + cut + kLongText.substr(0, 258) +
+                                                     "CtrlPanel: \\|\n" + kClosing));
 }
 
 TEST_F(Log, LineOf258CharactersKeepsItsEnd) {
@@ -355,7 +350,8 @@ TEST_F(Log, LineOf258CharactersKeepsItsEnd) {
         OpenPanelLog();
         LogPrintf("%s\n", kLongText.substr(0, 258 - 12).c_str());
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "CtrlPanel: " + kLongText.substr(0, 246) + "\n" + kClosing));
+    EXPECT_THAT(process.Log(),
+                testing::MatchesRegex(kHeader + "CtrlPanel: " + kLongText.substr(0, 246) + "\n" + kClosing));
 }
 
 TEST_F(Log, FormatIsCutTo258CharactersWithThePrefix) {
@@ -364,7 +360,8 @@ TEST_F(Log, FormatIsCutTo258CharactersWithThePrefix) {
         OpenPanelLog();
         LogPrintf(format.c_str(), "never");
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "CtrlPanel: " + kLongText.substr(0, 247) + kClosing));
+    EXPECT_THAT(process.Log(),
+                testing::MatchesRegex(kHeader + "CtrlPanel: " + kLongText.substr(0, 247) + kClosing));
 }
 
 TEST_F(Log, FormatCutWithinAConversionEndsBeforeIt) {
@@ -373,7 +370,8 @@ TEST_F(Log, FormatCutWithinAConversionEndsBeforeIt) {
         OpenPanelLog();
         LogPrintf(format.c_str(), "never");
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "CtrlPanel: " + kLongText.substr(0, 246) + kClosing));
+    EXPECT_THAT(process.Log(),
+                testing::MatchesRegex(kHeader + "CtrlPanel: " + kLongText.substr(0, 246) + kClosing));
 }
 
 TEST_F(Log, PrefixIsAPartOfTheFormat) {
@@ -401,7 +399,7 @@ TEST_F(Log, RawLinesHaveNoPrefix) {
         LogPrintfRaw("raw %d\n", 1);
         LogPrintfRawIf(1, "raw %d\n", 2);
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "raw 1\nraw 2\n" + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + "raw 1\nraw 2\n" + kClosing));
 }
 
 TEST_F(Log, ConditionalLinesAreWrittenForAnyByteButZero) {
@@ -412,7 +410,8 @@ TEST_F(Log, ConditionalLinesAreWrittenForAnyByteButZero) {
         LogPrintfIf(1, "one\n");
         LogPrintfIf(0x80, "two\n");
     });
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "CtrlPanel: one\nCtrlPanel: two\n" + kClosing));
+    EXPECT_THAT(process.Log(),
+                testing::MatchesRegex(kHeader + "CtrlPanel: one\nCtrlPanel: two\n" + kClosing));
 }
 
 TEST_F(Log, EachLineIsOneWrite) {
@@ -472,7 +471,7 @@ TEST_F(Log, AShortWriteIsNotContinued) {
         std::exit(result == 4 ? 0 : 1);
     }),
               0);
-    EXPECT_TRUE(Matches(process.Log(), kHeader + "long"));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + "long"));
 }
 
 TEST_F(Log, LineToAGivenDescriptorHasNoPrefix) {
@@ -482,7 +481,7 @@ TEST_F(Log, LineToAGivenDescriptorHasNoPrefix) {
         LogPrintfTo(&output, "line %d\n", 1);
     });
     EXPECT_EQ(process.Output(), "line 1\n");
-    EXPECT_TRUE(Matches(process.Log(), kHeader + kClosing));
+    EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
 }
 
 TEST_F(Log, LineToDescriptorMinusOneIsOnlyFormatted) {
