@@ -80,6 +80,7 @@ bool DomainFile::Fail(const char* task, const FileFailure& failure) {
 PropertyRef DomainFile::CopyValue(const std::string& key) {
     if (!std::exchange(readOnce, true)) {
         Refresh(false);
+        Unlock();
     }
     if (const auto changed = pending.find(key); changed != pending.end()) {
         return changed->second;
@@ -99,9 +100,13 @@ bool DomainFile::Synchronize() {
         done = pending.empty() || Write();
     }
     pending.clear();
+    Unlock();
+    return done;
+}
+
+void DomainFile::Unlock() {
     lock = FileDescriptor();
     folder = FileDescriptor();
-    return done;
 }
 
 void DomainFile::DropUnchanged() {
@@ -249,6 +254,9 @@ FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
 }
 
 bool DomainFile::Lock(bool makeFolder) {
+    if (lock) {
+        return true;
+    }
     const std::chrono::milliseconds patience = lockTimedOut ? std::chrono::milliseconds(0) : kLockPatience;
     FileResult failure = OpenFolder(place.folder, makeFolder && !place.systemWide, calls, folder);
     if (!failure) {
@@ -267,7 +275,7 @@ bool DomainFile::TrySetAside(const std::string& problem, FileResult& failure) {
     if (failure) {
         return false;
     }
-    report("Preferences " + problem + ", set aside as " + newName + ": " + path);
+    report("Preferences set aside: " + problem + ": " + place.folder + "/" + newName);
     Take(PropertyList(), {});
     return true;
 }
@@ -284,7 +292,7 @@ void DomainFile::SetBadFileAside(const std::string& problem, const Identity& ide
     blocked = true;
     blockedProblem = problem;
     if (!known) {
-        report("Preferences " + problem + ", cannot be set aside: " + failure->operation + ": " +
+        report("Preferences cannot be set aside: " + problem + ": " + failure->operation + ": " +
                ErrorText(failure->error) + ": " + path);
     }
 }

@@ -54,6 +54,7 @@ class DomainFile {
     Content Load(const struct stat& status, std::string& problem);
     void Take(PropertyList list, const Identity& identity);
     bool Lock(bool makeFolder);
+    void Unlock();
     void SetBadFileAside(const std::string& problem, const Identity& identity, bool underLock);
     bool TrySetAside(const std::string& problem, FileResult& failure);
     void DropUnchanged();

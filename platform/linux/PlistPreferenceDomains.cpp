@@ -8,6 +8,10 @@ namespace {
 // With logging switched off the log never opens, so the lines that wait for it must end somewhere.
 constexpr std::size_t kMostWaitingLines = 64;
 
+// The log cuts a line at 258 characters, its prefix and line end included; a longer path is cut here, so that
+// the line end stays.
+constexpr std::size_t kLongestLine = 240;
+
 // A file name for any application id: "/" separates folders, and a leading dot would hide the file.
 std::string FileName(const std::string& application, const std::string& hostId) {
     std::string name;
@@ -60,7 +64,8 @@ DomainFile& PlistPreferenceDomains::File(const std::string& application, UserSco
         .first->second;
 }
 
-void PlistPreferenceDomains::Log(const std::string& line) {
+void PlistPreferenceDomains::Log(const std::string& text) {
+    const std::string line = text.substr(0, kLongestLine);
     if (LogIsOpen()) {
         LogPrintf("%s\n", line.c_str());
     } else if (waitingLines.size() < kMostWaitingLines) {

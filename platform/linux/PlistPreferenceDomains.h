@@ -34,7 +34,7 @@ class PlistPreferenceDomains : public PreferenceDomains {
 
   private:
     DomainFile& File(const std::string& application, UserScope user);
-    void Log(const std::string& line);
+    void Log(const std::string& text);
     void WriteWaitingLines();
 
     Paths paths;

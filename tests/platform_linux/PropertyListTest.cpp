@@ -29,13 +29,14 @@ PropertyRef ReadValue(const std::string& value) {
     return list ? list->Find("K") : nullptr;
 }
 
-std::string Nested(const std::string& open, const std::string& innermost, const std::string& close,
-                   int levels) {
-    std::string text = innermost;
+std::string Nested(const std::string& open, const std::string& innermost, const std::string& close, int levels) {
+    std::string before;
+    std::string after;
     for (int i = 0; i < levels; ++i) {
-        text = open + text + close;
+        before += open;
+        after += close;
     }
-    return text;
+    return before + innermost + after;
 }
 
 // A binary list from its objects; reference and offset sizes of one byte.
