@@ -520,7 +520,7 @@ int svString::Remove(char character) {
     if (places == 0)
         return 0;
     CopyBeforeWrite();
-    std::remove(m_pchData, m_pchData + nLength, character);
+    static_cast<void>(std::remove(m_pchData, m_pchData + nLength, character));
     SetLength(nLength - places);
     return places;
 }
