@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: startup.py FOLDER_OF_BENCHMARKS PANEL [RUNS]
 
 Start to first painted frame, memory and idle wake-ups of the panel, beside a bare window with 36 plain controls: both on a

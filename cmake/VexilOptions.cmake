@@ -6,6 +6,10 @@ target_compile_options(vexil_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual -Wzero-as-null-pointer-constant -Wcast-align -Wformat=2 -Wno-format-nonliteral
   $<$<BOOL:${VEXIL_WERROR}>:-Werror>)
+# GCC 12 warns of an overlap in its own library where a text literal is put in front of a std::string at -O3.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(vexil_options INTERFACE -Wno-restrict)
+endif()
 
 if(VEXIL_SANITIZE)
   target_compile_options(vexil_options INTERFACE

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: check_includes.py ROOT
 
 Reads every #include of the sources under ROOT and tells which of them run against the arrows of the house. The rules are

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Plants includes in a small house of its own and asks what check_includes.py says of each."""
 
 import pathlib

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: core_without_qt.py ROOT FOLDER
 
 Configures the project in FOLDER as on a machine without Qt, builds it and runs its tests. Exit status 0 when all of them

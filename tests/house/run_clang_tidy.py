@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: run_clang_tidy.py ROOT BUILD_FOLDER
 
 Runs clang-tidy over every source of the project that the build in BUILD_FOLDER compiles. A source that was clean is not

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Usage: run_cppcheck.py ROOT BUILD_FOLDER
 
 Runs cppcheck over every room and the benchmarks. (The tests are made of macros that it does not see through.) Exit status 0 when there are no findings, 77 without cppcheck.

@@ -65,13 +65,11 @@ class PrivateDesktop:
     def __enter__(self):
         # Whatever a child leaves behind becomes ours, so that it can be ended.
         _libc.prctl(_PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vexil3-desktop-"))
-        self.home = self.folder / "home"
-        self.runtime = self.folder / "runtime"
-        self.home.mkdir()
-        self.runtime.mkdir(mode=0o700)
-        self.preferences = self.home / ".config/vexil3/preferences/any-user"
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vexil3-"))
+        self.homes = 0
+        self.environment = {}
         try:
+            self.new_home()
             self._start_services()
         except BaseException:
             self.__exit__(None, None, None)
@@ -84,14 +82,25 @@ class PrivateDesktop:
         self._end_orphans()
         shutil.rmtree(self.folder, ignore_errors=True)
 
+    def new_home(self):
+        """Gives the programs that are started from now on an empty home and an empty folder for running services."""
+        self.homes += 1
+        self.home = self.folder / f"home{self.homes}"
+        self.runtime = self.folder / f"run{self.homes}"
+        self.home.mkdir()
+        self.runtime.mkdir(mode=0o700)
+        self.preferences = self.home / ".config/vexil3/preferences/any-user"
+        self.environment.update(HOME=str(self.home), XDG_RUNTIME_DIR=str(self.runtime))
+
     def _start_services(self):
         foreign = ("DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "AT_SPI_BUS_ADDRESS", "SESSION_MANAGER")
-        self.environment = {
+        kept = {
             name: value for name, value in os.environ.items()
             if name not in foreign and not name.startswith(("XDG_", "DBUS_", "QT_", "GTK_", "LC_"))
         }
+        self.environment = kept | self.environment
         self.environment.update(
-            HOME=str(self.home), XDG_RUNTIME_DIR=str(self.runtime), LANG="C.UTF-8",
+            LANG="C.UTF-8",
             # No test may reach the bus on which a restart of the computer can be asked for.
             DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.folder}/no-system-bus",
             QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", NO_AT_BRIDGE="1")
