@@ -314,7 +314,7 @@ bool DomainFile::Write() {
         return true;
     }
     std::string problem;
-    std::optional<PropertyList::Written> next = stored.Change(pending, problem);
+    std::optional<PropertyList::Change> next = stored.Prepare(pending, problem);
     if (!next) {
         report("Cannot write preferences: " + problem + ": " + path);
         return false;
@@ -322,16 +322,18 @@ bool DomainFile::Write() {
     return Store(std::move(*next));
 }
 
-bool DomainFile::Store(PropertyList::Written next) {
+bool DomainFile::Store(PropertyList::Change change) {
     FileDescriptor file;
     if (const FileResult failure =
-            ReplaceFile(folder, place.name, next.xml, AccessOfNewFile(true), calls, file)) {
+            ReplaceFile(folder, place.name, change.xml, AccessOfNewFile(true), calls, file)) {
         seen.reset();
         return Fail("Cannot write preferences", *failure);
     }
     struct stat status {};
     const bool known = fstat(file.Get(), &status) == 0;
-    Take(std::move(next.list), IdentityOf(status));
+    stored.Apply(std::move(change));
+    seen = IdentityOf(status);
+    blocked = false;
     seenFile = std::move(file);
     if (!known) {
         seen.reset();

@@ -60,6 +60,24 @@ std::string XmlOf(plist_t node) {
     return text == nullptr ? std::string() : std::string(text, length);
 }
 
+// What the library writes around the entries of a list.
+constexpr std::string_view kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n"
+    "<dict>\n";
+constexpr std::string_view kTail = "</dict>\n</plist>\n";
+
+// The XML of one entry of a list; takes `value`.
+std::string SourceOf(const std::string& storedKey, plist_t value) {
+    const Node list = Own(plist_new_dict());
+    plist_dict_set_item(list.get(), storedKey.c_str(), value);
+    const std::string xml = XmlOf(list.get());
+    const std::size_t start = xml.find("<dict>\n") + std::strlen("<dict>\n");
+    return xml.substr(start, xml.rfind("</dict>") - start);
+}
+
 class PlistOpaque : public PropertyOpaque {
   public:
     explicit PlistOpaque(plist_t node) : copy(Own(plist_copy(node))) {}
@@ -215,8 +233,6 @@ plist_t NodeOf(const PropertyRef& value, unsigned depth, std::string& problem) {
 
 }  // namespace
 
-PropertyList::PropertyList() : root(Own(plist_new_dict())) {}
-
 std::optional<PropertyList> PropertyList::Read(const std::string& content, std::string& problem) {
     const bool isBinary = IsBinaryPropertyList(content);
     if (!(isBinary ? CheckBinaryPropertyList(content, problem) : CheckXmlPropertyList(content, problem))) {
@@ -233,16 +249,13 @@ std::optional<PropertyList> PropertyList::Read(const std::string& content, std::
         problem = "not understood";
         return std::nullopt;
     }
-    PropertyList list(Own(Writable(read)));
-    list.FillEntries();
-    return list;
-}
-
-void PropertyList::FillEntries() {
-    ForEachEntry(root.get(), [this](const std::string& key, plist_t value) {
-        entries[TextOfStored(key).text] = {ValueOf(value), key};
+    const Node writable = Own(Writable(read));
+    PropertyList list;
+    ForEachEntry(writable.get(), [&](const std::string& key, plist_t value) {
+        list.entries[TextOfStored(key).text] = {ValueOf(value), SourceOf(key, plist_copy(value))};
         return true;
     });
+    return list;
 }
 
 PropertyRef PropertyList::Find(const std::string& key) const {
@@ -250,36 +263,58 @@ PropertyRef PropertyList::Find(const std::string& key) const {
     return found == entries.end() ? nullptr : found->second.value;
 }
 
-std::optional<PropertyList::Written> PropertyList::Change(const std::map<std::string, PropertyRef>& changes,
+std::optional<PropertyList::Change> PropertyList::Prepare(const std::map<std::string, PropertyRef>& values,
                                                           std::string& problem) const {
-    Written written;
-    written.list.root = Own(plist_copy(root.get()));
-    written.list.entries = entries;
-    plist_t dictionary = written.list.root.get();
-    for (const auto& [key, value] : changes) {
-        const auto known = entries.find(key);
-        const std::string storedKey = known == entries.end() ? StoredText(key) : known->second.storedKey;
+    Change change;
+    for (const auto& [key, value] : values) {
         if (value == nullptr) {
-            plist_dict_remove_item(dictionary, storedKey.c_str());
-            written.list.entries.erase(key);
+            change.entries[key] = std::nullopt;
             continue;
         }
         plist_t node = NodeOf(value, 2, problem);
         if (node == nullptr) {
             return std::nullopt;
         }
-        plist_dict_set_item(dictionary, storedKey.c_str(), node);
-        written.list.entries[key] = {ValueOf(node), storedKey};
+        PropertyRef readBack = ValueOf(node);
+        const std::string source = SourceOf(StoredText(key), node);
+        if (!CheckXmlPropertyList(std::string(kHead).append(source).append(kTail), problem)) {
+            return std::nullopt;
+        }
+        change.entries[key] = Entry{std::move(readBack), source};
     }
-    written.xml = XmlOf(dictionary);
-    if (written.xml.size() > kMaxPropertyListBytes) {
+    change.xml = kHead;
+    const auto append = [&](const Entry& entry) { change.xml += entry.source; };
+    auto changed = change.entries.begin();
+    const auto appendChangedBelow = [&](const std::string* key) {
+        for (; changed != change.entries.end() && (key == nullptr || changed->first < *key); ++changed) {
+            if (changed->second) {
+                append(*changed->second);
+            }
+        }
+    };
+    for (const auto& [key, entry] : entries) {
+        appendChangedBelow(&key);
+        if (changed == change.entries.end() || changed->first != key) {
+            append(entry);
+        }
+    }
+    appendChangedBelow(nullptr);
+    change.xml += kTail;
+    if (change.xml.size() > kMaxPropertyListBytes) {
         problem = "too large";
         return std::nullopt;
     }
-    if (!CheckXmlPropertyList(written.xml, problem)) {
-        return std::nullopt;
+    return change;
+}
+
+void PropertyList::Apply(Change change) {
+    for (auto& [key, entry] : change.entries) {
+        if (entry) {
+            entries[key] = std::move(*entry);
+        } else {
+            entries.erase(key);
+        }
     }
-    return written;
 }
 
 }  // namespace vexil

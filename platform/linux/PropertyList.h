@@ -1,9 +1,8 @@
 // A domain's property list in memory, and its file form: read from XML or binary, written in XML. What this
-// program does not know is kept as the library's own nodes and written back.
+// program does not know is kept in the library's own form and written back.
 #pragma once
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,9 +12,18 @@
 namespace vexil {
 
 class PropertyList {
+  private:
+    struct Entry {
+        PropertyRef value;
+        std::string source;  // the XML of its key and its value
+    };
+
   public:
-    // An empty list.
-    PropertyList();
+    // Changed entries (none: removed), and the file's content with them.
+    struct Change {
+        std::map<std::string, std::optional<Entry>> entries;
+        std::string xml;
+    };
 
     // The list of a file's content; none, with the reason in `problem`, for anything that does not pass the
     // checks of PropertyListCheck.h.
@@ -24,29 +32,18 @@ class PropertyList {
     // The value under a top-level key, or none.
     PropertyRef Find(const std::string& key) const;
 
-    // The list with some top-level values replaced, or removed where the new value is none, as it will be
-    // read back. None, with the reason in `problem`, when it could not be: too deep or too large, or a value
-    // that has no form here.
-    struct Written;
-    std::optional<Written> Change(const std::map<std::string, PropertyRef>& changes,
+    // What it takes to replace some top-level values, or to remove those whose new value is none. None, with
+    // the reason in `problem`, when the result could not be read back: too deep or too large, or a value that
+    // has no form here.
+    std::optional<Change> Prepare(const std::map<std::string, PropertyRef>& values,
                                   std::string& problem) const;
+    // Takes a change of this very list up.
+    void Apply(Change change);
 
   private:
-    using Node = std::shared_ptr<void>;  // a tree of libplist, never changed once it is here
-    explicit PropertyList(Node dictionary) : root(std::move(dictionary)) {}
-    void FillEntries();
-
-    struct Entry {
-        PropertyRef value;
-        std::string storedKey;
-    };
-    Node root;
+    // An entry that is not changed is written back as it was read, so a write costs little more than a copy
+    // of the text.
     std::map<std::string, Entry> entries;
-};
-
-struct PropertyList::Written {
-    PropertyList list;
-    std::string xml;
 };
 
 }  // namespace vexil

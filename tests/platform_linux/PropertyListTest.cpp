@@ -29,7 +29,8 @@ PropertyRef ReadValue(const std::string& value) {
     return list ? list->Find("K") : nullptr;
 }
 
-std::string Nested(const std::string& open, const std::string& innermost, const std::string& close, int levels) {
+std::string Nested(const std::string& open, const std::string& innermost, const std::string& close,
+                   int levels) {
     std::string before;
     std::string after;
     for (int i = 0; i < levels; ++i) {
@@ -218,7 +219,7 @@ TEST(PropertyListTest, MutatedListsNeverDoMoreThanBeRefused) {
         std::string problem;
         const std::optional<PropertyList> list = PropertyList::Read(bytes, problem);
         // What is read can be written, unless that is refused with a reason.
-        if (list && !list->Change({{"Z", MakePropertyNumber(1)}}, problem)) {
+        if (list && !list->Prepare({{"Z", MakePropertyNumber(1)}}, problem)) {
             EXPECT_NE(problem, "");
         }
     }
@@ -235,7 +236,7 @@ TEST(PropertyListTest, UnknownValuesAreWrittenBackBetweenKnownOnes) {
     PropertyDictionary changed = *list->Find("T")->As<PropertyDictionary>();
     changed["new"] = MakePropertyNumber(1);
     std::string problem;
-    const auto written = list->Change({{"T", MakePropertyDictionary(changed)}}, problem);
+    const auto written = list->Prepare({{"T", MakePropertyDictionary(changed)}}, problem);
     ASSERT_TRUE(written) << problem;
     const std::optional<PropertyList> back = Read(written->xml);
     ASSERT_TRUE(back);
@@ -250,10 +251,12 @@ TEST(PropertyListTest, UnknownValuesAreWrittenBackBetweenKnownOnes) {
 TEST(PropertyListTest, ATextThatNeedsAFormOfItsOwnIsNotDirect) {
     const PropertyList empty;
     std::string problem;
-    const auto written =
-        empty.Change({{"Own\xFF", MakePropertyString("a\rb")}, {"Plain", MakePropertyString("ab")}}, problem);
+    const auto written = empty.Prepare(
+        {{"Own\xFF", MakePropertyString("a\rb")}, {"Plain", MakePropertyString("ab")}}, problem);
     ASSERT_TRUE(written) << problem;
-    for (const PropertyList& list : {written->list, *Read(written->xml)}) {
+    PropertyList changed;
+    changed.Apply(*written);
+    for (const PropertyList& list : {changed, *Read(written->xml)}) {
         ASSERT_NE(list.Find("Own\xFF"), nullptr);
         EXPECT_EQ(list.Find("Own\xFF")->As<PropertyString>()->text, "a\rb");
         EXPECT_FALSE(list.Find("Own\xFF")->As<PropertyString>()->direct);
@@ -264,7 +267,7 @@ TEST(PropertyListTest, ATextThatNeedsAFormOfItsOwnIsNotDirect) {
 TEST(PropertyListTest, ACarriageReturnOfAnotherProgramIsNotLost) {
     const auto list = Read(List(Entry("<string>a&#13;b</string>")));
     std::string problem;
-    const auto written = list->Change({{"Z", MakePropertyNumber(1)}}, problem);
+    const auto written = list->Prepare({{"Z", MakePropertyNumber(1)}}, problem);
     ASSERT_TRUE(written);
     EXPECT_EQ(Read(written->xml)->Find("K")->As<PropertyString>()->text, "a\rb");
 }
@@ -273,21 +276,21 @@ TEST(PropertyListTest, AListThatCouldNotBeReadBackIsNotWritten) {
     const PropertyList empty;
     std::string problem;
     const auto large = std::make_shared<const PropertyValue>(PropertyValue::Content(PropertyData(1U << 20U)));
-    EXPECT_FALSE(empty.Change({{"A", large}}, problem));
+    EXPECT_FALSE(empty.Prepare({{"A", large}}, problem));
     EXPECT_EQ(problem, "too large");
     PropertyRef deep = MakePropertyNumber(1);
     for (int i = 0; i < 63; ++i) {
         deep = MakePropertyDictionary({{"K", deep}});
     }
-    EXPECT_TRUE(empty.Change({{"A", deep}}, problem)) << problem;
-    EXPECT_FALSE(empty.Change({{"A", MakePropertyDictionary({{"K", deep}})}}, problem));
+    EXPECT_TRUE(empty.Prepare({{"A", deep}}, problem)) << problem;
+    EXPECT_FALSE(empty.Prepare({{"A", MakePropertyDictionary({{"K", deep}})}}, problem));
 }
 
 TEST(PropertyListTest, AnUnknownValueThatWouldGetTooDeepIsNotWritten) {
     const auto list = Read(List(Entry(Nested("<array>", "<true/>", "</array>", 63))));
     ASSERT_TRUE(list);
     std::string problem;
-    EXPECT_FALSE(list->Change({{"A", MakePropertyDictionary({{"K", list->Find("K")}})}}, problem));
+    EXPECT_FALSE(list->Prepare({{"A", MakePropertyDictionary({{"K", list->Find("K")}})}}, problem));
 }
 
 }  // namespace
