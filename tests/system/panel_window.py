@@ -20,9 +20,10 @@ class Panel:
     def __init__(self, desktop, command, environment=None):
         self.desktop = desktop
         self.log_path = desktop.folder / f"panel-{len(desktop.processes)}.log"
-        with open(self.log_path, "wb") as log:
-            self.process = desktop.start(command, environment=environment, stdout=log,
-                                         stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL)
+        # What the toolkit has to say goes to standard error and is no log line.
+        with open(self.log_path, "wb") as log, open(self.log_path.with_suffix(".err"), "wb") as errors:
+            self.process = desktop.start(command, environment=environment, stdout=log, stderr=errors,
+                                         stdin=subprocess.DEVNULL)
         self.known = {}
         self.application = wait_until(self._application, PATIENCE, "the panel's window")
         self.window = wait_until(lambda: self.dialog(TITLE), PATIENCE, "the panel's window")
@@ -135,19 +136,21 @@ class Panel:
         _act(self._editable(name), "SetFocus")
 
     def answer(self, message, button):
-        """Waits for the alert with this message, presses its button (title as it is, control characters included)."""
+        """Waits for the alert with this message, presses its button."""
         alert = wait_until(lambda: self._alert(message), PATIENCE, f"the alert {message!r}")
         self.press(button, alert)
         wait_until(lambda: self._alert(message) is None, PATIENCE, f"the end of the alert {message!r}")
 
     def _alert(self, message):
         return next((window for window in self.windows()
-                     if window.name != TITLE and _find(window, message) is not None), None)
+                     if window != self.window and _find(window, message) is not None), None)
 
     def close(self):
         """Asks the window manager to close the window that is active, as a click on its close box does."""
         window = self.xdotool("search", "--name", f"^{TITLE}$").split()[-1]
-        self.xdotool("windowactivate", "--sync", window, "key", "alt+F4")
+        self.xdotool("windowactivate", "--sync", window)
+        wait_until(lambda: _has(self.window, pyatspi.STATE_ACTIVE), PATIENCE, "an active window")
+        self.xdotool("key", "alt+F4")
 
     def quit(self):
         """Closes the window and returns the exit status."""

@@ -100,7 +100,7 @@ class PrivateDesktop:
         }
         self.environment = kept | self.environment
         self.environment.update(
-            LANG="C.UTF-8",
+            LANG="C.UTF-8", TMPDIR=str(self.folder),
             # No test may reach the bus on which a restart of the computer can be asked for.
             DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.folder}/no-system-bus",
             QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", NO_AT_BRIDGE="1")
