@@ -105,8 +105,8 @@ bool DomainFile::Synchronize() {
 }
 
 void DomainFile::Unlock() {
-    lock = FileDescriptor();
-    folder = FileDescriptor();
+    lock.Close();
+    folder.Close();
 }
 
 void DomainFile::DropUnchanged() {
@@ -170,9 +170,9 @@ DomainFile::Content DomainFile::Read(const struct stat& status, std::string& tex
         return Content::Bad;
     }
     // O_NONBLOCK: what was a file a moment ago may be a pipe by now.
-    FileDescriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat opened {};
-    if (!file) {
+    if (!file.IsOpen()) {
         if (errno == EACCES || errno == EPERM) {
             problem = "not readable";
             return Content::Bad;
@@ -183,7 +183,7 @@ DomainFile::Content DomainFile::Read(const struct stat& status, std::string& tex
         Fail("Cannot read preferences", {"open", errno});
         return Content::Failed;
     }
-    if (fstat(file.Get(), &opened) != 0) {
+    if (fstat(file.Number(), &opened) != 0) {
         Fail("Cannot read preferences", {"fstat", errno});
         return Content::Failed;
     }
@@ -198,7 +198,7 @@ DomainFile::Content DomainFile::Read(const struct stat& status, std::string& tex
     text.resize(static_cast<std::size_t>(opened.st_size) + 1);
     std::size_t length = 0;
     while (length < text.size()) {
-        const ssize_t count = read(file.Get(), text.data() + length, text.size() - length);
+        const ssize_t count = read(file.Number(), text.data() + length, text.size() - length);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -241,12 +241,12 @@ FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
     FileAccess access;
     struct stat status {};
     access.mode = place.systemWide ? kSystemWideMode : kUserMode;
-    if (keepExisting && fstatat(folder.Get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (keepExisting && fstatat(folder.Number(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
         access.mode = status.st_mode & 0777U;
         access.group = status.st_gid;
         // Only root can give a file away; it does, so that a user's preferences stay the user's.
         access.owner = geteuid() == 0 ? status.st_uid : static_cast<uid_t>(-1);
-    } else if (fstat(folder.Get(), &status) == 0) {
+    } else if (fstat(folder.Number(), &status) == 0) {
         access.group = place.systemWide ? status.st_gid : static_cast<gid_t>(-1);
         access.owner = geteuid() == 0 && !place.systemWide ? status.st_uid : static_cast<uid_t>(-1);
     }
@@ -254,7 +254,7 @@ FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
 }
 
 bool DomainFile::Lock(bool makeFolder) {
-    if (lock) {
+    if (lock.IsOpen()) {
         return true;
     }
     const std::chrono::milliseconds patience = lockTimedOut ? std::chrono::milliseconds(0) : kLockPatience;
@@ -323,14 +323,14 @@ bool DomainFile::Write() {
 }
 
 bool DomainFile::Store(PropertyList::Change change) {
-    FileDescriptor file;
+    Descriptor file;
     if (const FileResult failure =
             ReplaceFile(folder, place.name, change.xml, AccessOfNewFile(true), calls, file)) {
         seen.reset();
         return Fail("Cannot write preferences", *failure);
     }
     struct stat status {};
-    const bool known = fstat(file.Get(), &status) == 0;
+    const bool known = fstat(file.Number(), &status) == 0;
     stored.Apply(std::move(change));
     seen = IdentityOf(status);
     blocked = false;

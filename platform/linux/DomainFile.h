@@ -71,14 +71,14 @@ class DomainFile {
     PropertyList stored;
     std::map<std::string, PropertyRef> pending;  // none: to be removed
     std::optional<Identity> seen;                // the state that `stored` was read from; none: not trusted
-    FileDescriptor seenFile;                     // keeps the inode of `seen` from being used again
+    Descriptor seenFile;                         // keeps the inode of `seen` from being used again
     bool readOnce = false;
     // What is at the file's place is bad and cannot be set aside: reads as empty and cannot be written.
     bool blocked = false;
     std::string blockedProblem;
     bool lockTimedOut = false;  // so the next attempts do not wait again
-    FileDescriptor folder;      // these two only within one operation
-    FileDescriptor lock;
+    Descriptor folder;          // these two only within one operation
+    Descriptor lock;
 };
 
 }  // namespace vexil

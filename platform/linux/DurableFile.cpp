@@ -21,12 +21,12 @@ FileFailure Failure(const char* operation) {
     return {operation, errno};
 }
 
-FileResult SetAccess(const FileDescriptor& file, const FileAccess& access) {
+FileResult SetAccess(const Descriptor& file, const FileAccess& access) {
     const bool keepsOwner = access.owner == static_cast<uid_t>(-1) && access.group == static_cast<gid_t>(-1);
-    if (!keepsOwner && fchown(file.Get(), access.owner, access.group) != 0) {
+    if (!keepsOwner && fchown(file.Number(), access.owner, access.group) != 0) {
         return Failure("fchown");
     }
-    return fchmod(file.Get(), access.mode) == 0 ? FileResult() : Failure("fchmod");
+    return fchmod(file.Number(), access.mode) == 0 ? FileResult() : Failure("fchmod");
 }
 
 // Makes a folder and its missing parents.
@@ -34,11 +34,11 @@ FileResult MakeFolders(const std::string& path, const DurabilityCalls& calls) {
     for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string part = path.substr(0, end);
         if (mkdir(part.c_str(), 0700) == 0) {
-            FileDescriptor parent(open((part + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-            if (!parent) {
+            Descriptor parent(open((part + "/..").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+            if (!parent.IsOpen()) {
                 return Failure("open");
             }
-            if (calls.fsync(parent.Get()) != 0) {
+            if (calls.fsync(parent.Number()) != 0) {
                 return Failure("fsync");
             }
         } else if (errno != EEXIST) {
@@ -50,9 +50,9 @@ FileResult MakeFolders(const std::string& path, const DurabilityCalls& calls) {
     }
 }
 
-FileResult WriteAll(const FileDescriptor& file, std::string_view content, const DurabilityCalls& calls) {
+FileResult WriteAll(const Descriptor& file, std::string_view content, const DurabilityCalls& calls) {
     while (!content.empty()) {
-        const ssize_t count = calls.write(file.Get(), content.data(), content.size());
+        const ssize_t count = calls.write(file.Number(), content.data(), content.size());
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -65,30 +65,30 @@ FileResult WriteAll(const FileDescriptor& file, std::string_view content, const 
 }
 
 // Opens a new file, in place of what a killed writer left under the name.
-FileResult MakeTemporary(const FileDescriptor& folder, const std::string& name, FileDescriptor& file) {
+FileResult MakeTemporary(const Descriptor& folder, const std::string& name, Descriptor& file) {
     constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    file = FileDescriptor(openat(folder.Get(), name.c_str(), kFlags, 0600));
-    if (!file && errno == EEXIST) {
-        if (unlinkat(folder.Get(), name.c_str(), 0) != 0) {
+    file = Descriptor(openat(folder.Number(), name.c_str(), kFlags, 0600));
+    if (!file.IsOpen() && errno == EEXIST) {
+        if (unlinkat(folder.Number(), name.c_str(), 0) != 0) {
             return Failure("unlink");
         }
-        file = FileDescriptor(openat(folder.Get(), name.c_str(), kFlags, 0600));
+        file = Descriptor(openat(folder.Number(), name.c_str(), kFlags, 0600));
     }
-    return file ? FileResult() : Failure("open");
+    return file.IsOpen() ? FileResult() : Failure("open");
 }
 
 enum class OldFile { Missing, Kept, NotKept };
 
 // Gives the file a second name, so that a replaced one can be put back. NotKept: the file system knows no
 // links.
-FileResult KeepOld(const FileDescriptor& folder, const std::string& name, const std::string& oldName,
+FileResult KeepOld(const Descriptor& folder, const std::string& name, const std::string& oldName,
                    OldFile& old) {
     const auto tryLink = [&] {
-        return linkat(folder.Get(), name.c_str(), folder.Get(), oldName.c_str(), 0) == 0;
+        return linkat(folder.Number(), name.c_str(), folder.Number(), oldName.c_str(), 0) == 0;
     };
     bool linked = tryLink();
     if (!linked && errno == EEXIST) {
-        if (unlinkat(folder.Get(), oldName.c_str(), 0) != 0) {
+        if (unlinkat(folder.Number(), oldName.c_str(), 0) != 0) {
             return Failure("unlink");
         }
         linked = tryLink();
@@ -104,16 +104,16 @@ FileResult KeepOld(const FileDescriptor& folder, const std::string& name, const 
 
 // After the new file took the name: puts the old state back. Errors are not reported, as the failure that
 // leads here is.
-void PutBack(const FileDescriptor& folder, const std::string& name, const std::string& oldName, OldFile old,
+void PutBack(const Descriptor& folder, const std::string& name, const std::string& oldName, OldFile old,
              const DurabilityCalls& calls) {
     if (old == OldFile::Kept) {
-        calls.rename(folder.Get(), oldName.c_str(), folder.Get(), name.c_str());
+        calls.rename(folder.Number(), oldName.c_str(), folder.Number(), name.c_str());
     } else if (old == OldFile::Missing) {
-        unlinkat(folder.Get(), name.c_str(), 0);
+        unlinkat(folder.Number(), name.c_str(), 0);
     }
 }
 
-FileResult WriteTemporary(FileDescriptor& file, std::string_view content, const FileAccess& access,
+FileResult WriteTemporary(Descriptor& file, std::string_view content, const FileAccess& access,
                           const DurabilityCalls& calls) {
     if (const FileResult failure = SetAccess(file, access)) {
         return failure;
@@ -121,18 +121,19 @@ FileResult WriteTemporary(FileDescriptor& file, std::string_view content, const 
     if (const FileResult failure = WriteAll(file, content, calls)) {
         return failure;
     }
-    return calls.fdatasync(file.Get()) == 0 ? FileResult() : Failure("fdatasync");
+    return calls.fdatasync(file.Number()) == 0 ? FileResult() : Failure("fdatasync");
 }
 
 // Renames without replacing; by a second name where the file system cannot do it in one step.
-bool RenameToFreeName(const FileDescriptor& folder, const char* name, const char* newName) {
-    if (renameat2(folder.Get(), name, folder.Get(), newName, RENAME_NOREPLACE) == 0) {
+bool RenameToFreeName(const Descriptor& folder, const char* name, const char* newName) {
+    if (renameat2(folder.Number(), name, folder.Number(), newName, RENAME_NOREPLACE) == 0) {
         return true;
     }
     if (errno != EINVAL && errno != ENOSYS) {
         return false;
     }
-    return linkat(folder.Get(), name, folder.Get(), newName, 0) == 0 && unlinkat(folder.Get(), name, 0) == 0;
+    return linkat(folder.Number(), name, folder.Number(), newName, 0) == 0 &&
+           unlinkat(folder.Number(), name, 0) == 0;
 }
 
 }  // namespace
@@ -141,35 +142,34 @@ DurabilityCalls SystemDurabilityCalls() {
     return {::write, ::fdatasync, ::renameat, ::fsync};
 }
 
-FileResult OpenFolder(const std::string& path, bool make, const DurabilityCalls& calls,
-                      FileDescriptor& folder) {
+FileResult OpenFolder(const std::string& path, bool make, const DurabilityCalls& calls, Descriptor& folder) {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-    folder = FileDescriptor(open(path.c_str(), kFlags));
-    if (!folder && errno == ENOENT && make && !path.empty()) {
+    folder = Descriptor(open(path.c_str(), kFlags));
+    if (!folder.IsOpen() && errno == ENOENT && make && !path.empty()) {
         if (const FileResult failure = MakeFolders(path, calls)) {
             return failure;
         }
-        folder = FileDescriptor(open(path.c_str(), kFlags));
+        folder = Descriptor(open(path.c_str(), kFlags));
     }
-    return folder ? FileResult() : Failure("open folder");
+    return folder.IsOpen() ? FileResult() : Failure("open folder");
 }
 
-FileResult TakeLock(const FileDescriptor& folder, const std::string& name, const FileAccess& access,
-                    std::chrono::milliseconds patience, FileDescriptor& lock) {
+FileResult TakeLock(const Descriptor& folder, const std::string& name, const FileAccess& access,
+                    std::chrono::milliseconds patience, Descriptor& lock) {
     constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor file(openat(folder.Get(), name.c_str(), kFlags));
-    if (!file && errno == ENOENT) {
-        file = FileDescriptor(openat(folder.Get(), name.c_str(), kFlags | O_CREAT | O_EXCL, 0600));
-        if (file) {
+    Descriptor file(openat(folder.Number(), name.c_str(), kFlags));
+    if (!file.IsOpen() && errno == ENOENT) {
+        file = Descriptor(openat(folder.Number(), name.c_str(), kFlags | O_CREAT | O_EXCL, 0600));
+        if (file.IsOpen()) {
             if (const FileResult failure = SetAccess(file, access)) {
                 return failure;
             }
         } else if (errno == EEXIST) {
-            file = FileDescriptor(openat(folder.Get(), name.c_str(), kFlags));
+            file = Descriptor(openat(folder.Number(), name.c_str(), kFlags));
         }
     }
     struct stat status {};
-    if (!file || fstat(file.Get(), &status) != 0) {
+    if (!file.IsOpen() || fstat(file.Number(), &status) != 0) {
         return Failure("open lock");
     }
     if (!S_ISREG(status.st_mode)) {
@@ -177,7 +177,7 @@ FileResult TakeLock(const FileDescriptor& folder, const std::string& name, const
     }
     // Polled, as flock itself waits without end.
     const Clock::time_point deadline = Clock::now() + patience;
-    while (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+    while (flock(file.Number(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             return Failure("lock");
         }
@@ -190,11 +190,11 @@ FileResult TakeLock(const FileDescriptor& folder, const std::string& name, const
     return {};
 }
 
-FileResult ReplaceFile(const FileDescriptor& folder, const std::string& name, std::string_view content,
-                       const FileAccess& access, const DurabilityCalls& calls, FileDescriptor& file) {
+FileResult ReplaceFile(const Descriptor& folder, const std::string& name, std::string_view content,
+                       const FileAccess& access, const DurabilityCalls& calls, Descriptor& file) {
     const std::string newName = name + ".new";
     const std::string oldName = name + ".old";
-    FileDescriptor made;
+    Descriptor made;
     if (const FileResult failure = MakeTemporary(folder, newName, made)) {
         return failure;
     }
@@ -203,18 +203,18 @@ FileResult ReplaceFile(const FileDescriptor& folder, const std::string& name, st
     if (!failure) {
         failure = KeepOld(folder, name, oldName, old);
     }
-    if (!failure && calls.rename(folder.Get(), newName.c_str(), folder.Get(), name.c_str()) != 0) {
+    if (!failure && calls.rename(folder.Number(), newName.c_str(), folder.Number(), name.c_str()) != 0) {
         failure = Failure("rename");
     }
     if (failure) {
-        unlinkat(folder.Get(), newName.c_str(), 0);
-    } else if (calls.fsync(folder.Get()) != 0) {
+        unlinkat(folder.Number(), newName.c_str(), 0);
+    } else if (calls.fsync(folder.Number()) != 0) {
         failure = Failure("fsync folder");
         PutBack(folder, name, oldName, old, calls);
     }
     // The second name may have been put back already. One that stays is harmless: the next writer removes it.
     if (old == OldFile::Kept) {
-        unlinkat(folder.Get(), oldName.c_str(), 0);
+        unlinkat(folder.Number(), oldName.c_str(), 0);
     }
     if (!failure) {
         file = std::move(made);
@@ -222,7 +222,7 @@ FileResult ReplaceFile(const FileDescriptor& folder, const std::string& name, st
     return failure;
 }
 
-FileResult SetAside(const FileDescriptor& folder, const std::string& name, std::string& newName) {
+FileResult SetAside(const Descriptor& folder, const std::string& name, std::string& newName) {
     constexpr int kMostNames = 1000;
     const time_t now = time(nullptr);
     tm parts{};

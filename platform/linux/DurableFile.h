@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/FileDescriptor.h"
+#include "config/Descriptor.h"
 
 namespace vexil {
 
@@ -40,13 +40,12 @@ struct FileAccess {
 };
 
 // Opens a folder. With `make`, makes it and its parents (mode 0700) where they are missing, permanently.
-FileResult OpenFolder(const std::string& path, bool make, const DurabilityCalls& calls,
-                      FileDescriptor& folder);
+FileResult OpenFolder(const std::string& path, bool make, const DurabilityCalls& calls, Descriptor& folder);
 
 // Takes the exclusive lock on the file `name`, making the file when it is missing; the lock lasts as long as
 // `lock`. Waits no longer than `patience` for another holder (ETIMEDOUT).
-FileResult TakeLock(const FileDescriptor& folder, const std::string& name, const FileAccess& access,
-                    std::chrono::milliseconds patience, FileDescriptor& lock);
+FileResult TakeLock(const Descriptor& folder, const std::string& name, const FileAccess& access,
+                    std::chrono::milliseconds patience, Descriptor& lock);
 
 // Replaces the file `name` (or makes it) by one with the given content, which `file` then is. On failure the
 // old file is still there and the new one is not. To be called by one program at a time, under the lock: the
@@ -55,11 +54,11 @@ FileResult TakeLock(const FileDescriptor& folder, const std::string& name, const
 //
 // Where the file system knows no hard links, a failure of the very last step (making the folder's entry
 // permanent) leaves the new file in place.
-FileResult ReplaceFile(const FileDescriptor& folder, const std::string& name, std::string_view content,
-                       const FileAccess& access, const DurabilityCalls& calls, FileDescriptor& file);
+FileResult ReplaceFile(const Descriptor& folder, const std::string& name, std::string_view content,
+                       const FileAccess& access, const DurabilityCalls& calls, Descriptor& file);
 
 // Renames what `name` is, of whatever type, to "NAME.damaged-YYYYMMDD-HHMMSS" (UTC; with a number behind it
 // when that is taken) without replacing anything. `newName` is the name it got.
-FileResult SetAside(const FileDescriptor& folder, const std::string& name, std::string& newName);
+FileResult SetAside(const Descriptor& folder, const std::string& name, std::string& newName);
 
 }  // namespace vexil

@@ -334,8 +334,8 @@ TEST_F(PlistDomainsTest, ALineBeforeTheLogIsOpenIsWrittenAtTheNextCallAfterwards
 
 TEST_F(PlistDomainsTest, AHeldLockDelaysAWriteTwoSecondsAndTheNextNotAtAll) {
     EXPECT_TRUE(domain.Store("A", MakePropertyNumber(1)));
-    FileDescriptor holder(open((folder.File() + ".lock").c_str(), O_RDWR | O_CLOEXEC));
-    ASSERT_EQ(flock(holder.Get(), LOCK_EX), 0);
+    Descriptor holder(open((folder.File() + ".lock").c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(holder.Number(), LOCK_EX), 0);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(domain.Store("A", MakePropertyNumber(2)));
     const auto once = std::chrono::steady_clock::now() - start;
@@ -346,7 +346,7 @@ TEST_F(PlistDomainsTest, AHeldLockDelaysAWriteTwoSecondsAndTheNextNotAtAll) {
     }
     EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
     EXPECT_TRUE(TestDomain(folder).Holds("A", 1));
-    holder = FileDescriptor();
+    holder.Close();
     EXPECT_TRUE(domain.Store("A", MakePropertyNumber(2)));
 }
 
