@@ -24,7 +24,7 @@ ALLOWED = {
     "platform/qt/main.cpp": CORE | {"platform/qt", "platform/linux"},
     "service": {"shared/System", "config", "driver", "platform/linux"},
 }
-# Tests and benchmarks may include the whole core, what is their own, and the doubles. Those that may know a platform:
+# Tests and benchmarks may include the whole core and what belongs to tests. Those that may know a platform or the service:
 USERS = {"tests", "bench"}
 PLATFORM_USERS = {
     "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "bench"},
@@ -37,7 +37,7 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     {"platform/linux", "service", "tests/platform_linux", "tests/service", "tests/fuzz"}),
+     {"platform/linux", "service", "tests"}),
     ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
     ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service"}),
     ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
@@ -76,7 +76,7 @@ def may_include(room, target, target_path):
     if is_user(room):
         if target in PLATFORM_USERS:
             return room in PLATFORM_USERS[target]
-        return target in ALLOWED and target != "platform/qt/main.cpp" or target_path.startswith("tests/doubles/")
+        return target in ALLOWED and target != "platform/qt/main.cpp" or target_path.startswith("tests/")
     return target in ALLOWED[room]
 
 

@@ -94,11 +94,12 @@ class CheckIncludes(unittest.TestCase):
         self.assert_forbidden("config/A.cpp", "<boost/any.hpp>")
         self.assert_forbidden("panel/A.cpp", "<gtest/gtest.h>")
 
-    def test_tests_include_the_core_the_doubles_and_what_is_their_own(self):
+    def test_tests_include_the_core_and_what_belongs_to_tests(self):
         self.assert_allowed("tests/config/A.cpp", '"config/PreferencesStore.h"')
         self.assert_allowed("tests/config/A.cpp", '"tests/doubles/MemoryWidgets.h"')
-        self.assert_allowed("tests/config/A.cpp", '"tests/config/Helper.h"')
-        self.assert_forbidden("tests/driver/A.cpp", '"tests/config/Helper.h"')
+        self.assert_allowed("tests/driver/A.cpp", '"tests/config/Helper.h"')
+        self.assert_allowed("bench/A.cpp", '"tests/doubles/MemoryWidgets.h"')
+        self.assert_forbidden("tests/config/A.cpp", '"platform/qt/QtWidgets.h"')
 
     def test_includes_are_written_from_the_root(self):
         self.assert_forbidden("config/A.cpp", '"PreferencesStore.h"')

@@ -8,6 +8,7 @@ the environment.
 import subprocess
 
 import pyatspi
+from gi.repository import GLib
 from private_desktop import wait_until
 
 TITLE = "Vexil III Control Panel"
@@ -139,7 +140,13 @@ class Panel:
         """Waits for the alert with this message, presses its button."""
         alert = wait_until(lambda: self._alert(message), PATIENCE, f"the alert {message!r}")
         self.press(button, alert)
-        wait_until(lambda: self._alert(message) is None, PATIENCE, f"the end of the alert {message!r}")
+        wait_until(lambda: self._has_no_alert(message), PATIENCE, f"the end of the alert {message!r}")
+
+    def _has_no_alert(self, message):
+        try:
+            return self.process.poll() is not None or self._alert(message) is None
+        except GLib.GError:
+            return False  # the panel is about to end, or closes the alert just now: to be asked again
 
     def _alert(self, message):
         return next((window for window in self.windows()
