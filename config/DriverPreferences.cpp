@@ -71,7 +71,7 @@ std::int32_t OlderInt(const Domains& domains, const char* key, std::int32_t defa
 std::uint64_t OlderActivePorts(const Domains& domains, unsigned firstBit, int portCount) {
     static constexpr const char* kWordKeys[] = {"ActiveDevices", "ActiveDevices01", "ActiveDevices02",
                                                 "ActiveDevices03"};
-    std::uint32_t words[std::size(kWordKeys)];
+    std::uint32_t words[std::size(kWordKeys)] = {};
     for (std::size_t word = 0; word < std::size(kWordKeys); ++word)
         words[word] = static_cast<std::uint32_t>(OlderInt(domains, kWordKeys[word], 0));
     std::uint64_t mask = 0;
