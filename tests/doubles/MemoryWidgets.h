@@ -40,6 +40,7 @@ class MemoryWidgets : public Widgets {
     int selectedRow = -1;
     std::vector<int> creationOrder;
     std::vector<Embedding> embeddings;
+    std::vector<int> redrawOrder;
     PanelHandlers* windowHandlers = nullptr;  // null: not installed
     int focus = -1;                           // control with the keyboard focus
 
@@ -128,7 +129,10 @@ class MemoryWidgets : public Widgets {
         return true;
     }
 
-    void Redraw(int control) override { ++Of(control).redraws; }
+    void Redraw(int control) override {
+        ++Of(control).redraws;
+        redrawOrder.push_back(control);
+    }
     int TitleBarHeight() const override { return titleBarHeight; }
 };
 

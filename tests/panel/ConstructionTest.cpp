@@ -51,6 +51,13 @@ TEST_F(Construction, RowsAreNamedByTheShownPortNumbers) {
     EXPECT_EQ(memoryWidgets.rows[63], "Port 88");
 }
 
+TEST_F(Construction, OutputSideIsRefreshedBeforeTheInputSideAndTheOptionsLast) {
+    Start();
+    EXPECT_EQ(memoryWidgets.redrawOrder,
+              (std::vector<int>{kOutputName, kTargetComputer, kTargetPortNumber, kInputName, kSourceComputer,
+                                kSourcePortNumber, kQuantizationNumber}));
+}
+
 TEST_F(Construction, FailedWindowEndsTheRunWithItsStatusAndBothLines) {
     widgets.windowStatus = -5600;
     EXPECT_EQ(RunUserInterface(Platform()), -5600);
