@@ -1,0 +1,38 @@
+// What one source has left sounding on the input that hears it: held notes, and channels whose sustain pedal,
+// modulation or pitch bend is not at rest. One thread at a time; nothing is allocated.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace vexil {
+
+class NoteTracker {
+  public:
+    // A whole message that the input has heard. All Notes Off and its like release nothing here: not everyone
+    // obeys them, and a release too many does no harm.
+    void Heard(std::span<const std::uint8_t> message);
+
+    bool IsAtRest() const { return away == 0; }
+    // The next message that puts something back to rest: note-offs, then sustain, modulation, pitch bend;
+    // none when everything is at rest. It counts as heard once Heard is told of it.
+    std::optional<std::array<std::uint8_t, 3>> NextRelease() const;
+    // Whether what a release message puts back is away from rest here.
+    bool Holds(const std::array<std::uint8_t, 3>& release) const;
+    // Everything is at rest.
+    void Clear() { *this = NoteTracker(); }
+
+  private:
+    static constexpr int kChannels = 16;
+    enum Control { Sustain, Modulation, PitchBend, ControlCount };
+
+    void Set(std::uint64_t& mask, int bit, bool isAway);
+
+    std::array<std::uint64_t, 2 * kChannels> notes{};    // bit n % 64 of word 2 * channel + n / 64
+    std::array<std::uint64_t, ControlCount> controls{};  // bit c: of channel c
+    int away = 0;                                        // bits that are set
+};
+
+}  // namespace vexil
