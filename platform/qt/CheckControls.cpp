@@ -30,6 +30,8 @@ void CheckBox::SetValue(int value) {
 
 PushButton::PushButton(const Reporter& reporter, const QString& title, QWidget* parent)
     : QPushButton(DrawnTitle(title), parent) {
+    // A click leaves the keyboard focus where a person types.
+    setFocusPolicy(Qt::TabFocus);
     connect(this, &QPushButton::clicked, this, [reporter] { reporter.Hit(); });
 }
 

@@ -357,11 +357,13 @@ TEST_F(Settings, DroppedFileLoadsWithoutADialog) {
 }
 
 TEST_F(Settings, DroppedFolderIsReportedAsLoadReportsIt) {
+    const std::string path = folder.Path("folder.vexil3");
+    std::filesystem::create_directory(path);
     Run([&] {
         Answer(AlertHit::Default);
-        Hands().DropFile(folder.Path().c_str());
+        Hands().DropFile(path.c_str());
     });
-    ExpectFileAccessError(folder.Path() + kLoadFailed);
+    ExpectFileAccessError(path + kLoadFailed);
 }
 
 }  // namespace

@@ -1,0 +1,22 @@
+// The programs of this folder: GoogleTest inside a QApplication, with folders of its own.
+#include <QApplication>
+#include <QTemporaryDir>
+
+#include <clocale>
+
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    // File dialogs keep their history in the user's folders.
+    const QTemporaryDir home;
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
+        qputenv(name, home.path().toUtf8());
+    QApplication::setStyle("fusion");
+    QApplication application(argc, argv);
+    std::setlocale(LC_NUMERIC, "C");
+    QApplication::setQuitOnLastWindowClosed(false);
+    // The list of a combo box takes no click within this time after it was opened, milliseconds.
+    QApplication::setDoubleClickInterval(1);
+    return RUN_ALL_TESTS();
+}
