@@ -94,6 +94,43 @@ TEST(StringAssertion, SharingOfTheEmptyBlock) {
     EXPECT_STRING_ASSERTION(copy(), "stringSrc.GetData() != sDataNil");
 }
 
+TEST(StringAssertion, BlockThatIsStillSharedWhenItIsWritten) {
+    const auto releaseBuffer = [] {
+        svString string;
+        Header(string).nRefs = 2;
+        string.ReleaseBuffer();
+    };
+    EXPECT_STRING_ASSERTION(releaseBuffer(), "GetData()->nRefs <= 1");
+    const auto assign = [] {
+        svString string;
+        Header(string).nRefs = 2;
+        string = "";
+    };
+    EXPECT_STRING_ASSERTION(assign(), "GetData()->nRefs <= 1");
+    const auto getBuffer = [] {
+        svString string;
+        Header(string).nRefs = 2;
+        string.GetBuffer(0);
+    };
+    EXPECT_STRING_ASSERTION(getBuffer(), "GetData()->nRefs <= 1");
+}
+
+TEST(StringAssertion, EmptiedStringThatIsNotEmpty) {
+    const auto length = [] {
+        svString string;
+        Header(string).nDataLength = 1;
+        string.Empty();
+    };
+    EXPECT_STRING_ASSERTION(length(), "GetData()->nDataLength == 0");
+    const auto allocation = [] {
+        svString string;
+        Header(string).nRefs = 1;
+        Header(string).nAllocLength = 1;
+        string.Empty();
+    };
+    EXPECT_STRING_ASSERTION(allocation(), "GetData()->nRefs < 0 || GetData()->nAllocLength == 0");
+}
+
 TEST(StringAssertion, LengthAboveTheAllocation) {
     const auto freeExtra = [] {
         svString string("abc");
