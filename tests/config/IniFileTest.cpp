@@ -36,7 +36,7 @@ TEST_F(IniFileTest, DeletingTheLastKeyKeepsTheHeader) {
     EXPECT_EQ(Saved(), "[a]\n");
 }
 
-TEST_F(IniFileTest, EditsThatLeaveNoLinesDoNotRewriteTheFile) {
+TEST_F(IniFileTest, AnEditOfNothingInAnEmptyFileDoesNotTouchIt) {
     Open("");
     const auto before = std::filesystem::last_write_time(path);
     ini.SetValue("a", "x", "");
