@@ -16,9 +16,9 @@
 //
 // Keys read from the older domain: MiscOptions and NN In_CustomName, NN Out_CustomName as above, and
 //
-//     ActiveDevices, ActiveDevices01 to ActiveDevices03     number, 16 ports each: outputs from bit 0, inputs
-//     from bit 16 NN In_FromPort                                   number: flags in bits 24-31, source port
-//     in bits 0-7 NN Out_ToPort                                    number: target port in bits 0-7
+//     ActiveDevices, ActiveDevices01 ... 03     number, 16 ports each: outputs from bit 0, inputs from bit 16
+//     NN In_FromPort                            number: flags in bits 24-31, source port in bits 0-7
+//     NN Out_ToPort                             number: target port in bits 0-7
 #pragma once
 
 #include <cstdint>

@@ -4,11 +4,11 @@
 //
 // Syntax, and there is no other:
 // - A line of two or more characters that holds a "[" and a "]" somewhere after it is a section header,
-// wherever in the
-//   line they stand. The name is the text between the first "[" and the first "]" after it, untrimmed.
-// - A line whose first "=" is not its first character is a key line: "key=value", both trimmed of white
-// space, unless the
-//   key is then empty.
+//   wherever in the line they stand. The name is the text between the first "[" and the first "]" after it,
+//   untrimmed.
+// - A line whose first "=" is not its first character is a key line, unless its key is then empty. Key
+//   and value are the texts before and behind that "=", both trimmed of white space; other "=" belong to the
+//   value.
 // - Every other line is carried along.
 // Names are compared byte for byte. The first of several sections of one name, and in it the first of several
 // keys of one name, is the one that is read and edited.

@@ -4,10 +4,10 @@
 //
 //   section "Options"   ShowEndpoints, LaunchMonitor, EnableLogging, UseWireless: "1" or "0"
 //   section "General"   SendGranularity: tenths of a millisecond
-//   section "Port_NN"   NN is the 0-based index, two digits. Properties: "Input", "Output", "Pipe", joined by
-//   ",";
-//                       Flags, SrcPort, DstPort: bytes of the port's entry; SrcName, DstName, InpName,
-//                       OutName
+//   section "Port_NN"   NN is the 0-based index, two digits.
+//                       Properties: "Input", "Output", "Pipe", joined by ",";
+//                       Flags, SrcPort, DstPort: bytes of the port's entry;
+//                       SrcName, DstName, InpName, OutName
 //
 // A key whose value would be empty is not written; one that is there is removed. Names are written as they
 // are: a line break splits the line, and a name with a "[" and a "]" behind it reads as a section header.
