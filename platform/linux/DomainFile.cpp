@@ -79,7 +79,7 @@ bool DomainFile::Fail(const char* task, const FileFailure& failure) {
 
 PropertyRef DomainFile::CopyValue(const std::string& key) {
     if (!std::exchange(readOnce, true)) {
-        Refresh(false);
+        Refresh();
         Unlock();
     }
     if (const auto changed = pending.find(key); changed != pending.end()) {
@@ -94,7 +94,7 @@ void DomainFile::SetValue(const std::string& key, PropertyRef value) {
 
 bool DomainFile::Synchronize() {
     readOnce = true;
-    bool done = Refresh(false);
+    bool done = Refresh();
     if (done) {
         DropUnchanged();
         done = pending.empty() || Write();
@@ -123,7 +123,7 @@ void DomainFile::Take(PropertyList list, const Identity& identity) {
 
 // Takes up what is at the file's place now, when it is not what was seen last. False when that cannot be
 // told.
-bool DomainFile::Refresh(bool underLock) {
+bool DomainFile::Refresh() {
     // Another program may replace the file between two looks; each time round it has done so anew.
     for (int attempt = 0; attempt < 100; ++attempt) {
         struct stat status {};
@@ -133,8 +133,8 @@ bool DomainFile::Refresh(bool underLock) {
                 return Fail("Cannot read preferences", {"lstat", error});
             }
             if (error == EACCES) {
-                SetBadFileAside("folder not accessible", {}, true);
-            } else if (!seen || seen->exists) {
+                SetBadFileAside("folder not accessible", {}, FileFailure{"lstat", error});
+            } else if (!seen || seen->exists || blocked) {
                 Take(PropertyList(), {});
             }
             return true;
@@ -149,14 +149,16 @@ bool DomainFile::Refresh(bool underLock) {
                 return true;
             case Content::Failed:
                 return false;
-            case Content::Bad:
-                if (underLock || !Lock(false)) {
-                    SetBadFileAside(problem, identity, underLock);
+            case Content::Bad: {
+                const bool wasLocked = lock.IsOpen();
+                const FileResult obstacle = Lock(false);
+                if (wasLocked || obstacle) {
+                    SetBadFileAside(problem, identity, obstacle);
                     return true;
                 }
                 // Looked at again, now that no other writer can be about to do the same.
-                underLock = true;
                 break;
+            }
             case Content::Missing:
                 break;
         }
@@ -253,9 +255,9 @@ FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
     return access;
 }
 
-bool DomainFile::Lock(bool makeFolder) {
+FileResult DomainFile::Lock(bool makeFolder) {
     if (lock.IsOpen()) {
-        return true;
+        return {};
     }
     const std::chrono::milliseconds patience = lockTimedOut ? std::chrono::milliseconds(0) : kLockPatience;
     FileResult failure = OpenFolder(place.folder, makeFolder && !place.systemWide, calls, folder);
@@ -263,10 +265,7 @@ bool DomainFile::Lock(bool makeFolder) {
         failure = TakeLock(folder, place.name + ".lock", AccessOfNewFile(false), patience, lock);
         lockTimedOut = failure && failure->error == ETIMEDOUT;
     }
-    if (failure && makeFolder) {
-        Fail("Cannot write preferences", *failure);
-    }
-    return !failure;
+    return failure;
 }
 
 bool DomainFile::TrySetAside(const std::string& problem, FileResult& failure) {
@@ -282,9 +281,8 @@ bool DomainFile::TrySetAside(const std::string& problem, FileResult& failure) {
 
 // What is at the file's place cannot be used. Renames it, which only the holder of the lock may do; else the
 // domain is blocked until what is there changes.
-void DomainFile::SetBadFileAside(const std::string& problem, const Identity& identity, bool underLock) {
-    FileResult failure = FileFailure{"lock", EACCES};
-    if (identity.exists && underLock && TrySetAside(problem, failure)) {
+void DomainFile::SetBadFileAside(const std::string& problem, const Identity& identity, FileResult obstacle) {
+    if (!obstacle && TrySetAside(problem, obstacle)) {
         return;
     }
     const bool known = blocked && seen && *seen == identity;
@@ -292,16 +290,16 @@ void DomainFile::SetBadFileAside(const std::string& problem, const Identity& ide
     blocked = true;
     blockedProblem = problem;
     if (!known) {
-        report("Preferences cannot be set aside: " + problem + ": " + failure->operation + ": " +
-               ErrorText(failure->error) + ": " + path);
+        report("Preferences cannot be set aside: " + problem + ": " + obstacle->operation + ": " +
+               ErrorText(obstacle->error) + ": " + path);
     }
 }
 
 bool DomainFile::Write() {
-    if (!Lock(true)) {
-        return false;
+    if (const FileResult obstacle = Lock(true)) {
+        return Fail("Cannot write preferences", *obstacle);
     }
-    if (!Refresh(true)) {
+    if (!Refresh()) {
         return false;
     }
     DropUnchanged();

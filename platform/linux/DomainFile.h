@@ -49,13 +49,13 @@ class DomainFile {
     enum class Content { Read, Missing, Bad, Failed };
 
     static Identity IdentityOf(const struct stat& status);
-    bool Refresh(bool underLock);
+    bool Refresh();
     Content Read(const struct stat& status, std::string& text, std::string& problem);
     Content Load(const struct stat& status, std::string& problem);
     void Take(PropertyList list, const Identity& identity);
-    bool Lock(bool makeFolder);
+    FileResult Lock(bool makeFolder);
     void Unlock();
-    void SetBadFileAside(const std::string& problem, const Identity& identity, bool underLock);
+    void SetBadFileAside(const std::string& problem, const Identity& identity, FileResult obstacle);
     bool TrySetAside(const std::string& problem, FileResult& failure);
     void DropUnchanged();
     bool Write();

@@ -39,7 +39,10 @@ FileResult MakeFolders(const std::string& path, const DurabilityCalls& calls) {
                 return Failure("open");
             }
             if (calls.fsync(parent.Number()) != 0) {
-                return Failure("fsync");
+                const FileFailure failure = Failure("fsync");
+                // Made anew by the next attempt, which would not make an existing one permanent.
+                rmdir(part.c_str());
+                return failure;
             }
         } else if (errno != EEXIST) {
             return Failure("mkdir");

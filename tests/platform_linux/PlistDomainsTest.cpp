@@ -311,6 +311,44 @@ TEST_F(PlistDomainsTest, WhatCannotBeSetAsideReadsAsEmptyRefusesWritesAndIsLogge
     EXPECT_EQ(lines.find("cannot be set aside", first + 1), std::string::npos) << lines;
 }
 
+TEST_F(PlistDomainsTest, AFolderThatBecomesAccessibleIsUsed) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root to become another user";
+    }
+    fs::create_directories(folder.paths.anyUserPreferences);
+    ASSERT_EQ(chown(folder.paths.anyUserPreferences.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(chmod(folder.root.c_str(), 0755), 0);
+    AsAnotherUser([this] {
+        TestDomain other(folder);
+        const std::string& place = folder.paths.anyUserPreferences;
+        const bool closed = chmod(place.c_str(), 0) == 0 && other.Synchronize() &&
+                            other.Read("A") == nullptr && !other.Store("A", MakePropertyNumber(1));
+        return closed && chmod(place.c_str(), 0700) == 0 && other.Store("A", MakePropertyNumber(1));
+    });
+}
+
+TEST_F(PlistDomainsTest, AHeldLockIsTheReasonGivenForABadFileThatStays) {
+    EXPECT_TRUE(domain.Store("A", MakePropertyNumber(1)));
+    Descriptor holder(open((folder.File() + ".lock").c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(holder.Number(), LOCK_EX), 0);
+    folder.Put("garbage");
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        OpenLog("", "", kLogAppend, (folder.root + "/log").c_str());
+        TestDomain(folder).Synchronize();
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_NE(folder.ContentOf(folder.root + "/log").find("lock: Connection timed out (110)"),
+              std::string::npos);
+    EXPECT_EQ(folder.Content(), "garbage");
+    holder.Close();
+    EXPECT_TRUE(domain.Store("A", MakePropertyNumber(2)));
+    EXPECT_EQ(folder.OtherNames().size(), 1U);
+}
+
 TEST_F(PlistDomainsTest, ALineBeforeTheLogIsOpenIsWrittenAtTheNextCallAfterwards) {
     const pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -479,6 +517,15 @@ TEST(PlistDomainsFaultTest, AnyFailureLeavesTheOldFileWhole) {
             ExpectOldFileIntact(calls, existing);
         }
     }
+}
+
+TEST(PlistDomainsFaultTest, AFolderThatCouldNotBeMadePermanentIsMadeAnew) {
+    PreferenceFolder folder;
+    DurabilityCalls calls = SystemDurabilityCalls();
+    calls.fsync = FailingFile;
+    EXPECT_FALSE(TestDomain(folder, calls).Store("A", MakePropertyNumber(1)));
+    EXPECT_FALSE(fs::exists(folder.root + "/config"));
+    EXPECT_TRUE(TestDomain(folder).Store("A", MakePropertyNumber(1)));
 }
 
 TEST(PlistDomainsFaultTest, ShortAndInterruptedWritesAreGoneOnWith) {
