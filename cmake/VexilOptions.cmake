@@ -27,10 +27,11 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
-# A compiler cache is used where there is one.
+# A compiler cache is used where there is one. It takes what another build folder has compiled from the same sources: the
+# folder's name in the debug information matters to nobody.
 find_program(VEXIL_CCACHE ccache)
 if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${VEXIL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 ${VEXIL_CCACHE})
 endif()
 
 # vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.

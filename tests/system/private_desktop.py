@@ -105,7 +105,9 @@ class PrivateDesktop:
             DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.folder}/no-system-bus",
             QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", NO_AT_BRIDGE="1")
         self.environment["DISPLAY"] = ":" + self._start_telling(
-            lambda fd: ["Xvfb", "-displayfd", str(fd), "-screen", "0", self.size + "x24", "-nolisten", "tcp"])
+            # -noreset: a display that starts anew when its last client goes takes those with it that are just coming.
+            lambda fd: ["Xvfb", "-displayfd", str(fd), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
+                        "-noreset"])
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self._start_telling(
             lambda fd: ["dbus-daemon", "--session", "--nofork", f"--print-address={fd}"])
         if self.window_manager:
