@@ -133,8 +133,17 @@ class Panel:
         self.click(row)
         wait_until(lambda: _has(row, pyatspi.STATE_SELECTED), PATIENCE, f"{label} selected")
 
-    def focus(self, name):
-        _act(self._editable(name), "SetFocus")
+    def has_focus(self, name):
+        """Whether a control, or the field or row inside it, has the keyboard focus."""
+        control = self.control(name)
+        inside = control if control.getRole() in (pyatspi.ROLE_LIST, pyatspi.ROLE_COMBO_BOX) else ()
+        return _has(control, pyatspi.STATE_FOCUSED) or any(_has(child, pyatspi.STATE_FOCUSED) for child in inside)
+
+    def activate(self):
+        """Gives the window the keyboard."""
+        window = self.xdotool("search", "--name", f"^{TITLE}$").split()[-1]
+        self.xdotool("windowactivate", "--sync", window)
+        wait_until(lambda: _has(self.window, pyatspi.STATE_ACTIVE), PATIENCE, "an active window")
 
     def answer(self, message, button):
         """Waits for the alert with this message, presses its button."""
@@ -154,9 +163,7 @@ class Panel:
 
     def close(self):
         """Asks the window manager to close the window that is active, as a click on its close box does."""
-        window = self.xdotool("search", "--name", f"^{TITLE}$").split()[-1]
-        self.xdotool("windowactivate", "--sync", window)
-        wait_until(lambda: _has(self.window, pyatspi.STATE_ACTIVE), PATIENCE, "an active window")
+        self.activate()
         self.xdotool("key", "alt+F4")
 
     def quit(self):
