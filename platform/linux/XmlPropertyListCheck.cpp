@@ -1,4 +1,5 @@
 #include <charconv>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -18,7 +19,8 @@ std::string_view Trimmed(std::string_view text) {
     return text;
 }
 
-// A whole number of 64 bits, signed or not: what a property list can hold.
+// A whole number of 64 bits, signed or not: what a property list can hold. The library takes one with leading
+// zeros for octal.
 bool IsInteger(std::string_view text) {
     text = Trimmed(text);
     const bool negative = text.starts_with('-');
@@ -29,6 +31,9 @@ bool IsInteger(std::string_view text) {
     if (text.starts_with("0x") || text.starts_with("0X")) {
         base = 16;
         text.remove_prefix(2);
+    }
+    if (base == 10 && text.size() > 1 && text.front() == '0') {
+        return false;
     }
     std::uint64_t magnitude = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
@@ -65,7 +70,8 @@ bool IsBase64(std::string_view text) {
     return digits % 4 == 0 && padding <= 2;
 }
 
-// YYYY-MM-DDThh:mm:ssZ.
+// YYYY-MM-DDThh:mm:ssZ, a day of the calendar and a time of the day. The library makes another date of any
+// other.
 bool IsDate(std::string_view text) {
     constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
     if (text.size() != kForm.size()) {
@@ -77,7 +83,13 @@ bool IsDate(std::string_view text) {
             return false;
         }
     }
-    return true;
+    const auto twoDigits = [&](std::size_t at) {
+        return static_cast<unsigned>((text[at] - '0') * 10 + (text[at + 1] - '0'));
+    };
+    const int year = static_cast<int>(twoDigits(0) * 100 + twoDigits(2));
+    const std::chrono::year_month_day day{std::chrono::year(year), std::chrono::month(twoDigits(5)),
+                                          std::chrono::day(twoDigits(8))};
+    return day.ok() && twoDigits(11) < 24 && twoDigits(14) < 60 && twoDigits(17) < 60;
 }
 
 // Recursive descent, one call for each dictionary or array that is open: as deep as the limit and no deeper.
@@ -152,12 +164,14 @@ class XmlCheck {
         if (tag.name == "true" || tag.name == "false") {
             return tag.empty || scanner.ClosingTag(tag.name);
         }
-        std::string text;
-        if (!tag.empty && !scanner.Text(tag.name, text)) {
-            return false;
-        }
         if (tag.name == "string") {
-            return true;
+            std::string text;
+            return tag.empty || scanner.Text("string", text);
+        }
+        // The library resolves nothing in the values of the other types.
+        std::string_view text;
+        if (!tag.empty && !scanner.PlainText(tag.name, text)) {
+            return false;
         }
         const bool known = (tag.name == "integer" && IsInteger(text)) ||
                            (tag.name == "real" && IsReal(text)) || (tag.name == "data" && IsBase64(text)) ||

@@ -210,6 +210,14 @@ bool XmlScanner::Text(std::string_view name, std::string& result) {
     return TextBeforeTag(result) && (StartsWith("</") || Fail("element inside a text")) && ClosingTag(name);
 }
 
+bool XmlScanner::PlainText(std::string_view name, std::string_view& result) {
+    const std::size_t start = position;
+    position = std::min(text.find_first_of("<&", position), text.size());
+    result = Since(start);
+    return (StartsWith("</") || Fail(position < text.size() ? "markup inside a value" : "cut off")) &&
+           ClosingTag(name);
+}
+
 bool XmlScanner::TextBeforeTag(std::string& result) {
     while (position < text.size()) {
         const std::size_t end = std::min(text.find_first_of("<&\r", position), text.size());

@@ -38,6 +38,9 @@ class XmlScanner {
     // ends are made line feeds, references resolved. References to entities that a document type declares are
     // a failure.
     bool Text(std::string_view name, std::string& result);
+    // The same where the text may hold nothing but characters that stand for themselves: no reference,
+    // comment, section or processing instruction.
+    bool PlainText(std::string_view name, std::string_view& result);
     bool Fail(const char* what);
     std::string Problem() const;
 

@@ -92,6 +92,34 @@ TEST(PropertyListTest, MalformedNumbersDataAndDatesAreRefused) {
     }
 }
 
+// Well-formed, but the library takes each of them for another value without a word.
+TEST(PropertyListTest, NumbersDataAndDatesThatWouldBeReadAsOthersAreRefused) {
+    for (const char* value :
+         {"<integer>010</integer>", "<integer>08</integer>", "<integer>-010</integer>",
+          "<integer>&#53;</integer>", "<real>&#49;.5</real>", "<data>QU&#74;D</data>",
+          "<data>QU<!-- x -->JD</data>", "<date>201&#50;-01-01T00:00:00Z</date>",
+          "<date>2012<!-- x -->-01-01T00:00:00Z</date>", "<date>2012-00-10T00:00:00Z</date>",
+          "<date>2012-13-10T00:00:00Z</date>", "<date>2012-01-00T00:00:00Z</date>",
+          "<date>2012-04-31T00:00:00Z</date>", "<date>2011-02-29T00:00:00Z</date>",
+          "<date>1900-02-29T00:00:00Z</date>", "<date>2012-12-31T24:00:00Z</date>",
+          "<date>2012-12-31T23:60:00Z</date>", "<date>2012-12-31T23:59:60Z</date>"}) {
+        std::string problem;
+        EXPECT_FALSE(CheckXmlPropertyList(List(Entry(value)), problem)) << value;
+    }
+}
+
+TEST(PropertyListTest, TheirNeighboursAreRead) {
+    EXPECT_TRUE(SameProperty(ReadValue("<integer>0</integer>"), MakePropertyNumber(0)));
+    EXPECT_TRUE(SameProperty(ReadValue("<integer>-0x0A</integer>"), MakePropertyNumber(-10)));
+    EXPECT_TRUE(SameProperty(ReadValue("<integer>\r\n5\r\n</integer>"), MakePropertyNumber(5)));
+    EXPECT_TRUE(SameProperty(ReadValue("<data>\r\nQU\r\nJD\r\n</data>"), MakePropertyData("ABC", 3)));
+    for (const char* value : {"<date>2012-02-29T23:59:59Z</date>", "<date>2000-02-29T00:00:00Z</date>",
+                              "<date>2012-12-31T00:00:00Z</date>"}) {
+        std::string problem;
+        EXPECT_TRUE(CheckXmlPropertyList(List(Entry(value)), problem)) << value << problem;
+    }
+}
+
 TEST(PropertyListTest, BrokenStructureIsRefused) {
     for (const std::string& text :
          {std::string(),
