@@ -29,6 +29,8 @@ LittleArrows::LittleArrows(const Reporter& arrowsReporter, int value, int minimu
     SetValue(value);
     setOrientation(Qt::Vertical);
     setFocusPolicy(Qt::StrongFocus);
+    // A move without a button tells of a release that went elsewhere.
+    setMouseTracking(true);
 }
 
 void LittleArrows::SetValue(int newValue) {

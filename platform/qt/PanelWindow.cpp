@@ -28,7 +28,7 @@ PanelWindow::PanelWindow(int width, int height) {
     text.setPixelSize(kTextPixels);
     setFont(text);
     setAcceptDrops(true);
-    auto* quit = new QShortcut(QKeySequence(QKeySequence::Quit), this);
+    auto* quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), this);
     connect(quit, &QShortcut::activated, this, [this] { close(); });
 }
 

@@ -10,7 +10,7 @@
 
 namespace vexil {
 
-PortListBox::PortListBox(const Reporter& listReporter, int rows, int rowWidth, int rowHeight, QWidget* parent)
+PortListBox::PortListBox(const Reporter& listReporter, int rows, int rowHeight, QWidget* parent)
     : QListWidget(parent), reporter(listReporter) {
     setUniformItemSizes(true);
     setSelectionMode(QAbstractItemView::SingleSelection);
@@ -19,7 +19,10 @@ PortListBox::PortListBox(const Reporter& listReporter, int rows, int rowWidth, i
     setTabKeyNavigation(false);
     // The window draws the frame around the list, so that the rows fill it exactly.
     setFrameShape(QFrame::NoFrame);
-    const QSize cell(rowWidth, rowHeight);
+    // A move without a button tells of a release that went elsewhere.
+    setMouseTracking(true);
+    // As wide as the list has room for.
+    const QSize cell(1, rowHeight);
     for (int row = 0; row < rows; ++row) {
         auto* added = new QListWidgetItem;
         added->setSizeHint(cell);

@@ -14,7 +14,7 @@ namespace vexil {
 // event.
 class PortListBox : public QListWidget, public QtControl {
   public:
-    PortListBox(const Reporter& listReporter, int rows, int rowWidth, int rowHeight, QWidget* parent);
+    PortListBox(const Reporter& listReporter, int rows, int rowHeight, QWidget* parent);
 
     QWidget& Widget() override { return *this; }
 

@@ -103,7 +103,7 @@ QtControl* QtWidgets::MakeControl(const ControlSpec& spec, PanelHandlers& handle
     QWidget* parent = window.get();
     switch (spec.kind) {
         case ControlKind::ListBox: {
-            auto* list = new PortListBox(reporter, kPortCount, kListCellWidth, kListCellHeight, parent);
+            auto* list = new PortListBox(reporter, kPortCount, kListCellHeight, parent);
             window->FrameChild(*list);
             return list;
         }

@@ -23,6 +23,8 @@ constexpr int kAssistedPressMs = 300;
 RoundButton::RoundButton(const Reporter& buttonReporter, QWidget* parent)
     : QPushButton(parent), reporter(buttonReporter) {
     setAutoDefault(false);
+    // A move without a button tells of a release that went elsewhere.
+    setMouseTracking(true);
     parent->window()->installEventFilter(this);
     // Mouse and keys are handled here without the base class, so this is assistive technology alone.
     connect(this, &QPushButton::pressed, this,

@@ -1,0 +1,138 @@
+// The window as it is seen and read out: places, names, order, texts that fit.
+#include <QAccessible>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSet>
+#include <QStyle>
+#include <QStyleOptionButton>
+#include <QTest>
+
+#include "tests/widgets/WindowFixture.h"
+
+namespace vexil {
+namespace {
+
+class Layout : public WindowFixture {};
+
+QRect TableRect(const ControlSpec& spec) {
+    const ControlRect& rect = spec.rect;
+    const QRect place(rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
+    const bool isField = spec.kind == ControlKind::EditText || spec.kind == ControlKind::ComboBox;
+    return isField ? place.adjusted(-3, -3, 3, 3) : place;
+}
+
+TEST_F(Layout, WindowHasItsFixedContentAndTitle) {
+    EXPECT_EQ(person.Window()->size(), QSize(580, 430));
+    EXPECT_EQ(person.Window()->minimumSize(), person.Window()->maximumSize());
+    EXPECT_EQ(person.Window()->windowTitle(), "Vexil III Control Panel");
+}
+
+TEST_F(Layout, EveryControlStandsAtItsPlaceInTheTable) {
+    for (const ControlSpec& spec : kControlTable) {
+        const QWidget* widget = person.Find(spec.number);
+        ASSERT_NE(widget, nullptr) << spec.number;
+        EXPECT_EQ(QRect(person.Place(spec.number, {0, 0}), widget->size()), TableRect(spec)) << spec.number;
+        EXPECT_TRUE(widget->isVisible()) << spec.number;
+    }
+}
+
+TEST_F(Layout, TextIs13PixelsHigh) {
+    for (const ControlSpec& spec : kControlTable)
+        EXPECT_EQ(person.Find(spec.number)->font().pixelSize(), 13) << spec.number;
+}
+
+TEST_F(Layout, ControlsOutsideGroupFramesDoNotOverlap) {
+    for (const ControlSpec& one : kControlTable) {
+        for (const ControlSpec& other : kControlTable) {
+            const bool isGroup =
+                one.kind == ControlKind::CheckGroupBox || one.kind == ControlKind::GroupBox ||
+                other.kind == ControlKind::CheckGroupBox || other.kind == ControlKind::GroupBox;
+            if (one.number < other.number && !isGroup) {
+                EXPECT_FALSE(TableRect(one).intersects(TableRect(other)))
+                    << one.number << " " << other.number;
+            }
+        }
+    }
+}
+
+TEST_F(Layout, EveryTitleFitsItsPlace) {
+    for (const ControlSpec& spec : kControlTable) {
+        QWidget* widget = person.Find(spec.number);
+        const QFontMetrics metrics(widget->font());
+        if (auto* label = qobject_cast<QLabel*>(widget))
+            EXPECT_LE(metrics.horizontalAdvance(label->text()), label->width()) << spec.number;
+        else if (auto* box = qobject_cast<QCheckBox*>(widget)) {
+            QStyleOptionButton option;
+            option.initFrom(box);
+            const int width = box->style()->subElementRect(QStyle::SE_CheckBoxContents, &option, box).width();
+            EXPECT_LE(metrics.horizontalAdvance(box->text()), width) << spec.number;
+        } else if (auto* button = qobject_cast<QPushButton*>(widget)) {
+            EXPECT_LE(metrics.horizontalAdvance(button->text()), button->width() - 8) << spec.number;
+        }
+    }
+}
+
+TEST_F(Layout, LargestNumbersFitTheirPlaces) {
+    for (const auto& [control, text] :
+         {std::pair{kSourcePortNumber, "88"}, std::pair{kTargetPortNumber, "88"},
+          std::pair{kTestChannelNumber, "16"}, std::pair{kQuantizationNumber, "10.0"}}) {
+        const QWidget* widget = person.Find(control);
+        EXPECT_LE(QFontMetrics(widget->font()).horizontalAdvance(text), widget->width()) << control;
+    }
+}
+
+TEST_F(Layout, EveryControlHasItsAccessibleName) {
+    for (const ControlSpec& spec : kControlTable) {
+        QWidget* widget = person.Find(spec.number);
+        QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(widget);
+        ASSERT_NE(interface, nullptr) << spec.number;
+        // A combo box's text hides its name.
+        const auto what = spec.kind == ControlKind::ComboBox ? QAccessible::Description : QAccessible::Name;
+        EXPECT_EQ(interface->text(what).toStdString(), spec.accessibleName) << spec.number;
+    }
+}
+
+TEST_F(Layout, LineOfAComboBoxHasItsNameToo) {
+    widgets.SetText(kTargetComputer, "studio");
+    QLineEdit* line = Find<QComboBox>(kTargetComputer).lineEdit();
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(line)->text(QAccessible::Name).toStdString(),
+              kControlTable[kTargetComputer].accessibleName);
+}
+
+TEST_F(Layout, LabelsNameTheirFields) {
+    for (const auto& [label, field] :
+         {std::pair{kInputNameLabel, kInputName}, std::pair{kOutputNameLabel, kOutputName},
+          std::pair{kTargetComputerLabel, kTargetComputer}})
+        EXPECT_EQ(Find<QLabel>(label).buddy(), person.Find(field));
+}
+
+TEST_F(Layout, TabGoesThroughTheControlsInTheirOrder) {
+    std::vector<int> order;
+    for (int presses = 0; presses < kControlCount; ++presses) {
+        const QString name = QApplication::focusWidget()->objectName();
+        ASSERT_TRUE(name.startsWith("control-")) << name.toStdString();
+        order.push_back(name.mid(8).toInt());
+        person.Press(Key::Tab);
+        if (person.Find(kPortList)->hasFocus())
+            break;
+    }
+    EXPECT_EQ(order, (std::vector<int>{0,  1,  2,  3,  5,  6,  7,  8,  10, 11, 13, 15,
+                                       18, 19, 22, 23, 25, 26, 27, 28, 32, 33, 34, 35}));
+}
+
+TEST_F(Layout, QuitKeyIsACloseRequest) {
+    for (const int focused : {kPortList, kInputName, kTargetComputer}) {
+        person.TabTo(focused);
+        handlers.calls.clear();
+        QTest::keyClick(person.Window()->windowHandle(), Qt::Key_Q, Qt::ControlModifier);
+        EXPECT_EQ(Count(EventKind::WindowClose), 1) << focused;
+        EXPECT_EQ(Count(EventKind::RawKeyDown), 0) << focused;
+    }
+    EXPECT_TRUE(person.Window()->isVisible());
+}
+
+}  // namespace
+}  // namespace vexil

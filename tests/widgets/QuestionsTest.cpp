@@ -1,0 +1,213 @@
+// Alerts and file choosers as they are seen, and requests to close that come from outside.
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QTest>
+#include <QTimer>
+
+#include <unistd.h>
+#include <csignal>
+
+#include "platform/qt/QtDialogs.h"
+#include "platform/qt/TerminationSignals.h"
+#include "tests/scenarios/TempFolder.h"
+#include "tests/widgets/AnsweredAlert.h"
+#include "tests/widgets/WindowFixture.h"
+
+namespace vexil {
+namespace {
+
+class Questions : public WindowFixture {
+  protected:
+    Questions() { request.message = "message"; }
+
+    int Ask(const std::function<void(QMessageBox&)>& look) {
+        WhenAlertOpens([look](QMessageBox& box) {
+            look(box);
+            box.close();
+        });
+        return dialogs.RunAlert(request);
+    }
+    std::int32_t Choose(bool save, std::string& path, const std::function<void(QFileDialog&)>& answer) {
+        QTimer::singleShot(0, person.Window(), [answer] {
+            auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(dialog, nullptr);
+            answer(*dialog);
+        });
+        return dialogs.RunFileChooser(save, save ? "default.vexil3" : "",
+                                      save ? "" : "com.sonavert.vexil3.vexp3", path);
+    }
+    static void Enter(QFileDialog& dialog, const std::string& name) {
+        auto* line = dialog.findChild<QLineEdit*>("fileNameEdit");
+        line->setText(QString::fromStdString(name));
+        QTest::keyClick(line, Qt::Key_Return);
+    }
+
+    QtDialogs dialogs{widgets};
+    AlertRequest request;
+};
+
+TEST_F(Questions, TextsAreNeverMarkup) {
+    request.message = "<b>message</b>";
+    request.hasExplanation = true;
+    request.explanation = "/tmp/<i>a</i><br>.vexil3 file cannot be opened";
+    Ask([](QMessageBox& box) {
+        for (const char* name : {"qt_msgbox_label", "qt_msgbox_informativelabel"}) {
+            auto* label = box.findChild<QLabel*>(name);
+            ASSERT_NE(label, nullptr) << name;
+            EXPECT_EQ(label->textFormat(), Qt::PlainText) << name;
+            EXPECT_TRUE(label->text().contains('<'));
+        }
+    });
+}
+
+TEST_F(Questions, ControlCharactersOfATitleAreKeptAndNotDrawn) {
+    request.defaultButton = {AlertButton::Kind::Titled, "\16Apply && Quit"};
+    Ask([](QMessageBox& box) {
+        ASSERT_EQ(box.buttons().size(), 1);
+        EXPECT_EQ(box.buttons()[0]->property("title").toString(), QString("\16Apply && Quit"));
+        EXPECT_EQ(box.buttons()[0]->text(), QString("Apply &&&& Quit"));
+    });
+}
+
+TEST_F(Questions, KindsHaveTheirIcons) {
+    for (const auto& [kind, icon] :
+         {std::pair{kAlertStop, QMessageBox::Critical}, std::pair{kAlertNote, QMessageBox::Information},
+          std::pair{kAlertCaution, QMessageBox::Warning}, std::pair{kAlertPlain, QMessageBox::NoIcon}}) {
+        request.kind = kind;
+        const QMessageBox::Icon expected = icon;
+        Ask([expected](QMessageBox& box) { EXPECT_EQ(box.icon(), expected); });
+    }
+}
+
+TEST_F(Questions, ToolkitsOwnTitlesStandForButtonsWithoutText) {
+    request.cancelButton = {AlertButton::Kind::ToolkitDefault, ""};
+    Ask([](QMessageBox& box) {
+        QStringList titles;
+        for (const QAbstractButton* button : box.buttons())
+            titles << button->text();
+        titles.sort();
+        EXPECT_EQ(titles, (QStringList{"Cancel", "OK"}));
+    });
+}
+
+TEST_F(Questions, ClosingAnAlertWithTwoButtonsChangesNothing) {
+    request.defaultButton = {AlertButton::Kind::Titled, "Ok"};
+    request.otherButton = {AlertButton::Kind::Titled, "Cancel"};
+    EXPECT_EQ(Ask([](QMessageBox&) {}), kAlertOtherButton);
+}
+
+TEST_F(Questions, AlertWithALongPathStaysOnTheScreen) {
+    request.hasExplanation = true;
+    for (int i = 0; i < 16; ++i)
+        request.explanation += "/a long folder name " + std::to_string(i);
+    request.explanation += "/" + std::string(200, 'x') + ".vexil3 file cannot be opened for read access.";
+    Ask([](QMessageBox& box) { EXPECT_LE(box.width(), box.screen()->availableSize().width()); });
+}
+
+TEST_F(Questions, WindowTakesNoInputWhileAQuestionIsOpen) {
+    Ask([this](QMessageBox&) {
+        person.Click(kLocalPipe, false);
+        EXPECT_EQ(widgets.Value(kLocalPipe), 0);
+        person.DropFile("/tmp/a.vexil3");
+    });
+    EXPECT_TRUE(handlers.calls.empty());
+}
+
+TEST_F(Questions, EndOfTheEventLoopLeavesAnOpenQuestionToBeAnswered) {
+    request.defaultButton = {AlertButton::Kind::Titled, "Ok"};
+    request.otherButton = {AlertButton::Kind::Titled, "Cancel"};
+    int answer = 0;
+    QTimer::singleShot(0, person.Window(), [&] {
+        answer = Ask([this](QMessageBox& box) {
+            desktop.EndEventLoop();
+            QTest::qWait(20);
+            EXPECT_TRUE(box.isVisible());
+        });
+    });
+    desktop.RunEventLoop();
+    EXPECT_EQ(answer, kAlertOtherButton);
+}
+
+TEST_F(Questions, SaveAddsTheSuffixThatATypedNameLacks) {
+    const TempFolder folder;
+    std::string path;
+    EXPECT_EQ(Choose(true, path, [&](QFileDialog& dialog) { Enter(dialog, folder.Path("name")); }), 0);
+    EXPECT_EQ(path, folder.Path("name.vexil3"));
+}
+
+TEST_F(Questions, SaveProposesTheNameAndAsksBeforeAnExistingFileIsTaken) {
+    const TempFolder folder;
+    folder.Write("old.vexil3", "kept");
+    std::string path = "as it was";
+    bool asked = false;
+    const std::int32_t status = Choose(true, path, [&](QFileDialog& dialog) {
+        EXPECT_EQ(dialog.findChild<QLineEdit*>("fileNameEdit")->text(), "default.vexil3");
+        QTimer::singleShot(0, &dialog, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            asked = box != nullptr;
+            if (asked)
+                box->button(QMessageBox::No)->click();
+            dialog.reject();
+        });
+        Enter(dialog, folder.Path("old.vexil3"));
+    });
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(status, kUserCanceled);
+    EXPECT_EQ(path, "as it was");
+    EXPECT_EQ(folder.Read("old.vexil3"), "kept");
+}
+
+TEST_F(Questions, LoadOffersSettingsFilesAndAllFiles) {
+    std::string path;
+    Choose(false, path, [](QFileDialog& dialog) {
+        EXPECT_EQ(dialog.nameFilters(), (QStringList{"Vexil III settings (*.vexil3)", "All files (*)"}));
+        EXPECT_EQ(dialog.fileMode(), QFileDialog::ExistingFile);
+        dialog.reject();
+    });
+}
+
+// --- requests to close from outside ---
+
+TEST_F(Questions, RequestFromOutsideIsACloseRequest) {
+    desktop.RequestClose();
+    EXPECT_EQ(Count(EventKind::WindowClose), 1);
+}
+
+TEST_F(Questions, RequestWhileAQuestionIsOpenComesAgainWhenItIsAnswered) {
+    Ask([this](QMessageBox&) {
+        desktop.RequestClose();
+        QTest::qWait(10);
+        EXPECT_EQ(Count(EventKind::WindowClose), 0);
+    });
+    person.Settle();
+    EXPECT_EQ(Count(EventKind::WindowClose), 1);
+}
+
+TEST_F(Questions, SignalsThatEndAProgramAreRequests) {
+    int requests = 0;
+    const TerminationSignals terminationSignals([&] { ++requests; });
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        kill(getpid(), signal);
+        EXPECT_TRUE(QTest::qWaitFor([&, before = requests] { return requests > before; })) << signal;
+    }
+    EXPECT_EQ(requests, 3);
+}
+
+TEST_F(Questions, FlushDropsWhatThePersonDidBefore) {
+    person.Click(kInputName, false);
+    auto* key = new QKeyEvent(QEvent::KeyPress, Qt::Key_A, {}, "a");
+    QApplication::postEvent(person.Find(kInputName), key);
+    desktop.FlushEvents();
+    person.Settle();
+    EXPECT_EQ(Text(kInputName), "");
+    person.Type("b");
+    EXPECT_EQ(Text(kInputName), "b");
+}
+
+}  // namespace
+}  // namespace vexil
