@@ -48,7 +48,7 @@ struct InputCounters {
 };
 
 // Room for what all sources have queued. One source may have nearly all of it for a long system exclusive.
-inline constexpr std::size_t kDefaultQueueBytes = 8 * 1024 * 1024;
+inline constexpr std::size_t kDefaultQueueBytes = std::size_t{8} << 20;
 
 class Engine {
   public:

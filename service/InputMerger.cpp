@@ -10,6 +10,10 @@ namespace {
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 constexpr std::uint8_t kEndOfExclusive[] = {0xF7};
 
+int InputAfter(const Record& endOfWay) {
+    return endOfWay.nextInput == kNoInput ? -1 : endOfWay.nextInput;
+}
+
 }  // namespace
 
 bool InputMerger::Push(int source, std::uint64_t due, const MidiPiece& piece) {
@@ -26,7 +30,7 @@ void InputMerger::EndWay(int source, std::uint64_t due, int nextInput) {
         Connect(source, nextInput);
         return;
     }
-    if (queues.PushEndOfWay(source, due, nextInput)) {
+    if (queues.PushEndOfWay(source, due, nextInput < 0 ? kNoInput : static_cast<std::uint8_t>(nextInput))) {
         ++openEnds;
         waiting.Add(source);
     }
@@ -187,7 +191,7 @@ bool InputMerger::FinishWay(int source, int port, EngineSink& sink) {
     queues.TakeRecord(source);
     NoteEmptied(source);
     --openEnds;
-    Connect(source, end.nextInput);
+    Connect(source, InputAfter(end));
     return true;
 }
 
@@ -234,7 +238,7 @@ std::uint64_t InputMerger::Forget(int source) {
     while (!queues.IsEmpty(source)) {
         const Record& record = queues.Front(source);
         if (record.kind == RecordKind::EndOfWay) {
-            nextInput = record.nextInput;
+            nextInput = InputAfter(record);
             --openEnds;
         } else {
             lost += record.last ? 1 : 0;

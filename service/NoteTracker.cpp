@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint8_t kNoteOff = 0x80;
 constexpr std::uint8_t kNoteOn = 0x90;
 constexpr std::uint8_t kControlChange = 0xB0;
-constexpr std::uint8_t kPitchBend = 0xE0;
+constexpr std::uint8_t kPitchBendChange = 0xE0;
 constexpr std::uint8_t kModulationWheel = 1;
 constexpr std::uint8_t kSustainPedal = 64;
 constexpr std::uint8_t kPlainVelocity = 64;  // of a note-off that has none of its own
@@ -44,18 +44,17 @@ void NoteTracker::Heard(std::span<const std::uint8_t> message) {
     switch (message[0] & 0xF0) {
         case kNoteOff:
         case kNoteOn:
-            Set(notes[static_cast<std::size_t>(2 * channel + first / 64)], first % 64,
-                (message[0] & 0xF0) == kNoteOn && second != 0);
+            Set(notes[WordOf(channel, first)], first % 64, (message[0] & 0xF0) == kNoteOn && second != 0);
             break;
         case kControlChange:
             if (first == kSustainPedal) {
-                Set(controls[Sustain], channel, second != 0);
+                Set(controls[kSustain], channel, second != 0);
             } else if (first == kModulationWheel) {
-                Set(controls[Modulation], channel, second != 0);
+                Set(controls[kModulation], channel, second != 0);
             }
             break;
-        case kPitchBend:
-            Set(controls[PitchBend], channel, first != 0 || second != kBendCentre);
+        case kPitchBendChange:
+            Set(controls[kPitchBend], channel, first != 0 || second != kBendCentre);
             break;
         default:
             break;
@@ -74,25 +73,24 @@ std::optional<std::array<std::uint8_t, 3>> NoteTracker::NextRelease() const {
                            kPlainVelocity};
         }
     }
-    if (controls[Sustain] != 0) {
-        return Message{Status(kControlChange, std::countr_zero(controls[Sustain])), kSustainPedal, 0};
+    if (controls[kSustain] != 0) {
+        return Message{Status(kControlChange, std::countr_zero(controls[kSustain])), kSustainPedal, 0};
     }
-    if (controls[Modulation] != 0) {
-        return Message{Status(kControlChange, std::countr_zero(controls[Modulation])), kModulationWheel, 0};
+    if (controls[kModulation] != 0) {
+        return Message{Status(kControlChange, std::countr_zero(controls[kModulation])), kModulationWheel, 0};
     }
-    return Message{Status(kPitchBend, std::countr_zero(controls[PitchBend])), 0, kBendCentre};
+    return Message{Status(kPitchBendChange, std::countr_zero(controls[kPitchBend])), 0, kBendCentre};
 }
 
 bool NoteTracker::Holds(const std::array<std::uint8_t, 3>& release) const {
     const int channel = release[0] & 0x0F;
     switch (release[0] & 0xF0) {
         case kNoteOff:
-            return (notes[static_cast<std::size_t>(2 * channel + release[1] / 64)] & Bit(release[1] % 64)) !=
-                   0;
+            return (notes[WordOf(channel, release[1])] & Bit(release[1] % 64)) != 0;
         case kControlChange:
-            return (controls[release[1] == kSustainPedal ? Sustain : Modulation] & Bit(channel)) != 0;
+            return (controls[release[1] == kSustainPedal ? kSustain : kModulation] & Bit(channel)) != 0;
         default:
-            return (controls[PitchBend] & Bit(channel)) != 0;
+            return (controls[kPitchBend] & Bit(channel)) != 0;
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -25,14 +26,17 @@ class NoteTracker {
     void Clear() { *this = NoteTracker(); }
 
   private:
-    static constexpr int kChannels = 16;
-    enum Control { Sustain, Modulation, PitchBend, ControlCount };
+    static constexpr std::size_t kChannels = 16;
+    enum Control { kSustain, kModulation, kPitchBend, kControlCount };
 
+    static std::size_t WordOf(int channel, int note) {
+        return static_cast<std::size_t>(channel) * 2 + (note < 64 ? 0 : 1);
+    }
     void Set(std::uint64_t& mask, int bit, bool isAway);
 
-    std::array<std::uint64_t, 2 * kChannels> notes{};    // bit n % 64 of word 2 * channel + n / 64
-    std::array<std::uint64_t, ControlCount> controls{};  // bit c: of channel c
-    int away = 0;                                        // bits that are set
+    std::array<std::uint64_t, 2 * kChannels> notes{};     // bit n % 64 of word 2 * channel + n / 64
+    std::array<std::uint64_t, kControlCount> controls{};  // bit c: of channel c
+    int away = 0;                                         // bits that are set
 };
 
 }  // namespace vexil

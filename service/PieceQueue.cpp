@@ -104,16 +104,16 @@ bool PieceQueues::PushPiece(int source, std::uint64_t due, const MidiPiece& piec
     return true;
 }
 
-bool PieceQueues::PushEndOfWay(int source, std::uint64_t due, int nextInput) {
+bool PieceQueues::PushEndOfWay(int source, std::uint64_t due, std::uint8_t nextInput) {
     Queue& queue = Of(source);
     if (queue.lastEnd != kChunkSize) {
-        At(queue.tail, queue.lastEnd).nextInput = static_cast<std::int8_t>(nextInput);
+        At(queue.tail, queue.lastEnd).nextInput = nextInput;
         return false;
     }
     Record record;
     record.due = due;
     record.kind = RecordKind::EndOfWay;
-    record.nextInput = static_cast<std::int8_t>(nextInput);
+    record.nextInput = nextInput;
     Append(queue, record, {});
     return true;
 }

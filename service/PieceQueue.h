@@ -21,6 +21,9 @@ enum class RecordKind : std::uint8_t {
     EndOfWay,   // the way ends; another begins
 };
 
+// In the place of an input: nobody hears it.
+inline constexpr std::uint8_t kNoInput = 0xFF;
+
 struct Record {
     std::uint64_t due = 0;  // when it leaves, in nanoseconds
     std::uint16_t length =
@@ -28,7 +31,7 @@ struct Record {
     RecordKind kind = RecordKind::Message;
     bool last = true;                     // a piece that ends its message
     std::array<std::uint8_t, 3> bytes{};  // of a short message
-    std::int8_t nextInput = -1;           // EndOfWay: the input that hears what follows; -1: none
+    std::uint8_t nextInput = kNoInput;    // EndOfWay: the input that hears what follows
 };
 static_assert(sizeof(Record) == 16);
 
@@ -40,7 +43,7 @@ class PieceQueues {
     // False, with nothing queued, when there is no room.
     bool PushPiece(int source, std::uint64_t due, const MidiPiece& piece);
     // Always succeeds: room for it is kept. Two ends with nothing between them become one; false then.
-    bool PushEndOfWay(int source, std::uint64_t due, int nextInput);
+    bool PushEndOfWay(int source, std::uint64_t due, std::uint8_t nextInput);
 
     bool IsEmpty(int source) const;
     // The oldest record and its bytes, as far as Take has not taken them. Not of an empty queue.
