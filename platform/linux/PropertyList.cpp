@@ -2,6 +2,7 @@
 
 #include <plist/plist.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -69,13 +70,28 @@ constexpr std::string_view kHead =
     "<dict>\n";
 constexpr std::string_view kTail = "</dict>\n</plist>\n";
 
+// The library writes years before 1000 with fewer than four digits, which no reader takes for a date. Texts
+// hold no tag, since their "<" is written as an entity.
+void PadYears(std::string& xml) {
+    constexpr std::string_view kTag = "<date>";
+    for (std::size_t at = xml.find(kTag); at != std::string::npos; at = xml.find(kTag, at)) {
+        at += kTag.size();
+        const std::size_t digits = xml.find('-', at) - at;
+        if (digits < 4) {
+            xml.insert(at, 4 - digits, '0');
+        }
+    }
+}
+
 // The XML of one entry of a list; takes `value`.
 std::string SourceOf(const std::string& storedKey, plist_t value) {
     const Node list = Own(plist_new_dict());
     plist_dict_set_item(list.get(), storedKey.c_str(), value);
     const std::string xml = XmlOf(list.get());
     const std::size_t start = xml.find("<dict>\n") + std::strlen("<dict>\n");
-    return xml.substr(start, xml.rfind("</dict>") - start);
+    std::string source = xml.substr(start, xml.rfind("</dict>") - start);
+    PadYears(source);
+    return source;
 }
 
 class PlistOpaque : public PropertyOpaque {
@@ -167,7 +183,8 @@ PropertyRef ValueOf(plist_t node) {
         case PLIST_REAL: {
             double number = 0;
             plist_get_real_val(node, &number);
-            return MakeValue(PropertyNumber(number));
+            // Binary lists hold many bit patterns that are not a number, XML has one text for them all.
+            return MakeValue(PropertyNumber(std::isnan(number) ? std::nan("") : number));
         }
         case PLIST_STRING:
             return MakeValue(TextOfStored(StringOf(node)));

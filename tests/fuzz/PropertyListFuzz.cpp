@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         return 0;
     }
     const std::optional<PropertyList> again = PropertyList::Read(change->xml, problem);
-    Check(again.has_value(), "what was written is read");
+    Check(again.has_value(), ("what was written is read: " + problem).c_str());
     PropertyList applied = *list;
     applied.Apply(*std::move(change));
     for (const PropertyList* one : std::array<const PropertyList*, 2>{&applied, &*again}) {

@@ -321,5 +321,29 @@ TEST(PropertyListTest, AnUnknownValueThatWouldGetTooDeepIsNotWritten) {
     EXPECT_FALSE(list->Prepare({{"A", MakePropertyDictionary({{"K", list->Find("K")}})}}, problem));
 }
 
+TEST(PropertyListTest, ADateOfAnEarlyYearSurvivesAChangeOfAnotherKey) {
+    const std::optional<PropertyList> list = Read(List(Entry("<date>0020-01-02T00:00:00Z</date>")));
+    ASSERT_TRUE(list);
+    std::string problem;
+    const auto change = list->Prepare({{"other", MakePropertyNumber(1)}}, problem);
+    ASSERT_TRUE(change);
+    EXPECT_NE(change->xml.find("<date>0020-01-02T00:00:00Z</date>"), std::string::npos);
+    EXPECT_TRUE(Read(change->xml));
+}
+
+TEST(PropertyListTest, WhatIsNotANumberIsReadTheSameFromEveryBitPattern) {
+    const std::string dictionary = "\xD1\x01\x02";
+    const std::string key = "QK";
+    const std::optional<PropertyList> list =
+        Read(Binary({dictionary, key, "\x23\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01"}));
+    ASSERT_TRUE(list);
+    std::string problem;
+    const auto change = list->Prepare({{"other", MakePropertyNumber(1)}}, problem);
+    ASSERT_TRUE(change);
+    const std::optional<PropertyList> again = Read(change->xml);
+    ASSERT_TRUE(again);
+    EXPECT_TRUE(SameProperty(again->Find("K"), list->Find("K")));
+}
+
 }  // namespace
 }  // namespace vexil
