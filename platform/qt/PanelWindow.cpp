@@ -1,5 +1,7 @@
 #include "platform/qt/PanelWindow.h"
 
+#include <utility>
+
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
@@ -32,6 +34,13 @@ PanelWindow::PanelWindow(int width, int height) {
     connect(quit, &QShortcut::activated, this, [this] { close(); });
 }
 
+void PanelWindow::SetHandlers(PanelHandlers& newHandlers) {
+    handlers = &newHandlers;
+    if (std::exchange(closeRequested, false))
+        QMetaObject::invokeMethod(
+            this, [this] { close(); }, Qt::QueuedConnection);
+}
+
 void PanelWindow::FrameChild(QWidget& child) {
     framedChild = &child;
     child.installEventFilter(this);
@@ -51,8 +60,11 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
 // The panel decides and ends the event loop itself; the window stays until it is hidden.
 void PanelWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
-    if (handlers != nullptr)
-        DeliverEvent(*handlers, PanelEvent{EventKind::WindowClose}, NothingNext);
+    if (handlers == nullptr) {
+        closeRequested = true;
+        return;
+    }
+    DeliverEvent(*handlers, PanelEvent{EventKind::WindowClose}, NothingNext);
 }
 
 void PanelWindow::dragEnterEvent(QDragEnterEvent* event) {

@@ -13,7 +13,9 @@ class PanelWindow : public QWidget {
     PanelWindow(int width, int height);
 
     // Window events go to `newHandlers` from now on; until then there are none. They must outlive the window.
-    void SetHandlers(PanelHandlers& newHandlers) { handlers = &newHandlers; }
+    // A close request that came before goes to them from the event loop: nobody asks a second time to end a
+    // program that was starting.
+    void SetHandlers(PanelHandlers& newHandlers);
     // Draws a frame of one pixel around a child that has none.
     void FrameChild(QWidget& child);
 
@@ -28,6 +30,7 @@ class PanelWindow : public QWidget {
     QRect ChildFrame() const;
 
     PanelHandlers* handlers = nullptr;
+    bool closeRequested = false;  // while there were no handlers
     QWidget* framedChild = nullptr;
 };
 

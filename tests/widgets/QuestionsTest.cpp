@@ -188,6 +188,21 @@ TEST_F(Questions, RequestWhileAQuestionIsOpenComesAgainWhenItIsAnswered) {
     EXPECT_EQ(Count(EventKind::WindowClose), 1);
 }
 
+// A signal may come while the window is still being filled, or while the flush before its first showing runs.
+TEST_F(Questions, RequestBeforeTheWindowHasItsHandlersComesOnceItHasThem) {
+    RecordingHandlers panel;
+    QtWidgets starting;
+    QtDesktop itsDesktop{starting};
+    starting.CreateWindow({100, 100, 100 + kWindowHeight, 100 + kWindowWidth});
+    itsDesktop.RequestClose();
+    itsDesktop.FlushEvents();
+    itsDesktop.ShowWindow();
+    starting.InstallWindowHandler(panel);
+    EXPECT_EQ(panel.Of(EventKind::WindowClose).size(), 0U) << "outside the event loop";
+    person.Settle();
+    EXPECT_EQ(panel.Of(EventKind::WindowClose).size(), 1U);
+}
+
 TEST_F(Questions, SignalsThatEndAProgramAreRequests) {
     int requests = 0;
     const TerminationSignals terminationSignals([&] { ++requests; });
