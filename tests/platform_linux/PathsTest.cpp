@@ -1,9 +1,13 @@
 #include "platform/linux/Paths.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
 namespace vexil {
@@ -110,6 +114,69 @@ TEST_F(PathsTest, TheHostIdIsAlwaysAPartOfAFileName) {
     EXPECT_EQ(FindPaths(surroundings).hostId, "a_b");
     surroundings.hostName = "";
     EXPECT_EQ(FindPaths(surroundings).hostId, "localhost");
+}
+
+TEST(SurroundingsTest, ASystemWideInstallationHasItsFixedFolders) {
+    const Surroundings surroundings;
+    EXPECT_EQ(surroundings.systemPreferences, "/var/lib/vexil3/preferences");
+    EXPECT_EQ(surroundings.systemControl, "/run/vexil3");
+    EXPECT_EQ(surroundings.machineIdFile, "/etc/machine-id");
+}
+
+// Gives a variable a value, or takes it away, for as long as it lives.
+class Variable {
+  public:
+    Variable(const char* variable, const char* value) : name(variable) {
+        if (const char* old = std::getenv(name)) {
+            before = old;
+        }
+        Set(value);
+    }
+    ~Variable() { Set(before ? before->c_str() : nullptr); }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+
+  private:
+    void Set(const char* value) const {
+        if (value == nullptr) {
+            unsetenv(name);
+        } else {
+            setenv(name, value, 1);
+        }
+    }
+
+    const char* name;
+    std::optional<std::string> before;
+};
+
+TEST(SurroundingsTest, ThoseOfThisProcessAreItsEnvironment) {
+    const Variable config("XDG_CONFIG_HOME", "/tmp/a");
+    const Variable runtime("XDG_RUNTIME_DIR", "/tmp/b");
+    const Variable home("HOME", "/tmp/c");
+    const Surroundings surroundings = CurrentSurroundings();
+    EXPECT_EQ(surroundings.xdgConfigHome, "/tmp/a");
+    EXPECT_EQ(surroundings.xdgRuntimeDir, "/tmp/b");
+    EXPECT_EQ(surroundings.home, "/tmp/c");
+}
+
+TEST(SurroundingsTest, WhatTheEnvironmentLacksIsMissing) {
+    const Variable config("XDG_CONFIG_HOME", nullptr);
+    const Variable runtime("XDG_RUNTIME_DIR", nullptr);
+    const Variable home("HOME", nullptr);
+    const Surroundings surroundings = CurrentSurroundings();
+    EXPECT_EQ(surroundings.xdgConfigHome, std::nullopt);
+    EXPECT_EQ(surroundings.xdgRuntimeDir, std::nullopt);
+    EXPECT_EQ(surroundings.home, std::nullopt);
+}
+
+TEST(SurroundingsTest, ThoseOfThisProcessNameItsUserAndHost) {
+    const Surroundings surroundings = CurrentSurroundings();
+    EXPECT_EQ(surroundings.uid, getuid());
+    const passwd* entry = getpwuid(getuid());
+    EXPECT_EQ(surroundings.passwdHome, entry == nullptr ? "" : entry->pw_dir);
+    char name[256] = "";
+    ASSERT_EQ(gethostname(name, sizeof name - 1), 0);
+    EXPECT_EQ(surroundings.hostName, name);
 }
 
 }  // namespace
