@@ -30,8 +30,10 @@ bool MovesThroughList(const QKeyEvent& key) {
 ComboBox::ComboBox(const Reporter& reporter, LastField& lastField, QWidget* parent)
     : QComboBox(parent), fieldEvents(reporter, lastField, MakeEditable(*this)) {
     setInsertPolicy(QComboBox::NoInsert);
-    // A completer that ignores case would rewrite the case of a typed name when the field is left.
+    // A completer that ignores case would rewrite the case of a typed name when Return is pressed in it.
     completer()->setCaseSensitivity(Qt::CaseSensitive);
+    // When the field is left the toolkit would pick the item that the text names. Only a person picks.
+    disconnect(lineEdit(), &QLineEdit::editingFinished, this, nullptr);
     // The wheel gives no focus: see wheelEvent.
     setFocusPolicy(Qt::StrongFocus);
     lineEdit()->installEventFilter(this);

@@ -245,6 +245,28 @@ TEST_F(Fields, LeavingAComboBoxLeavesTheTypedCase) {
     EXPECT_TRUE(Story().empty());
 }
 
+// The toolkit picks the item that a typed text names when the field is left: a person did no such thing, and
+// every pick closes and reopens the test.
+TEST_F(Fields, LeavingAComboBoxWhoseTextNamesAnItemIsNoPick) {
+    FillList();
+    handlers.answer = RecordingHandlers::Answer::NextThenNotHandled;
+    person.Click(kTargetComputer, false);
+    person.Type("beta");
+    handlers.calls.clear();
+    person.Click(kOutputName, false);
+    EXPECT_EQ(Story(), Lines{"13 hit"});
+    EXPECT_EQ(Text(kTargetComputer), "beta");
+}
+
+TEST_F(Fields, DisablingAComboBoxThatHasTheFocusIsNoPick) {
+    FillList();
+    person.Click(kTargetComputer, false);
+    widgets.SetText(kTargetComputer, "beta");
+    handlers.calls.clear();
+    widgets.SetEnabled(kTargetComputer, false);
+    EXPECT_EQ(Count(EventKind::ListItemSelected), 0);
+}
+
 TEST_F(Fields, DownKeyGoesOnFromTheItemThatTheTextNames) {
     FillList();
     widgets.SetText(kTargetComputer, "beta");
