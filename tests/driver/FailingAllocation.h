@@ -4,7 +4,7 @@
 
 namespace vexil {
 
-// While one lives, `new (std::nothrow) T[n]` gives null.
+// While one lives, `new (std::nothrow) T[n]` gives null; otherwise bytes of 0xEE.
 class FailingAllocation {
   public:
     FailingAllocation();
