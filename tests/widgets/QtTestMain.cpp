@@ -1,4 +1,5 @@
-// The programs of this folder: GoogleTest inside a QApplication, with folders of its own.
+// The programs of this folder: GoogleTest inside a QApplication, with folders of its own, on no display unless one is
+// asked for.
 #include <QApplication>
 #include <QTemporaryDir>
 
@@ -12,6 +13,9 @@ int main(int argc, char** argv) {
     const QTemporaryDir home;
     for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
         qputenv(name, home.path().toUtf8());
+    // Here and not in the tests' properties alone: the list of the tests is asked for without those.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication::setStyle("fusion");
     QApplication application(argc, argv);
     std::setlocale(LC_NUMERIC, "C");
