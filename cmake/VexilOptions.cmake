@@ -27,11 +27,12 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
-# A compiler cache is used where there is one. It takes what another build folder has compiled from the same sources: the
-# folder's name in the debug information matters to nobody.
+# A compiler cache is used where there is one. It takes what another checkout has compiled from the same sources: the
+# folder's name in the debug information matters to nobody, and paths below the project's root count as relative.
 find_program(VEXIL_CCACHE ccache)
 if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 ${VEXIL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}
+    ${VEXIL_CCACHE})
 endif()
 
 # vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
