@@ -106,6 +106,11 @@ void FieldEvents::TextEdited() {
 // Every change. Those that are neither the program's nor reported above come from the pick of an item, which
 // is reported as such right afterwards, or from assistive technology, which sets the text as a program does.
 void FieldEvents::TextChanged() {
+    if (!line.isEnabled() && quiet == 0) {
+        Quietly([this] { line.setText(knownText); });  // assistive technology sets disabled fields too
+        return;
+    }
+    knownText = line.text();
     if (takingKey > 0 || quiet > 0)
         return;
     if (editedReported) {

@@ -50,6 +50,7 @@ class FieldEvents {
     int takingKey = 0;
     int quiet = 0;
     bool editedReported = false;  // the text change that follows is reported already
+    QString knownText;            // as it was before a change that is not to be
     bool changePending = false;   // a change by other means than editing waits to be reported
 };
 

@@ -14,7 +14,12 @@ GroupPane::GroupPane(const Reporter& reporter, const QString& title, bool checka
         return;
     box->setCheckable(true);
     box->setChecked(false);
-    connect(box, &QGroupBox::toggled, this, [reporter] { reporter.Hit(); });
+    connect(box, &QGroupBox::toggled, this, [this, reporter](bool on) {
+        if (isEnabled())
+            reporter.Hit();
+        else
+            SetValue(on ? 0 : 1);  // assistive technology toggles disabled groups too
+    });
 }
 
 int GroupPane::Value() const {

@@ -160,7 +160,8 @@ void LittleArrows::sliderChange(SliderChange change) {
         return;
     const int target = value();
     SetValue(knownValue);
-    StepTo(target);
+    if (isEnabled())
+        StepTo(target);
 }
 
 void LittleArrows::paintEvent(QPaintEvent* /*event*/) {

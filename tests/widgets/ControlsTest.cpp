@@ -187,6 +187,37 @@ TEST_F(Controls, AssistiveTechnologyTogglesAreHits) {
     }
 }
 
+TEST_F(Controls, AssistiveTechnologyTogglesNoDisabledGroup) {
+    widgets.SetEnabled(kMidiOut, false);
+    QAccessible::queryAccessibleInterface(person.Find(kMidiOut))
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::toggleAction());
+    EXPECT_EQ(Story(), Lines());
+    EXPECT_EQ(widgets.Value(kMidiOut), 0);
+}
+
+TEST_F(Controls, AssistiveTechnologySetsNoDisabledArrows) {
+    widgets.SetEnabled(kTargetPortArrows, false);
+    QAccessible::queryAccessibleInterface(person.Find(kTargetPortArrows))
+        ->valueInterface()
+        ->setCurrentValue(2);
+    EXPECT_EQ(Story(), Lines());
+    EXPECT_EQ(widgets.Value(kTargetPortArrows), 0);
+}
+
+TEST_F(Controls, AssistiveTechnologySetsNoDisabledText) {
+    for (const int control : {kOutputName, kTargetComputer}) {
+        widgets.SetText(control, "kept");
+        widgets.SetEnabled(control, false);
+        QAccessible::queryAccessibleInterface(person.Find(control))->setText(QAccessible::Value, "lost");
+        person.Settle();
+        EXPECT_EQ(Story(), Lines()) << control;
+        EXPECT_EQ(Text(control), "kept") << control;
+        widgets.SetText(control, "new");
+        EXPECT_EQ(Text(control), "new") << control;
+    }
+}
+
 TEST_F(Controls, ControlsOnAGroupsEdgeAreAboveIt) {
     for (const int control : {kLocalPipe, kAbout}) {
         const QWidget* widget = person.Find(control);
