@@ -15,75 +15,9 @@ bool IsEmptyName(const char* name) {
     return name == nullptr || *name == '\0';
 }
 
-// The section that a line is the header of; false when it is none. The name lies in the line.
-bool HeaderName(const svString& line, std::string_view& name) {
-    if (line.GetLength() < 2) {
-        return false;
-    }
-    const char* open = std::strchr(line.c_str(), '[');
-    if (open == nullptr) {
-        return false;
-    }
-    const char* close = std::strchr(open + 1, ']');
-    if (close == nullptr) {
-        return false;
-    }
-    name = std::string_view(open + 1, static_cast<std::size_t>(close - open - 1));
-    return true;
-}
-
-// The key of a key line, trimmed, and where its value begins; false when the line is none.
-bool KeyName(const svString& line, svString& key, const char*& value) {
-    const int split = line.Find('=');
-    if (split < 1) {
-        return false;
-    }
-    key = line.Left(split);
-    key.TrimLeft();
-    key.TrimRight();
-    value = line.c_str() + split + 1;
-    return !key.IsEmpty();
-}
-
 bool IsPlainFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(kMaxRewriteBytes);
 }
-
-// One read of at most kIniPieceLength characters. fgets does not tell how much it read, and text may hold NUL
-// bytes: every byte that it did not write is still the line end that the buffer was filled with.
-class PieceReader {
-  public:
-    PieceReader() { std::memset(buffer, '\n', sizeof buffer); }
-
-    // False at the end of the file or after a failed read.
-    bool Read(std::FILE* stream, svString& piece) {
-        if (std::fgets(buffer, sizeof buffer, stream) == nullptr) {
-            return false;
-        }
-        const std::size_t length = ReadLength();
-        std::size_t kept = length;
-        while (kept > 0 && (buffer[kept - 1] == '\n' || buffer[kept - 1] == '\r')) {
-            --kept;
-        }
-        piece = svString(buffer, static_cast<int>(kept));
-        std::memset(buffer, '\n', length + 1);
-        return true;
-    }
-
-  private:
-    std::size_t ReadLength() const {
-        const char* const end = buffer + sizeof buffer;
-        const auto* lineEnd = static_cast<const char*>(std::memchr(buffer, '\n', sizeof buffer));
-        if (lineEnd == nullptr) {
-            return kIniPieceLength;
-        }
-        const auto index = static_cast<std::size_t>(lineEnd - buffer);
-        const bool wasRead = lineEnd + 1 < end && lineEnd[1] == '\0';
-        return wasRead ? index + 1 : index - 1;
-    }
-
-    char buffer[kIniPieceLength + 1];
-};
 
 }  // namespace
 

@@ -25,13 +25,11 @@
 #include <string>
 #include <vector>
 
+#include "config/IniLine.h"
 #include "config/SafeRewrite.h"
 #include "shared/System/svString.h"
 
 namespace vexil {
-
-// Most characters that one read of the file takes.
-inline constexpr std::size_t kIniPieceLength = 1022;
 
 class IniFile {
   public:
