@@ -1,7 +1,8 @@
 // What is checked of a property list before the library that reads it gets to see it. libplist 2.2 follows
 // any nesting by recursion, expands shared objects of a binary list without limit, takes malformed numbers
-// for others, limits integers to 64 bits without a word, and ends texts at a zero byte: a list that passes
-// here is read back whole and as it is.
+// for others and leading zeros for octal, resolves no reference in a number, data or a date, makes another
+// date of one that does not exist, limits integers to 64 bits without a word, and ends texts at a zero byte:
+// a list that passes here is read back whole and as it is.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +22,8 @@ inline constexpr std::size_t kMaxPropertyListNodes = 1U << 17U;
 bool IsBinaryPropertyList(std::string_view bytes);
 
 // Whether the text is a whole, well-formed XML list in UTF-8 within the depth limit whose root is a
-// dictionary, and its numbers and data are what they should be. False with the reason in `problem`.
+// dictionary, and its numbers, data and dates are what they should be, in plain characters. False with the
+// reason in `problem`.
 bool CheckXmlPropertyList(std::string_view text, std::string& problem);
 
 // The same of a binary list: every offset, reference and count inside the file, no cycle, no set, texts and
