@@ -24,17 +24,18 @@ class TestButton : public WindowFixture {
     // Presses the mouse button, does `meanwhile` while it is held, and says whether that ended the press.
     bool EndedBy(const Script& meanwhile) {
         bool endedByIt = false;
+        bool released = false;
         QTimer::singleShot(0, person.Window(), [&] {
             EXPECT_EQ(ended, 0) << "the press has ended too early";
             meanwhile();
             QTimer::singleShot(50, person.Window(), [&] {
                 endedByIt = ended == 1;
                 QTest::mouseRelease(Window(), Qt::LeftButton, {}, Centre());
+                released = true;
             });
         });
         QTest::mousePress(Window(), Qt::LeftButton, {}, Centre());
-        EXPECT_TRUE(QTest::qWaitFor([&] { return ended == 1; }));
-        QTest::qWait(60);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return released && ended == 1; }));
         return endedByIt;
     }
 
