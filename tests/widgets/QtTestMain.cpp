@@ -1,5 +1,5 @@
-// The programs of this folder: GoogleTest inside a QApplication, with folders of its own, on no display unless one is
-// asked for.
+// The programs of this folder: GoogleTest inside a QApplication, with folders of its own, on no display
+// unless one is asked for.
 #include <QApplication>
 #include <QTemporaryDir>
 
