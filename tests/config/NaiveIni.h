@@ -123,7 +123,7 @@ class NaiveIni {
         std::size_t end = 0;
     };
 
-    static std::string Seen(const std::string& line) { return line.c_str(); }
+    static std::string Seen(const std::string& line) { return line.substr(0, line.find('\0')); }
 
     static std::string Trimmed(std::string text) {
         while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())) != 0) {

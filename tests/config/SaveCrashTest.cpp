@@ -33,6 +33,7 @@ int RunProgram(const std::vector<std::string>& words) {
         // A leak check cannot run in a traced process.
         ::setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (const std::string& word : words) {
             arguments.push_back(const_cast<char*>(word.c_str()));
         }
@@ -115,8 +116,10 @@ class SaveCrashTest : public IniFixture {
         for (const auto& [call, count] : CountCalls(command)) {
             for (int number = 1; number <= count; ++number) {
                 Prepare(before);
-                const std::string at = call + ":signal=KILL:when=" + std::to_string(number);
-                EXPECT_EQ(RunTraced("trace=" + call + " inject=" + at, command), 128 + SIGKILL) << at;
+                std::string at = " inject=" + call;
+                at.append(":signal=KILL:when=").append(std::to_string(number));
+                EXPECT_EQ(RunTraced(std::string("trace=").append(call).append(at), command), 128 + SIGKILL)
+                    << at;
                 ++kills;
                 const auto killed = FolderContent();
                 const std::string raw = killed.at(kFileName);

@@ -55,7 +55,7 @@ void Operate(IniFile& ini, NaiveIni& model, const std::string& line) {
     for (std::string& text : texts) {
         std::getline(rest, text, '|');
         std::replace(text.begin(), text.end(), '\1', '\n');
-        text = text.c_str();
+        text = text.substr(0, text.find('\0'));
     }
     const auto& [section, second, third] = texts;
     switch (line.empty() ? '\0' : line.front()) {
@@ -83,7 +83,7 @@ void Operate(IniFile& ini, NaiveIni& model, const std::string& line) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     using namespace vexil;
     using namespace vexil::test;
-    static const WorkFile file;
+    static WorkFile file;
     const std::string input(reinterpret_cast<const char*>(bytes), size);
     const std::size_t split = input.find(kSplit);
     const std::string text = input.substr(0, split);

@@ -22,7 +22,7 @@ vexil::DriverConfiguration Imported(const std::string& path) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     using namespace vexil;
     using namespace vexil::test;
-    static const WorkFile file;
+    static WorkFile file;
     const std::string text(reinterpret_cast<const char*>(bytes), size);
     file.Write(text);
 
