@@ -317,10 +317,10 @@ bool DomainFile::Write() {
         report("Cannot write preferences: " + problem + ": " + path);
         return false;
     }
-    return Store(std::move(*next));
+    return Store(*next);
 }
 
-bool DomainFile::Store(PropertyList::Change change) {
+bool DomainFile::Store(const PropertyList::Change& change) {
     Descriptor file;
     if (const FileResult failure =
             ReplaceFile(folder, place.name, change.xml, AccessOfNewFile(true), calls, file)) {
@@ -329,7 +329,7 @@ bool DomainFile::Store(PropertyList::Change change) {
     }
     struct stat status {};
     const bool known = fstat(file.Number(), &status) == 0;
-    stored.Apply(std::move(change));
+    stored.Apply(change);
     seen = IdentityOf(status);
     blocked = false;
     seenFile = std::move(file);

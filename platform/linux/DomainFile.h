@@ -59,7 +59,7 @@ class DomainFile {
     bool TrySetAside(const std::string& problem, FileResult& failure);
     void DropUnchanged();
     bool Write();
-    bool Store(PropertyList::Change change);
+    bool Store(const PropertyList::Change& change);
     FileAccess AccessOfNewFile(bool keepExisting) const;
     bool Fail(const char* task, const FileFailure& failure);
 

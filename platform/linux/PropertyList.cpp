@@ -324,10 +324,10 @@ std::optional<PropertyList::Change> PropertyList::Prepare(const std::map<std::st
     return change;
 }
 
-void PropertyList::Apply(Change change) {
-    for (auto& [key, entry] : change.entries) {
+void PropertyList::Apply(const Change& change) {
+    for (const auto& [key, entry] : change.entries) {
         if (entry) {
-            entries[key] = std::move(*entry);
+            entries[key] = *entry;
         } else {
             entries.erase(key);
         }

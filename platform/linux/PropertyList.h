@@ -38,7 +38,7 @@ class PropertyList {
     std::optional<Change> Prepare(const std::map<std::string, PropertyRef>& values,
                                   std::string& problem) const;
     // Takes a change of this very list up.
-    void Apply(Change change);
+    void Apply(const Change& change);
 
   private:
     // An entry that is not changed is written back as it was read, so a write costs little more than a copy

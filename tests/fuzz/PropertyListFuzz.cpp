@@ -6,7 +6,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "tests/fuzz/FuzzCheck.h"
 
@@ -31,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::optional<PropertyList> again = PropertyList::Read(change->xml, problem);
     Check(again.has_value(), ("what was written is read: " + problem).c_str());
     PropertyList applied = *list;
-    applied.Apply(*std::move(change));
+    applied.Apply(*change);
     for (const PropertyList* one : std::array<const PropertyList*, 2>{&applied, &*again}) {
         Check(SameProperty(one->Find("changed"), number), "the changed key has its value");
         Check(one->Find("removed") == nullptr, "the removed key is gone");
