@@ -26,7 +26,7 @@ LittleArrows::LittleArrows(const Reporter& arrowsReporter, int value, int minimu
                            QWidget* parent)
     : QAbstractSlider(parent), reporter(arrowsReporter), knownValue(value) {
     setRange(minimum, maximum);
-    SetValue(value);
+    LittleArrows::SetValue(value);
     setOrientation(Qt::Vertical);
     setFocusPolicy(Qt::StrongFocus);
     // A move without a button tells of a release that went elsewhere.
