@@ -20,6 +20,10 @@ std::vector<std::uint8_t> Pack(std::initializer_list<std::uint32_t> header,
     return packet;
 }
 
+bool IsKind(std::uint32_t kind) {
+    return kind >= kControlAttach && kind <= kControlReload;
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> PackControlRequest(const ControlRequest& request) {
@@ -39,10 +43,10 @@ std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t>
     request.number = Uint32At(packet.data() + 8);
     request.length = Uint32At(packet.data() + 12);
     request.payload = packet.subspan(kControlRequestHeaderSize);
-    const bool isAttach = request.kind == kControlAttach && request.length == 0;
     const bool isSet = request.kind == kControlSetOption;
-    const bool isGet = request.kind == kControlGetOption;
-    if ((!isAttach && !isSet && !isGet) || request.length > kMaxControlData)
+    if (!IsKind(request.kind) || request.length > kMaxControlData)
+        return std::nullopt;
+    if ((request.kind == kControlAttach || request.kind == kControlReload) && request.length != 0)
         return std::nullopt;
     if (request.payload.size() != (isSet ? request.length : 0))
         return std::nullopt;

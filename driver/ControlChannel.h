@@ -3,7 +3,8 @@
 // integers are unsigned, 32 bits, little-endian.
 //
 //   request: sequence, kind, number, length, then for a set option `length` bytes of payload
-//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, none unless a get succeeded
+//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, none unless a get or a status
+//            succeeded
 //
 // The panel chooses the sequence, the reply returns it. Example: as its request 7 a panel sends option 191
 // with the value 25, and the driver takes it:
@@ -29,6 +30,10 @@ namespace vexil {
 inline constexpr std::uint32_t kControlAttach = 1;     // number: the unit; length 0
 inline constexpr std::uint32_t kControlSetOption = 2;  // number: the option; length: that of the payload
 inline constexpr std::uint32_t kControlGetOption = 3;  // number: the option; length: what the panel can take
+// These two need no attachment and are for the service's own command line; number 0.
+inline constexpr std::uint32_t kControlStatus =
+    4;  // length: what the asker can take; the reply's data is JSON text
+inline constexpr std::uint32_t kControlReload = 5;  // length 0: the driver reads its configuration again
 
 inline constexpr std::size_t kControlRequestHeaderSize = 16;
 inline constexpr std::size_t kControlReplyHeaderSize = 12;

@@ -70,13 +70,27 @@ TEST(ControlChannel, RequestsOfAnotherLengthThanTheySayAreNone) {
 
 TEST(ControlChannel, RequestsOfAnUnknownKindAreNone) {
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 0)));
-    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 4)));
+    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 6)));
+    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 7, 1)));
 }
 
-TEST(ControlChannel, AttachRequestsHaveLengthZero) {
-    const Bytes attach = {1, 0, 0, 0, 1, 0, 0, 0, 175, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_TRUE(UnpackControlRequest(attach));
-    EXPECT_FALSE(UnpackControlRequest(With(attach, 12, 1)));
+TEST(ControlChannel, AttachAndReloadRequestsHaveLengthZero) {
+    for (const std::uint32_t kind : {kControlAttach, kControlReload}) {
+        const auto packet = PackControlRequest({.sequence = 1, .kind = kind, .number = 175});
+        const auto request = UnpackControlRequest(packet);
+        ASSERT_TRUE(request);
+        EXPECT_EQ(kind, request->kind);
+        EXPECT_FALSE(UnpackControlRequest(With(packet, 12, 1)));
+    }
+}
+
+TEST(ControlChannel, StatusRequestsSayWhatTheyTake) {
+    const auto packet = PackControlRequest({.sequence = 1, .kind = kControlStatus, .length = 65536});
+    const auto request = UnpackControlRequest(packet);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(kControlStatus, request->kind);
+    EXPECT_EQ(65536U, request->length);
+    EXPECT_TRUE(request->payload.empty());
 }
 
 TEST(ControlChannel, RequestsForMoreThanTheMostDataAreNone) {
