@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
     // in.
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setApplicationName("vexil3");
-    QGuiApplication::setDesktopFileName("vexil3");
+    QGuiApplication::setDesktopFileName("com.sonavert.vexil3");
     // The panel decides when its run is over.
     QApplication::setQuitOnLastWindowClosed(false);
 
