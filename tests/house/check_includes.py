@@ -29,7 +29,7 @@ USERS = {"tests", "bench"}
 PLATFORM_USERS = {
     "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "bench"},
     "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
-    "service": {"tests/service", "tests/fuzz", "bench"},
+    "service": {"tests/service", "tests/doubles", "tests/fuzz", "bench"},
 }
 
 # Headers from outside, by what they belong to, and the rooms that may include them.
