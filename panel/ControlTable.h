@@ -89,6 +89,8 @@ struct ControlSpec {
     // How assistive technology names it: unique, from the title or the label beside it and its group. A
     // static text that shows a number is named by this and the number.
     const char* accessibleName;
+    // What it is for, in one sentence that a musician understands.
+    const char* tip;
 };
 
 extern const std::array<ControlSpec, kControlCount> kControlTable;

@@ -87,10 +87,15 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
     widget.setObjectName(QString::asprintf("control-%02d", spec.number));
     const QString name = DecodeText(spec.accessibleName);
     widget.setAccessibleName(name);
+    const QString tip = DecodeText(spec.tip);
+    // As formatted text, which the toolkit breaks into lines.
+    widget.setToolTip("<p>" + tip.toHtmlEscaped() + "</p>");
+    widget.setAccessibleDescription(tip);
     if (ComboBox* combo = ComboAt(spec.number)) {
         // The text of an editable combo box hides its name.
         combo->setAccessibleDescription(name);
         combo->lineEdit()->setAccessibleName(name);
+        combo->lineEdit()->setAccessibleDescription(tip);
     }
     if (IsNamedByLabel(spec.number))
         static_cast<QLabel&>(ControlAt(spec.number - 1)->Widget()).setBuddy(&widget);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstring>
 #include <set>
 #include <string>
@@ -144,6 +145,26 @@ TEST(ControlTable, AccessibleNamesAreUniqueAndNotEmpty) {
     for (const ControlSpec& spec : kControlTable) {
         EXPECT_STRNE(spec.accessibleName, "") << spec.number;
         EXPECT_TRUE(names.insert(spec.accessibleName).second) << spec.accessibleName;
+    }
+}
+
+TEST(ControlTable, EveryTipIsOneShortSentence) {
+    for (const ControlSpec& spec : kControlTable) {
+        ASSERT_NE(spec.tip, nullptr) << spec.number;
+        const std::string tip = spec.tip;
+        ASSERT_FALSE(tip.empty()) << spec.number;
+        EXPECT_TRUE(std::isupper(static_cast<unsigned char>(tip.front()))) << tip;
+        EXPECT_EQ(tip.find_first_of(".!?"), tip.size() - 1) << tip;
+        EXPECT_LE(tip.size(), 110U) << tip;
+    }
+}
+
+TEST(ControlTable, WhatCanBeUsedHasATipOfItsOwn) {
+    std::set<std::string> tips;
+    for (const ControlSpec& spec : kControlTable) {
+        if (spec.kind == ControlKind::StaticText)
+            continue;
+        EXPECT_TRUE(tips.insert(spec.tip).second) << spec.tip;
     }
 }
 

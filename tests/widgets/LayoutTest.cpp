@@ -2,6 +2,7 @@
 #include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -9,6 +10,8 @@
 #include <QStyle>
 #include <QStyleOptionButton>
 #include <QTest>
+#include <QTextDocumentFragment>
+#include <QToolTip>
 
 #include "tests/widgets/WindowFixture.h"
 
@@ -100,6 +103,32 @@ TEST_F(Layout, LineOfAComboBoxHasItsNameToo) {
     QLineEdit* line = Find<QComboBox>(kTargetComputer).lineEdit();
     EXPECT_EQ(QAccessible::queryAccessibleInterface(line)->text(QAccessible::Name).toStdString(),
               kControlTable[kTargetComputer].accessibleName);
+}
+
+TEST_F(Layout, PointerThatRestsOnAControlShowsItsTip) {
+    for (const ControlSpec& spec : kControlTable) {
+        QToolTip::hideText();
+        // On the title of a group; anywhere else on the others.
+        const QWidget* widget = person.Find(spec.number);
+        const bool isGroup = spec.kind == ControlKind::CheckGroupBox || spec.kind == ControlKind::GroupBox;
+        const QPoint point = person.Place(spec.number, isGroup ? QPoint(40, 8) : widget->rect().center());
+        QWidget* under = person.Window()->childAt(point);
+        ASSERT_NE(under, nullptr) << spec.number;
+        QHelpEvent resting(QEvent::ToolTip, under->mapFrom(person.Window(), point),
+                           person.Window()->mapToGlobal(point));
+        QApplication::sendEvent(under, &resting);
+        EXPECT_EQ(QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText().toStdString(), spec.tip);
+    }
+}
+
+TEST_F(Layout, TipsAreReadOutToo) {
+    for (const ControlSpec& spec : kControlTable) {
+        QWidget* widget = person.Find(spec.number);
+        if (auto* combo = qobject_cast<QComboBox*>(widget))
+            widget = combo->lineEdit();  // the description of a combo box is its name
+        EXPECT_EQ(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Description).toStdString(),
+                  spec.tip);
+    }
 }
 
 TEST_F(Layout, LabelsNameTheirFields) {
