@@ -1,0 +1,335 @@
+#include "service/DriverService.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <utility>
+
+#include "config/DriverPreferences.h"
+#include "driver/DriverOptions.h"
+#include "service/OptionPayloads.h"
+#include "service/RouteText.h"
+#include "service/Status.h"
+#include "shared/System/svLog.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr int kReleasePoll = 2;  // milliseconds between two looks at whether notes are released
+constexpr int kPostPoll = 20;    // and between two tries to post what the engine could not take
+
+std::string NameOf(const svString& custom, int port) {
+    return custom.IsEmpty() ? "Port " + PortText(port) : custom.c_str();
+}
+
+std::vector<Endpoint> MakeEndpoints(const DriverConfiguration& configuration, const RouteTable& table) {
+    const bool hidden = (configuration.MiscOptions & kShowConnectors) == 0;
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const PortNames& custom = configuration.CustomNames[port];
+        if ((table.outputEndpoints >> port & 1) != 0) {
+            endpoints.push_back({port, true, NameOf(custom.Out_CustomName, port), hidden});
+        }
+        if ((table.inputEndpoints >> port & 1) != 0) {
+            endpoints.push_back({port, false, NameOf(custom.In_CustomName, port), hidden});
+        }
+    }
+    return endpoints;
+}
+
+// The names by which other computers may call this one: as it calls itself, and without its domain.
+std::vector<std::string> NamesOf(const HostRecord& computer) {
+    std::vector<std::string> names = {computer.name};
+    const std::string label = computer.name.substr(0, computer.name.find('.'));
+    if (!label.empty() && label != computer.name) {
+        names.push_back(label);
+    }
+    return names;
+}
+
+int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_point now, int poll) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left, 0, poll));
+}
+
+}  // namespace
+
+DriverService::DriverService(Parts serviceParts)
+    : parts(std::move(serviceParts)), engineControl(parts.engine, parts.backend) {}
+
+void DriverService::Start() {
+    parts.backend.Start(parts.engine);
+    Reload();
+    wireless = (configuration.MiscOptions & kUseWireless) != 0;
+    ReportBackend();
+}
+
+void DriverService::Settle() {
+    engineControl.Settle();
+    if (publishBy && (engineControl.IsCaughtUp() || parts.now() >= *publishBy)) {
+        publishBy.reset();
+        parts.backend.Publish(endpoints);
+    }
+}
+
+int DriverService::Timeout() const {
+    if (stopBy) {
+        return UntilOver(*stopBy, parts.now(), kReleasePoll);
+    }
+    if (publishBy) {
+        return UntilOver(*publishBy, parts.now(), kReleasePoll);
+    }
+    return engineControl.HasUnposted() ? kPostPoll : -1;
+}
+
+void DriverService::BeginStop() {
+    stopBy = parts.now() + kLongestRelease;
+    engineControl.ReleaseAll();
+}
+
+bool DriverService::MayStop() const {
+    return stopBy && (engineControl.IsCaughtUp() || parts.now() >= *stopBy);
+}
+
+void DriverService::Stop() {
+    parts.backend.Stop();
+}
+
+void DriverService::ServeBackend() {
+    parts.backend.Service();
+    Settle();
+    ReportBackend();
+}
+
+std::string DriverService::Summary() const {
+    const RouteTable& routes = engineControl.Routes();
+    const int used = std::popcount(routes.outputEndpoints | routes.inputEndpoints);
+    const std::string problem = parts.backend.Problem();
+    std::string summary = std::to_string(used) + (used == 1 ? " port" : " ports");
+    if (attached) {
+        summary += ", panel attached";
+    }
+    return problem.empty() ? summary : summary + ". " + problem;
+}
+
+void DriverService::PanelAttached(pid_t process) {
+    attached = true;
+    Inform("The panel has attached (process " + std::to_string(process) + ").");
+}
+
+void DriverService::PanelDetached() {
+    attached = false;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if (tests.Find(port) != nullptr) {
+            CloseTest(MakeUint32(static_cast<std::uint32_t>(port)));
+        }
+    }
+    Inform("The panel has detached.");
+}
+
+int DriverService::SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) {
+    if (option < kMaxPorts) {
+        return PlayTest(static_cast<int>(option), payload);
+    }
+    switch (option) {
+        case kOptionSendGranularity: {
+            const std::optional<std::uint32_t> tenths = ReadUint32Payload(payload);
+            if (!tenths) {
+                return EINVAL;
+            }
+            SetQuantization(*tenths);
+            return 0;
+        }
+        case kOptionOpenTestOutput:
+            return OpenTest(payload);
+        case kOptionActivateTestOutput:
+            return ActivateTest(payload);
+        case kOptionDeactivateTestOutput:
+            return CloseTest(payload);
+        case kOptionReloadConfiguration:
+        case kOptionWirelessOn:
+        case kOptionWirelessOff:
+        case kOptionBrowseHosts:
+            return payload.empty() ? SetOptionWithoutPayload(option) : EINVAL;
+        default:
+            return ENOPROTOOPT;
+    }
+}
+
+int DriverService::SetOptionWithoutPayload(std::uint32_t option) {
+    switch (option) {
+        case kOptionReloadConfiguration:
+            return Reload();
+        case kOptionWirelessOn:
+        case kOptionWirelessOff:
+            SetWireless(option == kOptionWirelessOn);
+            return 0;
+        default:  // kOptionBrowseHosts: this computer, the only one there is, is looked up when it is read
+            return 0;
+    }
+}
+
+int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) {
+    if (option != kOptionReadHostInfos) {
+        return ENOPROTOOPT;
+    }
+    data = MakeHostRecords({parts.thisComputer()});
+    return 0;
+}
+
+std::string DriverService::Status() {
+    const std::vector<HostRecord> hosts = {parts.thisComputer()};
+    return MakeStatus({hosts, names, configuration, engineControl.Routes(), tests, localNames, parts.engine,
+                       parts.backend, attached, wireless, sendGranularity, memory, controlPath});
+}
+
+int DriverService::Reload() {
+    DriverPreferences(parts.preferences).LoadCurrentConfiguration(kPortCount, configuration);
+    UpdateLocalNames(parts.thisComputer());
+    SetQuantization(configuration.SendGranularity);
+    TakeUp();
+    return 0;
+}
+
+void DriverService::ClientRefused(pid_t process, uid_t user) {
+    LogPrintf("Process %d of user %u may not use this service and was turned away.\n",
+              static_cast<int>(process), static_cast<unsigned>(user));
+}
+
+int DriverService::OpenTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Open(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+    }
+    return error;
+}
+
+int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Activate(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+        ReportTest(port);
+    }
+    return error;
+}
+
+int DriverService::CloseTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Close(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+        Inform("Port " + PortText(port) + ": test output closed.");
+    }
+    return error;
+}
+
+int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
+    std::vector<std::uint8_t> data;
+    const int error = tests.Play(port, payload, data);
+    if (error != 0 || data.empty()) {
+        return error;
+    }
+    return engineControl.PlayTest(port, data) ? 0 : ENOBUFS;
+}
+
+void DriverService::SetQuantization(std::uint32_t tenths) {
+    const std::uint32_t limited = std::min(tenths, kLongestGranularity);
+    if (limited != sendGranularity) {
+        sendGranularity = limited;
+        Inform("Send quantization: " + std::string(SendQuantizationText(limited).c_str()) + " ms.");
+    }
+    engineControl.SetQuantization(limited);
+}
+
+void DriverService::SetWireless(bool on) {
+    if (on != wireless) {
+        wireless = on;
+        Inform(on ? "Wireless is on." : "Wireless is off.");
+    }
+}
+
+void DriverService::TakeUp() {
+    engineControl.SetRoutes(MakeRouteTable(configuration, localNames));
+    UpdateTestRoutes();
+    UpdateEndpoints();
+    ReportConfiguration();
+    Settle();
+}
+
+void DriverService::UpdateLocalNames(const HostRecord& computer) {
+    names = NamesOf(computer);
+    localNames = LocalNames(names);
+}
+
+void DriverService::UpdateTestRoutes() {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const Route route = tests.RouteOf(port, configuration, localNames);
+        if (!(route == testRoutes[static_cast<std::size_t>(port)])) {
+            RetargetTest(port);
+        }
+    }
+}
+
+void DriverService::UpdateEndpoints() {
+    std::vector<Endpoint> wanted = MakeEndpoints(configuration, engineControl.Routes());
+    if (wanted != endpoints) {
+        endpoints = std::move(wanted);
+        publishBy = parts.now() + kLongestRelease;
+    }
+}
+
+void DriverService::RetargetTest(int port) {
+    const Route route = tests.RouteOf(port, configuration, localNames);
+    testRoutes[static_cast<std::size_t>(port)] = route;
+    engineControl.SetTestRoute(port, route);
+}
+
+void DriverService::ReportConfiguration() const {
+    const RouteTable& routes = engineControl.Routes();
+    Inform("Configuration: " + std::to_string(std::popcount(configuration.OutputPorts)) + " outputs, " +
+           std::to_string(std::popcount(configuration.InputPorts)) + " inputs, " +
+           std::to_string(std::popcount(configuration.LocalPipes)) + " local pipes.");
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const std::string target = configuration.Hosts[port].DstHost.c_str();
+        const std::string problem = RouteProblemText(routes.routes[static_cast<std::size_t>(port)], target,
+                                                     configuration.PortFlags[port].targetPort, configuration);
+        if ((routes.outputEndpoints >> port & 1) != 0 && !problem.empty()) {
+            Inform("Port " + PortText(port) + ": nobody hears what is sent to it. " + problem);
+        }
+    }
+}
+
+void DriverService::ReportTest(int port) const {
+    const TestOutputRecord& record = tests.Find(port)->record;
+    const std::string problem =
+        RouteProblemText(testRoutes[static_cast<std::size_t>(port)], record.targetComputer,
+                         record.entry.targetPort, configuration);
+    Inform("Port " + PortText(port) + ": test output open" +
+           (problem.empty() ? ", heard at port " + PortText(record.entry.targetPort) + "."
+                            : ", but nobody hears it. " + problem));
+}
+
+void DriverService::ReportBackend() {
+    const bool isRunning = parts.backend.IsRunning();
+    std::string problem = parts.backend.Problem();
+    if (isRunning && !backendWasRunning) {
+        Inform("MIDI: the ports are there for music programs (" + std::string(parts.backend.Name()) + ").");
+        if (const std::string reason = parts.backend.RealtimeProblem(); !reason.empty()) {
+            Inform("MIDI: no realtime priority. " + reason);
+        }
+    } else if (!isRunning && problem != backendProblem) {
+        Inform("MIDI: the ports are not there for music programs. " + problem);
+    }
+    backendWasRunning = isRunning;
+    backendProblem = std::move(problem);
+}
+
+void DriverService::Inform(const std::string& line) const {
+    LogPrintfIf((configuration.MiscOptions & kEnableLogging) != 0, "%s\n", line.c_str());
+}
+
+}  // namespace vexil
