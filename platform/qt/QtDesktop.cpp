@@ -9,6 +9,7 @@
 #include <QScreen>
 #include <QWidget>
 
+#include "platform/qt/ComeToFront.h"
 #include "platform/qt/QtWidgets.h"
 
 namespace vexil {
@@ -119,6 +120,17 @@ void QtDesktop::RequestClose() {
             question, &QDialog::finished, window, [this] { RequestClose(); }, Qt::QueuedConnection);
     else
         window->close();
+}
+
+bool QtDesktop::BringToFront(const std::string& startupId, const std::string& activationToken) {
+    QWidget* window = widgets.Window();
+    if (window == nullptr || !window->isVisible())
+        return false;
+    // A question is always above its window and has the keyboard while it is open.
+    if (QWidget* question = QApplication::activeModalWidget())
+        window = question;
+    ComeToFront(*window, startupId, activationToken);
+    return true;
 }
 
 }  // namespace vexil

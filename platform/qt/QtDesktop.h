@@ -1,6 +1,8 @@
 // The display, the event loop and the window as a whole on Qt.
 #pragma once
 
+#include <string>
+
 #include "panel/Desktop.h"
 
 class QEventLoop;
@@ -29,6 +31,10 @@ class QtDesktop : public Desktop {
     // A request to end that comes from outside the window (a session that ends, a signal): the same as the
     // close box, and put off while a question is open, until that has been answered.
     void RequestClose();
+
+    // Brings the window to the front, and the question that is open in it. False while there is no window to
+    // be seen. The arguments are those of ComeToFront.
+    bool BringToFront(const std::string& startupId, const std::string& activationToken);
 
   private:
     QtWidgets& widgets;

@@ -1,7 +1,11 @@
 // The panel's program: puts the panel together with the platform it runs on.
 #include <QApplication>
+#include <QIcon>
+#include <QSocketNotifier>
 
+#include <chrono>
 #include <clocale>
+#include <memory>
 #include <string>
 
 #include "panel/StartUp.h"
@@ -10,12 +14,51 @@
 #include "platform/linux/LogindRestarter.h"
 #include "platform/linux/Paths.h"
 #include "platform/linux/PlistPreferenceDomains.h"
+#include "platform/linux/SessionInstance.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/QtWidgets.h"
 #include "platform/qt/TerminationSignals.h"
 
+namespace {
+
+// How long a start waits for a panel that has hung, or a session bus that has.
+constexpr std::chrono::milliseconds kPatience{1000};
+
+// Lets a panel that is started later bring this one to the front, from the event loop.
+class LaterStarts {
+  public:
+    LaterStarts(vexil::SessionInstance& instance, vexil::QtDesktop& qtDesktop)
+        : session(instance), desktop(qtDesktop) {
+        if (session.Descriptor() < 0)
+            return;
+        notifier = std::make_unique<QSocketNotifier>(session.Descriptor(), QSocketNotifier::Read);
+        QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [this] { Dispatch(); });
+        // What came with the answers to this start has been read from the socket already.
+        QMetaObject::invokeMethod(
+            notifier.get(), [this] { Dispatch(); }, Qt::QueuedConnection);
+    }
+
+  private:
+    void Dispatch() const {
+        const bool more = session.Dispatch([this](const vexil::LaunchTokens& tokens) {
+            return desktop.BringToFront(tokens.startupId, tokens.activation);
+        });
+        notifier->setEnabled(more);
+    }
+
+    vexil::SessionInstance& session;
+    vexil::QtDesktop& desktop;
+    std::unique_ptr<QSocketNotifier> notifier;
+};
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    vexil::SessionInstance session;
+    if (session.Enter(vexil::CurrentLaunchTokens(), kPatience) == vexil::SessionInstance::Start::Second)
+        return 0;
+
     // The panel has no command-line options: the toolkit gets none to take as its own either, and only its
     // copy of the vector is changed.
     const std::string executablePath = argc > 0 ? argv[0] : "";
@@ -31,6 +74,7 @@ int main(int argc, char** argv) {
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setApplicationName("vexil3");
     QGuiApplication::setDesktopFileName("com.sonavert.vexil3");
+    QGuiApplication::setWindowIcon(QIcon(":/vexil3.png"));
     // The panel decides when its run is over.
     QApplication::setQuitOnLastWindowClosed(false);
 
@@ -43,6 +87,7 @@ int main(int argc, char** argv) {
     vexil::QtDialogs dialogs(widgets);
     vexil::QtDesktop desktop(widgets);
     const vexil::TerminationSignals terminationSignals([&desktop] { desktop.RequestClose(); });
+    const LaterStarts laterStarts(session, desktop);
 
     return vexil::RunPanel(executablePath.c_str(),
                            {widgets, dialogs, desktop, restarter, clock, driver, preferences});

@@ -41,7 +41,7 @@ OUTSIDE = [
     ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
     ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service"}),
     ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
-    ("X11", re.compile(r"(xcb|X11)/.*"), {"bench"}),
+    ("X11", re.compile(r"(xcb|X11)/.*"), {"platform/qt", "bench"}),
     ("GoogleTest", re.compile(r"g(test|mock)/.*"), {"tests"}),
 ]
 # The core needs the standard library and libc alone.

@@ -48,6 +48,11 @@ class Driver:
         self.process.stdout.close()
 
 
+def program():
+    """The panel's path."""
+    return _program
+
+
 def control_socket(desktop):
     return desktop.runtime / "vexil3/com.sonavert.driver.vexil3"
 
