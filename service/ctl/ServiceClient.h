@@ -1,0 +1,50 @@
+// One question to the service, over its control channel. The channel's own link (platform/linux) always
+// attaches, which takes the service from the panel; a question needs no attachment, so each is a connection
+// of its own that ends with the answer.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/linux/Paths.h"
+
+namespace vexil {
+
+struct ServiceAnswer {
+    enum class Outcome {
+        Answered,
+        Absent,  // no service is running
+        Failed   // it does not answer, or not as it should, or refuses
+    };
+    Outcome outcome = Outcome::Failed;
+    std::string problem;  // unless answered: why, without an end
+    std::string data;     // when answered
+};
+
+class ServiceClient {
+  public:
+    // A service that is started by the connection itself has to be ready within that time as well.
+    static constexpr std::chrono::milliseconds kPatience{3000};
+
+    // `replyTime`: no question takes longer, whatever the service does.
+    explicit ServiceClient(const Paths& paths, std::chrono::milliseconds replyTime = kPatience);
+
+    // Path of the service's socket.
+    const std::string& SocketPath() const { return path; }
+
+    // JSON text; not yet checked.
+    ServiceAnswer AskStatus() const;
+    // Tells the service to read its configuration again.
+    ServiceAnswer AskReload() const;
+
+  private:
+    ServiceAnswer Ask(std::uint32_t kind, std::uint32_t length) const;
+
+    std::string path;
+    std::optional<uid_t> serviceUser;  // may serve here besides root and this process's own
+    std::chrono::milliseconds patience;
+};
+
+}  // namespace vexil
