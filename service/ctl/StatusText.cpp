@@ -1,6 +1,7 @@
 #include "service/ctl/StatusText.h"
 
 #include <array>
+#include <utility>
 
 #include "service/ctl/TerminalText.h"
 #include "service/ctl/TextTable.h"
@@ -81,9 +82,11 @@ std::string SourceText(const InputReport& input) {
            (input.sourcePort ? "port " + std::to_string(*input.sourcePort) : "any port");
 }
 
-// The address, or the name of an endpoint that has none.
-std::string EndpointText(const EndpointReport& endpoint) {
-    return Printable(endpoint.address.empty() ? endpoint.name : endpoint.address);
+// The address, or what an endpoint that has none is called.
+std::string EndpointText(const EndpointReport& endpoint, const PortReport& port) {
+    if (!endpoint.address.empty())
+        return Printable(endpoint.address);
+    return endpoint.name.empty() ? "Port " + std::to_string(port.port) : Printable(endpoint.name);
 }
 
 std::string LossesText(const TrafficReport& traffic) {
@@ -97,21 +100,23 @@ std::string LossesText(const TrafficReport& traffic) {
 
 class PortTable {
   public:
-    PortTable()
-        : table({{"PORT", 4},
+    // `problemOfAll` is not repeated with each port.
+    explicit PortTable(std::string problemOfAll)
+        : knownProblem(std::move(problemOfAll)),
+          table({{"PORT", 4},
                  {"SIDE", 4},
-                 {"ENDPOINT", 26},
+                 {"ENDPOINT", 24},
                  {"LINKS", 5, true},
-                 {"ROUTE", 19},
+                 {"ROUTE", 21},
                  {"MESSAGES", 8, true},
                  {"BYTES", 8, true}}) {}
 
     void Add(const PortReport& port) {
         label = std::to_string(port.port);
         if (port.output)
-            AddOutput(*port.output, port.pipe);
+            AddOutput(*port.output, port);
         if (port.input)
-            AddInput(*port.input, port.pipe);
+            AddInput(*port.input, port);
         if (port.test)
             AddTest(*port.test);
         // A port is listed for a side of it; one without any says at least that it is there.
@@ -132,9 +137,9 @@ class PortTable {
     }
 
   private:
-    void AddOutput(const OutputReport& output, bool pipe) {
-        AddRow("out", EndpointText(output.endpoint), std::to_string(output.endpoint.connections),
-               pipe ? "to its own input" : TargetText(output.target), output.traffic);
+    void AddOutput(const OutputReport& output, const PortReport& port) {
+        AddRow("out", EndpointText(output.endpoint, port), std::to_string(output.endpoint.connections),
+               port.pipe ? "to its own input" : TargetText(output.target), output.traffic);
         AddProblem(output.endpoint.problem);
         AddProblem(output.routeProblem);
         if (output.route == RouteKind::Nowhere && !output.target.computer.empty() &&
@@ -144,9 +149,9 @@ class PortTable {
         Count(output.traffic, sent);
     }
 
-    void AddInput(const InputReport& input, bool pipe) {
-        AddRow("in", EndpointText(input.endpoint), std::to_string(input.endpoint.connections),
-               pipe ? "from its own output" : SourceText(input), input.traffic);
+    void AddInput(const InputReport& input, const PortReport& port) {
+        AddRow("in", EndpointText(input.endpoint, port), std::to_string(input.endpoint.connections),
+               port.pipe ? "from its own output" : SourceText(input), input.traffic);
         AddProblem(input.endpoint.problem);
         Count(input.traffic, received);
     }
@@ -168,7 +173,7 @@ class PortTable {
     }
 
     void AddProblem(const std::string& problem) {
-        if (!problem.empty())
+        if (!problem.empty() && problem != knownProblem)
             table.AddNote(kEndpointColumn, "! " + Printable(problem));
     }
 
@@ -193,6 +198,7 @@ class PortTable {
         return CountText(sent.filtered) + " filtered, " + CountText(sent.dropped) + " dropped";
     }
 
+    const std::string knownProblem;
     TextTable table;
     std::string label;  // of the port that is being added, until it is written
     TrafficReport sent;
@@ -220,7 +226,7 @@ std::string StatusText(const StatusReport& status) {
     std::string text = ServiceText(status) + "\n";
     if (status.ports.empty() && status.portsLeftOut == 0)
         return text + "No port is in use.\n";
-    PortTable table;
+    PortTable table(status.midiProblem);
     for (const PortReport& port : status.ports)
         table.Add(port);
     table.AddLeftOut(status.portsLeftOut);

@@ -36,14 +36,14 @@ Quantization   1.2 ms
 Own names      studio, studio.lan
 Control        /run/user/1000/vexil3/com.sonavert.driver.vexil3
 
-PORT SIDE ENDPOINT                   LINKS ROUTE               MESSAGES    BYTES
-11   out  vexil3:Stage piano             1 to studio, port 12      1284     3852
+PORT SIDE ENDPOINT                 LINKS ROUTE                 MESSAGES    BYTES
+11   out  vexil3:Stage piano           1 to studio, port 12        1284     3852
           ! 3 filtered, 1 dropped
-     in   vexil3:Keys                    0 from any                   0        0
-     test open                             to studio, port 12        12       36
-12   out  vexil3:Port 12                 2 to its own input           7       21
-     in   vexil3:Port 12                 2 from its own output        7       21
-88   out  Far away                       0 to stage, port 21          5       15
+     in   vexil3:Keys                  0 from any                     0        0
+     test open                           to studio, port 12          12       36
+12   out  vexil3:Port 12               2 to its own input             7       21
+     in   vexil3:Port 12               2 from its own output          7       21
+88   out  Far away                     0 to stage, port 21            5       15
           ! The name is taken by another program.
           ! No computer of the name "stage" is known.
           ! 5 dropped
@@ -71,6 +71,23 @@ TEST(StatusText, SaysWhyTheMidiSystemIsNotThere) {
                                         "Memory         not locked: the limit is 64 kB\n"));
     status["midi"]["backend"] = "none";
     EXPECT_THAT(Text(status), HasSubstr("MIDI system    none\n"));
+}
+
+TEST(StatusText, TheProblemOfTheMidiSystemIsSaidOnce) {
+    json status = SampleStatus();
+    status["midi"]["running"] = false;
+    status["midi"]["problem"] = "No server runs.";
+    for (const char* side : {"output", "input"})
+        status["ports"][0][side]["problem"] = "No server runs.";
+    const std::string text = Text(status);
+    EXPECT_EQ(text.find("No server runs."), text.rfind("No server runs."));
+    EXPECT_THAT(text, HasSubstr("MIDI system    JACK, not running: No server runs.\n"));
+}
+
+TEST(StatusText, AnEndpointWithoutAnyNameIsCalledByItsPort) {
+    json status = SampleStatus();
+    status["ports"][2]["output"]["name"] = "";
+    EXPECT_THAT(Text(status), HasSubstr("\n88   out  Port 88 "));
 }
 
 TEST(StatusText, SaysThatNoPanelIsAttachedAndNoOptionOn) {
