@@ -86,8 +86,7 @@ struct ControlSpec {
     int minimum;  // value range: 0 and 1 of what is checked, 0 and 0 of what has no value
     int maximum;
     int container;  // the group it is embedded in, or kNoContainer
-    // How assistive technology names it: unique, from the title or the label beside it and its group. A
-    // static text that shows a number is named by this and the number.
+    // How assistive technology names it: unique, from the title or the label beside it and its group.
     const char* accessibleName;
     // What it is for, in one sentence that a musician understands.
     const char* tip;

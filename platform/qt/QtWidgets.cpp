@@ -2,8 +2,12 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
+
+#include <vector>
 
 #include "config/DriverConfiguration.h"
+#include "platform/qt/AccessibleRoles.h"
 #include "platform/qt/CheckControls.h"
 #include "platform/qt/ComboBox.h"
 #include "platform/qt/EditText.h"
@@ -30,15 +34,38 @@ QRect PlaceOf(const ControlSpec& spec) {
     return isField ? place.adjusted(-kFieldFrame, -kFieldFrame, kFieldFrame, kFieldFrame) : place;
 }
 
-// The label that names a control is the static text created just before it.
-bool IsNamedByLabel(int control) {
+// The texts that stand beside a control and belong to it: its label, and the number that it sets.
+std::vector<int> TextsOf(int control) {
     switch (control) {
         case kInputName:
+            return {kInputNameLabel};
+        case kSourcePortArrows:
+            return {kSourcePortNumber};
         case kOutputName:
+            return {kOutputNameLabel};
         case kTargetComputer:
-            return true;
+            return {kTargetComputerLabel};
+        case kTargetPortArrows:
+            return {kTargetPortLabel, kTargetPortNumber};
+        case kTestChannelArrows:
+            return {kTestLabel, kTestChannelNumber};
+        case kQuantizationSlider:
+            return {kQuantizationLabel, kQuantizationNumber};
         default:
-            return false;
+            return {};
+    }
+}
+
+// The control whose number is shown in a text; -1 for other controls.
+int SetterOf(int control) {
+    switch (control) {
+        case kSourcePortNumber:
+        case kTargetPortNumber:
+        case kTestChannelNumber:
+        case kQuantizationNumber:
+            return control + 1;
+        default:
+            return -1;
     }
 }
 
@@ -48,7 +75,9 @@ svString ToPanelText(const QString& text) {
 
 }  // namespace
 
-QtWidgets::QtWidgets() = default;
+QtWidgets::QtWidgets() {
+    InstallAccessibleRoles();
+}
 QtWidgets::~QtWidgets() = default;
 
 QWidget* QtWidgets::Window() const {
@@ -97,8 +126,11 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
         combo->lineEdit()->setAccessibleName(name);
         combo->lineEdit()->setAccessibleDescription(tip);
     }
-    if (IsNamedByLabel(spec.number))
-        static_cast<QLabel&>(ControlAt(spec.number - 1)->Widget()).setBuddy(&widget);
+    // A letter that is underlined would change the title.
+    if (spec.number == kLoad || spec.number == kSave || spec.number == kApply)
+        static_cast<QPushButton&>(widget).setShortcut(QKeySequence("Alt+" + QString(spec.title).left(1)));
+    for (const int text : TextsOf(spec.number))
+        static_cast<QLabel&>(ControlAt(text)->Widget()).setBuddy(&widget);
     return kNoErr;
 }
 
@@ -175,6 +207,22 @@ bool QtWidgets::GetText(int control, svString& text) const {
 void QtWidgets::SetText(int control, const char* text) {
     if (QtControl* found = ControlAt(control))
         found->WriteText(DecodeText(text));
+    DescribeNumber(control);
+}
+
+// A number that is shown is read out before what it is for, at its own place and at the control that sets it:
+// the values of the arrows count from zero, and have no tenths on the slider.
+void QtWidgets::DescribeNumber(int control) {
+    const int setter = SetterOf(control);
+    QtControl* shown = ControlAt(control);
+    if (setter < 0 || shown == nullptr || ControlAt(setter) == nullptr)
+        return;
+    QString number;
+    shown->ReadText(number);
+    const QString description =
+        number + ". " + DecodeText(kControlTable[static_cast<std::size_t>(control)].tip);
+    shown->Widget().setAccessibleDescription(description);
+    ControlAt(setter)->Widget().setAccessibleDescription(description);
 }
 
 bool QtWidgets::IsEnabled(int control) const {

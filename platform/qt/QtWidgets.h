@@ -60,6 +60,7 @@ class QtWidgets : public Widgets {
 
     QtControl* MakeControl(const ControlSpec& spec, PanelHandlers& handlers);
     QtControl* ControlAt(int control) const;
+    void DescribeNumber(int control);
     ComboBox* ComboAt(int control) const;
     PortListBox* PortList() const;
 

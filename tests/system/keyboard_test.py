@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A whole set-up by keyboard alone: choose a port, enable its output, name it, choose its target, apply."""
+"""A whole set-up by keyboard alone: choose a port, enable its output, name it, choose its target, apply, save."""
 
 import panel_test
 import stored_configuration as stored
@@ -36,6 +36,41 @@ class Keyboard(panel_test.PanelTest):
         self.assert_same_values(self.stored(), stored.defaults() | {
             "OutputPorts": stored.mask(0, 2), "03 Out_CustomName": "Stage piano", "03 DstHost": "studio",
             "03 PortFlags": stored.entry(0xC0, 2, 3)})
+        path = self.desktop.home / "stage.vexil3"
+        self.tab_to(panel, "Save")
+        panel.type("", "space")
+        self.enter_path(panel, path)
+        wait_until(path.exists, panel_test.PATIENCE, "the settings file")
+        lines = path.read_text().splitlines()
+        place = lines.index("[Port_02]")
+        self.assertEqual(lines[place + 1:place + 5], ["Properties=Output", "Flags=192", "SrcPort=2", "DstPort=3"])
+        panel.type("", "ctrl+q")
+        self.assertEqual(panel.process.wait(panel_test.PATIENCE), 0)
+
+    def enter_path(self, panel, path):
+        """Enters a path in the file chooser that is coming."""
+        wait_until(lambda: len(panel.windows()) == 2, panel_test.PATIENCE, "the file chooser")
+        panel.wait_active()
+        panel.type(str(path), "Return")
+        wait_until(lambda: len(panel.windows()) == 1, panel_test.PATIENCE, "the end of the file chooser")
+        panel.wait_active()
+
+    def test_alt_and_a_letter_press_the_three_commands_from_any_field(self):
+        panel = self.start()
+        panel.activate()
+        path = self.desktop.home / "stage.vexil3"
+        self.tab_to(panel, "MIDI OUT Port display name")
+        panel.type("Piano", "alt+a")
+        panel.wait_enabled("Apply", False)
+        self.assertEqual(self.stored()["01 Out_CustomName"], "Piano")
+        panel.type("", "alt+s")
+        self.enter_path(panel, path)
+        panel.type(" 2")
+        panel.wait_enabled("Apply")
+        panel.type("", "alt+l")
+        self.enter_path(panel, path)
+        panel.wait_enabled("Apply", False)
+        self.assertEqual(panel.text("MIDI OUT Port display name"), "Piano")
         self.assert_quits(panel)
 
 

@@ -131,10 +131,25 @@ TEST_F(Layout, TipsAreReadOutToo) {
     }
 }
 
+TEST_F(Layout, NumbersAreReadOutAsTheyAreShown) {
+    for (const auto& [number, setter] :
+         {std::pair{kSourcePortNumber, kSourcePortArrows}, std::pair{kTargetPortNumber, kTargetPortArrows},
+          std::pair{kTestChannelNumber, kTestChannelArrows},
+          std::pair{kQuantizationNumber, kQuantizationSlider}}) {
+        widgets.SetText(number, "42");
+        for (const int control : {number, setter}) {
+            QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(person.Find(control));
+            EXPECT_EQ(interface->text(QAccessible::Description).toStdString(),
+                      std::string("42. ") + kControlTable[static_cast<std::size_t>(control)].tip);
+        }
+    }
+}
+
 TEST_F(Layout, LabelsNameTheirFields) {
     for (const auto& [label, field] :
          {std::pair{kInputNameLabel, kInputName}, std::pair{kOutputNameLabel, kOutputName},
-          std::pair{kTargetComputerLabel, kTargetComputer}})
+          std::pair{kTargetComputerLabel, kTargetComputer}, std::pair{kTargetPortLabel, kTargetPortArrows},
+          std::pair{kTestLabel, kTestChannelArrows}, std::pair{kQuantizationLabel, kQuantizationSlider}})
         EXPECT_EQ(Find<QLabel>(label).buddy(), person.Find(field));
 }
 
