@@ -67,6 +67,9 @@ class Engine::State {
             return false;
         }
         posted.Add(1);
+        if (waker != nullptr) {
+            waker->Wake();
+        }
         return true;
     }
 
@@ -86,7 +89,8 @@ class Engine::State {
 
     SpscQueue<Command, kCommands> commands;
     SpscQueue<std::unique_ptr<const RouteTable>, kTables> usedTables;
-    std::size_t tablesOut = 0;  // control thread: posted and not yet freed
+    std::size_t tablesOut = 0;     // control thread: posted and not yet freed
+    EngineWaker* waker = nullptr;  // control thread
     Counter posted;
     std::atomic<std::uint64_t> done{0};
 
@@ -249,6 +253,10 @@ bool Engine::PostReleaseAll() {
     Command command;
     command.kind = Command::Kind::ReleaseAll;
     return state->Post(std::move(command));
+}
+
+void Engine::SetWaker(EngineWaker* waker) {
+    state->waker = waker;
 }
 
 void Engine::Collect() {

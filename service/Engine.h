@@ -36,6 +36,14 @@ class EngineSink {
 inline constexpr std::uint32_t kLongestGranularity = 100;
 inline constexpr std::size_t kLongestTestBytes = 512;
 
+// For an engine thread that sleeps while there is nothing to do.
+class EngineWaker {
+  public:
+    virtual ~EngineWaker() = default;
+    // Something was posted. Control thread.
+    virtual void Wake() = 0;
+};
+
 struct SourceCounters {
     std::uint64_t messages = 0;
     std::uint64_t bytes = 0;
@@ -75,6 +83,8 @@ class Engine {
     bool PostWriterGone(int port);
     // Ends every way, as before the service stops.
     bool PostReleaseAll();
+    // Who is to be woken after each post; null, as at first: nobody, the engine thread calls often enough.
+    void SetWaker(EngineWaker* waker);
     // Frees what the engine thread has given back. Call now and then.
     void Collect();
     // Number of commands posted and carried out so far; equal when the engine has caught up. A way that a

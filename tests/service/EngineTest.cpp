@@ -313,6 +313,25 @@ TEST_F(EngineTest, AllWaysEndAtTheEnd) {
     EXPECT_EQ(engine.Done(), engine.Posted());
 }
 
+TEST_F(EngineTest, WhoSleepsIsWokenAfterEachPost) {
+    struct Waker : EngineWaker {
+        void Wake() override { ++wakes; }
+        int wakes = 0;
+    };
+    Waker waker;
+    engine.SetWaker(&waker);
+    EXPECT_TRUE(engine.PostRoutes(std::make_unique<RouteTable>()));
+    EXPECT_TRUE(engine.PostTestRoute(1, To(2)));
+    EXPECT_TRUE(engine.PostTestBytes(1, Bytes{0xF8}));
+    EXPECT_TRUE(engine.PostQuantization(3));
+    EXPECT_TRUE(engine.PostWriterGone(1));
+    EXPECT_TRUE(engine.PostReleaseAll());
+    EXPECT_EQ(waker.wakes, 6);
+    engine.SetWaker(nullptr);
+    EXPECT_TRUE(engine.PostReleaseAll());
+    EXPECT_EQ(waker.wakes, 6);
+}
+
 TEST_F(EngineTest, CommandsAreRefusedWhileNobodyTakesThem) {
     int posted = 0;
     while (posted < 10000 && engine.PostWriterGone(1)) {
