@@ -1,0 +1,158 @@
+#include "service/AlsaClient.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "service/AlsaDeviceWatch.h"
+
+namespace vexil {
+
+namespace {
+
+// The most that the kernel gives a client.
+constexpr std::size_t kPoolCells = 2000;
+// Larger than any event that fits the pool: the kernel would hand out nothing else before it.
+constexpr std::size_t kInputBuffer = std::size_t{128} << 10;
+constexpr std::size_t kOutputBuffer = std::size_t{64} << 10;
+
+unsigned CapabilitiesOf(int number, bool hidden) {
+    const bool isOutput = number < kFirstInputPort;
+    unsigned capabilities = isOutput ? SND_SEQ_PORT_CAP_WRITE : SND_SEQ_PORT_CAP_READ;
+    if (hidden) {
+        capabilities |= SND_SEQ_PORT_CAP_NO_EXPORT;
+    } else {
+        capabilities |= isOutput ? SND_SEQ_PORT_CAP_SUBS_WRITE : SND_SEQ_PORT_CAP_SUBS_READ;
+    }
+    return capabilities;
+}
+
+}  // namespace
+
+std::unique_ptr<AlsaClient> AlsaClient::Open(int& error) {
+    // Asked first, because the library writes what it finds to standard error.
+    if (::access(kAlsaDevice, R_OK | W_OK) != 0) {
+        error = -errno;
+        return nullptr;
+    }
+    snd_seq_t* sequencer = nullptr;
+    error = snd_seq_open(&sequencer, "hw", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK);
+    if (error < 0) {
+        return nullptr;
+    }
+    pollfd descriptor{};
+    snd_seq_poll_descriptors(sequencer, &descriptor, 1, POLLIN);
+    std::unique_ptr<AlsaClient> client(
+        new AlsaClient(sequencer, snd_seq_client_id(sequencer), descriptor.fd));
+    error = client->Prepare();
+    return error < 0 ? nullptr : std::move(client);
+}
+
+int AlsaClient::Prepare() {
+    const int results[] = {
+        snd_seq_set_client_name(sequencer, kAlsaClientName),
+        snd_seq_set_client_pool_input(sequencer, kPoolCells),
+        snd_seq_set_client_pool_output(sequencer, kPoolCells),
+        snd_seq_set_input_buffer_size(sequencer, kInputBuffer),
+        snd_seq_set_output_buffer_size(sequencer, kOutputBuffer),
+        Create(kAnnouncePort, "Announcements", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT),
+    };
+    for (const int result : results) {
+        if (result < 0) {
+            return result;
+        }
+    }
+    return snd_seq_connect_from(sequencer, kAnnouncePort, SND_SEQ_CLIENT_SYSTEM,
+                                SND_SEQ_PORT_SYSTEM_ANNOUNCE);
+}
+
+AlsaClient::~AlsaClient() {
+    snd_seq_close(sequencer);
+}
+
+snd_seq_addr_t AlsaClient::AddressOf(int number) const {
+    return {static_cast<unsigned char>(id), static_cast<unsigned char>(number)};
+}
+
+int AlsaClient::CreatePort(int number, const std::string& name, bool hidden) {
+    return Create(number, name, CapabilitiesOf(number, hidden));
+}
+
+int AlsaClient::Create(int number, const std::string& name, unsigned capabilities) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    snd_seq_port_info_set_port(info, number);
+    snd_seq_port_info_set_port_specified(info, 1);
+    snd_seq_port_info_set_name(info, name.c_str());
+    snd_seq_port_info_set_capability(info, capabilities);
+    snd_seq_port_info_set_type(
+        info, SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_SOFTWARE | SND_SEQ_PORT_TYPE_PORT);
+    snd_seq_port_info_set_midi_channels(info, 16);
+    return snd_seq_create_port(sequencer, info);
+}
+
+int AlsaClient::ChangePort(int number, const std::string& name, bool hidden) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    if (const int result = snd_seq_get_port_info(sequencer, number, info); result < 0) {
+        return result;
+    }
+    snd_seq_port_info_set_name(info, name.c_str());
+    snd_seq_port_info_set_capability(info, CapabilitiesOf(number, hidden));
+    return snd_seq_set_port_info(sequencer, number, info);
+}
+
+int AlsaClient::DeletePort(int number) {
+    return snd_seq_delete_port(sequencer, number);
+}
+
+int AlsaClient::ConnectionsOf(int number) const {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    if (snd_seq_get_port_info(sequencer, number, info) < 0) {
+        return 0;
+    }
+    return number < kFirstInputPort ? snd_seq_port_info_get_write_use(info)
+                                    : snd_seq_port_info_get_read_use(info);
+}
+
+snd_seq_event_t* AlsaClient::NextEvent(int& error) {
+    snd_seq_event_t* event = nullptr;
+    const int result = snd_seq_event_input(sequencer, &event);
+    if (result >= 0 && event != nullptr) {
+        error = 0;
+        return event;
+    }
+    error = result == -EAGAIN || result >= 0 ? 0 : result;
+    return nullptr;
+}
+
+void AlsaClient::Send(snd_seq_event_t& event, int number) {
+    snd_seq_ev_set_source(&event, static_cast<unsigned char>(number));
+    snd_seq_ev_set_subs(&event);
+    snd_seq_ev_set_direct(&event);
+    if (snd_seq_event_output_buffer(sequencer, &event) == -EAGAIN) {
+        Flush();
+        // There is room now: what goes straight to its readers is never kept waiting by the kernel.
+        snd_seq_event_output_buffer(sequencer, &event);
+    }
+}
+
+bool AlsaClient::Flush() {
+    for (;;) {
+        const int result = snd_seq_drain_output(sequencer);
+        if (result >= 0) {
+            return true;
+        }
+        if (result == -EAGAIN || result == -EINTR) {
+            return false;
+        }
+        // The first event is one that the kernel will never take: its port has been withdrawn.
+        if (snd_seq_extract_output(sequencer, nullptr) < 0) {
+            snd_seq_drop_output_buffer(sequencer);
+            return true;
+        }
+    }
+}
+
+}  // namespace vexil

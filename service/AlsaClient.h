@@ -1,0 +1,87 @@
+// One client of the ALSA sequencer, with the ports that stand for endpoints. The port of an output has the
+// number of the service's port, that of an input kFirstInputPort more, so that addresses stay the same from
+// one run to the next.
+//
+// Threads. The operations on ports are single calls of the kernel and may be made by one thread while another
+// sends and receives events.
+#pragma once
+
+#include <alsa/asoundlib.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "config/DriverConfiguration.h"
+
+namespace vexil {
+
+inline constexpr const char* kAlsaClientName = "Vexil III";
+inline constexpr int kFirstInputPort = kMaxPorts;
+inline constexpr int kAnnouncePort = 2 * kMaxPorts;  // hears of programs that come and go; never listed
+inline constexpr std::size_t kLongestAlsaName = 63;  // bytes; the kernel keeps 64 with the end
+
+// The clients that there may be: the kernel counts to 192, the addresses to 256.
+inline constexpr std::size_t kAlsaClients = 256;
+
+class AlsaClient {
+  public:
+    // Null, with `error` set to a negative errno value, when there is no sequencer to be had.
+    static std::unique_ptr<AlsaClient> Open(int& error);
+    ~AlsaClient();
+    AlsaClient(const AlsaClient&) = delete;
+    AlsaClient& operator=(const AlsaClient&) = delete;
+
+    int Id() const { return id; }
+    int Descriptor() const { return descriptor; }
+
+    // Ports. Each 0, or a negative errno value. A port that is written to is an output; `hidden`: no program
+    // finds it in a listing or can connect to it anew.
+    int CreatePort(int number, const std::string& name, bool hidden);
+    int ChangePort(int number, const std::string& name, bool hidden);
+    int DeletePort(int number);
+    // Connections of a port now.
+    int ConnectionsOf(int number) const;
+
+    // Asks for the clients that read a port, one call of `each` for each connection.
+    template <class Each>
+    void ForEachReader(int number, Each each) const {
+        snd_seq_query_subscribe_t* query = nullptr;
+        snd_seq_query_subscribe_alloca(&query);
+        const snd_seq_addr_t root = AddressOf(number);
+        snd_seq_query_subscribe_set_root(query, &root);
+        snd_seq_query_subscribe_set_type(query, SND_SEQ_QUERY_SUBS_READ);
+        for (int index = 0;; ++index) {
+            snd_seq_query_subscribe_set_index(query, index);
+            if (snd_seq_query_port_subscribers(sequencer, query) < 0) {
+                return;
+            }
+            each(snd_seq_query_subscribe_get_addr(query)->client);
+        }
+    }
+
+    // Events. Never wait.
+
+    // The next event; null when there is none, with `error` 0 or a negative errno value: -ENOSPC when events
+    // were lost. Lasts until the next call.
+    snd_seq_event_t* NextEvent(int& error);
+    // Queues one event to all who read a port.
+    void Send(snd_seq_event_t& event, int number);
+    // Sends what is queued. False while the kernel does not take it all.
+    bool Flush();
+
+  private:
+    AlsaClient(snd_seq_t* opened, int client, int file) : sequencer(opened), id(client), descriptor(file) {}
+
+    int Prepare();
+    int Create(int number, const std::string& name, unsigned capabilities);
+    snd_seq_addr_t AddressOf(int number) const;
+
+    snd_seq_t* const sequencer;
+    const int id;
+    const int descriptor;
+};
+
+}  // namespace vexil

@@ -1,0 +1,29 @@
+// Tells when the device of the ALSA sequencer comes, goes or changes its permissions. One thread.
+#pragma once
+
+namespace vexil {
+
+inline constexpr const char* kAlsaDevice = "/dev/snd/seq";
+
+class AlsaDeviceWatch {
+  public:
+    AlsaDeviceWatch();
+    ~AlsaDeviceWatch();
+    AlsaDeviceWatch(const AlsaDeviceWatch&) = delete;
+    AlsaDeviceWatch& operator=(const AlsaDeviceWatch&) = delete;
+
+    // Readable when something has changed; -1 when the kernel does not tell.
+    int Descriptor() const { return descriptor; }
+    // Takes what has been told. True when the device may have changed.
+    bool Take();
+    bool IsThere() const;
+
+  private:
+    void Watch();
+
+    const int descriptor;
+    int folder = -1;  // the watch on the devices of sound
+    int parent = -1;  // the watch on the folder that it will be in; -1 while it is there
+};
+
+}  // namespace vexil

@@ -1,0 +1,114 @@
+// The programs that write to outputs, told apart by their addresses: brings their messages to the engine one
+// after the other. While one program's system exclusive is under way on an output, what others write there
+// waits; and what a program holds down is released when it goes, while others play on.
+//
+// The engine thread's; nothing is allocated once it is made.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "config/DriverConfiguration.h"
+#include "service/Engine.h"
+#include "service/NoteTracker.h"
+
+namespace vexil {
+
+// The address of a port of another client.
+struct WriterAddress {
+    std::uint8_t client = 0;
+    std::uint8_t port = 0;
+
+    bool operator==(const WriterAddress&) const = default;
+};
+
+class AlsaWriters {
+  public:
+    // Longest silence inside a system exclusive for which others wait.
+    static constexpr std::uint64_t kLongestSilence = 1'000'000'000;  // nanoseconds
+
+    explicit AlsaWriters(Engine& engine, std::size_t heldBytes = std::size_t{4} << 20);
+
+    // Whole messages that a program wrote to an output.
+    void Hear(int port, WriterAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
+    // Bytes of system exclusive, whatever the program has put there: what does not belong there is left out.
+    void HearExclusive(int port, WriterAddress writer, std::uint64_t now,
+                       std::span<const std::uint8_t> bytes);
+    // A program has disconnected from an output, or has closed.
+    void Gone(int port, WriterAddress writer, std::uint64_t now);
+    void ClientGone(std::uint8_t client, std::uint64_t now);
+    // An output has been withdrawn, with its connections.
+    void OutputGone(int port, std::uint64_t now);
+    // What was written is not known any more: everything is released.
+    void AllGone(std::uint64_t now);
+
+    // Ends the waiting for programs that have fallen silent inside a system exclusive.
+    void Run(std::uint64_t now);
+    // When Run is to be called at the latest.
+    std::optional<std::uint64_t> NextDue() const;
+
+  private:
+    static constexpr std::size_t kWriters =
+        512;  // that are told apart; what others hold goes with any writer
+    static constexpr std::uint32_t kNobody = 0xFFFFFFFF;
+
+    struct Output {
+        std::optional<WriterAddress> exclusive;  // the writer whose system exclusive is under way
+        std::uint64_t lastHeard = 0;             // of it
+        int held = 0;                            // records that wait
+        std::size_t last = 0;                    // place of the writer that wrote last
+        int writers = 0;
+        bool untracked = false;  // a writer found no place among the writers
+    };
+    // In front of the bytes of what waits.
+    struct Held {
+        std::uint32_t size = 0;  // with this header, padded
+        std::uint32_t length = 0;
+        std::int16_t port = -1;  // -1: taken
+        WriterAddress writer;
+        bool exclusive = false;
+    };
+
+    static std::uint32_t KeyOf(int port, WriterAddress address) {
+        return static_cast<std::uint32_t>(port) << 16 | static_cast<std::uint32_t>(address.client) << 8 |
+               address.port;
+    }
+    static int PortOf(std::uint32_t key) { return static_cast<int>(key >> 16); }
+    Output& Of(int port) { return outputs[static_cast<std::size_t>(port)]; }
+    const Output& Of(int port) const { return outputs[static_cast<std::size_t>(port)]; }
+    Held& At(std::size_t offset);
+    std::uint8_t* BytesOf(std::size_t offset);
+    NoteTracker* TrackerOf(int port, WriterAddress writer);
+    std::size_t Find(std::uint32_t key) const;
+    void Remove(std::size_t place, std::uint64_t now);
+    void Release(int port, const NoteTracker& gone, std::uint64_t now);
+    bool IsHeldByAnother(int port, const std::array<std::uint8_t, 3>& release) const;
+
+    bool MustWait(int port, WriterAddress writer) const;
+    bool Hold(int port, WriterAddress writer, bool exclusive, std::span<const std::uint8_t> bytes);
+    void Compact();
+    void Drop(Held& held);
+    void ForgetHeld(int port, WriterAddress writer);
+    void TakeHeld(int port, std::uint64_t now);
+    bool TakeHeldOnce(int port, std::uint64_t now);
+    void EndExclusive(int port, std::uint64_t now);
+
+    void Pass(int port, WriterAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
+    void PassExclusive(int port, WriterAddress writer, std::uint64_t now,
+                       std::span<const std::uint8_t> bytes);
+
+    Engine& engine;
+    std::array<Output, kMaxPorts> outputs;
+    std::array<std::uint32_t, kWriters> keys{};  // who a tracker belongs to; kNobody: nobody
+    std::vector<NoteTracker> sounding;           // what each of them holds
+    std::vector<std::uint64_t> storage;          // of Held and their bytes
+    std::size_t used = 0;                        // bytes of it
+    std::size_t waiting = 0;                     // records in it
+};
+
+}  // namespace vexil
