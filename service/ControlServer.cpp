@@ -97,7 +97,7 @@ void ControlServer::Serve() {
     }
     for (const epoll_event& event : seen) {
         const auto client = clients.find(event.data.u64);
-        if (client != clients.end() && !ServeOne(client->first, client->second)) {
+        if (client != clients.end() && ServeOne(client->first, client->second) != Outcome::Served) {
             Close(event.data.u64);
         }
     }
@@ -168,24 +168,26 @@ void ControlServer::PauseListening() {
     listenAgain = std::chrono::steady_clock::now() + kListenPause;
 }
 
-bool ControlServer::ServeOne(std::uint64_t key, Client& client) {
+ControlServer::Outcome ControlServer::ServeOne(std::uint64_t key, Client& client) {
     ssize_t size = -1;
     do {
         size = recv(client.socket.Number(), packet.data(), packet.size(), MSG_TRUNC);
     } while (size == -1 && errno == EINTR);
     if (size == -1) {
-        return errno == EAGAIN;
+        return errno == EAGAIN ? Outcome::Served : Outcome::Over;
     }
     client.lastHeard = round;
     const auto length = static_cast<std::size_t>(size);
     if (length < kControlRequestHeaderSize) {
-        return false;  // the end of the connection, or nothing that could be answered
+        return Outcome::Over;  // the end of the connection, or nothing that could be answered
     }
     std::optional<ControlRequest> request;
     if (length <= packet.size()) {
         request = UnpackControlRequest({packet.data(), length});
     }
-    return request ? Answer(key, client, *request) : Send(client, Uint32At(packet.data()), EINVAL);
+    const bool isSent =
+        request ? Answer(key, client, *request) : Send(client, Uint32At(packet.data()), EINVAL);
+    return isSent ? Outcome::Served : Outcome::Unread;
 }
 
 bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlRequest& request) {
@@ -255,11 +257,11 @@ void ControlServer::Finish(std::uint64_t key) {
         return;
     }
     const int connection = client->second.socket.Number();
-    int waiting = 0;
+    bool waiting = false;
     do {
         pollfd state{connection, POLLIN, 0};
         waiting = poll(&state, 1, 0) > 0 && (state.revents & POLLIN) != 0;
-    } while (waiting != 0 && ServeOne(key, client->second));
+    } while (waiting && ServeOne(key, client->second) != Outcome::Over);
     Close(key);
 }
 

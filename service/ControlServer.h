@@ -78,8 +78,14 @@ class ControlServer {
     bool AddEvents(int descriptor, std::uint64_t key) const;
     void PauseListening();
 
-    // One packet of the client. False when the connection is to be closed.
-    bool ServeOne(std::uint64_t key, Client& client);
+    enum class Outcome {
+        Served,
+        Unread,  // the client does not take its reply
+        Over,    // the connection has ended, or what came cannot be answered
+    };
+
+    // One packet of the client, if there is one.
+    Outcome ServeOne(std::uint64_t key, Client& client);
     bool Answer(std::uint64_t key, Client& client, const ControlRequest& request);
     int Attach(std::uint64_t key, const Client& client, std::uint32_t unit);
     static bool Send(const Client& client, std::uint32_t sequence, int error,

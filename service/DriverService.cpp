@@ -11,7 +11,6 @@
 #include "service/OptionPayloads.h"
 #include "service/RouteText.h"
 #include "service/Status.h"
-#include "shared/System/svLog.h"
 
 namespace vexil {
 
@@ -63,7 +62,7 @@ void DriverService::Start() {
     parts.backend.Start(parts.engine);
     Reload();
     wireless = (configuration.MiscOptions & kUseWireless) != 0;
-    ReportBackend();
+    report.Backend(parts.backend);
 }
 
 void DriverService::Settle() {
@@ -100,7 +99,15 @@ void DriverService::Stop() {
 void DriverService::ServeBackend() {
     parts.backend.Service();
     Settle();
-    ReportBackend();
+    report.Backend(parts.backend);
+}
+
+void DriverService::ComputerChanged() {
+    const std::vector<std::string> before = names;
+    TakeUp();
+    if (names != before) {
+        report.Configuration(configuration, engineControl.Routes());
+    }
 }
 
 std::string DriverService::Summary() const {
@@ -116,7 +123,7 @@ std::string DriverService::Summary() const {
 
 void DriverService::PanelAttached(pid_t process) {
     attached = true;
-    Inform("The panel has attached (process " + std::to_string(process) + ").");
+    report.PanelAttached(process);
 }
 
 void DriverService::PanelDetached() {
@@ -126,7 +133,7 @@ void DriverService::PanelDetached() {
             CloseTest(MakeUint32(static_cast<std::uint32_t>(port)));
         }
     }
-    Inform("The panel has detached.");
+    report.PanelDetached();
 }
 
 int DriverService::SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) {
@@ -187,15 +194,15 @@ std::string DriverService::Status() {
 
 int DriverService::Reload() {
     DriverPreferences(parts.preferences).LoadCurrentConfiguration(kPortCount, configuration);
-    UpdateLocalNames(parts.thisComputer());
+    report.SetEnabled((configuration.MiscOptions & kEnableLogging) != 0);
     SetQuantization(configuration.SendGranularity);
     TakeUp();
+    report.Configuration(configuration, engineControl.Routes());
     return 0;
 }
 
 void DriverService::ClientRefused(pid_t process, uid_t user) {
-    LogPrintf("Process %d of user %u may not use this service and was turned away.\n",
-              static_cast<int>(process), static_cast<unsigned>(user));
+    ServiceReport::ClientRefused(process, user);
 }
 
 int DriverService::OpenTest(std::span<const std::uint8_t> payload) {
@@ -212,7 +219,8 @@ int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
     const int error = tests.Activate(payload, port);
     if (error == 0) {
         RetargetTest(port);
-        ReportTest(port);
+        report.TestOpened(port, tests.Find(port)->record, testRoutes[static_cast<std::size_t>(port)],
+                          configuration);
     }
     return error;
 }
@@ -222,7 +230,7 @@ int DriverService::CloseTest(std::span<const std::uint8_t> payload) {
     const int error = tests.Close(payload, port);
     if (error == 0) {
         RetargetTest(port);
-        Inform("Port " + PortText(port) + ": test output closed.");
+        report.TestClosed(port);
     }
     return error;
 }
@@ -240,7 +248,7 @@ void DriverService::SetQuantization(std::uint32_t tenths) {
     const std::uint32_t limited = std::min(tenths, kLongestGranularity);
     if (limited != sendGranularity) {
         sendGranularity = limited;
-        Inform("Send quantization: " + std::string(SendQuantizationText(limited).c_str()) + " ms.");
+        report.Quantization(limited);
     }
     engineControl.SetQuantization(limited);
 }
@@ -248,21 +256,17 @@ void DriverService::SetQuantization(std::uint32_t tenths) {
 void DriverService::SetWireless(bool on) {
     if (on != wireless) {
         wireless = on;
-        Inform(on ? "Wireless is on." : "Wireless is off.");
+        report.Wireless(on);
     }
 }
 
 void DriverService::TakeUp() {
+    names = NamesOf(parts.thisComputer());
+    localNames = LocalNames(names);
     engineControl.SetRoutes(MakeRouteTable(configuration, localNames));
     UpdateTestRoutes();
     UpdateEndpoints();
-    ReportConfiguration();
     Settle();
-}
-
-void DriverService::UpdateLocalNames(const HostRecord& computer) {
-    names = NamesOf(computer);
-    localNames = LocalNames(names);
 }
 
 void DriverService::UpdateTestRoutes() {
@@ -286,50 +290,6 @@ void DriverService::RetargetTest(int port) {
     const Route route = tests.RouteOf(port, configuration, localNames);
     testRoutes[static_cast<std::size_t>(port)] = route;
     engineControl.SetTestRoute(port, route);
-}
-
-void DriverService::ReportConfiguration() const {
-    const RouteTable& routes = engineControl.Routes();
-    Inform("Configuration: " + std::to_string(std::popcount(configuration.OutputPorts)) + " outputs, " +
-           std::to_string(std::popcount(configuration.InputPorts)) + " inputs, " +
-           std::to_string(std::popcount(configuration.LocalPipes)) + " local pipes.");
-    for (int port = 0; port < kMaxPorts; ++port) {
-        const std::string target = configuration.Hosts[port].DstHost.c_str();
-        const std::string problem = RouteProblemText(routes.routes[static_cast<std::size_t>(port)], target,
-                                                     configuration.PortFlags[port].targetPort, configuration);
-        if ((routes.outputEndpoints >> port & 1) != 0 && !problem.empty()) {
-            Inform("Port " + PortText(port) + ": nobody hears what is sent to it. " + problem);
-        }
-    }
-}
-
-void DriverService::ReportTest(int port) const {
-    const TestOutputRecord& record = tests.Find(port)->record;
-    const std::string problem =
-        RouteProblemText(testRoutes[static_cast<std::size_t>(port)], record.targetComputer,
-                         record.entry.targetPort, configuration);
-    Inform("Port " + PortText(port) + ": test output open" +
-           (problem.empty() ? ", heard at port " + PortText(record.entry.targetPort) + "."
-                            : ", but nobody hears it. " + problem));
-}
-
-void DriverService::ReportBackend() {
-    const bool isRunning = parts.backend.IsRunning();
-    std::string problem = parts.backend.Problem();
-    if (isRunning && !backendWasRunning) {
-        Inform("MIDI: the ports are there for music programs (" + std::string(parts.backend.Name()) + ").");
-        if (const std::string reason = parts.backend.RealtimeProblem(); !reason.empty()) {
-            Inform("MIDI: no realtime priority. " + reason);
-        }
-    } else if (!isRunning && problem != backendProblem) {
-        Inform("MIDI: the ports are not there for music programs. " + problem);
-    }
-    backendWasRunning = isRunning;
-    backendProblem = std::move(problem);
-}
-
-void DriverService::Inform(const std::string& line) const {
-    LogPrintfIf((configuration.MiscOptions & kEnableLogging) != 0, "%s\n", line.c_str());
 }
 
 }  // namespace vexil

@@ -8,6 +8,7 @@
 // One thread, the control thread. Nothing here waits.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -21,6 +22,7 @@
 #include "service/ControlServer.h"
 #include "service/EngineControl.h"
 #include "service/HostRecords.h"
+#include "service/ServiceReport.h"
 #include "service/TestOutputs.h"
 
 namespace vexil {
@@ -63,6 +65,8 @@ class DriverService : public ControlServer::Mediator {
 
     // Takes up what has happened to the MIDI system: for when its descriptor is readable or its time is over.
     void ServeBackend();
+    // The host name may have changed: routes follow it.
+    void ComputerChanged();
 
     // One sentence on how things stand, for the service manager.
     std::string Summary() const;
@@ -86,15 +90,9 @@ class DriverService : public ControlServer::Mediator {
     void SetWireless(bool on);
 
     void TakeUp();
-    void UpdateLocalNames(const HostRecord& computer);
     void UpdateTestRoutes();
     void UpdateEndpoints();
     void RetargetTest(int port);
-    void ReportConfiguration() const;
-    void ReportTest(int port) const;
-    void ReportBackend();
-    // An information line, while "Enable Logging" is on.
-    void Inform(const std::string& line) const;
 
     const Parts parts;
     EngineControl engineControl;
@@ -109,8 +107,7 @@ class DriverService : public ControlServer::Mediator {
     bool attached = false;
     bool wireless = false;
     std::uint32_t sendGranularity = 0;
-    bool backendWasRunning = false;
-    std::string backendProblem;
+    ServiceReport report;
     std::string memory;
     std::string controlPath;
 };

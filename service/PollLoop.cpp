@@ -1,7 +1,6 @@
 #include "service/PollLoop.h"
 
-#include <poll.h>
-
+#include <chrono>
 #include <cstddef>
 
 namespace vexil {
@@ -13,7 +12,7 @@ void PollLoop::Round() {
     int shortest = -1;
     for (const PollParticipant& participant : participants) {
         // A descriptor of -1 is passed over.
-        waiting.push_back({participant.descriptor, POLLIN, 0});
+        waiting.push_back({participant.descriptor, participant.events, 0});
         const int timeout = participant.timeout ? participant.timeout() : -1;
         due.push_back(timeout < 0 ? Clock::time_point::max()
                                   : Clock::now() + std::chrono::milliseconds(timeout));
@@ -21,7 +20,7 @@ void PollLoop::Round() {
             shortest = timeout;
         }
     }
-    // An interrupted wait is a round in which nobody's descriptor is readable.
+    // An interrupted wait is a round in which nobody's descriptor is ready.
     const int ready = poll(waiting.data(), waiting.size(), shortest);
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < participants.size(); ++i) {

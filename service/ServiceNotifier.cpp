@@ -28,8 +28,9 @@ ServiceNotifier::ServiceNotifier() {
     }
 }
 
-void ServiceNotifier::Ready(const std::string& status) const {
+void ServiceNotifier::Ready(const std::string& status) {
     Tell("READY=1\nSTATUS=" + status);
+    lastStatus = status;
 }
 
 void ServiceNotifier::Reloading() const {

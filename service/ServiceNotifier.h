@@ -13,7 +13,7 @@ class ServiceNotifier {
     ServiceNotifier();
 
     // `status` is one sentence for the user.
-    void Ready(const std::string& status) const;
+    void Ready(const std::string& status);
     // Between Reloading and Ready the configuration is read.
     void Reloading() const;
     void Stopping() const;

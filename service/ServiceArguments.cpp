@@ -1,0 +1,38 @@
+#include "service/ServiceArguments.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace vexil {
+
+std::optional<ServiceArguments> ReadServiceArguments(const std::vector<std::string>& texts,
+                                                     std::string& problem) {
+    constexpr std::string_view kMidi = "--midi";
+    ServiceArguments arguments;
+    for (std::size_t index = 0; index < texts.size(); ++index) {
+        const std::string& text = texts[index];
+        if (text == "--help" || text == "--version") {
+            arguments.task =
+                text == "--help" ? ServiceArguments::Task::Help : ServiceArguments::Task::Version;
+            return arguments;
+        }
+        const std::string_view name = std::string_view(text).substr(0, text.find('='));
+        if (name != kMidi) {
+            problem = "There is no option \"" + text + "\".";
+            return std::nullopt;
+        }
+        if (name.size() != text.size()) {
+            arguments.midi = text.substr(name.size() + 1);
+        } else {
+            ++index;
+            arguments.midi = index < texts.size() ? texts[index] : "";
+        }
+        if (arguments.midi != "alsa" && arguments.midi != "jack" && arguments.midi != "none") {
+            problem = "--midi takes alsa, jack or none.";
+            return std::nullopt;
+        }
+    }
+    return arguments;
+}
+
+}  // namespace vexil

@@ -1,0 +1,34 @@
+// The command line of vexil3d.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vexil {
+
+struct ServiceArguments {
+    enum class Task { Serve, Help, Version };
+
+    Task task = Task::Serve;
+    std::string midi;  // "alsa", "jack" or "none"; empty: what there is
+};
+
+inline constexpr const char* kServiceHelp =
+    "Usage: vexil3d [--midi alsa|jack|none]\n"
+    "Gives music programs the 64 ports of Vexil III and serves its control panel, until it is ended.\n"
+    "The service manager starts it as vexil3d.service.\n"
+    "\n"
+    "  --midi SYSTEM  through which MIDI system the ports are there: alsa, jack (also PipeWire's), or none.\n"
+    "                 Without it ALSA where the computer has its sequencer, else JACK.\n"
+    "  --help         print this text\n"
+    "  --version      print the version\n"
+    "\n"
+    "SIGHUP reads the configuration again; SIGTERM and SIGINT end the service.\n";
+
+// The arguments without the program's name; none, with a sentence for the user in `problem`, when they make
+// no sense.
+std::optional<ServiceArguments> ReadServiceArguments(const std::vector<std::string>& texts,
+                                                     std::string& problem);
+
+}  // namespace vexil

@@ -1,0 +1,143 @@
+#include "service/ServiceRun.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include "service/ControlServer.h"
+#include "service/MemoryLock.h"
+#include "service/PollLoop.h"
+#include "service/ServiceNotifier.h"
+#include "shared/System/svLog.h"
+
+namespace vexil {
+
+namespace {
+
+class Run {
+  public:
+    Run(const ServiceSignals& serviceSignals, const ControlListener& listener, MidiBackend& midiBackend,
+        DriverService& driverService)
+        : signals(serviceSignals),
+          backend(midiBackend),
+          service(driverService),
+          server(std::make_unique<ControlServer>(listener.Socket(), listener.Group(), service)),
+          hostName(open("/proc/sys/kernel/hostname", O_RDONLY | O_CLOEXEC)) {}
+
+    bool HasEvents() const { return signals.EventDescriptor() != -1 && server->EventDescriptor() != -1; }
+
+    void Serve() {
+        service.Start();
+        service.SetMemory(LockMemory());
+        AddParticipants();
+        notifier.Ready(service.Summary());
+        while (!service.MayStop()) {
+            loop.Round();
+            service.Settle();
+            notifier.Status(service.Summary());
+        }
+        service.Stop();
+    }
+
+  private:
+    void AddParticipants() {
+        loop.Add({signals.EventDescriptor(), [this] { TakeSignals(); }});
+        loop.Add({server->EventDescriptor(), [this] { ServeClients(); },
+                  [this] { return server ? server->Timeout() : -1; }});
+        loop.Add({backend.EventDescriptor(), [this] { service.ServeBackend(); },
+                  [this] { return backend.ServiceTimeout(); }});
+        // The kernel tells a change of the host name as urgent data of this file.
+        loop.Add({hostName.Number(), [this] { service.ComputerChanged(); }, {}, POLLPRI});
+        // What the service could not do before is done after every round.
+        loop.Add({-1, [] {}, [this] { return service.Timeout(); }});
+        if (notifier.AliveInterval()) {
+            nextAlive = DriverService::Clock::now();
+            loop.Add({-1, [this] { TellAlive(); }, [this] { return UntilAlive(); }});
+        }
+    }
+
+    void TakeSignals() {
+        for (int number = signals.Take(); number != 0; number = signals.Take()) {
+            if (number != SIGHUP) {
+                BeginEnd();
+            } else if (server) {
+                notifier.Reloading();
+                service.Reload();
+                notifier.Ready(service.Summary());
+            }
+        }
+    }
+
+    // Clients are let go first, so that nothing new begins.
+    void BeginEnd() {
+        if (server) {
+            notifier.Stopping();
+            server.reset();
+            service.BeginStop();
+        }
+    }
+
+    void ServeClients() {
+        if (server) {
+            server->Serve();
+        }
+    }
+
+    int UntilAlive() const {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(nextAlive - DriverService::Clock::now());
+        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+
+    void TellAlive() {
+        notifier.Alive();
+        nextAlive = DriverService::Clock::now() + *notifier.AliveInterval();
+    }
+
+    const ServiceSignals& signals;
+    MidiBackend& backend;
+    DriverService& service;
+    std::unique_ptr<ControlServer> server;  // null once the service is ending
+    const Descriptor hostName;
+    ServiceNotifier notifier;
+    DriverService::Clock::time_point nextAlive;
+    PollLoop loop;
+};
+
+}  // namespace
+
+ServiceSignals::ServiceSignals() {
+    sigset_t wanted;
+    sigemptyset(&wanted);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaddset(&wanted, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &wanted, nullptr);
+    signal(SIGPIPE, SIG_IGN);  // a client that has gone is seen by the send that fails
+    descriptor = Descriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+int ServiceSignals::Take() const {
+    signalfd_siginfo taken{};
+    return read(descriptor.Number(), &taken, sizeof taken) == sizeof taken ? static_cast<int>(taken.ssi_signo)
+                                                                           : 0;
+}
+
+bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
+                DriverService& service) {
+    Run run(signals, listener, backend, service);
+    if (!run.HasEvents()) {
+        LogPrintf("The system has no descriptors to give.\n");
+        return false;
+    }
+    run.Serve();
+    return true;
+}
+
+}  // namespace vexil

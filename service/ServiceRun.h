@@ -1,0 +1,31 @@
+// The life of the service once its parts are there: it waits for what clients, the MIDI system, the service
+// manager and signals want of it, until it is told to end.
+#pragma once
+
+#include "config/Descriptor.h"
+#include "service/ControlListener.h"
+#include "service/DriverService.h"
+#include "service/MidiBackend.h"
+
+namespace vexil {
+
+// SIGTERM, SIGINT and SIGHUP, read from a descriptor.
+class ServiceSignals {
+  public:
+    // Blocks them in this thread and those it makes: to be made before any other thread.
+    ServiceSignals();
+
+    int EventDescriptor() const { return descriptor.Number(); }
+    // The next signal that has come; 0: none.
+    int Take() const;
+
+  private:
+    Descriptor descriptor;
+};
+
+// Starts the service and serves until SIGTERM or SIGINT has come and what sounded is released. False, with a
+// line in the log, when the system has not what it takes.
+bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
+                DriverService& service);
+
+}  // namespace vexil
