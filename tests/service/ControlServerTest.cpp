@@ -1,0 +1,425 @@
+// The rules of the control channel, packet by packet, before a driver that only writes down.
+#include "service/ControlServer.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "tests/config/TemporaryFolder.h"
+#include "tests/service/RawClient.h"
+#include "tests/service/RecordingMediator.h"
+
+namespace vexil {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Bytes = RawClient::Bytes;
+using Reply = RawClient::Reply;
+
+class ControlServerTest : public ::testing::Test {
+  protected:
+    explicit ControlServerTest(std::optional<gid_t> group = std::nullopt) {
+        sockaddr_un place{};
+        place.sun_family = AF_UNIX;
+        std::memcpy(place.sun_path, path.c_str(), path.size() + 1);
+        EXPECT_EQ(0, bind(listening.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place));
+        EXPECT_EQ(0, listen(listening.Number(), 2000));
+        server = std::make_unique<ControlServer>(listening.Number(), group, driver);
+    }
+
+    // Rounds until nothing is left to do.
+    void Serve() {
+        pollfd state{server->EventDescriptor(), POLLIN, 0};
+        for (int round = 0; round < 5000 && poll(&state, 1, 0) > 0; ++round) {
+            server->Serve();
+        }
+    }
+    std::unique_ptr<RawClient> Connect() {
+        auto client = std::make_unique<RawClient>(path);
+        EXPECT_TRUE(client->IsConnected());
+        Serve();
+        return client;
+    }
+    std::unique_ptr<RawClient> Attached() {
+        auto client = Connect();
+        EXPECT_EQ(0U, Ask(*client, kControlAttach, kControlUnit).error);
+        driver.asked.clear();
+        return client;
+    }
+    // Sends and gives the reply.
+    Reply Ask(const RawClient& client, std::uint32_t kind, std::uint32_t number, std::uint32_t length = 0,
+              const Bytes& payload = {}) {
+        EXPECT_TRUE(client.Send(77, kind, number, length, payload));
+        Serve();
+        const std::optional<Reply> reply = client.Receive();
+        EXPECT_TRUE(reply);
+        EXPECT_EQ(77U, reply ? reply->sequence : 0);
+        return reply.value_or(Reply{});
+    }
+    std::uint32_t Set(const RawClient& client, std::uint32_t option, const Bytes& payload = {}) {
+        return Ask(client, kControlSetOption, option, static_cast<std::uint32_t>(payload.size()), payload)
+            .error;
+    }
+
+    test::TemporaryFolder folder;
+    const std::string path = folder / "control";
+    const Descriptor listening{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)};
+    RecordingMediator driver;
+    std::unique_ptr<ControlServer> server;
+};
+
+TEST_F(ControlServerTest, PassesOptionsOfTheAttachedPanelOnInTheirOrder) {
+    const auto panel = Attached();
+    EXPECT_EQ(0U, Set(*panel, 191, {25, 0, 0, 0}));
+    EXPECT_EQ(0U, Set(*panel, 190));
+    EXPECT_EQ((Reply{77, 0, {1, 2, 3}}), Ask(*panel, kControlGetOption, 202, 8192));
+    EXPECT_THAT(driver.asked, ElementsAre("set 191: 19 00 00 00", "set 190:", "get 202"));
+}
+
+TEST_F(ControlServerTest, AnswersWithTheDriversError) {
+    const auto panel = Attached();
+    driver.errors = {{192, EINVAL}, {202, EIO}};
+    EXPECT_EQ(static_cast<std::uint32_t>(EINVAL), Set(*panel, 192, {1}));
+    EXPECT_EQ((Reply{77, EIO, {}}), Ask(*panel, kControlGetOption, 202, 8192));
+}
+
+TEST_F(ControlServerTest, CutsWhatIsReadToWhatThePanelTakes) {
+    const auto panel = Attached();
+    EXPECT_EQ((Reply{77, 0, {1, 2}}), Ask(*panel, kControlGetOption, 202, 2));
+    EXPECT_EQ((Reply{77, 0, {}}), Ask(*panel, kControlGetOption, 202, 0));
+}
+
+TEST_F(ControlServerTest, ReturnsEverySequence) {
+    const auto client = Connect();
+    for (const std::uint32_t sequence : {0U, 1U, 0x80000000U, 0xFFFFFFFFU}) {
+        ASSERT_TRUE(client->Send(sequence, kControlReload, 0));
+        Serve();
+        EXPECT_EQ((Reply{sequence, 0, {}}), client->Receive());
+    }
+}
+
+TEST_F(ControlServerTest, AnswersRequestsThatCameTogetherInTheirOrder) {
+    const auto panel = Attached();
+    for (std::uint32_t sequence = 1; sequence <= 3; ++sequence) {
+        ASSERT_TRUE(panel->Send(sequence, kControlSetOption, sequence));
+    }
+    Serve();
+    for (std::uint32_t sequence = 1; sequence <= 3; ++sequence) {
+        EXPECT_EQ((Reply{sequence, 0, {}}), panel->Receive());
+    }
+    EXPECT_THAT(driver.asked, ElementsAre("set 1:", "set 2:", "set 3:"));
+}
+
+TEST_F(ControlServerTest, OptionsWithoutAttachmentFail) {
+    const auto client = Connect();
+    EXPECT_EQ(static_cast<std::uint32_t>(ENOTCONN), Set(*client, 190));
+    EXPECT_EQ((Reply{77, ENOTCONN, {}}), Ask(*client, kControlGetOption, 202, 8192));
+    EXPECT_THAT(driver.asked, IsEmpty());
+}
+
+TEST_F(ControlServerTest, StatusAndReloadNeedNoAttachment) {
+    const auto panel = Attached();
+    const auto client = Connect();
+    EXPECT_EQ((Reply{77, 0, {'{', '}'}}), Ask(*client, kControlStatus, 0, 65536));
+    EXPECT_EQ((Reply{77, 0, {}}), Ask(*client, kControlReload, 0));
+    EXPECT_THAT(driver.asked, ElementsAre("status", "reload"));
+}
+
+TEST_F(ControlServerTest, StatusThatTheAskerCannotTakeFails) {
+    const auto client = Connect();
+    driver.status = "[1,2]";
+    EXPECT_EQ((Reply{77, EMSGSIZE, {}}), Ask(*client, kControlStatus, 0, 4));
+    EXPECT_EQ(5U, Ask(*client, kControlStatus, 0, 5).data.size());
+}
+
+TEST_F(ControlServerTest, LongestStatusArrivesWhole) {
+    const auto client = Connect();
+    driver.status = std::string(kMaxControlData, 'x');
+    EXPECT_EQ(kMaxControlData, Ask(*client, kControlStatus, 0, kMaxControlData).data.size());
+}
+
+TEST_F(ControlServerTest, UnitIsAttachedOnce) {
+    const auto panel = Attached();
+    const auto second = Connect();
+    EXPECT_EQ(static_cast<std::uint32_t>(EBUSY), Ask(*second, kControlAttach, kControlUnit).error);
+    EXPECT_EQ(static_cast<std::uint32_t>(EISCONN), Ask(*panel, kControlAttach, kControlUnit).error);
+    EXPECT_THAT(driver.asked, IsEmpty());
+}
+
+TEST_F(ControlServerTest, OtherUnitsAreNone) {
+    const auto client = Connect();
+    EXPECT_EQ(static_cast<std::uint32_t>(EINVAL), Ask(*client, kControlAttach, 174).error);
+    EXPECT_EQ(static_cast<std::uint32_t>(EINVAL), Ask(*client, kControlAttach, 0).error);
+    EXPECT_THAT(driver.asked, IsEmpty());
+}
+
+TEST_F(ControlServerTest, EndOfTheConnectionDetaches) {
+    auto panel = Attached();
+    panel->Close();
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("detached"));
+    EXPECT_EQ(0U, Ask(*Connect(), kControlAttach, kControlUnit).error);
+}
+
+TEST_F(ControlServerTest, PanelThatAttachesRightAfterAnotherHasGoneFindsTheUnitFree) {
+    auto panel = Attached();
+    const auto second = Connect();
+    panel->Close();
+    ASSERT_TRUE(second->Send(1, kControlAttach, kControlUnit));
+    Serve();
+    EXPECT_EQ((Reply{1, 0, {}}), second->Receive());
+    EXPECT_THAT(driver.asked, ElementsAre("detached", "attached"));
+}
+
+// The end of the first panel comes after the round has begun: only its connection tells.
+TEST_F(ControlServerTest, PanelThatAttachesInTheRoundInWhichAnotherGoesFindsTheUnitFree) {
+    class Leaving : public RecordingMediator {
+      public:
+        int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) override {
+            panel->Close();
+            return RecordingMediator::SetOption(option, payload);
+        }
+        RawClient* panel = nullptr;
+    } leaving;
+    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, leaving);
+    const auto panel = Connect();
+    ASSERT_EQ(0U, Ask(*panel, kControlAttach, kControlUnit).error);
+    leaving.panel = panel.get();
+    const auto second = Connect();
+    ASSERT_TRUE(panel->Send(1, kControlSetOption, 190));
+    ASSERT_TRUE(second->Send(2, kControlAttach, kControlUnit));
+    server->Serve();
+    EXPECT_EQ((Reply{2, 0, {}}), second->Receive());
+    EXPECT_THAT(leaving.asked, ElementsAre("attached", "set 190:", "detached", "attached"));
+    server.reset();
+}
+
+TEST_F(ControlServerTest, WhatAPanelSentBeforeItWentStillCounts) {
+    auto panel = Attached();
+    ASSERT_TRUE(panel->Send(1, kControlSetOption, 190));
+    ASSERT_TRUE(panel->Send(2, kControlSetOption, 195));
+    panel->Close();
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("set 190:", "set 195:", "detached"));
+}
+
+TEST_F(ControlServerTest, RequestThatIsNoneIsAnsweredWithItsSequence) {
+    const auto panel = Attached();
+    const Bytes header = PackControlRequest({9, kControlSetOption, 190, 0, {}});
+    for (const auto& [offset, value] :
+         std::vector<std::pair<std::size_t, std::uint8_t>>{{4, 0}, {4, 6}, {7, 1}, {12, 1}, {15, 0xFF}}) {
+        Bytes packet = header;
+        packet[offset] = value;
+        ASSERT_TRUE(panel->Send(packet));
+        Serve();
+        EXPECT_EQ((Reply{9, EINVAL, {}}), panel->Receive()) << offset;
+    }
+    Bytes longer = header;
+    longer.push_back(0);
+    ASSERT_TRUE(panel->Send(longer));
+    Serve();
+    EXPECT_EQ((Reply{9, EINVAL, {}}), panel->Receive());
+    EXPECT_THAT(driver.asked, IsEmpty());
+    EXPECT_EQ(0U, Set(*panel, 190));
+}
+
+TEST_F(ControlServerTest, PacketWithoutASequenceEndsTheConnection) {
+    for (std::size_t length = 1; length < kControlRequestHeaderSize; ++length) {
+        const auto client = Connect();
+        ASSERT_TRUE(client->Send(Bytes(length, 1)));
+        Serve();
+        EXPECT_TRUE(client->IsClosed()) << length;
+    }
+}
+
+TEST_F(ControlServerTest, EmptyPacketEndsTheConnection) {
+    const auto client = Connect();
+    ASSERT_TRUE(client->Send({}));
+    Serve();
+    EXPECT_TRUE(client->IsClosed());
+}
+
+TEST_F(ControlServerTest, LongestPayloadArrivesWhole) {
+    class Measuring : public RecordingMediator {
+      public:
+        int SetOption(std::uint32_t, std::span<const std::uint8_t> payload) override {
+            length = payload.size();
+            return 0;
+        }
+        std::size_t length = 0;
+    } measuring;
+    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, measuring);
+    const auto panel = Connect();
+    ASSERT_EQ(0U, Ask(*panel, kControlAttach, kControlUnit).error);
+    EXPECT_EQ(0U, Set(*panel, 0, Bytes(kMaxControlData, 7)));
+    EXPECT_EQ(kMaxControlData, measuring.length);
+    server.reset();
+}
+
+TEST_F(ControlServerTest, PacketAboveTheCapIsRefusedAndTheNextIsRead) {
+    const auto panel = Attached();
+    Bytes packet =
+        PackControlRequest({9, kControlSetOption, 0, kMaxControlData + 1, Bytes(kMaxControlData + 1)});
+    ASSERT_TRUE(panel->Send(packet));
+    Serve();
+    EXPECT_EQ((Reply{9, EINVAL, {}}), panel->Receive());
+    packet.resize(150000);
+    ASSERT_TRUE(panel->Send(packet));
+    Serve();
+    EXPECT_EQ((Reply{9, EINVAL, {}}), panel->Receive());
+    EXPECT_THAT(driver.asked, IsEmpty());
+    EXPECT_EQ(0U, Set(*panel, 190));
+}
+
+TEST_F(ControlServerTest, ClientThatDoesNotReadIsClosedAndOthersAreServed) {
+    const auto other = Connect();
+    auto panel = Attached();
+    int sent = 0;
+    while (sent < 100000 && panel->Send(1, kControlGetOption, 202, 65536)) {
+        driver.data.resize(60000);
+        ++sent;
+        Serve();
+    }
+    EXPECT_LT(sent, 100);
+    EXPECT_EQ("detached", driver.asked.back());
+    EXPECT_EQ(0U, Ask(*other, kControlReload, 0).error);
+}
+
+TEST_F(ControlServerTest, OneClientsFloodLeavesRoundsToOthers) {
+    const auto flood = Connect();
+    const auto other = Connect();
+    for (int count = 0; count < 50; ++count) {
+        ASSERT_TRUE(flood->Send(1, kControlReload, 0));
+    }
+    ASSERT_TRUE(other->Send(2, kControlReload, 0));
+    server->Serve();
+    EXPECT_EQ((Reply{2, 0, {}}), other->Receive());
+}
+
+TEST_F(ControlServerTest, SilentClientsMakeRoomForNewOnes) {
+    const auto panel = Attached();
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int count = 0; count < 1000; ++count) {
+        clients.push_back(Connect());
+        EXPECT_EQ(0U, Ask(*clients.back(), kControlReload, 0).error);
+    }
+    const auto open =
+        std::count_if(clients.begin(), clients.end(), [](const auto& client) { return !client->IsClosed(); });
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(ControlServer::kMaxClients) - 1, open);
+    EXPECT_EQ(0U, Set(*panel, 190));
+}
+
+TEST_F(ControlServerTest, ThousandConnectionsAtOnceAreTakenAndThePanelStays) {
+    const auto panel = Attached();
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (int count = 0; count < 1000; ++count) {
+        clients.push_back(std::make_unique<RawClient>(path));
+        ASSERT_TRUE(clients.back()->IsConnected());
+    }
+    Serve();
+    EXPECT_EQ(0U, Ask(*clients.back(), kControlReload, 0).error);
+    EXPECT_EQ(0U, Set(*panel, 190));
+}
+
+TEST_F(ControlServerTest, EndOfTheServerDetachesAndClosesEveryConnection) {
+    const auto panel = Attached();
+    const auto client = Connect();
+    server.reset();
+    EXPECT_THAT(driver.asked, ElementsAre("detached"));
+    EXPECT_TRUE(panel->IsClosed());
+    EXPECT_TRUE(client->IsClosed());
+}
+
+// In a process of its own, where descriptors can be used up.
+TEST_F(ControlServerTest, WithoutDescriptorsItPausesAndComesBack) {
+    const auto exhaust = [this] {
+        const RawClient waiting(path);
+        const int lowest = dup(0);
+        close(lowest);
+        const rlimit none{static_cast<rlim_t>(lowest), 1024};
+        const rlimit enough{1024, 1024};
+        const bool isShort = setrlimit(RLIMIT_NOFILE, &none) == 0;
+        Serve();
+        const int pause = server->Timeout();
+        pollfd state{server->EventDescriptor(), POLLIN, 0};
+        const bool isQuiet = poll(&state, 1, 0) == 0;
+        setrlimit(RLIMIT_NOFILE, &enough);
+        poll(nullptr, 0, pause + 1);
+        server->Serve();
+        const bool isBack = Ask(waiting, kControlReload, 0).error == 0 && server->Timeout() == -1;
+        _exit(isShort && pause > 0 && isQuiet && isBack ? 0 : 1);
+    };
+    EXPECT_EXIT(exhaust(), ::testing::ExitedWithCode(0), "");
+}
+
+// Connects as another user of the given groups: "served", "closed" or "none".
+class ControlServerPeerTest : public ControlServerTest {
+  protected:
+    static constexpr gid_t kGroup = 54321;
+    static constexpr uid_t kStranger = 54322;
+
+    ControlServerPeerTest() : ControlServerTest(kGroup) {}
+    void SetUp() override {
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "needs root, to start a process of another user";
+        }
+        ASSERT_EQ(0, chmod(path.c_str(), 0666));
+        ASSERT_EQ(0, chmod(folder.Path().c_str(), 0755));
+    }
+
+    bool IsServed(uid_t user, gid_t group, const std::vector<gid_t>& more) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const bool isOther =
+                setgroups(more.size(), more.data()) == 0 && setgid(group) == 0 && setuid(user) == 0;
+            const RawClient client(path);
+            client.Send(1, kControlReload, 0);
+            std::uint8_t reply[64];
+            const ssize_t size = recv(client.Number(), reply, sizeof reply, 0);
+            _exit(!isOther ? 2 : size > 0 ? 0 : 1);
+        }
+        int status = 0;
+        while (waitpid(child, &status, WNOHANG) == 0) {
+            Serve();
+        }
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 2);
+        return WEXITSTATUS(status) == 0;
+    }
+};
+
+TEST_F(ControlServerPeerTest, StrangerIsTurnedAway) {
+    EXPECT_FALSE(IsServed(kStranger, 54323, {}));
+    EXPECT_THAT(driver.asked, ElementsAre("refused"));
+}
+
+TEST_F(ControlServerPeerTest, MemberOfTheGroupIsServed) {
+    EXPECT_TRUE(IsServed(kStranger, kGroup, {}));
+    EXPECT_TRUE(IsServed(kStranger, 54323, {1, 2, kGroup}));
+}
+
+TEST_F(ControlServerPeerTest, MemberOfManyGroupsIsServed) {
+    std::vector<gid_t> groups(2000);
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        groups[i] = static_cast<gid_t>(60000 + i);
+    }
+    EXPECT_FALSE(IsServed(kStranger, 54323, groups));
+    groups.back() = kGroup;
+    EXPECT_TRUE(IsServed(kStranger, 54323, groups));
+}
+
+TEST_F(ControlServerPeerTest, GroupMeansNothingToAUsersOwnService) {
+    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, driver);
+    EXPECT_FALSE(IsServed(kStranger, kGroup, {}));
+}
+
+}  // namespace
+}  // namespace vexil
