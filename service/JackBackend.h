@@ -1,0 +1,85 @@
+// The endpoints as MIDI ports of one JACK client, on a JACK server or on PipeWire through its own libjack.
+// JACK's process thread is the engine thread. A server that is not there, goes, or comes back is waited for.
+#pragma once
+
+#include <jack/jack.h>
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service/JackProcess.h"
+#include "service/JackServerWatch.h"
+#include "service/MidiBackend.h"
+
+namespace vexil {
+
+inline constexpr const char* kJackClientName = "vexil3";
+
+class JackBackend : public MidiBackend {
+  public:
+    explicit JackBackend(std::vector<JackServerWatch::Place> serverPlaces = JackServerWatch::UsualPlaces());
+    ~JackBackend() override;
+    JackBackend(const JackBackend&) = delete;
+    JackBackend& operator=(const JackBackend&) = delete;
+
+    const char* Name() const override { return "jack"; }
+    void Start(Engine& served) override;
+    void Stop() override;
+    bool IsRunning() const override { return client != nullptr; }
+    std::string Problem() const override;
+    void Publish(const std::vector<Endpoint>& endpoints) override;
+    std::vector<PublishedEndpoint> Published() const override;
+    int EventDescriptor() const override { return events; }
+    int ServiceTimeout() const override;
+    void Service() override;
+    std::string RealtimeProblem() const override;
+
+  private:
+    // One side of one port of the service.
+    struct Side {
+        jack_port_t* port = nullptr;  // JACK's; null: there is none
+        std::string problem;          // why not, although it is wanted and JACK is there
+    };
+    // What JACK is to have: a side and its name, which is legal and no other's.
+    struct Wanted {
+        int port;
+        bool output;
+        std::string name;
+    };
+
+    Side& SideOf(int port, bool output) { return sides[output ? 1 : 0][static_cast<std::size_t>(port)]; }
+    const Side& SideOf(int port, bool output) const {
+        return sides[output ? 1 : 0][static_cast<std::size_t>(port)];
+    }
+
+    void TryToOpen();
+    void CloseClient();
+    void TakeUpLoss();
+    std::vector<Wanted> Visible() const;
+    void TakeUpEndpoints();
+    void Withdraw(const std::vector<Wanted>& visible);
+    void Rename(const std::vector<Wanted>& visible);
+    void Register(const std::vector<Wanted>& visible);
+
+    // JACK's threads.
+    static void Shutdown(jack_status_t code, const char* reason, void* backend);
+    static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* backend);
+    static int Process(jack_nframes_t frames, void* backend);
+
+    JackServerWatch watch;
+    const int wake;    // raised when the server has gone or messages were lost
+    const int events;  // readable when `wake` or the watch is
+    std::atomic<bool> serverHasGone{false};
+
+    Engine* engine = nullptr;              // null: not started, or stopped
+    jack_client_t* client = nullptr;       // null: not running
+    std::unique_ptr<JackProcess> process;  // as long as there is a client
+    std::string problem = "It is not started.";
+    std::vector<Endpoint> wanted;
+    std::array<std::array<Side, kMaxPorts>, 2> sides;
+};
+
+}  // namespace vexil

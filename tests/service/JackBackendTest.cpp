@@ -1,0 +1,168 @@
+// What is particular to JACK.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/doubles/MidiBackendContract.h"
+#include "tests/service/JackSubject.h"
+
+namespace vexil {
+namespace {
+
+using ::testing::ElementsAre;
+
+class JackBackendTest : public MidiTransportContract<JackSubject> {};
+
+// A program of its own process, which holds a note.
+class HoldingProcess {
+  public:
+    explicit HoldingProcess(const std::string& address) : process(::fork()) {
+        if (process == 0) {
+            ::execl("/proc/self/exe", "service_jack_test", "--hold", address.c_str(), nullptr);
+            ::_exit(127);
+        }
+    }
+    ~HoldingProcess() { Kill(); }
+    HoldingProcess(const HoldingProcess&) = delete;
+    HoldingProcess& operator=(const HoldingProcess&) = delete;
+
+    void Kill() {
+        if (process > 0) {
+            ::kill(process, SIGKILL);
+            ::waitpid(process, nullptr, 0);
+            process = -1;
+        }
+    }
+
+  private:
+    pid_t process;
+};
+
+TEST_F(JackBackendTest, AWriterThatIsKilledHoldsNoNote) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    HoldingProcess writer(AddressOf(0, true));
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    writer.Kill();
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, AWriterThatGoesHoldsNoNoteWhileAnotherStays) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& goes = Writer(0);
+    Writer(0);
+    ASSERT_TRUE(Connected(0, true, 2));
+    goes.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    goes.Disconnect();
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Out " + std::to_string(port), false});
+        endpoints.push_back({port, false, "In " + std::to_string(port), false});
+    }
+    Backend().Publish(endpoints);
+    subject->LoseSystem();
+    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning(); }));
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    subject->ReturnSystem();
+    const auto back = std::chrono::steady_clock::now();
+    ASSERT_TRUE(Eventually([&] { return Backend().IsRunning(); }));
+    MidiProgram& program = Program();
+    ASSERT_TRUE(Eventually([&] {
+        return program.Listed(true).size() == static_cast<std::size_t>(kMaxPorts) &&
+               program.Listed(false).size() == static_cast<std::size_t>(kMaxPorts);
+    }));
+    EXPECT_LT(std::chrono::steady_clock::now() - back, std::chrono::seconds(2));
+}
+
+TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsAway) {
+    subject->LoseSystem();
+    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning() && Backend().ServiceTimeout() == -1; }));
+    pollfd event{Backend().EventDescriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&event, 1, 500), 0);
+}
+
+TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsThere) {
+    Backend().Publish(Both(0, "Port"));
+    EXPECT_EQ(Backend().ServiceTimeout(), -1);
+    Writer(0);
+    pollfd event{Backend().EventDescriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&event, 1, 300), 0);
+}
+
+TEST_F(JackBackendTest, AServerThatComesAfterTheStartIsTakenUp) {
+    Backend().Stop();
+    JackTestServer::Instance().End();
+    JackBackend late;
+    late.Start(*engine);
+    EXPECT_FALSE(late.IsRunning());
+    EXPECT_NE(late.Problem(), "");
+    subject->ReturnSystem();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (!late.IsRunning() && std::chrono::steady_clock::now() < end) {
+        pollfd event{late.EventDescriptor(), POLLIN, 0};
+        ::poll(&event, 1, late.ServiceTimeout() < 0 ? 100 : late.ServiceTimeout());
+        late.Service();
+    }
+    EXPECT_TRUE(late.IsRunning()) << late.Problem();
+}
+
+TEST_F(JackBackendTest, SixtyFourPortsWithTwentyEventsAPeriodLoseNothing) {
+    std::vector<Endpoint> endpoints;
+    std::vector<std::pair<int, int>> ways;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Out " + std::to_string(port), false});
+        endpoints.push_back({port, false, "In " + std::to_string(port), false});
+        ways.emplace_back(port, port);
+    }
+    Backend().Publish(endpoints);
+    ASSERT_TRUE(PostWays(ways));
+    MidiProgram& writer = Program();
+    MidiProgram& reader = Program();
+    for (int port = 0; port < kMaxPorts; ++port) {
+        ASSERT_TRUE(writer.WriteTo(AddressOf(port, true)));
+        ASSERT_TRUE(reader.ReadFrom(AddressOf(port, false)));
+    }
+    constexpr int kPeriods = 300;
+    constexpr int kEvents = 20;
+    const auto total = static_cast<std::uint64_t>(kPeriods * kEvents);
+    for (int period = 0; period < kPeriods; ++period) {
+        for (int event = 0; event < kEvents; ++event) {
+            writer.Write({0x90, static_cast<std::uint8_t>(event), static_cast<std::uint8_t>(period % 128)});
+        }
+        subject->Step();
+    }
+    const std::size_t heard = Hear(reader, total * kMaxPorts * 3).size();
+    EXPECT_EQ(heard, total * kMaxPorts * 3);
+    for (int port = 0; port < kMaxPorts; ++port) {
+        EXPECT_EQ(engine->CountersOfSource(port).messages, total) << port;
+        EXPECT_EQ(engine->CountersOfSource(port).dropped, 0U) << port;
+        EXPECT_EQ(engine->CountersOfInput(port).messages, total) << port;
+    }
+}
+
+TEST_F(JackBackendTest, LongNamesKeepAFullNameThatProgramsHaveRoomFor) {
+    Backend().Publish({{0, true, std::string(1000, 'x'), false}});
+    EXPECT_EQ(AddressOf(0, true).size(), 255U);
+}
+
+TEST_F(JackBackendTest, HiddenEndpointsSayWhyTheyAreNotThere) {
+    Backend().Publish({{0, true, "Port", true}});
+    EXPECT_EQ(Backend().Published()[0].problem, "Connectors are not shown, and JACK cannot hide a port.");
+}
+
+TEST_F(JackBackendTest, TheRealtimeProblemIsNoneOrASentence) {
+    const std::string problem = Backend().RealtimeProblem();
+    EXPECT_TRUE(problem.empty() || problem.ends_with(".")) << problem;
+}
+
+}  // namespace
+}  // namespace vexil

@@ -1,0 +1,43 @@
+// A music program on JACK: one client with one port to write from and one to read at.
+#pragma once
+
+#include <jack/jack.h>
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "tests/doubles/MidiProgram.h"
+
+namespace vexil {
+
+class JackProgram : public MidiProgram {
+  public:
+    JackProgram();
+    ~JackProgram() override;
+    JackProgram(const JackProgram&) = delete;
+    JackProgram& operator=(const JackProgram&) = delete;
+
+    std::vector<std::string> Listed(bool outputs) override;
+    bool WriteTo(const std::string& address) override;
+    bool ReadFrom(const std::string& address) override;
+    void Disconnect() override;
+    void Write(const Bytes& bytes) override;
+    Bytes Read() override;
+
+  private:
+    static int Process(jack_nframes_t frames, void* program);
+    void WriteCycle(jack_nframes_t frames);
+    void ReadCycle(jack_nframes_t frames);
+
+    jack_client_t* client = nullptr;
+    jack_port_t* out = nullptr;
+    jack_port_t* in = nullptr;
+    std::mutex mutex;  // of what follows
+    std::deque<Bytes> toWrite;
+    Bytes heard;
+};
+
+}  // namespace vexil

@@ -1,0 +1,24 @@
+// Runs the tests, or, called as `PROGRAM --hold ADDRESS`, is a program that writes a held note to an endpoint
+// and waits to be killed.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "tests/service/JackProgram.h"
+
+int main(int count, char** arguments) {
+    ::testing::InitGoogleTest(&count, arguments);
+    if (count == 3 && std::strcmp(arguments[1], "--hold") == 0) {
+        vexil::JackProgram program;
+        if (!program.WriteTo(arguments[2])) {
+            return 1;
+        }
+        program.Write({0x90, 60, 100});
+        for (;;) {
+            ::pause();
+        }
+    }
+    return RUN_ALL_TESTS();
+}

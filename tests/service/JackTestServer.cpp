@@ -1,0 +1,150 @@
+#include "tests/service/JackTestServer.h"
+
+#include <fcntl.h>
+#include <jack/jack.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <thread>
+
+namespace vexil {
+
+namespace {
+
+bool IsInstalled(const std::string& program) {
+    std::istringstream path(std::getenv("PATH") != nullptr ? std::getenv("PATH") : "");
+    for (std::string folder; std::getline(path, folder, ':');) {
+        if (::access((folder + "/" + program).c_str(), X_OK) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string ServerName() {
+    return "vexil-test-" + std::to_string(::getpid());
+}
+
+bool CanOpenClients() {
+    jack_status_t status{};
+    jack_client_t* client = jack_client_open("probe", JackNoStartServer, &status);
+    if (client == nullptr) {
+        return false;
+    }
+    jack_client_close(client);
+    return true;
+}
+
+// A server that was killed leaves these behind.
+void RemoveOwnFiles() {
+    for (const auto& file : std::filesystem::directory_iterator("/dev/shm")) {
+        const std::string name = file.path().filename();
+        if (name.starts_with("jack") && name.find("_" + ServerName() + "_") != std::string::npos) {
+            std::error_code ignored;  // gone already is fine
+            std::filesystem::remove(file.path(), ignored);
+        }
+    }
+}
+
+}  // namespace
+
+bool IsPipeWire() {
+    return std::getenv("VEXIL_TEST_PIPEWIRE") != nullptr;
+}
+
+JackTestServer& JackTestServer::Instance() {
+    static JackTestServer server;
+    return server;
+}
+
+JackTestServer::JackTestServer() {
+    ::setenv("JACK_DEFAULT_SERVER", ServerName().c_str(), 1);
+    ::setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
+    const auto quiet = [](const char*) {};
+    jack_set_error_function(quiet);
+    jack_set_info_function(quiet);
+}
+
+JackTestServer::~JackTestServer() {
+    End();
+    if (!IsPipeWire()) {
+        RemoveOwnFiles();
+    }
+}
+
+std::string JackTestServer::WhyNot() {
+    const std::vector<std::string> needed = IsPipeWire() ? std::vector<std::string>{"pipewire", "wireplumber"}
+                                                         : std::vector<std::string>{"jackd"};
+    for (const std::string& program : needed) {
+        if (!IsInstalled(program)) {
+            return program + " is not installed";
+        }
+    }
+    return "";
+}
+
+bool JackTestServer::Start() {
+    if (!processes.empty()) {
+        return true;
+    }
+    if (IsPipeWire()) {
+        Spawn({"pipewire"});
+        Spawn({"wireplumber"});
+    } else {
+        Spawn({"jackd", "-n", ServerName(), "-R", "-p", "1024", "-d", "dummy", "-C", "0", "-P", "0", "-r",
+               "48000", "-p", "64"});
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!CanOpenClients()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+void JackTestServer::Kill() {
+    Signal(SIGKILL);
+}
+
+void JackTestServer::End() {
+    Signal(SIGTERM);
+}
+
+void JackTestServer::Signal(int number) {
+    for (const pid_t process : processes) {
+        ::kill(process, number);
+    }
+    for (const pid_t process : processes) {
+        ::waitpid(process, nullptr, 0);
+    }
+    processes.clear();
+}
+
+void JackTestServer::Spawn(const std::vector<std::string>& command) {
+    std::vector<char*> arguments;
+    for (const std::string& argument : command) {
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    const pid_t process = ::fork();
+    if (process == 0) {
+        // It does not outlive a test that crashes.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int nothing = ::open("/dev/null", O_RDWR);
+        ::dup2(nothing, STDOUT_FILENO);
+        ::dup2(nothing, STDERR_FILENO);
+        ::execvp(arguments[0], arguments.data());
+        ::_exit(127);
+    }
+    processes.push_back(process);
+}
+
+}  // namespace vexil

@@ -1,0 +1,39 @@
+// A MIDI server of the test's own that it may kill: jackd on its dummy driver, or PipeWire when the program
+// runs on PipeWire's libjack. Nothing of another server of this computer is touched.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace vexil {
+
+class JackTestServer {
+  public:
+    // The one of this process.
+    static JackTestServer& Instance();
+    ~JackTestServer();
+
+    // Why there can be none on this machine; empty when there can.
+    static std::string WhyNot();
+
+    // Starts it if it does not run; returns when clients can be opened, false after 10 s.
+    bool Start();
+    // Kills it without warning.
+    void Kill();
+    // Ends it as a user does.
+    void End();
+
+  private:
+    JackTestServer();
+    void Spawn(const std::vector<std::string>& command);
+    void Signal(int number);
+
+    std::vector<pid_t> processes;
+};
+
+// Whether this process uses PipeWire's libjack: the environment variable VEXIL_TEST_PIPEWIRE says so.
+bool IsPipeWire();
+
+}  // namespace vexil
