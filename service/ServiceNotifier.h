@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "config/Descriptor.h"
+
 namespace vexil {
 
 class ServiceNotifier {
@@ -17,7 +19,7 @@ class ServiceNotifier {
     // Between Reloading and Ready the configuration is read.
     void Reloading() const;
     void Stopping() const;
-    // Sent when it differs from what was sent last.
+    // Told when it differs from what was told last.
     void Status(const std::string& status);
 
     // How often Alive is to be called; none when nobody waits for it.
@@ -25,6 +27,11 @@ class ServiceNotifier {
     void Alive() const;
 
   private:
+    // False when nobody has heard it.
+    bool Tell(const std::string& state) const;
+
+    Descriptor socket;
+    std::string address;  // of the manager's socket, as the system takes it; empty: there is none
     std::optional<std::chrono::microseconds> aliveInterval;
     std::string lastStatus;
 };

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -66,6 +67,45 @@ TEST_F(ServiceNotifierTest, TellsAStatusOnce) {
     EXPECT_EQ("STATUS=3 ports", Heard());
     notifier.Status("3 ports");
     EXPECT_EQ("", Heard());
+}
+
+TEST_F(ServiceNotifierTest, DoesNotWaitForAManagerThatDoesNotListen) {
+    ServiceNotifier notifier;
+    int told = 0;
+    for (; told < 100000; ++told) {
+        notifier.Status(std::to_string(told));
+    }
+    while (!Heard().empty()) {
+    }
+    notifier.Status("at last");
+    EXPECT_EQ("STATUS=at last", Heard());
+}
+
+TEST_F(ServiceNotifierTest, AStatusThatWasNotHeardIsToldAgain) {
+    ServiceNotifier notifier;
+    for (int told = 0; told < 100000; ++told) {
+        notifier.Alive();
+    }
+    notifier.Status("2 ports");
+    while (!Heard().empty()) {
+    }
+    notifier.Status("2 ports");
+    EXPECT_EQ("STATUS=2 ports", Heard());
+}
+
+TEST_F(ServiceNotifierTest, FindsAManagerThatIsInNoFolder) {
+    const std::string name = "vexil-notifier-test-" + std::to_string(getpid());
+    const Descriptor hidden(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un place{};
+    place.sun_family = AF_UNIX;
+    std::memcpy(place.sun_path + 1, name.c_str(), name.size());
+    ASSERT_EQ(0, bind(hidden.Number(), reinterpret_cast<const sockaddr*>(&place),
+                      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size())));
+    setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
+    ServiceNotifier().Ready("2 ports");
+    std::array<char, 64> text{};
+    EXPECT_GT(recv(hidden.Number(), text.data(), text.size(), MSG_DONTWAIT), 0);
+    EXPECT_STREQ("READY=1\nSTATUS=2 ports", text.data());
 }
 
 TEST_F(ServiceNotifierTest, IsAliveTwiceInTheTimeOfTheWatchdog) {
