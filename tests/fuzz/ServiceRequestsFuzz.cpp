@@ -1,0 +1,185 @@
+// Requests as the service takes them: unpacked, their payloads decoded, and carried out by the driver behind
+// the channel. The input is packets, each behind its length in two bytes, lowest first. Beside the driver
+// goes a model of the test outputs that are open, and what is decoded is built again.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "config/DriverPreferences.h"
+#include "driver/ControlChannel.h"
+#include "driver/DriverOptions.h"
+#include "driver/LittleEndian.h"
+#include "driver/MidiPacketList.h"
+#include "service/DriverService.h"
+#include "service/NoneBackend.h"
+#include "service/OptionPayloads.h"
+#include "tests/doubles/MemoryPreferenceDomains.h"
+#include "tests/fuzz/FuzzCheck.h"
+
+namespace {
+
+using namespace vexil;
+using test::Check;
+using Bytes = std::vector<std::uint8_t>;
+using Payload = std::span<const std::uint8_t>;
+
+// A driver without a MIDI system whose lines are switched off.
+class Driver {
+  public:
+    Driver() {
+        DriverConfiguration configuration;
+        configuration.MiscOptions &= ~kEnableLogging;
+        configuration.InputPorts = 0xFF;
+        DriverPreferences(preferences).SaveConfiguration(kPortCount, configuration);
+        service.Start();
+    }
+
+    MemoryPreferenceDomains preferences;
+    Engine engine{std::size_t{1} << 20};
+    NoneBackend backend;
+    DriverService service{{preferences, engine, backend,
+                           [] {
+                               HostRecord computer;
+                               computer.name = "studio";
+                               return computer;
+                           },
+                           DriverService::Clock::now}};
+};
+
+// What the options should answer.
+class Model {
+  public:
+    int Set(std::uint32_t option, Payload payload) {
+        if (option < kMaxPorts) {
+            return Play(option, payload);
+        }
+        switch (option) {
+            case kOptionReloadConfiguration:
+            case kOptionWirelessOn:
+            case kOptionWirelessOff:
+            case kOptionBrowseHosts:
+                return payload.empty() ? 0 : EINVAL;
+            case kOptionSendGranularity:
+                return payload.size() == 4 ? 0 : EINVAL;
+            case kOptionOpenTestOutput:
+                return Open(payload);
+            case kOptionActivateTestOutput:
+            case kOptionDeactivateTestOutput:
+                return Change(payload, option == kOptionActivateTestOutput ? kActive : kClosed);
+            default:
+                return ENOPROTOOPT;
+        }
+    }
+
+  private:
+    enum State : std::uint8_t { kClosed, kOpen, kActive };
+
+    int Open(Payload payload) {
+        const auto test = ReadTestOutputPayload(payload);
+        if (!test) {
+            return EINVAL;
+        }
+        states[static_cast<std::size_t>(test->port)] = kOpen;
+        return 0;
+    }
+    int Change(Payload payload, State state) {
+        if (payload.size() != 4) {
+            return EINVAL;
+        }
+        const std::uint32_t port = Uint32At(payload.data());
+        if (port >= kMaxPorts || states[port] == kClosed) {
+            return ENXIO;
+        }
+        states[port] = state;
+        return 0;
+    }
+    int Play(std::uint32_t port, Payload payload) {
+        const auto data = ReadPacketListPayload(payload);
+        if (!data) {
+            return EINVAL;
+        }
+        return states[port] != kActive ? ENXIO : data->size() > kLongestTestBytes ? EMSGSIZE : 0;
+    }
+
+    std::array<State, kMaxPorts> states{};
+};
+
+void CheckTestOutput(Payload payload) {
+    const auto test = ReadTestOutputPayload(payload);
+    if (!test) {
+        return;
+    }
+    const PortHosts hosts{test->record.sourceComputer.c_str(), test->record.targetComputer.c_str()};
+    Bytes built(TestOutputRecordLength(hosts));
+    PutTestOutputRecord(built.data(), test->port, test->record.entry, hosts);
+    Check(built.size() == payload.size(), "a record has the length of the one that is built of it");
+    built.back() = payload.back();  // which means nothing
+    Check(std::equal(built.begin(), built.end(), payload.begin()), "a record is built again as it was");
+}
+
+void CheckPacketList(Payload payload) {
+    const auto data = ReadPacketListPayload(payload);
+    if (!data) {
+        return;
+    }
+    Check(MidiPacketListLength(payload.data()) == payload.size(), "a packet list ends where it says");
+    const std::size_t headers =
+        kPacketListHeaderSize + kPacketHeaderSize * std::size_t{Uint32At(payload.data())};
+    Check(data->size() + headers == payload.size(), "every byte of a packet list is a header's or data");
+}
+
+void CarryOut(Driver& driver, Model& model, const ControlRequest& request) {
+    Bytes data;
+    switch (request.kind) {
+        case kControlSetOption: {
+            CheckTestOutput(request.payload);
+            CheckPacketList(request.payload);
+            const int expected = model.Set(request.number, request.payload);
+            Check(driver.service.SetOption(request.number, request.payload) == expected,
+                  "an option answers as the model does");
+            break;
+        }
+        case kControlGetOption: {
+            const bool isKnown = request.number == kOptionReadHostInfos;
+            Check(driver.service.GetOption(request.number, data) == (isKnown ? 0 : ENOPROTOOPT),
+                  "the hosts are all that is read");
+            Check(data.size() <= kHostInfosSize, "the hosts are within their limit");
+            break;
+        }
+        case kControlStatus: {
+            const std::string status = driver.service.Status();
+            Check(status.size() <= kMaxControlData, "the status is within its limit");
+            Check(nlohmann::json::accept(status), "the status is JSON");
+            break;
+        }
+        case kControlReload:
+            Check(driver.service.Reload() == 0, "a reload succeeds");
+            break;
+        default:
+            break;
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    static Driver driver;
+    Model model;
+    driver.service.PanelAttached(1);
+    for (Payload rest(bytes, size); rest.size() >= 2;) {
+        const std::size_t length = std::min<std::size_t>(Uint16At(rest.data()), rest.size() - 2);
+        const Bytes packet(rest.begin() + 2, rest.begin() + 2 + static_cast<std::ptrdiff_t>(length));
+        rest = rest.subspan(2 + length);
+        if (const auto request = UnpackControlRequest(packet)) {
+            CarryOut(driver, model, *request);
+        }
+    }
+    driver.service.PanelDetached();
+    driver.service.Settle();
+    Check(driver.engine.Done() == driver.engine.Posted(), "nothing is left to do");
+    Check(driver.service.Timeout() == -1, "nothing is waited for");
+    return 0;
+}
