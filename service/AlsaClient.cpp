@@ -2,7 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "service/AlsaDeviceWatch.h"
 
@@ -15,6 +17,11 @@ constexpr std::size_t kPoolCells = 2000;
 // Larger than any event that fits the pool: the kernel would hand out nothing else before it.
 constexpr std::size_t kInputBuffer = std::size_t{128} << 10;
 constexpr std::size_t kOutputBuffer = std::size_t{64} << 10;
+
+// Bytes of an event on its way to the kernel.
+std::size_t LengthOf(const snd_seq_event_t& event) {
+    return sizeof event + (snd_seq_ev_is_variable(&event) ? event.data.ext.len : 0);
+}
 
 unsigned CapabilitiesOf(int number, bool hidden) {
     const bool isOutput = number < kFirstInputPort;
@@ -48,13 +55,15 @@ std::unique_ptr<AlsaClient> AlsaClient::Open(int& error) {
     return error < 0 ? nullptr : std::move(client);
 }
 
+AlsaClient::AlsaClient(snd_seq_t* opened, int client, int file)
+    : sequencer(opened), id(client), descriptor(file), outgoing(kOutputBuffer) {}
+
 int AlsaClient::Prepare() {
     const int results[] = {
         snd_seq_set_client_name(sequencer, kAlsaClientName),
         snd_seq_set_client_pool_input(sequencer, kPoolCells),
         snd_seq_set_client_pool_output(sequencer, kPoolCells),
         snd_seq_set_input_buffer_size(sequencer, kInputBuffer),
-        snd_seq_set_output_buffer_size(sequencer, kOutputBuffer),
         Create(kAnnouncePort, "Announcements", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT),
     };
     for (const int result : results) {
@@ -131,28 +140,33 @@ void AlsaClient::Send(snd_seq_event_t& event, int number) {
     snd_seq_ev_set_source(&event, static_cast<unsigned char>(number));
     snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);
-    if (snd_seq_event_output_buffer(sequencer, &event) == -EAGAIN) {
+    const std::size_t length = LengthOf(event);
+    if (used + length > outgoing.size()) {
         Flush();
-        // There is room now: what goes straight to its readers is never kept waiting by the kernel.
-        snd_seq_event_output_buffer(sequencer, &event);
     }
+    std::memcpy(&outgoing[used], &event, sizeof event);
+    if (length > sizeof event) {
+        std::memcpy(&outgoing[used + sizeof event], event.data.ext.ptr, length - sizeof event);
+    }
+    used += length;
 }
 
-bool AlsaClient::Flush() {
-    for (;;) {
-        const int result = snd_seq_drain_output(sequencer);
-        if (result >= 0) {
-            return true;
+void AlsaClient::Flush() {
+    for (std::size_t at = 0; at < used;) {
+        const ssize_t written = ::write(descriptor, &outgoing[at], used - at);
+        if (written < 0 && errno == EINTR) {
+            continue;
         }
-        if (result == -EAGAIN || result == -EINTR) {
-            return false;
-        }
-        // The first event is one that the kernel will never take: its port has been withdrawn.
-        if (snd_seq_extract_output(sequencer, nullptr) < 0) {
-            snd_seq_drop_output_buffer(sequencer);
-            return true;
+        at += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+        if (at < used) {
+            // The kernel stopped at an event that one reader had no room for, or whose port has been
+            // withdrawn. The other readers have heard it.
+            snd_seq_event_t refused;
+            std::memcpy(&refused, &outgoing[at], sizeof refused);
+            at += LengthOf(refused);
         }
     }
+    used = 0;
 }
 
 }  // namespace vexil

@@ -8,11 +8,11 @@
 
 #include <alsa/asoundlib.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "config/DriverConfiguration.h"
 
@@ -69,11 +69,11 @@ class AlsaClient {
     snd_seq_event_t* NextEvent(int& error);
     // Queues one event to all who read a port.
     void Send(snd_seq_event_t& event, int number);
-    // Sends what is queued. False while the kernel does not take it all.
-    bool Flush();
+    // Sends what is queued. A reader without room does not hear it.
+    void Flush();
 
   private:
-    AlsaClient(snd_seq_t* opened, int client, int file) : sequencer(opened), id(client), descriptor(file) {}
+    AlsaClient(snd_seq_t* opened, int client, int file);
 
     int Prepare();
     int Create(int number, const std::string& name, unsigned capabilities);
@@ -82,6 +82,10 @@ class AlsaClient {
     snd_seq_t* const sequencer;
     const int id;
     const int descriptor;
+    // The library's own buffer is not used: when the kernel stops in the middle of it, the library offers the
+    // event at which it stopped once more, and readers that have heard it hear it twice.
+    std::vector<std::uint8_t> outgoing;
+    std::size_t used = 0;  // bytes of it
 };
 
 }  // namespace vexil

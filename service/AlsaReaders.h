@@ -1,5 +1,5 @@
-// The programs that read inputs, and how much each can still be sent. The kernel drops what a program has no
-// room for, so the room of an input is that of its fullest reader. A reader that takes nothing for a while is
+// The programs that read inputs, and how much each can still be sent. What a program has no room for is lost
+// to it, so the room of an input is that of its fullest reader. A reader that takes nothing for a while is
 // not waited for any longer.
 //
 // The engine thread's; nothing is allocated once it is made.

@@ -1,5 +1,6 @@
-// What a client of the ALSA sequencer can still be sent. The kernel drops what a client has no room for and
-// tells nobody, so whoever sends much must ask.
+// What a client of the ALSA sequencer can still be sent. A client without room does not hear what is sent to
+// all who read a port, and it cannot be sent again, for the others have heard it: whoever sends much must ask
+// before.
 #pragma once
 
 #include <cstddef>

@@ -23,7 +23,6 @@ constexpr std::uint64_t kSecond = 1'000'000'000;
 // How often a reader without room is looked at: at first, and at last.
 constexpr std::uint64_t kFirstRetry = 500'000;
 constexpr std::uint64_t kLastRetry = 10'000'000;
-constexpr std::uint64_t kLastFlush = 200'000'000;
 constexpr std::int64_t kNoTimeout = -1;
 
 std::uint64_t Now() {
@@ -94,7 +93,7 @@ std::optional<AlsaRoom> AlsaThread::RoomOf(int clientId) const {
 }
 
 std::size_t AlsaThread::Room(int inputPort) const {
-    return flushed ? readers.Room(inputPort) : 0;
+    return readers.Room(inputPort);
 }
 
 void AlsaThread::Deliver(int inputPort, std::uint64_t, std::span<const std::uint8_t> bytes) {
@@ -122,10 +121,6 @@ void AlsaThread::Main() {
             break;
         }
     }
-    const std::uint64_t end = Now() + kLastFlush;
-    while (!client.Flush() && Now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
 }
 
 void AlsaThread::Cycle() {
@@ -138,7 +133,7 @@ void AlsaThread::Cycle() {
     readers.BeginCycle(cycleTime);
     // What is due at this very moment as well.
     engine.Run(cycleTime + 1, *this);
-    flushed = client.Flush();
+    client.Flush();
     cycles.fetch_add(1, std::memory_order_acq_rel);
 }
 
@@ -257,7 +252,7 @@ std::int64_t AlsaThread::NextTimeout() {
 // False when the sequencer has failed.
 bool AlsaThread::Sleep(std::int64_t timeout) {
     pollfd waited[] = {
-        {client.Descriptor(), static_cast<short>(flushed ? POLLIN : POLLIN | POLLOUT), 0},
+        {client.Descriptor(), POLLIN, 0},
         {wakeEvent, POLLIN, 0},
     };
     timespec time{};

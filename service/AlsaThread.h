@@ -20,7 +20,7 @@ class AlsaThread : private EngineSink, private EngineWaker, private AlsaReaders:
     // Begins. Both must outlive this object; its owner is the engine's control thread. `lost` is a
     // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself.
     AlsaThread(Engine& engine, AlsaClient& client, int lost);
-    // Ends; what the engine has delivered is sent, for at most 200 ms.
+    // Ends; what the engine has delivered is sent.
     ~AlsaThread() override;
     AlsaThread(const AlsaThread&) = delete;
     AlsaThread& operator=(const AlsaThread&) = delete;
@@ -57,7 +57,6 @@ class AlsaThread : private EngineSink, private EngineWaker, private AlsaReaders:
     AlsaCodec codec;
     AlsaWriters writers;
     mutable AlsaReaders readers;    // what is known of their room is found out when it is asked for
-    bool flushed = true;            // the kernel has taken everything
     bool delivered = false;         // in this cycle
     std::uint64_t cycleTime = 0;    // of this cycle
     std::uint64_t waitForRoom = 0;  // nanoseconds of the last such wait

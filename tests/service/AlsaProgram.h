@@ -77,8 +77,13 @@ class AlsaProgram : public MidiProgram {
         }
         connections.clear();
     }
-    void Write(const Bytes& bytes) override {
-        written.push_back(bytes);
+    void Write(const Bytes& bytes) override { WriteTo(bytes, ""); }
+    // To one endpoint, without a connection.
+    void WriteTo(const Bytes& bytes, const std::string& address) {
+        if (!address.empty()) {
+            service = Parse(address).client;
+        }
+        written.emplace_back(bytes, address);
         Pump();
     }
     Bytes Read() override {
@@ -98,10 +103,10 @@ class AlsaProgram : public MidiProgram {
         constexpr std::size_t kReserve = 32;
         while (!written.empty()) {
             const std::optional<AlsaRoom> room = AskAlsaRoom(Descriptor(), service);
-            if (room && room->free < written.front().size() / kAlsaCellBytes + kReserve) {
+            if (room && room->free < written.front().first.size() / kAlsaCellBytes + kReserve) {
                 return;
             }
-            Send(written.front());
+            Send(written.front().first, written.front().second);
             written.pop_front();
         }
     }
@@ -112,13 +117,34 @@ class AlsaProgram : public MidiProgram {
         SendEvent(event, address);
     }
     void SendEvent(snd_seq_event_t& event, const std::string& address = "") {
+        ASSERT_GE(TrySendEvent(event, address), 0);
+    }
+    // As the kernel answers.
+    int TrySendEvent(snd_seq_event_t& event, const std::string& address = "") {
         snd_seq_ev_set_source(&event, static_cast<unsigned char>(writePort));
         snd_seq_ev_set_subs(&event);
         if (!address.empty()) {
             event.dest = Parse(address);
         }
         snd_seq_ev_set_direct(&event);
-        ASSERT_GE(snd_seq_event_output_direct(sequencer, &event), 0);
+        return snd_seq_event_output_direct(sequencer, &event);
+    }
+    // Sends many at once, whether there is room or not.
+    void Buffer(const Bytes& bytes) {
+        snd_seq_event_t event;
+        ASSERT_TRUE(codec.Encode(bytes, event));
+        snd_seq_ev_set_source(&event, static_cast<unsigned char>(writePort));
+        snd_seq_ev_set_subs(&event);
+        snd_seq_ev_set_direct(&event);
+        if (snd_seq_event_output_buffer(sequencer, &event) == -EAGAIN) {
+            FlushBuffer();
+            snd_seq_event_output_buffer(sequencer, &event);
+        }
+    }
+    void FlushBuffer() {
+        while (snd_seq_drain_output(sequencer) == -EAGAIN) {
+            snd_seq_extract_output(sequencer, nullptr);
+        }
     }
     // Makes what can be sent to it without being read smaller or larger; in cells.
     void SetReadPool(std::size_t cells) { snd_seq_set_client_pool_input(sequencer, cells); }
@@ -163,7 +189,7 @@ class AlsaProgram : public MidiProgram {
     int readPort = 0;
     int service = 255;
     AlsaCodec codec;
-    std::deque<Bytes> written;
+    std::deque<std::pair<Bytes, std::string>> written;  // and where to
     Bytes heard;
     std::vector<std::pair<snd_seq_addr_t, snd_seq_addr_t>> connections;
 };
