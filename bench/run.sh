@@ -20,6 +20,7 @@ run() {
     "${@:2}" || missed+=("$1")
 }
 run startup /usr/bin/python3 bench/startup.py "$bench" build/release/platform/qt/vexil3
+run service_start /usr/bin/python3 bench/service_start.py "$bench" build/release/service/vexil3d
 for program in edit_latency durable_write ini_file engine; do
     run "$program" "$bench/$program"
 done

@@ -144,7 +144,8 @@ class Service:
         self.surroundings = surroundings
         self.log_path = surroundings.folder / f"log-{time.monotonic_ns()}"
         variables = dict(surroundings.environment, NOTIFY_SOCKET=str(surroundings.notify_path), **(environment or {}))
-        surroundings.forget()
+        if wait:
+            surroundings.forget()
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen([*prefix, program, *arguments], env=variables, stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=subprocess.STDOUT, **options)

@@ -51,6 +51,7 @@ class Beginning(running_service.ServiceTest):
 
     def test_two_that_start_together_are_one(self):
         for _ in range(10):
+            self.surroundings.forget()
             both = [self.start(wait=False) for _ in range(2)]
             wait_until(lambda both=both: any(service.process.poll() is not None for service in both))
             self.surroundings.heard("READY=1")
