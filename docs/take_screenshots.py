@@ -1,11 +1,13 @@
 #!/usr/bin/python3
 """Usage: docs/take_screenshots.py PANEL [FOLDER]
 
-Takes the pictures of the window that the documents show, on a display without a screen: at scale 1 and 2, light and dark. They
-are written to FOLDER, by default the folder of this program.
+Takes the pictures of the window that the documents show, on displays without a screen: on X11 and on Wayland, at scale 1, 1.25,
+1.5 and 2, light and dark, and beside a question in a large system font. They are written to FOLDER, by default the folder of
+this program.
 """
 
 import pathlib
+import shutil
 import subprocess
 import sys
 
@@ -15,7 +17,8 @@ sys.path.insert(0, str(HERE.parent / "tests/system"))
 import private_desktop  # noqa: E402
 import stored_configuration as stored  # noqa: E402
 
-# A dark desktop's colours, in the form in which Qt reads those of a KDE desktop.
+SCALES = (1, 1.25, 1.5, 2)
+# A desktop's colours, in the form in which Qt reads those of a KDE desktop.
 DARK = """
 [Colors:Window]
 BackgroundNormal=35,38,41
@@ -36,24 +39,111 @@ ForegroundNormal=239,240,241
 BackgroundNormal=49,54,59
 ForegroundNormal=239,240,241
 """
+LARGE_FONT = """
+[General]
+font=DejaVu Sans,20,-1,5,50,0,0,0,0,0
+"""
+# No colour of the window.
+BACKGROUND = "#305070"
+WESTON = f"""
+[core]
+idle-time=0
+require-input=false
+[shell]
+background-color=0xff{BACKGROUND[1:]}
+panel-position=none
+locking=false
+animation=none
+startup-animation=none
+"""
 
 
-def take(desktop, program, picture, scale, dark):
+class Wayland:
+    """A Wayland compositor without a screen, on the private desktop."""
+
+    def __init__(self, desktop, scale):
+        self.desktop = desktop
+        # A whole scale is the display's own; the toolkit makes the others.
+        self.scale = int(scale) if scale == int(scale) else 1
+        config = desktop.folder / "weston.ini"
+        config.write_text(WESTON)
+        self.process = desktop.start(
+            ["weston", f"--config={config}", "--backend=headless-backend.so", "--use-pixman", "--width=1300", "--height=1000",
+             f"--scale={self.scale}", "--socket=vexil3", "--debug"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        private_desktop.wait_until((desktop.runtime / "vexil3").exists, what="weston")
+        self.environment = {"WAYLAND_DISPLAY": "vexil3", "QT_QPA_PLATFORM": "wayland", "DISPLAY": None,
+                            "QT_SCALE_FACTOR": str(scale / self.scale)}
+
+    def picture(self, path):
+        folder = self.desktop.folder / "wayland-picture"
+        folder.mkdir()
+        subprocess.run(["weston-screenshooter"], cwd=folder, check=True,
+                       env=self.desktop.environment | {"WAYLAND_DISPLAY": "vexil3"})
+        (picture,) = folder.iterdir()
+        subprocess.run(["convert", picture, "-bordercolor", BACKGROUND, "-border", "1", "-trim", "+repage", path], check=True)
+        shutil.rmtree(folder)
+
+    def close(self):
+        private_desktop.end(self.process)
+
+
+def start(desktop, program, environment, settings=""):
+    """A panel with something to show, on a desktop with these settings."""
     from panel_window import Panel
-    desktop.new_home()
-    stored.store(desktop.preferences, configuration())
-    environment = {"QT_SCALE_FACTOR": str(scale)}
-    if dark:
-        (desktop.home / ".config/kdeglobals").write_text(DARK)
-        environment.update(XDG_CURRENT_DESKTOP="KDE", KDE_SESSION_VERSION="5")
+    if settings:
+        (desktop.home / ".config/kdeglobals").write_text(settings)
+        environment = environment | {"XDG_CURRENT_DESKTOP": "KDE", "KDE_SESSION_VERSION": "5"}
     panel = Panel(desktop, [program], environment)
     panel.enter("MIDI OUT Target computer name", "studio")
     panel.wait_enabled("Apply")
-    panel.picture(picture)
-    private_desktop.end(panel.process)
+    return panel
+
+
+def new_home(desktop):
+    desktop.new_home()
+    stored.store(desktop.preferences, configuration())
+
+
+def shrink(picture):
     # Fewer colours make a small file; the window has few.
     subprocess.run(["mogrify", "-strip", "+dither", "-colors", "256", "-define", "png:compression-level=9", str(picture)], check=True)
     print(picture)
+
+
+def take_on_x11(desktop, program, picture, scale, settings):
+    new_home(desktop)
+    panel = start(desktop, program, {"QT_SCALE_FACTOR": str(scale)}, settings)
+    panel.picture(picture)
+    private_desktop.end(panel.process)
+    shrink(picture)
+
+
+def take_on_wayland(desktop, program, picture, scale, settings):
+    new_home(desktop)
+    display = Wayland(desktop, scale)
+    panel = start(desktop, program, display.environment, settings)
+    display.picture(picture)
+    private_desktop.end(panel.process)
+    display.close()
+    shrink(picture)
+
+
+def take_large_font(desktop, program, picture):
+    """The window beside the question that is asked at the end, in the system's font."""
+    new_home(desktop)
+    panel = start(desktop, program, {}, LARGE_FONT)
+    panel.close()
+    private_desktop.wait_until(lambda: len(panel.windows()) == 2, what="the question")
+    panel.wait_active()
+    question = panel.xdotool("getactivewindow").strip()
+    (window,) = [found for found in panel.xdotool("search", "--onlyvisible", "--name", f"^{panel.window.name}$").split()
+                 if found != question]
+    panel.xdotool("windowmove", "--sync", window, "20", "40")
+    panel.xdotool("windowmove", "--sync", question, "60", "340")
+    desktop.picture(picture)
+    subprocess.run(["mogrify", "-bordercolor", "black", "-border", "1", "-trim", "+repage", str(picture)], check=True)
+    private_desktop.end(panel.process)
+    shrink(picture)
 
 
 def configuration():
@@ -65,15 +155,18 @@ def configuration():
 
 
 def main(program, folder=HERE):
-    obstacle = private_desktop.obstacle()
+    missing = [tool for tool in ("weston", "weston-screenshooter", "convert", "mogrify") if not shutil.which(tool)]
+    obstacle = private_desktop.obstacle() or (f"missing: {', '.join(missing)}" if missing else "")
     if obstacle:
         sys.exit(f"No pictures can be taken: {obstacle}")
+    folder = pathlib.Path(folder)
     with private_desktop.PrivateDesktop(size="1600x1200") as desktop:
         desktop.adopt()
-        for scale in (1, 2):
-            for dark in (False, True):
-                name = f"panel-{'dark' if dark else 'light'}-{scale}x.png"
-                take(desktop, program, pathlib.Path(folder) / name, scale, dark)
+        for scale in SCALES:
+            for colours, settings in (("light", ""), ("dark", DARK)):
+                take_on_x11(desktop, program, folder / f"panel-{colours}-{scale}x.png", scale, settings)
+                take_on_wayland(desktop, program, folder / f"panel-wayland-{colours}-{scale}x.png", scale, settings)
+        take_large_font(desktop, program, folder / "panel-large-font.png")
 
 
 if __name__ == "__main__":

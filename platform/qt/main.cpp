@@ -15,6 +15,7 @@
 #include "platform/linux/Paths.h"
 #include "platform/linux/PlistPreferenceDomains.h"
 #include "platform/linux/SessionInstance.h"
+#include "platform/qt/PanelStyle.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/QtWidgets.h"
@@ -66,8 +67,7 @@ int main(int argc, char** argv) {
     char* toolkitArguments[] = {toolkitName.data(), nullptr};
     int toolkitArgumentCount = 1;
 
-    // The places of the controls were measured with this style. The colours are the desktop's.
-    QApplication::setStyle("fusion");
+    QApplication::setStyle(new vexil::PanelStyle);
     QApplication application(toolkitArgumentCount, toolkitArguments);
     // The toolkit sets the user's locale; numbers are formatted and read in the one that files are written
     // in.

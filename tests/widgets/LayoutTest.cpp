@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QHelpEvent>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -12,6 +13,8 @@
 #include <QTest>
 #include <QTextDocumentFragment>
 #include <QToolTip>
+
+#include <algorithm>
 
 #include "tests/widgets/WindowFixture.h"
 
@@ -76,6 +79,26 @@ TEST_F(Layout, EveryTitleFitsItsPlace) {
             EXPECT_LE(metrics.horizontalAdvance(button->text()), button->width() - 8) << spec.number;
         }
     }
+}
+
+// The lightest point of an empty control's picture, 0 to 255.
+int LightestPoint(QWidget& widget) {
+    const QImage picture = widget.grab().toImage();
+    int lightest = 0;
+    for (int y = 0; y < picture.height(); ++y)
+        for (int x = 0; x < picture.width(); ++x)
+            lightest = std::max(lightest, picture.pixelColor(x, y).lightness());
+    return lightest;
+}
+
+TEST_F(Layout, EdgesOfEmptyBoxesAndFieldsCanBeSeenOnDarkColours) {
+    const QColor ground(35, 38, 41);
+    QPalette dark(ground);
+    person.Window()->setPalette(dark);
+    auto& box = Find<QCheckBox>(kLocalPipe);
+    box.setText("");
+    EXPECT_GT(LightestPoint(box), ground.lightness() + 40);
+    EXPECT_GT(LightestPoint(Find<QLineEdit>(kOutputName)), ground.lightness() + 40);
 }
 
 TEST_F(Layout, LargestNumbersFitTheirPlaces) {

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/qt/PanelStyle.h"
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     // File dialogs keep their history in the user's folders.
@@ -16,7 +18,7 @@ int main(int argc, char** argv) {
     // Here and not in the tests' properties alone: the list of the tests is asked for without those.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication::setStyle("fusion");
+    QApplication::setStyle(new vexil::PanelStyle);
     QApplication application(argc, argv);
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setQuitOnLastWindowClosed(false);
