@@ -87,10 +87,11 @@ void JackServerWatch::TakeEvents(Clock::time_point now) {
             std::memcpy(&event, &buffer[at], sizeof event);
             const std::string_view name = event.len == 0 ? "" : &buffer[at + sizeof event];
             at += sizeof event + event.len;
-            appeared |= (event.mask & IN_Q_OVERFLOW) != 0 ||
-                        std::any_of(watched.begin(), watched.end(), [&](const Watched& one) {
-                            return one.number == event.wd && !name.empty() && name.starts_with(one.prefix);
-                        });
+            appeared |=
+                (event.mask & IN_Q_OVERFLOW) != 0 ||
+                std::any_of(watched.begin(), watched.end(), [&name, number = event.wd](const Watched& one) {
+                    return one.number == number && !name.empty() && name.starts_with(one.prefix);
+                });
         }
     }
     if (appeared && !watched.empty()) {
