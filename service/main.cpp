@@ -1,4 +1,5 @@
 // vexil3d: the driver as a service of this computer.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -21,6 +22,17 @@ using namespace vexil;
 constexpr int kFailure = 1;
 constexpr int kMisuse = 2;
 
+// No other descriptor may ever be one of the three to which lines go.
+void OpenStandardStreams() {
+    int descriptor = -1;
+    do {
+        descriptor = open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor > STDERR_FILENO) {
+        close(descriptor);
+    }
+}
+
 // The log writes to standard output where it is given no file; here that is standard error, which the journal
 // keeps as well.
 void OpenServiceLog() {
@@ -30,6 +42,7 @@ void OpenServiceLog() {
 }
 
 int Serve(const ServiceArguments&) {
+    OpenStandardStreams();
     const ServiceSignals signals;
     OpenServiceLog();
     const Paths paths = FindPaths(CurrentSurroundings());

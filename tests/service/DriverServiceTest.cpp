@@ -327,6 +327,31 @@ TEST_F(DriverServiceTest, ATestOutputThatCouldNotBeClosedYetPlaysNothing) {
     EXPECT_EQ((Bytes{0x91, 1, 1}), second->Read());
 }
 
+TEST_F(DriverServiceTest, ManyChangesWhileTheEngineHangsEndInTheLast) {
+    Patch(0, 1);
+    Start();
+    for (int target = 2; target < 40; ++target) {
+        Patch(0, target);
+        Store();
+        ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    }
+    EXPECT_GE(service.Timeout(), 0);
+    for (int round = 0; round < 4; ++round) {
+        Turn();
+    }
+    EXPECT_EQ(-1, service.Timeout());
+    const auto player = backend.NewProgram();
+    const auto last = backend.NewProgram();
+    const auto former = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    ASSERT_TRUE(last->ReadFrom("vexil3:Port 58"));
+    ASSERT_TRUE(former->ReadFrom("vexil3:Port 57"));
+    player->Write(kNoteOn);
+    Turn();
+    EXPECT_EQ(kNoteOn, last->Read());
+    EXPECT_THAT(former->Read(), IsEmpty());
+}
+
 TEST_F(DriverServiceTest, TheComputersNameMayComeWithADomain) {
     computer.name = "studio.example.org";
     Patch(0, 1);

@@ -75,6 +75,12 @@ class Beginning(running_service.ServiceTest):
         self.assertEqual(service.log(), f"Cannot make the folder {self.surroundings.folder}/none/vexil3: "
                                         "No such file or directory.\n")
 
+    def test_without_standard_streams_it_serves_all_the_same(self):
+        self.start(prefix=("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh"))
+        panel = self.panel()
+        self.assertEqual(panel.set(190), 0)
+        self.assertEqual((self.surroundings.control.parent / "vexil3d.lock").read_text().count("\n"), 1)
+
     def test_misuse_is_told(self):
         service = self.start(("--midi", "oss"), wait=False)
         self.assertEqual(service.process.wait(10), 2)
