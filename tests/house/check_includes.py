@@ -37,7 +37,7 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     {"platform/linux", "service", "tests"}),
+     {"platform/linux", "service", "tests", "bench"}),
     ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
     ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service"}),
     ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
