@@ -1,5 +1,7 @@
 // Import of any text: the record stays within its rules, and what was imported survives an export into a
 // fresh file.
+#include <optional>
+
 #include "config/SettingsFile.h"
 #include "tests/fuzz/FuzzCheck.h"
 
@@ -34,6 +36,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         Check(entry.reserved == 0, "the reserved byte stays 0");
     }
 
+    // What is written depends on the record alone, and most texts give one that was looked at just before.
+    static std::optional<DriverConfiguration> survivor;
+    if (survivor && !Differs(first, *survivor)) {
+        return 0;
+    }
     file.Write("");
     IniFile ini;
     Check(ini.Open(file.Path().c_str()), "an empty file is opened");
@@ -46,5 +53,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         expected.OutputPorts |= 1;
     }
     Check(!Differs(Imported(file.Path()), expected), "what was imported survives an export");
+    CopyConfiguration(first, survivor.emplace());
     return 0;
 }
