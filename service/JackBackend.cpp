@@ -105,7 +105,9 @@ void JackBackend::TryToOpen() {
         return;
     }
     process = std::make_unique<JackProcess>(*engine, client, wake);
-    jack_on_info_shutdown(client, Shutdown, this);
+    // A library calls the one or the other.
+    jack_on_info_shutdown(client, ShutdownWithReason, this);
+    jack_on_shutdown(client, Shutdown, this);
     jack_set_port_connect_callback(client, PortsConnected, this);
     jack_set_process_callback(client, Process, this);
     TakeUpEndpoints();
@@ -303,7 +305,11 @@ void JackBackend::Register(const std::vector<Wanted>& visible) {
     }
 }
 
-void JackBackend::Shutdown(jack_status_t, const char*, void* backend) {
+void JackBackend::ShutdownWithReason(jack_status_t, const char*, void* backend) {
+    Shutdown(backend);
+}
+
+void JackBackend::Shutdown(void* backend) {
     auto* self = static_cast<JackBackend*>(backend);
     self->serverHasGone = true;
     static_cast<void>(::eventfd_write(self->wake, 1));  // a counter that is full is readable already

@@ -65,7 +65,8 @@ class JackBackend : public MidiBackend {
     void Register(const std::vector<Wanted>& visible);
 
     // JACK's threads.
-    static void Shutdown(jack_status_t code, const char* reason, void* backend);
+    static void Shutdown(void* backend);
+    static void ShutdownWithReason(jack_status_t code, const char* reason, void* backend);
     static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* backend);
     static int Process(jack_nframes_t frames, void* backend);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
+#include <string_view>
 #include <thread>
 
 namespace vexil {
@@ -18,12 +19,28 @@ std::uint64_t Now() {
     return static_cast<std::uint64_t>(std::chrono::nanoseconds(now).count());
 }
 
+bool RunsOnPipeWire() {
+    return std::string_view(jack_get_version_string()).find("PipeWire") != std::string_view::npos;
+}
+
+// PipeWire's library takes as much as JACK's and packs it into 32 KiB behind the callback. What does not fit
+// there takes the whole cycle of the port with it, or worse. Each event costs 16 bytes and its own rounded up
+// to 8; in later versions a system exclusive is cut into packets of 6 bytes that cost 24 each.
+constexpr std::size_t kPackedRoom = 32768 - 16 - 8;
+constexpr std::size_t kPacket = 6;
+constexpr std::size_t kPackedPacket = 24;
+
+std::size_t PackedSize(std::size_t size) {
+    return (size + kPacket - 1) / kPacket * kPackedPacket;
+}
+
 }  // namespace
 
 JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDescriptor)
     : engine(served),
       client(jackClient),
       wake(wakeDescriptor),
+      isPipeWire(RunsOnPipeWire()),
       clock(jack_get_sample_rate(jackClient), Now()) {}
 
 void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
@@ -69,6 +86,7 @@ void JackProcess::PrepareInputs(jack_nframes_t frames) {
             jack_midi_clear_buffer(buffers[port]);
         }
         lastFrame[port] = 0;
+        packed[port] = 0;
     }
 }
 
@@ -103,9 +121,13 @@ void JackProcess::EndWriters() {
 }
 
 std::size_t JackProcess::Room(int inputPort) const {
-    void* buffer = buffers[static_cast<std::size_t>(inputPort)];
-    // What nobody can hear is taken and forgotten, or it would wait for ever.
-    return buffer == nullptr ? std::numeric_limits<std::size_t>::max() : jack_midi_max_event_size(buffer);
+    const auto port = static_cast<std::size_t>(inputPort);
+    if (buffers[port] == nullptr) {
+        // What nobody can hear is taken and forgotten, or it would wait for ever.
+        return std::numeric_limits<std::size_t>::max();
+    }
+    const std::size_t room = jack_midi_max_event_size(buffers[port]);
+    return isPipeWire ? std::min(room, (kPackedRoom - packed[port]) / kPackedPacket * kPacket) : room;
 }
 
 void JackProcess::Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) {
@@ -113,6 +135,7 @@ void JackProcess::Deliver(int inputPort, std::uint64_t time, std::span<const std
     if (buffers[port] == nullptr) {
         return;
     }
+    packed[port] += PackedSize(bytes.size());
     lastFrame[port] = std::max(lastFrame[port], clock.FrameOf(time));
     jack_midi_data_t* place = jack_midi_event_reserve(buffers[port], lastFrame[port], bytes.size());
     if (place == nullptr) {

@@ -53,6 +53,7 @@ class JackProcess : private EngineSink {
     Engine& engine;
     jack_client_t* client;
     int wake;
+    const bool isPipeWire;
 
     Ports outputs{};
     Ports inputs{};
@@ -65,6 +66,7 @@ class JackProcess : private EngineSink {
     std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
     std::array<void*, kMaxPorts> buffers{};
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};
+    std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds
 };
 
 }  // namespace vexil

@@ -7,9 +7,9 @@
 #include <string>
 
 #include "platform/linux/PlistPreferenceDomains.h"
+#include "service/BackendChoice.h"
 #include "service/ControlListener.h"
 #include "service/DriverService.h"
-#include "service/NoneBackend.h"
 #include "service/ServiceArguments.h"
 #include "service/ServiceRun.h"
 #include "service/Status.h"
@@ -41,7 +41,7 @@ void OpenServiceLog() {
     OpenLog("", kServiceVersion, kLogAppend, "");
 }
 
-int Serve(const ServiceArguments&) {
+int Serve(const ServiceArguments& arguments) {
     OpenStandardStreams();
     const ServiceSignals signals;
     OpenServiceLog();
@@ -52,12 +52,16 @@ int Serve(const ServiceArguments&) {
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
     }
+    const std::unique_ptr<MidiBackend> backend = MakeBackend(ChooseBackend(arguments.midi), problem);
+    if (!backend) {
+        LogPrintf("%s\n", problem.c_str());
+        return kFailure;
+    }
     PlistPreferenceDomains preferences(paths);
     Engine engine;
-    NoneBackend backend;
-    DriverService service({preferences, engine, backend, LookUpThisComputer, DriverService::Clock::now});
+    DriverService service({preferences, engine, *backend, LookUpThisComputer, DriverService::Clock::now});
     service.SetControlPath(listener->Path());
-    return RunService(signals, *listener, backend, service) ? 0 : kFailure;
+    return RunService(signals, *listener, *backend, service) ? 0 : kFailure;
 }
 
 }  // namespace

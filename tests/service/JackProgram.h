@@ -28,6 +28,7 @@ class JackProgram : public MidiProgram {
     Bytes Read() override;
 
   private:
+    bool Connect(const char* source, const char* destination);
     static int Process(jack_nframes_t frames, void* program);
     void WriteCycle(jack_nframes_t frames);
     void ReadCycle(jack_nframes_t frames);

@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <jack/jack.h>
+#include <jack/midiport.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -31,14 +33,40 @@ std::string ServerName() {
     return "vexil-test-" + std::to_string(::getpid());
 }
 
-bool CanOpenClients() {
+struct Probe {
+    static int Process(jack_nframes_t frames, void* probe) {
+        auto* self = static_cast<Probe*>(probe);
+        void* written = jack_port_get_buffer(self->out, frames);
+        jack_midi_clear_buffer(written);
+        *jack_midi_event_reserve(written, 0, 1) = 0xFE;
+        if (jack_midi_get_event_count(jack_port_get_buffer(self->in, frames)) != 0) {
+            self->heard = true;
+        }
+        return 0;
+    }
+    jack_port_t* out = nullptr;
+    jack_port_t* in = nullptr;
+    std::atomic<bool> heard{false};
+};
+
+// PipeWire lets clients in some time before it carries anything.
+bool CarriesMidi() {
     jack_status_t status{};
     jack_client_t* client = jack_client_open("probe", JackNoStartServer, &status);
     if (client == nullptr) {
         return false;
     }
+    Probe probe;
+    probe.out = jack_port_register(client, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    probe.in = jack_port_register(client, "in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    jack_set_process_callback(client, Probe::Process, &probe);
+    jack_activate(client);
+    jack_connect(client, jack_port_name(probe.out), jack_port_name(probe.in));
+    for (int i = 0; i < 300 && !probe.heard; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     jack_client_close(client);
-    return true;
+    return probe.heard;
 }
 
 // A server that was killed leaves these behind.
@@ -101,7 +129,7 @@ bool JackTestServer::Start() {
                "48000", "-p", "64"});
     }
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!CanOpenClients()) {
+    while (!CarriesMidi()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;
         }
