@@ -152,7 +152,9 @@ void ControlServer::MakeRoom() {
             oldest = client;
         }
     }
-    Close(oldest->first);
+    if (oldest != clients.end()) {
+        Close(oldest->first);
+    }
 }
 
 bool ControlServer::AddEvents(int descriptor, std::uint64_t key) const {

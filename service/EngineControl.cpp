@@ -45,6 +45,7 @@ void EngineControl::SetTestRoute(int port, const Route& route) {
 
 bool EngineControl::PlayTest(int port, std::span<const std::uint8_t> bytes) {
     // Never on a way that should have ended.
+    PostAll();
     const bool isPosted = !HasUnposted() && engine.PostTestBytes(port, bytes);
     Settle();
     return isPosted;

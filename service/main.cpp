@@ -52,13 +52,13 @@ int Serve(const ServiceArguments& arguments) {
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
     }
+    Engine engine;
     const std::unique_ptr<MidiBackend> backend = MakeBackend(ChooseBackend(arguments.midi), problem);
     if (!backend) {
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
     }
     PlistPreferenceDomains preferences(paths);
-    Engine engine;
     DriverService service({preferences, engine, *backend, LookUpThisComputer, DriverService::Clock::now});
     service.SetControlPath(listener->Path());
     return RunService(signals, *listener, *backend, service) ? 0 : kFailure;

@@ -180,26 +180,27 @@ TEST_F(ControlServerTest, PanelThatAttachesRightAfterAnotherHasGoneFindsTheUnitF
     EXPECT_THAT(driver.asked, ElementsAre("detached", "attached"));
 }
 
-// The end of the first panel comes after the round has begun: only its connection tells.
+// The first panel goes while the round is under way: nothing but its connection tells.
 TEST_F(ControlServerTest, PanelThatAttachesInTheRoundInWhichAnotherGoesFindsTheUnitFree) {
-    class Leaving : public RecordingMediator {
+    class Watching : public RecordingMediator {
       public:
-        int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) override {
+        std::string Status() override {
             panel->Close();
-            return RecordingMediator::SetOption(option, payload);
+            return RecordingMediator::Status();
         }
         RawClient* panel = nullptr;
-    } leaving;
-    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, leaving);
+    } watching;
+    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, watching);
     const auto panel = Connect();
     ASSERT_EQ(0U, Ask(*panel, kControlAttach, kControlUnit).error);
-    leaving.panel = panel.get();
+    watching.panel = panel.get();
+    const auto asker = Connect();
     const auto second = Connect();
-    ASSERT_TRUE(panel->Send(1, kControlSetOption, 190));
+    ASSERT_TRUE(asker->Send(1, kControlStatus, 0, 100));
     ASSERT_TRUE(second->Send(2, kControlAttach, kControlUnit));
     server->Serve();
     EXPECT_EQ((Reply{2, 0, {}}), second->Receive());
-    EXPECT_THAT(leaving.asked, ElementsAre("attached", "set 190:", "detached", "attached"));
+    EXPECT_THAT(watching.asked, ElementsAre("attached", "status", "detached", "attached"));
     server.reset();
 }
 

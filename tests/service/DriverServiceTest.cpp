@@ -327,6 +327,26 @@ TEST_F(DriverServiceTest, ATestOutputThatCouldNotBeClosedYetPlaysNothing) {
     EXPECT_EQ((Bytes{0x91, 1, 1}), second->Read());
 }
 
+TEST_F(DriverServiceTest, TestNotesNeverOvertakeTheirTestOutput) {
+    stored.InputPorts = Bit(1) | Bit(2);
+    Start();
+    const auto first = backend.NewProgram();
+    const auto second = backend.NewProgram();
+    ASSERT_TRUE(first->ReadFrom("vexil3:Port 12"));
+    ASSERT_TRUE(second->ReadFrom("vexil3:Port 13"));
+    OpenTest(0, "studio", 1);
+    while (Set(0, PacketList(kNoteOn)) == 0) {
+    }
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestRecord(0, "studio", 2)));
+    ASSERT_EQ(0, Set(kOptionActivateTestOutput, PortNumber(0)));
+    backend.Cycle();  // the engine has room again before anybody has looked
+    first->Read();
+    EXPECT_EQ(0, Set(0, PacketList({0x91, 1, 1})));
+    Turn();
+    EXPECT_EQ(kNoteOff, first->Read());
+    EXPECT_EQ((Bytes{0x91, 1, 1}), second->Read());
+}
+
 TEST_F(DriverServiceTest, ManyChangesWhileTheEngineHangsEndInTheLast) {
     Patch(0, 1);
     Start();
