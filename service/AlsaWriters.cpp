@@ -1,7 +1,6 @@
 #include "service/AlsaWriters.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace vexil {
 
@@ -35,7 +34,7 @@ void ForEachMessage(std::span<const std::uint8_t> messages, Each each) {
 }  // namespace
 
 AlsaWriters::AlsaWriters(Engine& served, std::size_t heldBytes)
-    : engine(served), sounding(kWriters), storage(heldBytes / sizeof(std::uint64_t)) {
+    : engine(served), sounding(kWriters), held(heldBytes) {
     keys.fill(kNobody);
 }
 
@@ -48,12 +47,8 @@ void AlsaWriters::Hear(int port, WriterAddress writer, std::uint64_t now,
         engine.Write(port, now, messages);
         return;
     }
-    if (MustWait(port, writer)) {
-        if (Hold(port, writer, false, messages)) {
-            return;
-        }
-        EndExclusive(port, now);
-        TakeHeld(port, now);
+    if (MustWait(port, writer) && HoldOrEnd(port, {writer, false, messages}, now)) {
+        return;
     }
     Pass(port, writer, now, messages);
     TakeHeld(port, now);
@@ -61,19 +56,15 @@ void AlsaWriters::Hear(int port, WriterAddress writer, std::uint64_t now,
 
 void AlsaWriters::HearExclusive(int port, WriterAddress writer, std::uint64_t now,
                                 std::span<const std::uint8_t> bytes) {
-    if (MustWait(port, writer)) {
-        if (Hold(port, writer, true, bytes)) {
-            return;
-        }
-        EndExclusive(port, now);
-        TakeHeld(port, now);
+    if (MustWait(port, writer) && HoldOrEnd(port, {writer, true, bytes}, now)) {
+        return;
     }
     PassExclusive(port, writer, now, bytes);
     TakeHeld(port, now);
 }
 
 void AlsaWriters::Gone(int port, WriterAddress writer, std::uint64_t now) {
-    ForgetHeld(port, writer);
+    held.TakeAll(port, [&](WriterAddress who) { return who == writer; });
     if (Of(port).exclusive == writer) {
         EndExclusive(port, now);
     }
@@ -99,20 +90,13 @@ void AlsaWriters::ClientGone(std::uint8_t client, std::uint64_t now) {
         }
     }
     // What only waited.
-    for (std::size_t at = 0; at < used && waiting != 0; at += At(at).size) {
-        const Held& held = At(at);
-        if (held.port >= 0 && held.writer.client == client) {
-            ForgetHeld(held.port, held.writer);
-        }
+    for (int port = 0; port < kMaxPorts; ++port) {
+        held.TakeAll(port, [&](WriterAddress who) { return who.client == client; });
     }
 }
 
 void AlsaWriters::OutputGone(int port, std::uint64_t now) {
-    for (std::size_t at = 0; at < used && Of(port).held != 0; at += At(at).size) {
-        if (At(at).port == port) {
-            Drop(At(at));
-        }
-    }
+    held.TakeAll(port, [](WriterAddress) { return true; });
     for (std::size_t place = 0; place < kWriters; ++place) {
         if (keys[place] != kNobody && PortOf(keys[place]) == port) {
             keys[place] = kNobody;
@@ -130,8 +114,8 @@ void AlsaWriters::AllGone(std::uint64_t now) {
 }
 
 void AlsaWriters::Run(std::uint64_t now) {
-    for (int port = 0; port < kMaxPorts && waiting != 0; ++port) {
-        if (Of(port).exclusive && Of(port).held != 0 && now >= Of(port).lastHeard + kLongestSilence) {
+    for (int port = 0; port < kMaxPorts && !held.IsEmpty(); ++port) {
+        if (Of(port).exclusive && !held.IsEmpty(port) && now >= Of(port).lastHeard + kLongestSilence) {
             EndExclusive(port, now);
             TakeHeld(port, now);
         }
@@ -140,21 +124,13 @@ void AlsaWriters::Run(std::uint64_t now) {
 
 std::optional<std::uint64_t> AlsaWriters::NextDue() const {
     std::optional<std::uint64_t> due;
-    for (int port = 0; port < kMaxPorts && waiting != 0; ++port) {
-        if (Of(port).exclusive && Of(port).held != 0) {
+    for (int port = 0; port < kMaxPorts && !held.IsEmpty(); ++port) {
+        if (Of(port).exclusive && !held.IsEmpty(port)) {
             const std::uint64_t end = Of(port).lastHeard + kLongestSilence;
             due = due ? std::min(*due, end) : end;
         }
     }
     return due;
-}
-
-AlsaWriters::Held& AlsaWriters::At(std::size_t offset) {
-    return *static_cast<Held*>(static_cast<void*>(&storage[offset / sizeof(std::uint64_t)]));
-}
-
-std::uint8_t* AlsaWriters::BytesOf(std::size_t offset) {
-    return static_cast<std::uint8_t*>(static_cast<void*>(storage.data())) + offset + sizeof(Held);
 }
 
 std::size_t AlsaWriters::Find(std::uint32_t key) const {
@@ -203,7 +179,7 @@ void AlsaWriters::Release(int port, const NoteTracker& gone, std::uint64_t now) 
         if (IsHeldByAnother(port, *release)) {
             continue;
         }
-        if (MustWait(port, kReleases) && Hold(port, kReleases, false, *release)) {
+        if (MustWait(port, kReleases) && HoldOrEnd(port, {kReleases, false, *release}, now)) {
             continue;
         }
         engine.Write(port, now, *release);
@@ -224,59 +200,22 @@ bool AlsaWriters::MustWait(int port, WriterAddress writer) const {
     return owner && *owner != writer;
 }
 
-// False when there is no room for it.
-bool AlsaWriters::Hold(int port, WriterAddress writer, bool exclusive, std::span<const std::uint8_t> bytes) {
-    const std::size_t size = (sizeof(Held) + bytes.size() + sizeof(std::uint64_t) - 1) /
-                             sizeof(std::uint64_t) * sizeof(std::uint64_t);
-    const std::size_t capacity = storage.size() * sizeof(std::uint64_t);
-    if (used + size > capacity) {
-        Compact();
-        if (used + size > capacity) {
-            return false;
-        }
+// False when there is no room for it; then what it would have waited for ends.
+bool AlsaWriters::HoldOrEnd(int port, const HeldMessage& message, std::uint64_t now) {
+    if (held.Add(port, message)) {
+        return true;
     }
-    At(used) = {static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(bytes.size()),
-                static_cast<std::int16_t>(port), writer, exclusive};
-    std::copy(bytes.begin(), bytes.end(), BytesOf(used));
-    used += size;
-    ++waiting;
-    ++Of(port).held;
-    return true;
-}
-
-void AlsaWriters::Compact() {
-    std::size_t end = 0;
-    for (std::size_t at = 0; at < used;) {
-        const std::size_t size = At(at).size;
-        if (At(at).port >= 0) {
-            std::memmove(&At(end), &At(at), size);
-            end += size;
-        }
-        at += size;
+    EndExclusive(port, now);
+    TakeHeld(port, now);
+    // Of what waited, another system exclusive may have begun.
+    if (MustWait(port, message.writer)) {
+        EndExclusive(port, now);
     }
-    used = end;
-}
-
-void AlsaWriters::Drop(Held& held) {
-    --Of(held.port).held;
-    --waiting;
-    held.port = -1;
-}
-
-void AlsaWriters::ForgetHeld(int port, WriterAddress writer) {
-    for (std::size_t at = 0; at < used && Of(port).held != 0; at += At(at).size) {
-        Held& held = At(at);
-        if (held.port == port && held.writer == writer) {
-            Drop(held);
-        }
-    }
+    return false;
 }
 
 void AlsaWriters::TakeHeld(int port, std::uint64_t now) {
-    while (Of(port).held != 0 && !Of(port).exclusive && TakeHeldOnce(port, now)) {
-    }
-    if (waiting == 0) {
-        used = 0;
+    while (!held.IsEmpty(port) && !Of(port).exclusive && TakeHeldOnce(port, now)) {
     }
 }
 
@@ -284,21 +223,17 @@ void AlsaWriters::TakeHeld(int port, std::uint64_t now) {
 // system exclusive has ended that kept something waiting.
 bool AlsaWriters::TakeHeldOnce(int port, std::uint64_t now) {
     bool skipped = false;
-    for (std::size_t at = 0; at < used && Of(port).held != 0; at += At(at).size) {
-        Held& held = At(at);
-        if (held.port != port) {
-            continue;
-        }
-        if (MustWait(port, held.writer)) {
+    for (auto place = held.First(port); place != AlsaHeldMessages::kEnd; place = held.Next(port, place)) {
+        const HeldMessage message = held.Get(place);
+        if (MustWait(port, message.writer)) {
             skipped = true;
             continue;
         }
-        Drop(held);
-        const std::span<const std::uint8_t> bytes(BytesOf(at), held.length);
-        if (held.exclusive) {
-            PassExclusive(port, held.writer, now, bytes);
+        held.Take(place);
+        if (message.exclusive) {
+            PassExclusive(port, message.writer, now, message.bytes);
         } else {
-            Pass(port, held.writer, now, bytes);
+            Pass(port, message.writer, now, message.bytes);
         }
         if (skipped && !Of(port).exclusive) {
             return true;

@@ -14,18 +14,11 @@
 #include <vector>
 
 #include "config/DriverConfiguration.h"
+#include "service/AlsaHeldMessages.h"
 #include "service/Engine.h"
 #include "service/NoteTracker.h"
 
 namespace vexil {
-
-// The address of a port of another client.
-struct WriterAddress {
-    std::uint8_t client = 0;
-    std::uint8_t port = 0;
-
-    bool operator==(const WriterAddress&) const = default;
-};
 
 class AlsaWriters {
   public:
@@ -60,20 +53,10 @@ class AlsaWriters {
     struct Output {
         std::optional<WriterAddress> exclusive;  // the writer whose system exclusive is under way
         std::uint64_t lastHeard = 0;             // of it
-        int held = 0;                            // records that wait
         std::size_t last = 0;                    // place of the writer that wrote last
         int writers = 0;
         bool untracked = false;  // a writer found no place among the writers
     };
-    // In front of the bytes of what waits.
-    struct Held {
-        std::uint32_t size = 0;  // with this header, padded
-        std::uint32_t length = 0;
-        std::int16_t port = -1;  // -1: taken
-        WriterAddress writer;
-        bool exclusive = false;
-    };
-
     static std::uint32_t KeyOf(int port, WriterAddress address) {
         return static_cast<std::uint32_t>(port) << 16 | static_cast<std::uint32_t>(address.client) << 8 |
                address.port;
@@ -81,8 +64,6 @@ class AlsaWriters {
     static int PortOf(std::uint32_t key) { return static_cast<int>(key >> 16); }
     Output& Of(int port) { return outputs[static_cast<std::size_t>(port)]; }
     const Output& Of(int port) const { return outputs[static_cast<std::size_t>(port)]; }
-    Held& At(std::size_t offset);
-    std::uint8_t* BytesOf(std::size_t offset);
     NoteTracker* TrackerOf(int port, WriterAddress writer);
     std::size_t Find(std::uint32_t key) const;
     void Remove(std::size_t place, std::uint64_t now);
@@ -90,10 +71,7 @@ class AlsaWriters {
     bool IsHeldByAnother(int port, const std::array<std::uint8_t, 3>& release) const;
 
     bool MustWait(int port, WriterAddress writer) const;
-    bool Hold(int port, WriterAddress writer, bool exclusive, std::span<const std::uint8_t> bytes);
-    void Compact();
-    void Drop(Held& held);
-    void ForgetHeld(int port, WriterAddress writer);
+    bool HoldOrEnd(int port, const HeldMessage& message, std::uint64_t now);
     void TakeHeld(int port, std::uint64_t now);
     bool TakeHeldOnce(int port, std::uint64_t now);
     void EndExclusive(int port, std::uint64_t now);
@@ -106,9 +84,7 @@ class AlsaWriters {
     std::array<Output, kMaxPorts> outputs;
     std::array<std::uint32_t, kWriters> keys{};  // who a tracker belongs to; kNobody: nobody
     std::vector<NoteTracker> sounding;           // what each of them holds
-    std::vector<std::uint64_t> storage;          // of Held and their bytes
-    std::size_t used = 0;                        // bytes of it
-    std::size_t waiting = 0;                     // records in it
+    AlsaHeldMessages held;
 };
 
 }  // namespace vexil

@@ -78,6 +78,8 @@ class AlsaProgram : public MidiProgram {
         connections.clear();
     }
     void Write(const Bytes& bytes) override { WriteTo(bytes, ""); }
+    // Leaves with the next Pump.
+    void Queue(const Bytes& bytes) { written.emplace_back(bytes, ""); }
     // To one endpoint, without a connection.
     void WriteTo(const Bytes& bytes, const std::string& address) {
         if (!address.empty()) {

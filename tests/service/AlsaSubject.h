@@ -57,11 +57,18 @@ class AlsaSubject {
     class Handle : public MidiProgram {
       public:
         explicit Handle(std::shared_ptr<AlsaProgram> held) : program(std::move(held)) {}
+        ~Handle() override { program->Pump(); }
+        Handle(const Handle&) = delete;
+        Handle& operator=(const Handle&) = delete;
         std::vector<std::string> Listed(bool outputs) override { return program->Listed(outputs); }
         bool WriteTo(const std::string& address) override { return program->WriteTo(address); }
         bool ReadFrom(const std::string& address) override { return program->ReadFrom(address); }
-        void Disconnect() override { program->Disconnect(); }
-        void Write(const Bytes& bytes) override { program->Write(bytes); }
+        void Disconnect() override {
+            program->Pump();
+            program->Disconnect();
+        }
+        // Leaves in Step, so that a reader is never left without a turn for long.
+        void Write(const Bytes& bytes) override { program->Queue(bytes); }
         Bytes Read() override { return program->Read(); }
 
       private:

@@ -135,6 +135,14 @@ TEST_F(AlsaWritersTest, WhenThereIsNoRoomToWaitTheSystemExclusiveEnds) {
     EXPECT_EQ(Heard(), expected);
 }
 
+TEST_F(AlsaWritersTest, WhenThereIsNoRoomToWaitNothingOfOneGetsIntoTheSystemExclusiveOfAnother) {
+    PlayExclusive(kA, {0xF0, 1});
+    PlayExclusive(kB, {0xF0, 2});
+    PlayExclusive(kC, Bytes(3900, 3));
+    PlayExclusive(kC, Bytes(200, 3));
+    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0xF0, 2, 0xF7}));
+}
+
 TEST_F(AlsaWritersTest, RoomOfWhatHasBeenTakenIsUsedAgain) {
     // One waits all the time while many others come and go on another output.
     PlayExclusive(kA, {0xF0, 1}, 1);
