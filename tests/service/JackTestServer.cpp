@@ -118,24 +118,33 @@ std::string JackTestServer::WhyNot() {
 }
 
 bool JackTestServer::Start() {
-    if (!processes.empty()) {
-        return true;
+    // Servers of one user share files, and one that was killed elsewhere may keep another from starting.
+    constexpr int kAttempts = 4;
+    for (int attempt = 0; processes.empty() && attempt < kAttempts; ++attempt) {
+        SpawnServer();
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+        while (!processes.empty() && !CarriesMidi()) {
+            if (::waitpid(processes[0], nullptr, WNOHANG) != 0) {
+                processes.erase(processes.begin());  // it has ended by itself
+                Kill();
+            } else if (std::chrono::steady_clock::now() > end) {
+                Kill();
+            } else {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+        }
     }
+    return !processes.empty();
+}
+
+void JackTestServer::SpawnServer() {
     if (IsPipeWire()) {
         Spawn({"pipewire"});
         Spawn({"wireplumber"});
     } else {
-        Spawn({"jackd", "-n", ServerName(), "-R", "-p", "1024", "-d", "dummy", "-C", "0", "-P", "0", "-r",
-               "48000", "-p", "64"});
+        Spawn({"jackd", "-n", ServerName(), "-R", "-S", "-p", "1024", "-d", "dummy", "-C", "0", "-P", "0",
+               "-r", "48000", "-p", "64"});
     }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!CarriesMidi()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
 }
 
 void JackTestServer::Kill() {

@@ -18,7 +18,7 @@ class JackTestServer {
     // Why there can be none on this machine; empty when there can.
     static std::string WhyNot();
 
-    // Starts it if it does not run; returns when it carries MIDI, false after 10 s.
+    // Starts it if it does not run; returns when it carries MIDI, false when it does not in 20 s.
     bool Start();
     // Kills it without warning.
     void Kill();
@@ -27,6 +27,7 @@ class JackTestServer {
 
   private:
     JackTestServer();
+    void SpawnServer();
     void Spawn(const std::vector<std::string>& command);
     void Signal(int number);
 
