@@ -80,7 +80,7 @@ std::string PrintableExcept(std::string_view text, char kept) {
     return result;
 }
 
-// How many bytes of the text fit into `width` columns; at least one character.
+// How many bytes of the text fit into `width` columns; at least one character of a text that has any.
 std::size_t FittingBytes(std::string_view text, std::size_t width) {
     std::size_t bytes = 0;
     std::size_t columns = 0;
@@ -130,8 +130,8 @@ std::size_t DisplayWidth(std::string_view text) {
 
 std::vector<std::string> WrapText(std::string_view text, std::size_t width) {
     std::vector<std::string> lines;
-    while (DisplayWidth(text) > width) {
-        std::size_t end = FittingBytes(text, width);
+    std::size_t end = FittingBytes(text, width);
+    while (end < text.size()) {
         std::size_t next = end;
         const std::size_t blank = text.rfind(' ', end);
         if (blank != std::string_view::npos && blank != 0) {
@@ -140,6 +140,7 @@ std::vector<std::string> WrapText(std::string_view text, std::size_t width) {
         }
         lines.emplace_back(text.substr(0, end));
         text.remove_prefix(next);
+        end = FittingBytes(text, width);
     }
     if (!text.empty() || lines.empty())
         lines.emplace_back(text);

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <cerrno>
 #include <filesystem>
 
 #include "driver/ControlChannel.h"
@@ -113,19 +114,20 @@ TEST_F(ServiceClientTest, AHungServiceCostsTheTimeLimitAndNoMore) {
 }
 
 TEST_F(ServiceClientTest, AServiceThatTakesNoConnectionsIsHung) {
-    // Nobody accepts: the queue of connections is full after two.
+    // Nobody accepts, and the queue of connections is full.
     const Descriptor listening(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     sockaddr_un place{};
     place.sun_family = AF_UNIX;
     folder.SocketPath().copy(place.sun_path, sizeof place.sun_path - 1);
-    ASSERT_EQ(0, bind(listening.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place));
+    const auto* address = reinterpret_cast<const sockaddr*>(&place);
+    ASSERT_EQ(0, bind(listening.Number(), address, sizeof place));
     ASSERT_EQ(0, listen(listening.Number(), 0));
-    ServiceAnswer answer;
-    for (int i = 0; i < 3; ++i)
-        answer = ServiceClient(folder.paths, milliseconds(20)).AskStatus();
-    const Descriptor waiting(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    connect(waiting.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place);
-    answer = ServiceClient(folder.paths, milliseconds(20)).AskStatus();
+    std::vector<Descriptor> waiting;
+    do
+        waiting.emplace_back(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    while (connect(waiting.back().Number(), address, sizeof place) == 0);
+    ASSERT_EQ(errno, EAGAIN);
+    const ServiceAnswer answer = AskStatus();
     EXPECT_EQ(answer.outcome, Outcome::Failed);
     EXPECT_EQ(answer.problem, "the service does not answer");
 }

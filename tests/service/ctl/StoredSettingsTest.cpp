@@ -65,7 +65,7 @@ class StoredSettingsTest : public testing::Test {
         return CtlFolder::Content(path);
     }
     std::string Settings(const std::string& content) const {
-        const std::string path = folder.File("mine.vexil3");
+        std::string path = folder.File("mine.vexil3");
         CtlFolder::Put(path, content);
         return path;
     }

@@ -1,0 +1,58 @@
+// The service's status as vexil3ctl reads and shows it: whatever the text, nothing but printable lines of 80
+// columns comes out.
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "service/ctl/StatusReport.h"
+#include "service/ctl/StatusText.h"
+#include "service/ctl/TerminalText.h"
+#include "service/ctl/TextTable.h"
+#include "tests/fuzz/FuzzCheck.h"
+
+namespace {
+
+using namespace vexil;
+using namespace vexil::test;
+
+void CheckShown(const std::string& text) {
+    Check(text == PrintableLines(text), "what is shown is printable");
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = text.find('\n', start);
+        Check(end != std::string::npos, "lines are whole");
+        Check(DisplayWidth(text.substr(start, end - start)) <= kTerminalWidth, "lines fit the terminal");
+        start = end + 1;
+    }
+}
+
+void CheckWrapped(const std::string& text) {
+    constexpr std::size_t kWidth = 7;
+    std::string together;
+    for (const std::string& line : WrapText(text, kWidth)) {
+        Check(DisplayWidth(line) <= kWidth, "wrapped lines fit");
+        together += line;
+    }
+    // Wrapping takes the blanks at which it breaks, and nothing else.
+    std::string letters = text;
+    std::erase(letters, ' ');
+    std::erase(together, ' ');
+    Check(letters == together, "wrapped lines hold the text");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(bytes), size);
+    CheckWrapped(Printable(text));
+    Check(Printable(Printable(text)) == Printable(text), "what is printable stays");
+
+    std::string problem;
+    const auto status = ReadStatusReport(text, problem);
+    Check(status.has_value() == problem.empty(), "a status is read or there is a problem");
+    if (!status)
+        return 0;
+    CheckShown(StatusText(*status));
+    CheckShown(HostsText(*status));
+    Check(ReadStatusReport(PrintableJson(text), problem).has_value(), "printable JSON is still JSON");
+    return 0;
+}
