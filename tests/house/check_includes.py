@@ -39,7 +39,7 @@ OUTSIDE = [
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
      {"platform/linux", "service", "tests", "bench"}),
     ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
-    ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service", "bench"}),
+    ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service", "tests/system", "bench"}),
     ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
     ("X11", re.compile(r"(xcb|X11)/.*"), {"platform/qt", "bench"}),
     ("GoogleTest", re.compile(r"g(test|mock)/.*"), {"tests"}),
