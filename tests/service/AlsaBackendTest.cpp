@@ -238,7 +238,9 @@ TEST_F(AlsaBackendTest, AReaderThatDoesNotReadHoldsNobodyUpForLong) {
     ASSERT_TRUE(writer.WriteTo(AddressOf(0, true)));
     Bytes sent;
     for (int i = 0; i < 4000; ++i) {
-        const Bytes message{0xB0, static_cast<std::uint8_t>(i % 128), static_cast<std::uint8_t>(i / 128)};
+        const auto low = static_cast<std::uint8_t>(i % 128);
+        const Bytes message =
+            i % 10 == 0 ? Exclusive(150, low) : Bytes{0xB0, low, static_cast<std::uint8_t>(i / 128)};
         writer.Queue(message);
         sent.insert(sent.end(), message.begin(), message.end());
     }
