@@ -349,7 +349,7 @@ TEST_F(ControlServerTest, WithoutDescriptorsItPausesAndComesBack) {
         const rlimit none{static_cast<rlim_t>(lowest), 1024};
         const rlimit enough{1024, 1024};
         const bool isShort = setrlimit(RLIMIT_NOFILE, &none) == 0;
-        Serve();
+        server->Serve();
         const int pause = server->Timeout();
         pollfd state{server->EventDescriptor(), POLLIN, 0};
         const bool isQuiet = poll(&state, 1, 0) == 0;
