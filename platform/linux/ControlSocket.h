@@ -2,8 +2,8 @@
 // named after the control, in one folder. driver/ControlChannel.h gives the packets.
 //
 // A call takes at most about 250 ms, whatever the service does. A service that has ended and is back is
-// attached anew within the call that needs it. Broken answers end the attachment and are errors of the call
-// (EPROTO). One thread only.
+// attached anew within the call that needs it, and has the test outputs that were open. Broken answers end
+// the attachment and are errors of the call (EPROTO). One thread only.
 #pragma once
 
 #include <cstdint>

@@ -56,13 +56,13 @@ int ControlSocketLink::Exchange(std::uint32_t kind, std::uint32_t number,
     request.length = length != nullptr ? *length : static_cast<std::uint32_t>(payload.size());
     request.payload = payload;
     if (state == State::Attached) {
-        const int error = RoundTrip(request, deadline, buffer, length);
+        const int error = Request(request, deadline, buffer, length);
         if (state == State::Attached || error == EPROTO)
             return error;
     }
     if (const int error = Reattach(deadline))
         return error;
-    return RoundTrip(request, deadline, buffer, length);
+    return Request(request, deadline, buffer, length);
 }
 
 // Connects and attaches the unit. When the reply does not come in time the link stays Attaching.
@@ -125,6 +125,36 @@ int ControlSocketLink::TakeAttachReply(const ControlReply& reply) {
     if (reply.error != 0)
         return Lose(static_cast<int>(reply.error));
     state = State::Attached;
+    mayLackTestOutputs = true;
+    return 0;
+}
+
+int ControlSocketLink::Request(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer,
+                               std::uint32_t* length) {
+    if (mayLackTestOutputs) {
+        if (const int error = OpenTestOutputsAgain(deadline))
+            return error;
+    }
+    const int error = RoundTrip(request, deadline, buffer, length);
+    if (error == 0 && request.kind == kControlSetOption)
+        testOutputs.CarriedOut(request.number, request.payload);
+    return error;
+}
+
+// An error when the service does not answer or is gone. What it refuses it is not asked again: who plays
+// there hears of it then.
+int ControlSocketLink::OpenTestOutputsAgain(Deadline deadline) {
+    for (const OpenTestOutputs::Setting& setting : testOutputs.Settings()) {
+        ControlRequest request;
+        request.kind = kControlSetOption;
+        request.number = setting.option;
+        request.length = static_cast<std::uint32_t>(setting.payload.size());
+        request.payload = setting.payload;
+        const int error = RoundTrip(request, deadline, nullptr, nullptr);
+        if (state != State::Attached || lateSequence)
+            return error;
+    }
+    mayLackTestOutputs = false;
     return 0;
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "driver/ControlChannel.h"
+#include "platform/linux/OpenTestOutputs.h"
 
 namespace vexil {
 
@@ -43,7 +44,8 @@ class ControlSocketLink {
 
     // One request of a link that was attached. `buffer` takes at most *length bytes of the reply's data,
     // *length becomes their number; both null when the reply has none. When the service turns out to be gone
-    // it is attached again, once, and the request sent again: the driver's options may all be given twice.
+    // it is attached again, once, told of the test outputs that the one before had open, and the request sent
+    // again: the driver's options may all be given twice.
     int Exchange(std::uint32_t kind, std::uint32_t number, std::span<const std::uint8_t> payload,
                  std::uint8_t* buffer, std::uint32_t* length);
 
@@ -60,6 +62,9 @@ class ControlSocketLink {
     int Connect();
     int CheckPeer() const;
     int TakeAttachReply(const ControlReply& reply);
+    int Request(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer,
+                std::uint32_t* length);
+    int OpenTestOutputsAgain(Deadline deadline);
     int RoundTrip(ControlRequest request, Deadline deadline, std::uint8_t* buffer, std::uint32_t* length);
     int SettleLateReply();
     int Send(const ControlRequest& request);
@@ -73,6 +78,8 @@ class ControlSocketLink {
     std::uint32_t lastSequence = 0;
     std::optional<std::uint32_t> lateSequence;  // of the request whose reply did not come in time
     std::vector<std::uint8_t> packet;           // the last one received
+    OpenTestOutputs testOutputs;
+    bool mayLackTestOutputs = false;  // the service was attached anew and has not been told of all of them
 };
 
 }  // namespace vexil

@@ -2,7 +2,10 @@
 // this program, if the socket let it.
 #include <fcntl.h>
 
+#include <atomic>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "tests/platform_linux/ControlSocketFixture.h"
 
@@ -20,6 +23,14 @@ class ControlSocketRestartTest : public ControlSocketFixture {
             ControlSocketService::CutOff(request.client);
             return true;
         });
+    }
+
+    static Bytes TestOutputRecord(int port) {
+        PortHosts hosts;
+        hosts.DstHost = "localhost";
+        Bytes record(TestOutputRecordLength(hosts));
+        PutTestOutputRecord(record.data(), port, PortEntry{}, hosts);
+        return record;
     }
 };
 
@@ -40,6 +51,77 @@ TEST_F(ControlSocketRestartTest, ARestartedServiceIsTakenUpByARead) {
     Bytes data;
     EXPECT_EQ(0, Get(8192, &data).error);
     EXPECT_EQ((Bytes{1, 2, 3}), data);
+}
+
+TEST_F(ControlSocketRestartTest, ARestartedServiceGetsTheTestOutputsBeforeTheCall) {
+    OpenAttached();
+    const Bytes record = TestOutputRecord(9);
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, record).error);
+    ASSERT_EQ(0, Set(kOptionActivateTestOutput, {9, 0, 0, 0}).error);
+    service.Stop();
+    service.Start();
+    const std::size_t before = service.Accepted().size();
+    EXPECT_EQ(0, Set(kOptionReloadConfiguration).error);
+    const auto accepted = service.Accepted();
+    const std::vector<std::pair<int, Bytes>> expected = {{kOptionOpenTestOutput, record},
+                                                         {kOptionActivateTestOutput, {9, 0, 0, 0}},
+                                                         {kOptionReloadConfiguration, {}}};
+    EXPECT_EQ(expected,
+              decltype(expected)(accepted.begin() + static_cast<std::ptrdiff_t>(before), accepted.end()));
+}
+
+TEST_F(ControlSocketRestartTest, ARestartedServiceGetsNoTestOutputThatWasClosed) {
+    OpenAttached();
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestOutputRecord(9)).error);
+    ASSERT_EQ(0, Set(kOptionDeactivateTestOutput, {9, 0, 0, 0}).error);
+    service.Stop();
+    service.Start();
+    EXPECT_EQ(0, Set(kOptionReloadConfiguration).error);
+    EXPECT_EQ((std::vector<int>{-1, kOptionOpenTestOutput, kOptionDeactivateTestOutput, -1,
+                                kOptionReloadConfiguration}),
+              SeenNumbers());
+}
+
+TEST_F(ControlSocketRestartTest, ATestOutputThatTheRestartedServiceRefusesIsNoErrorOfTheCall) {
+    OpenAttached();
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestOutputRecord(9)).error);
+    service.Stop();
+    service.Start();
+    service.SetHook([](const Seen& request) {
+        if (request.number != kOptionOpenTestOutput)
+            return false;
+        ControlSocketService::Reply(request, ENXIO);
+        return true;
+    });
+    EXPECT_EQ(0, Set(kOptionReloadConfiguration).error);
+    EXPECT_EQ(0, Set(kOptionReloadConfiguration).error);
+    EXPECT_EQ((std::vector<int>{-1, kOptionOpenTestOutput, -1, kOptionOpenTestOutput,
+                                kOptionReloadConfiguration, kOptionReloadConfiguration}),
+              SeenNumbers());
+}
+
+TEST_F(ControlSocketRestartTest, TestOutputsThatARestartedServiceDoesNotTakeInTimeAreToldByTheNextCall) {
+    OpenAttached();
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestOutputRecord(9)).error);
+    service.Stop();
+    service.Start();
+    std::atomic<bool> hangs{true};
+    std::vector<Seen> kept;
+    service.SetHook([&](const Seen& request) {
+        if (request.number != kOptionOpenTestOutput || !hangs)
+            return false;
+        kept.push_back(request);
+        return true;
+    });
+    const Outcome outcome = Set(kOptionReloadConfiguration);
+    EXPECT_EQ(ETIMEDOUT, outcome.error);
+    ExpectOnePause(outcome);
+    hangs = false;
+    ControlSocketService::Reply(kept.at(0), 0);
+    EXPECT_EQ(0, Set(kOptionReloadConfiguration).error);
+    EXPECT_EQ((std::vector<int>{-1, kOptionOpenTestOutput, -1, kOptionOpenTestOutput, kOptionOpenTestOutput,
+                                kOptionReloadConfiguration}),
+              SeenNumbers());
 }
 
 TEST_F(ControlSocketRestartTest, TheDescriptorStaysTheSameAndUninherited) {
