@@ -13,6 +13,8 @@ import pathlib
 import queue
 import shutil
 import signal
+import socket
+import struct
 import subprocess
 import tempfile
 import threading
@@ -73,7 +75,8 @@ class JackServer:
         end = time.monotonic() + PATIENCE
         while not self._is_there():
             if self.process.poll() is not None or time.monotonic() > end:
-                raise RuntimeError("jackd did not start")
+                self.end()
+                raise RuntimeError("jackd did not start: " + self.process.stdout.read().decode(errors="replace"))
             time.sleep(0.01)
         threading.Thread(target=self._drain, args=(self.process.stdout,), daemon=True).start()
         return time.monotonic()
@@ -110,6 +113,46 @@ class JackServer:
     def _remove_files(self):
         for file in self._files():
             file.unlink(missing_ok=True)
+
+
+class RunningService:
+    """vexil3d as a music program's user has it. `status()` is what it tells of itself."""
+
+    def __init__(self, program, environment, log_path):
+        self.log_path = log_path
+        self.control = pathlib.Path(environment["XDG_RUNTIME_DIR"]) / "vexil3/com.sonavert.driver.vexil3"
+        with open(log_path, "ab") as log:
+            self.process = subprocess.Popen([program, "--midi", "jack"], env=environment, stdin=subprocess.DEVNULL,
+                                            stdout=log, stderr=log, preexec_fn=_end_with_parent)
+        end = time.monotonic() + PATIENCE
+        while self.status() is None:
+            if self.process.poll() is not None or time.monotonic() > end:
+                raise RuntimeError("vexil3d did not start: " + self.log())
+            time.sleep(0.005)
+
+    def status(self):
+        """None while it does not answer."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as client:
+            client.settimeout(PATIENCE)
+            try:
+                client.connect(str(self.control))
+                client.send(struct.pack("<IIII", 1, 4, 0, 65536))
+                return json.loads(client.recv(12 + 65536)[12:])
+            except (FileNotFoundError, ConnectionError):
+                return None
+
+    def log(self):
+        return self.log_path.read_text(errors="replace")
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+    def end(self):
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(PATIENCE)
+        return self.process.returncode
 
 
 class MusicProgram:

@@ -126,6 +126,14 @@ class Panel:
         box = accessible.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
         self.xdotool("mousemove", str(box.x + box.width // 2), str(box.y + box.height // 2), "click", *options, "1")
 
+    def hold(self, name):
+        """Presses the real mouse on a control and keeps it down until `let_go`."""
+        box = self.control(name).queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        self.xdotool("mousemove", str(box.x + box.width // 2), str(box.y + box.height // 2), "mousedown", "1")
+
+    def let_go(self):
+        self.xdotool("mouseup", "1")
+
     def select_port(self, label):
         """Clicks the row of the port list with this label; it must be in view."""
         ports = self.control("Ports")

@@ -1,0 +1,352 @@
+#!/usr/bin/python3
+"""Usage: service_test.py VEXIL3 VEXIL3D VEXIL3CTL MUSIC_PROGRAM
+
+Everything together: somebody sets ports up in the real window, the real service gives them to music programs on JACK, which hear
+what is played and what the test button plays. Each of them is killed in turn, and everything is there again soon.
+"""
+
+import json
+import subprocess
+import sys
+import time
+
+import music_world
+import panel_test
+import stored_configuration as stored
+from private_desktop import SKIPPED, wait_until
+
+OUTPUT, INPUT = "To the synth", "From the keys"
+TEST_BUTTON = "MIDI OUT Play test chord"
+FIRST_CHORDS = ((40, 52, 55, 62, 67, 71), (45, 55, 61, 65, 70), (51, 55, 61, 65, 72))
+SOON = 2.0  # seconds until everything is back
+
+vexil3d = vexil3ctl = music_program = None
+
+
+def note_on(note, velocity=100):
+    return bytes((0x90, note, velocity))
+
+
+def note_off(note):
+    """As the service releases a note."""
+    return bytes((0x80, note, 64))
+
+
+def chord(number, velocity):
+    return [note_on(note, velocity) for note in FIRST_CHORDS[number]]
+
+
+class ServiceTest(panel_test.PanelTest):
+    def setUp(self):
+        super().setUp()
+        self.server = music_world.JackServer(self.desktop.environment)
+        self.addCleanup(self.server.end)
+        self.server.start()
+        self.service = None
+
+    def start_service(self):
+        """Starts the service; returns the time before."""
+        begin = time.monotonic()
+        self.service = music_world.RunningService(vexil3d, self.server.environment, self.desktop.folder / "vexil3d.log")
+        self.addCleanup(self.service.end)
+        return begin
+
+    def program(self, name):
+        program = music_world.MusicProgram(music_program, self.server.environment, name)
+        self.addCleanup(program.end)
+        program.ask("listen")
+        return program
+
+    def store_ports(self):
+        """Port 11 sends to port 12."""
+        stored.store(self.desktop.preferences, stored.defaults() | {
+            "InputPorts": stored.mask(1), "OutputPorts": stored.mask(0), "01 DstHost": "localhost",
+            "01 PortFlags": stored.entry(0xC0, 0, 1), "01 Out_CustomName": OUTPUT, "02 In_CustomName": INPUT})
+
+    def wait_ports(self, program, written, read, seconds=panel_test.PATIENCE):
+        wanted = [f"vexil3:{name}" for name in written], [f"vexil3:{name}" for name in read]
+        wait_until(lambda: program.ports() == wanted, seconds, f"the ports {wanted}")
+
+    def connect(self, keys, synth):
+        """Once the ports are there, lets the one program play to the other through the service."""
+        self.wait_ports(synth, [OUTPUT], [INPUT])
+        self.assertTrue(keys.play_to(f"vexil3:{OUTPUT}"))
+        self.assertTrue(synth.read_from(f"vexil3:{INPUT}"))
+
+    def assert_plays(self, keys, synth, note=60):
+        synth.forget()
+        keys.write(note_on(note), note_off(note))
+        synth.wait_heard(note_on(note), note_off(note))
+        synth.forget()
+
+    def hold(self, panel):
+        """Presses the test button. Whatever happens, the mouse is let go at the end."""
+        panel.activate()
+        self.addCleanup(panel.let_go)
+        panel.hold(TEST_BUTTON)
+
+    def assert_chord(self, panel, synth, number):
+        """Holds the test button until the chord sounds, and lets it go."""
+        self.hold(panel)
+        synth.wait_heard(*chord(number, 100))
+        panel.let_go()
+        synth.wait_heard(*chord(number, 100), *chord(number, 0))
+        synth.forget()
+
+    def start_all(self):
+        """Ports 11 and 12 set up, a panel, and two connected programs."""
+        self.store_ports()
+        self.start_service()
+        panel = self.start()
+        keys, synth = self.program("keys"), self.program("synth")
+        self.connect(keys, synth)
+        return panel, keys, synth
+
+    def assert_soon(self, begin, what):
+        took = time.monotonic() - begin
+        print(f"{what}: {took:.3f} s", flush=True)
+        self.assertLess(took, SOON, what)
+
+    def ctl(self, *arguments, status=0):
+        done = subprocess.run([vexil3ctl, *arguments], env=self.server.environment, capture_output=True, text=True,
+                              check=False, timeout=30)
+        self.assertEqual(done.returncode, status, done.stderr)
+        return done.stdout
+
+
+class SetUp(ServiceTest):
+    def test_ports_that_are_set_up_in_the_window_carry_what_is_played(self):
+        self.start_service()
+        panel = self.start()
+        keys, synth = self.program("keys"), self.program("synth")
+        self.wait_ports(synth, ["Port 11"], [])
+
+        panel.enter("MIDI OUT Port display name", OUTPUT)
+        panel.enter("MIDI OUT Target computer name", "localhost")
+        panel.step("MIDI OUT Target port")
+        panel.select_port("Port 12")
+        panel.toggle("MIDI IN")
+        panel.enter("MIDI IN Port display name", INPUT)
+        self.wait_ports(synth, ["Port 11"], [])  # nothing before Apply
+        self.apply(panel)
+
+        self.connect(keys, synth)
+        system_exclusive = b"\xF0\x7D" + bytes(range(128)) * 20 + b"\xF7"
+        messages = [note_on(60), b"\xF8", b"\xB3\x07\x45", system_exclusive, note_off(60), b"\xC5\x11"]
+        keys.write(*messages)
+        synth.wait_heard(*messages)
+        port = self.service.status()["ports"][0]["output"]
+        self.assertEqual((port["messages"], port["bytes"], port["connections"]), (6, 12 + len(system_exclusive), 1))
+        self.assert_quits(panel)
+
+    def test_chord_sounds_as_long_as_the_test_button_is_held(self):
+        panel, _, synth = self.start_all()
+        self.assertTrue(self.service.status()["attached"])
+        for number in range(len(FIRST_CHORDS)):
+            self.assert_chord(panel, synth, number)
+        self.assertEqual(synth.sounding(), "")
+        self.assert_quits(panel)
+        wait_until(lambda: not self.service.status()["attached"], what="the end of the attachment")
+
+    def test_applied_change_leaves_the_connections_of_other_ports(self):
+        panel, keys, synth = self.start_all()
+        keys.write(note_on(60))
+        synth.wait_heard(note_on(60))
+        panel.select_port("Port 13")
+        panel.toggle("MIDI IN")
+        panel.toggle("MIDI OUT")
+        self.apply(panel)
+        self.wait_ports(synth, [OUTPUT, "Port 13"], [INPUT, "Port 13 (2)"])
+        keys.write(note_off(60))
+        synth.wait_heard(note_on(60), note_off(60))  # neither released nor lost
+        self.assert_quits(panel)
+
+    def test_note_is_released_when_its_port_gets_another_target(self):
+        panel, keys, synth = self.start_all()
+        keys.write(note_on(60), b"\xB0\x40\x7F")
+        synth.wait_heard(note_on(60), b"\xB0\x40\x7F")
+        panel.step("MIDI OUT Target port")
+        self.apply(panel)
+        synth.wait_heard(note_on(60), b"\xB0\x40\x7F", note_off(60), b"\xB0\x40\x00")
+        self.assert_quits(panel)
+
+
+class Options(ServiceTest):
+    def test_quantization_follows_the_slider_and_the_stored_value_comes_back_with_the_next_reload(self):
+        self.store_ports()
+        self.start_service()
+        panel = self.start()
+        panel.step("Send Quantization Time")
+        wait_until(lambda: self.service.status()["options"]["sendGranularity"] == 3, what="the new quantization")
+        self.ctl("reload")
+        self.assertEqual(self.service.status()["options"]["sendGranularity"], 2)
+        self.apply(panel)
+        wait_until(lambda: self.service.status()["options"]["sendGranularity"] == 3, what="the applied quantization")
+        self.assert_quits(panel)
+
+    def test_quantization_time_and_send_immediately_lose_nothing(self):
+        self.store_ports()
+        self.start_service()
+        keys, synth = self.program("keys"), self.program("synth")
+        self.connect(keys, synth)
+        panel = self.start()
+        panel.set_value("Send Quantization Time", 100)
+        wait_until(lambda: self.service.status()["options"]["sendGranularity"] == 100, what="10 ms")
+        self.assert_plays(keys, synth)
+        panel.toggle("MIDI OUT Send Immediately")
+        self.apply(panel)
+        self.assert_plays(keys, synth)
+        self.assertEqual(stored.read(self.desktop.preferences)["SendGranularity"], 100)
+        self.assert_quits(panel)
+
+    def test_without_show_connectors_the_ports_are_not_listed_and_with_it_they_are_back(self):
+        panel, keys, synth = self.start_all()
+        panel.toggle("Show Connectors")
+        self.apply(panel)
+        self.wait_ports(synth, [], [])
+        output = self.service.status()["ports"][0]["output"]
+        self.assertEqual(output["problem"], "Connectors are not shown, and JACK cannot hide a port.")
+        panel.toggle("Show Connectors")
+        self.apply(panel)
+        self.connect(keys, synth)
+        self.assert_plays(keys, synth)
+        self.assert_quits(panel)
+
+
+class Death(ServiceTest):
+    def test_of_a_music_program(self):
+        panel, keys, synth = self.start_all()
+        keys.write(note_on(60), b"\xE0\x00\x60", b"\xB0\x01\x20")
+        synth.wait_heard(note_on(60), b"\xE0\x00\x60", b"\xB0\x01\x20")
+        synth.forget()
+        begin = time.monotonic()
+        keys.kill()
+        synth.wait(lambda: synth.kept and len(synth.heard()) == 3, "the releases")
+        self.assert_soon(begin, "Released after the death of a music program")
+        self.assertEqual(sorted(synth.heard()), [note_off(60), b"\xB0\x01\x00", b"\xE0\x00\x40"])
+        self.assertEqual(synth.sounding(), "")
+
+        keys = self.program("keys")
+        begin = time.monotonic()
+        self.connect(keys, synth)
+        self.assert_plays(keys, synth)
+        self.assert_soon(begin, "A new program plays")
+        self.assert_quits(panel)
+
+    def test_of_the_panel(self):
+        panel, keys, synth = self.start_all()
+        self.hold(panel)
+        synth.wait_heard(*chord(0, 100))
+        synth.forget()
+        begin = time.monotonic()
+        panel.process.kill()
+        synth.wait_heard(*(note_off(note) for note in FIRST_CHORDS[0]))
+        self.assert_soon(begin, "Released after the death of the panel")
+        panel.process.wait()
+        synth.forget()
+        panel.let_go()
+        self.assert_plays(keys, synth)
+
+        panel = self.start()
+        begin = time.monotonic()
+        wait_until(lambda: self.service.status()["attached"], what="the new panel's attachment")
+        self.assert_chord(panel, synth, 0)
+        self.assert_soon(begin, "A new panel plays")
+        self.assert_quits(panel)
+
+    def test_of_the_service(self):
+        panel, keys, synth = self.start_all()
+        self.assert_chord(panel, synth, 0)
+        keys.write(note_on(60))
+        synth.wait_heard(note_on(60))
+        self.service.kill()
+        # Nobody is left to release it; the MIDI system tells the reader that the port has gone.
+        wait_until(lambda: synth.ask("report")["readers"][0]["connections"] == 0, what="the end of the connection")
+
+        synth.forget()
+        begin = self.start_service()
+        self.connect(keys, synth)
+        self.assert_soon(begin, "Ports after the return of the service")
+        self.assert_plays(keys, synth)
+        self.assert_chord(panel, synth, 1)
+        self.assert_soon(begin, "Chord after the return of the service")
+        self.assert_quits(panel)
+
+    def test_of_the_jack_server(self):
+        panel, keys, synth = self.start_all()
+        keys.write(note_on(60), b"\xB0\x40\x7F")
+        synth.wait_heard(note_on(60), b"\xB0\x40\x7F")
+        self.server.kill()
+        for program in (keys, synth):
+            program.wait(lambda program=program: "shutdown" in program.events, "the end of JACK")
+            program.end()
+        wait_until(lambda: not self.service.status()["midi"]["running"], what="the service's word on it")
+        problem = self.service.status()["ports"][0]["output"]["problem"]
+        self.assertIn("JACK", problem)
+        self.assertTrue(panel.is_enabled(TEST_BUTTON))
+
+        begin = self.server.start()
+        keys, synth = self.program("keys"), self.program("synth")
+        self.connect(keys, synth)
+        self.assert_soon(begin, "Ports after the return of JACK")
+        self.assertEqual(synth.heard(), [])  # nothing of before comes late
+        self.assert_plays(keys, synth)
+        self.assert_chord(panel, synth, 0)
+        self.assertEqual(synth.sounding(), "")
+        self.assert_quits(panel)
+
+
+class CommandLine(ServiceTest):
+    def test_what_is_saved_changed_and_loaded_is_there_at_once_and_the_panel_shows_what_it_had_loaded(self):
+        panel, keys, synth = self.start_all()
+        settings = self.desktop.folder / "stage.vexil3"
+        self.ctl("save", str(settings))
+        text = settings.read_text()
+        self.assertIn(f"OutName={OUTPUT}\n", text)
+        settings.write_text(text.replace(f"OutName={OUTPUT}", "OutName=Lead"))
+        self.ctl("load", str(settings))
+        self.wait_ports(synth, ["Lead"], [INPUT])
+        self.assert_plays(keys, synth)  # the connection stayed
+        self.assertEqual(panel.text("MIDI OUT Port display name"), OUTPUT)
+        self.assertEqual(stored.read(self.desktop.preferences)["01 Out_CustomName"], "Lead")
+        self.assert_quits(panel)
+
+    def test_reload_takes_up_what_another_program_stored(self):
+        self.store_ports()
+        self.start_service()
+        synth = self.program("synth")
+        self.wait_ports(synth, [OUTPUT], [INPUT])
+        stored.store(self.desktop.preferences, stored.defaults() | {"LocalPipes": stored.mask(7)})
+        self.ctl("reload")
+        self.wait_ports(synth, ["Port 11", "Port 18"], ["Port 18 (2)"])
+
+    def test_status_tells_what_goes_where_and_how_much(self):
+        _, keys, synth = self.start_all()
+        self.assert_plays(keys, synth)
+        text = self.ctl("status")
+        for word in (f"vexil3:{OUTPUT}", f"vexil3:{INPUT}", "JACK, running", "to localhost, port 12"):
+            self.assertIn(word, text)
+        status = json.loads(self.ctl("status", "--json"))
+        ports = {port["port"]: port for port in status["ports"]}
+        self.assertEqual((ports[11]["output"]["messages"], ports[11]["output"]["bytes"]), (2, 6))
+        self.assertEqual((ports[12]["input"]["messages"], ports[12]["input"]["bytes"]), (2, 6))
+        self.assertEqual(ports[11]["output"]["target"], {"computer": "localhost", "port": 12})
+        self.assertEqual((ports[11]["output"]["connections"], ports[12]["input"]["connections"]), (1, 1))
+        self.assertTrue(ports[11]["test"]["open"])
+
+    def test_without_a_service_status_says_so_by_its_exit_status(self):
+        self.assertEqual(self.ctl("status", status=3), "")
+
+
+def main():
+    global vexil3d, vexil3ctl, music_program
+    music_program, vexil3ctl, vexil3d = (sys.argv.pop(2 + index) for index in (2, 1, 0))
+    reason = music_world.obstacle()
+    if reason:
+        print(f"Skipped: {reason}")
+        sys.exit(SKIPPED)
+    panel_test.main()
+
+
+if __name__ == "__main__":
+    main()
