@@ -1,81 +1,20 @@
-// The rules of the control channel, packet by packet, before a driver that only writes down.
-#include "service/ControlServer.h"
-
-#include <fcntl.h>
+// The rules of the control channel, packet by packet.
 #include <gmock/gmock.h>
-#include <grp.h>
-#include <poll.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
+#include <cerrno>
 
-#include "tests/config/TemporaryFolder.h"
-#include "tests/service/RawClient.h"
-#include "tests/service/RecordingMediator.h"
+#include "tests/service/ControlServerFixture.h"
 
 namespace vexil {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Bytes = RawClient::Bytes;
-using Reply = RawClient::Reply;
 
-class ControlServerTest : public ::testing::Test {
-  protected:
-    explicit ControlServerTest(std::optional<gid_t> group = std::nullopt) {
-        sockaddr_un place{};
-        place.sun_family = AF_UNIX;
-        std::memcpy(place.sun_path, path.c_str(), path.size() + 1);
-        EXPECT_EQ(0, bind(listening.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place));
-        EXPECT_EQ(0, listen(listening.Number(), 2000));
-        server = std::make_unique<ControlServer>(listening.Number(), group, driver);
-    }
-
-    // Rounds until nothing is left to do.
-    void Serve() {
-        pollfd state{server->EventDescriptor(), POLLIN, 0};
-        for (int round = 0; round < 5000 && poll(&state, 1, 0) > 0; ++round) {
-            server->Serve();
-        }
-    }
-    std::unique_ptr<RawClient> Connect() {
-        auto client = std::make_unique<RawClient>(path);
-        EXPECT_TRUE(client->IsConnected());
-        Serve();
-        return client;
-    }
-    std::unique_ptr<RawClient> Attached() {
-        auto client = Connect();
-        EXPECT_EQ(0U, Ask(*client, kControlAttach, kControlUnit).error);
-        driver.asked.clear();
-        return client;
-    }
-    // Sends and gives the reply.
-    Reply Ask(const RawClient& client, std::uint32_t kind, std::uint32_t number, std::uint32_t length = 0,
-              const Bytes& payload = {}) {
-        EXPECT_TRUE(client.Send(77, kind, number, length, payload));
-        Serve();
-        const std::optional<Reply> reply = client.Receive();
-        EXPECT_TRUE(reply);
-        EXPECT_EQ(77U, reply ? reply->sequence : 0);
-        return reply.value_or(Reply{});
-    }
-    std::uint32_t Set(const RawClient& client, std::uint32_t option, const Bytes& payload = {}) {
-        return Ask(client, kControlSetOption, option, static_cast<std::uint32_t>(payload.size()), payload)
-            .error;
-    }
-
-    test::TemporaryFolder folder;
-    const std::string path = folder / "control";
-    const Descriptor listening{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)};
-    RecordingMediator driver;
-    std::unique_ptr<ControlServer> server;
-};
+class ControlServerTest : public ControlServerFixture {};
 
 TEST_F(ControlServerTest, PassesOptionsOfTheAttachedPanelOnInTheirOrder) {
     const auto panel = Attached();
@@ -360,66 +299,6 @@ TEST_F(ControlServerTest, WithoutDescriptorsItPausesAndComesBack) {
         _exit(isShort && pause > 0 && isQuiet && isBack ? 0 : 1);
     };
     EXPECT_EXIT(exhaust(), ::testing::ExitedWithCode(0), "");
-}
-
-// Connects as another user of the given groups: "served", "closed" or "none".
-class ControlServerPeerTest : public ControlServerTest {
-  protected:
-    static constexpr gid_t kGroup = 54321;
-    static constexpr uid_t kStranger = 54322;
-
-    ControlServerPeerTest() : ControlServerTest(kGroup) {}
-    void SetUp() override {
-        if (geteuid() != 0) {
-            GTEST_SKIP() << "needs root, to start a process of another user";
-        }
-        ASSERT_EQ(0, chmod(path.c_str(), 0666));
-        ASSERT_EQ(0, chmod(folder.Path().c_str(), 0755));
-    }
-
-    bool IsServed(uid_t user, gid_t group, const std::vector<gid_t>& more) {
-        const pid_t child = fork();
-        if (child == 0) {
-            const bool isOther =
-                setgroups(more.size(), more.data()) == 0 && setgid(group) == 0 && setuid(user) == 0;
-            const RawClient client(path);
-            client.Send(1, kControlReload, 0);
-            std::uint8_t reply[64];
-            const ssize_t size = recv(client.Number(), reply, sizeof reply, 0);
-            _exit(!isOther ? 2 : size > 0 ? 0 : 1);
-        }
-        int status = 0;
-        while (waitpid(child, &status, WNOHANG) == 0) {
-            Serve();
-        }
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) != 2);
-        return WEXITSTATUS(status) == 0;
-    }
-};
-
-TEST_F(ControlServerPeerTest, StrangerIsTurnedAway) {
-    EXPECT_FALSE(IsServed(kStranger, 54323, {}));
-    EXPECT_THAT(driver.asked, ElementsAre("refused"));
-}
-
-TEST_F(ControlServerPeerTest, MemberOfTheGroupIsServed) {
-    EXPECT_TRUE(IsServed(kStranger, kGroup, {}));
-    EXPECT_TRUE(IsServed(kStranger, 54323, {1, 2, kGroup}));
-}
-
-TEST_F(ControlServerPeerTest, MemberOfManyGroupsIsServed) {
-    std::vector<gid_t> groups(2000);
-    for (std::size_t i = 0; i < groups.size(); ++i) {
-        groups[i] = static_cast<gid_t>(60000 + i);
-    }
-    EXPECT_FALSE(IsServed(kStranger, 54323, groups));
-    groups.back() = kGroup;
-    EXPECT_TRUE(IsServed(kStranger, 54323, groups));
-}
-
-TEST_F(ControlServerPeerTest, GroupMeansNothingToAUsersOwnService) {
-    server = std::make_unique<ControlServer>(listening.Number(), std::nullopt, driver);
-    EXPECT_FALSE(IsServed(kStranger, kGroup, {}));
 }
 
 }  // namespace

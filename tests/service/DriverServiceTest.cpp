@@ -1,9 +1,8 @@
-// What the options do: configuration, endpoints, test outputs, and the order in which a change is taken up.
+// What the options do with the configuration: endpoints, and the order in which a change is taken up.
 #include <gmock/gmock.h>
 
 #include <cerrno>
 
-#include "driver/HostInfos.h"
 #include "tests/service/ServiceFixture.h"
 
 namespace vexil {
@@ -12,7 +11,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 const Bytes kNoteOn = {0x90, 60, 100};
 const Bytes kNoteOff = {0x80, 60, 64};
@@ -183,170 +181,6 @@ TEST_F(DriverServiceTest, QuantizationFromAPanelLastsUntilTheNextReload) {
     EXPECT_EQ(kNoteOff, listener->Read());
 }
 
-TEST_F(DriverServiceTest, TestNotesGoWhereTheRecordSaysAndNowhereElse) {
-    Patch(0, 1);
-    stored.InputPorts |= Bit(17);
-    Start();
-    const auto patched = backend.NewProgram();
-    const auto target = backend.NewProgram();
-    ASSERT_TRUE(patched->ReadFrom("vexil3:Port 12"));
-    ASSERT_TRUE(target->ReadFrom("vexil3:Port 32"));
-    OpenTest(0, "studio", 17);
-    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    EXPECT_THAT(patched->Read(), IsEmpty());
-    EXPECT_EQ(kNoteOn, target->Read());
-}
-
-TEST_F(DriverServiceTest, ClosingATestOutputReleasesItsNotes) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
-    EXPECT_EQ(0, Set(kOptionDeactivateTestOutput, PortNumber(0)));
-    Turn();
-    EXPECT_EQ(kNoteOff, listener->Read());
-    EXPECT_EQ(ENXIO, Set(0, PacketList(kNoteOn)));
-}
-
-TEST_F(DriverServiceTest, ReplacingATestOutputReleasesItsNotes) {
-    stored.InputPorts = Bit(1) | Bit(2);
-    Start();
-    const auto first = backend.NewProgram();
-    const auto second = backend.NewProgram();
-    ASSERT_TRUE(first->ReadFrom("vexil3:Port 12"));
-    ASSERT_TRUE(second->ReadFrom("vexil3:Port 13"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, first->Read());
-    OpenTest(0, "studio", 2);
-    EXPECT_EQ(kNoteOff, first->Read());
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    EXPECT_EQ(kNoteOn, second->Read());
-    EXPECT_THAT(first->Read(), IsEmpty());
-}
-
-TEST_F(DriverServiceTest, ReplacingATestOutputByItselfReleasesItsNotes) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
-    OpenTest(0, "studio", 1);
-    EXPECT_EQ(kNoteOff, listener->Read());
-}
-
-TEST_F(DriverServiceTest, TheEndOfAnAttachmentClosesEveryTestOutput) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    service.PanelAttached(1);
-    OpenTest(0, "studio", 1);
-    OpenTest(63, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
-    service.PanelDetached();
-    Turn();
-    EXPECT_EQ(kNoteOff, listener->Read());
-    EXPECT_EQ(ENXIO, Set(kOptionActivateTestOutput, PortNumber(0)));
-    EXPECT_EQ(ENXIO, Set(kOptionActivateTestOutput, PortNumber(63)));
-}
-
-TEST_F(DriverServiceTest, AnOpenTestOutputFollowsTheConfigurationOfItsTarget) {
-    Start();
-    OpenTest(0, "studio", 1);
-    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
-    stored.InputPorts = Bit(1);
-    Apply();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    EXPECT_EQ(kNoteOn, listener->Read());
-}
-
-TEST_F(DriverServiceTest, AChangeElsewhereLeavesAnOpenTestOutputAlone) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    stored.OutputPorts = Bit(7);
-    Apply();
-    EXPECT_EQ(kNoteOn, listener->Read());
-}
-
-TEST_F(DriverServiceTest, TestNotesThatTheEngineCannotTakeAreRefused) {
-    stored.InputPorts = Bit(1);
-    Start();
-    OpenTest(0, "studio", 1);
-    int taken = 0;
-    while (taken < 1000 && Set(0, PacketList(kNoteOn)) == 0) {
-        ++taken;
-    }
-    EXPECT_LT(taken, 1000);
-    EXPECT_EQ(ENOBUFS, Set(0, PacketList(kNoteOn)));
-    Turn();
-    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
-}
-
-// The engine does not run: what it cannot take is kept, and nothing sounds on a way that should have ended.
-TEST_F(DriverServiceTest, ATestOutputThatCouldNotBeClosedYetPlaysNothing) {
-    stored.InputPorts = Bit(1) | Bit(2);
-    Start();
-    const auto first = backend.NewProgram();
-    const auto second = backend.NewProgram();
-    ASSERT_TRUE(first->ReadFrom("vexil3:Port 12"));
-    ASSERT_TRUE(second->ReadFrom("vexil3:Port 13"));
-    OpenTest(0, "studio", 1);
-    while (Set(0, PacketList(kNoteOn)) == 0) {
-    }
-    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestRecord(0, "studio", 2)));
-    ASSERT_EQ(0, Set(kOptionActivateTestOutput, PortNumber(0)));
-    EXPECT_EQ(ENOBUFS, Set(0, PacketList({0x91, 1, 1})));
-    EXPECT_GE(service.Timeout(), 0);
-    Turn();
-    EXPECT_EQ(-1, service.Timeout());
-    const Bytes heard = first->Read();
-    ASSERT_GE(heard.size(), 6U);
-    EXPECT_EQ(kNoteOff, Bytes(heard.end() - 3, heard.end()));
-    EXPECT_EQ(0, Set(0, PacketList({0x91, 1, 1})));
-    Turn();
-    EXPECT_EQ((Bytes{0x91, 1, 1}), second->Read());
-}
-
-TEST_F(DriverServiceTest, TestNotesNeverOvertakeTheirTestOutput) {
-    stored.InputPorts = Bit(1) | Bit(2);
-    Start();
-    const auto first = backend.NewProgram();
-    const auto second = backend.NewProgram();
-    ASSERT_TRUE(first->ReadFrom("vexil3:Port 12"));
-    ASSERT_TRUE(second->ReadFrom("vexil3:Port 13"));
-    OpenTest(0, "studio", 1);
-    while (Set(0, PacketList(kNoteOn)) == 0) {
-    }
-    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestRecord(0, "studio", 2)));
-    ASSERT_EQ(0, Set(kOptionActivateTestOutput, PortNumber(0)));
-    backend.Cycle();  // the engine has room again before anybody has looked
-    first->Read();
-    EXPECT_EQ(0, Set(0, PacketList({0x91, 1, 1})));
-    Turn();
-    EXPECT_EQ(kNoteOff, first->Read());
-    EXPECT_EQ((Bytes{0x91, 1, 1}), second->Read());
-}
-
 TEST_F(DriverServiceTest, ManyChangesWhileTheEngineHangsEndInTheLast) {
     Patch(0, 1);
     Start();
@@ -456,65 +290,6 @@ TEST_F(DriverServiceTest, EndsAfter200MillisecondsWhereTheMidiSystemHangs) {
     EXPECT_FALSE(service.MayStop());
     now += 1ms;
     EXPECT_TRUE(service.MayStop());
-}
-
-TEST_F(DriverServiceTest, EnableLoggingSwitchesTheLines) {
-    stored.MiscOptions &= ~kEnableLogging;
-    Start();
-    service.PanelAttached(1);
-    EXPECT_EQ("", log.Text());
-    stored.MiscOptions |= kEnableLogging;
-    Apply();
-    EXPECT_EQ("Configuration: 0 outputs, 0 inputs, 0 local pipes.\n", log.Text());
-    log.Clear();
-    stored.MiscOptions &= ~kEnableLogging;
-    Apply();
-    service.PanelDetached();
-    EXPECT_EQ("", log.Text());
-}
-
-TEST_F(DriverServiceTest, TurningAwayIsLoggedAlways) {
-    stored.MiscOptions &= ~kEnableLogging;
-    Start();
-    service.ClientRefused(7, 1001);
-    EXPECT_EQ("Process 7 of user 1001 may not use this service and was turned away.\n", log.Text());
-}
-
-TEST_F(DriverServiceTest, LogTellsTheWaysThatChanged) {
-    Patch(0, 1);
-    Patch(2, 1);
-    Start();
-    log.Clear();
-    Patch(2, 8);
-    stored.LocalPipes = Bit(4);
-    stored.OutputPorts &= ~Bit(0);
-    Apply();
-    EXPECT_EQ(
-        "Configuration: 1 output, 2 inputs, 1 local pipe.\n"
-        "Port 11 is no output any more.\n"
-        "Port 13 sends to port 21 of \"studio\".\n"
-        "Port 15 is a local pipe.\n",
-        log.Text());
-}
-
-TEST_F(DriverServiceTest, LogTellsTheMidiSystemsComingAndGoing) {
-    Start();
-    EXPECT_EQ(1, log.Count("Music programs see the ports (memory).\n"));
-    backend.LoseSystem();
-    service.ServeBackend();
-    EXPECT_EQ(1, log.Count("Music programs do not see the ports. The MIDI system in memory is away.\n"));
-    service.ServeBackend();
-    EXPECT_EQ(1, log.Count("Music programs do not see the ports."));
-    backend.ReturnSystem();
-    service.ServeBackend();
-    EXPECT_EQ(2, log.Count("Music programs see the ports (memory).\n"));
-}
-
-TEST_F(DriverServiceTest, LogTellsATestThatNobodyHears) {
-    Start();
-    log.Clear();
-    OpenTest(0, "studio", 1);
-    EXPECT_EQ("Test of port 11: nobody hears its notes. Port 12 is not enabled as MIDI IN.\n", log.Text());
 }
 
 }  // namespace
