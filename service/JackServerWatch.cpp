@@ -29,7 +29,9 @@ std::string Environment(const char* name) {
 }  // namespace
 
 std::vector<JackServerWatch::Place> JackServerWatch::UsualPlaces() {
-    std::vector<Place> places = {{"/dev/shm", "jack"}};
+    const std::string server = Environment("JACK_DEFAULT_SERVER");
+    // The socket of the server that clients go to.
+    std::vector<Place> places = {{"/dev/shm", "jack_" + (server.empty() ? "default" : server) + "_"}};
     for (const char* name : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR"}) {
         const std::string folder = Environment(name);
         if (!folder.empty()) {

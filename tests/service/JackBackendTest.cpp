@@ -39,7 +39,22 @@ class HoldingProcess {
     pid_t process;
 };
 
-TEST_F(JackBackendTest, AWriterThatIsKilledHoldsNoNote) {
+// On a server that does not wait for its clients, as most are.
+struct HastySubject : JackSubject {
+    HastySubject() {
+        server.End();
+        server.SetSynchronous(false);
+    }
+    ~HastySubject() {
+        backend.Stop();
+        server.End();
+        server.SetSynchronous(true);
+    }
+};
+
+class HastyJackTest : public MidiTransportContract<HastySubject> {};
+
+TEST_F(HastyJackTest, AWriterThatIsKilledHoldsNoNote) {
     Backend().Publish(Both(0, "Port"));
     ASSERT_TRUE(PostWays({{0, 0}}));
     MidiProgram& reader = Reader(0);
@@ -83,11 +98,14 @@ TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
     EXPECT_LT(std::chrono::steady_clock::now() - back, std::chrono::seconds(2));
 }
 
-TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsAway) {
+TEST_F(JackBackendTest, NothingIsTriedAnyMoreWhileTheServerStaysAway) {
     subject->LoseSystem();
     ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning() && Backend().ServiceTimeout() == -1; }));
-    pollfd event{Backend().EventDescriptor(), POLLIN, 0};
-    EXPECT_EQ(::poll(&event, 1, 500), 0);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    while (std::chrono::steady_clock::now() < end) {
+        subject->Step();
+        ASSERT_EQ(Backend().ServiceTimeout(), -1);
+    }
 }
 
 TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsThere) {

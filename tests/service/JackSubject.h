@@ -19,7 +19,7 @@ struct JackSubject {
         if (const std::string reason = JackTestServer::WhyNot(); !reason.empty()) {
             GTEST_SKIP() << reason;
         }
-        ASSERT_TRUE(JackTestServer::Instance().Start());
+        ASSERT_TRUE(server.Start());
     }
     MidiBackend& Backend() { return backend; }
     // Serves the back end as the service's loop does.
@@ -31,12 +31,14 @@ struct JackSubject {
         }
     }
     std::unique_ptr<MidiProgram> NewProgram() { return std::make_unique<JackProgram>(); }
-    void LoseSystem() { JackTestServer::Instance().Kill(); }
-    void ReturnSystem() { ASSERT_TRUE(JackTestServer::Instance().Start()); }
+    void LoseSystem() { server.Kill(); }
+    void ReturnSystem() { ASSERT_TRUE(server.Start()); }
 
     // PipeWire 0.3 keeps the name under which other programs know a port.
     bool NewNamesAreListed() { return !IsPipeWire(); }
 
+    // Before the back end, which looks for the server by its name.
+    JackTestServer& server = JackTestServer::Instance();
     JackBackend backend;
 };
 

@@ -142,8 +142,12 @@ void JackTestServer::SpawnServer() {
         Spawn({"pipewire"});
         Spawn({"wireplumber"});
     } else {
-        Spawn({"jackd", "-n", ServerName(), "-R", "-S", "-p", "1024", "-d", "dummy", "-C", "0", "-P", "0",
-               "-r", "48000", "-p", "64"});
+        std::vector<std::string> command = {"jackd", "-n", ServerName(), "-R", "-p", "1024"};
+        if (synchronous) {
+            command.insert(command.end(), {"-S", "-t", "1500"});
+        }
+        command.insert(command.end(), {"-d", "dummy", "-C", "0", "-P", "0", "-r", "48000", "-p", "64"});
+        Spawn(command);
     }
 }
 

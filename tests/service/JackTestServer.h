@@ -18,6 +18,10 @@ class JackTestServer {
     // Why there can be none on this machine; empty when there can.
     static std::string WhyNot();
 
+    // Whether the server waits for clients that are late. It then loses nothing on a busy machine, but a
+    // client that is killed holds it up. From the next start on; the server must not run. PipeWire never
+    // waits.
+    void SetSynchronous(bool waits) { synchronous = waits; }
     // Starts it if it does not run; returns when it carries MIDI, false when it does not in 20 s.
     bool Start();
     // Kills it without warning.
@@ -31,6 +35,7 @@ class JackTestServer {
     void Spawn(const std::vector<std::string>& command);
     void Signal(int number);
 
+    bool synchronous = true;
     std::vector<pid_t> processes;
 };
 
