@@ -59,9 +59,13 @@ DriverService::DriverService(Parts serviceParts)
     : parts(std::move(serviceParts)), engineControl(parts.engine, parts.backend) {}
 
 void DriverService::Start() {
-    parts.backend.Start(parts.engine);
     Reload();
     wireless = (configuration.MiscOptions & kUseWireless) != 0;
+}
+
+void DriverService::StartBackend() {
+    parts.backend.Start(parts.engine);
+    Settle();
     report.Backend(parts.backend);
 }
 

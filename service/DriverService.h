@@ -44,8 +44,10 @@ class DriverService : public ControlServer::Mediator {
 
     explicit DriverService(Parts serviceParts);
 
-    // Starts the MIDI system and takes up the configuration. Once.
+    // Takes up the configuration: clients can be served from then on. Once.
     void Start();
+    // Starts the MIDI system, which may take its time. Once, after Start.
+    void StartBackend();
     // What status says of them; set once they are known.
     void SetMemory(const std::string& state) { memory = state; }
     void SetControlPath(const std::string& path) { controlPath = path; }

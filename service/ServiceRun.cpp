@@ -33,8 +33,10 @@ class Run {
     bool HasEvents() const { return signals.EventDescriptor() != -1 && server->EventDescriptor() != -1; }
 
     void Serve() {
-        service.Start();
         service.SetMemory(LockMemory());
+        service.Start();
+        ServeWhoWaits();
+        service.StartBackend();
         AddParticipants();
         notifier.Ready(service.Summary());
         while (!service.MayStop()) {
@@ -46,6 +48,17 @@ class Run {
     }
 
   private:
+    // A panel whose connection has started the service waits for its answer, and not for long; the MIDI
+    // system may take longer.
+    void ServeWhoWaits() {
+        constexpr int kMostRounds = 64;  // a crowd has to wait for the loop
+        pollfd clients{server->EventDescriptor(), POLLIN, 0};
+        for (int round = 0; round < kMostRounds && poll(&clients, 1, 0) > 0; ++round) {
+            server->Serve();
+            service.Settle();
+        }
+    }
+
     void AddParticipants() {
         loop.Add({signals.EventDescriptor(), [this] { TakeSignals(); }});
         loop.Add({server->EventDescriptor(), [this] { ServeClients(); },

@@ -45,7 +45,10 @@ class Stored : public PreferenceDomains {
 // A driver without a MIDI system.
 class Driver {
   public:
-    Driver() { service.Start(); }
+    Driver() {
+        service.Start();
+        service.StartBackend();
+    }
 
     Stored preferences;
     Engine engine{std::size_t{1} << 20};

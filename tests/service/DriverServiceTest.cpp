@@ -63,6 +63,7 @@ TEST_F(DriverServiceTest, ReadsTheCurrentDomainOnly) {
                                    HostScope::kCFPreferencesCurrentHost};
     storage->domains[older]["ActiveDevices"] = MakePropertyNumber(6);
     service.Start();
+    service.StartBackend();
     Turn();
     EXPECT_THAT(Addresses(), ElementsAre("> vexil3:Port 11"));
 }
@@ -148,6 +149,7 @@ TEST_F(DriverServiceTest, WithoutAMidiSystemAChangeIsTakenUpAtOnce) {
     backend.Service();
     Store();
     service.Start();
+    service.StartBackend();
     Patch(0, 1);
     Store();
     ASSERT_EQ(0, Set(kOptionReloadConfiguration));

@@ -55,6 +55,7 @@ class ServiceFixture : public ::testing::Test {
     void Start() {
         Store();
         service.Start();
+        service.StartBackend();
         Turn();
     }
     // Stores and has it taken up.

@@ -62,6 +62,7 @@ class ServiceSubject {
         listener = ControlListener::Open(paths, problem);
         EXPECT_TRUE(listener) << problem;
         service.Start();
+        service.StartBackend();
         // The suite plays on port 63, for which a driver needs an open test output.
         service.DriverService::SetOption(kOptionOpenTestOutput, Bytes{0, 63, 0, 0, 0, 0, 0});
         service.DriverService::SetOption(kOptionActivateTestOutput, MakeUint32(63));
