@@ -54,8 +54,9 @@ class JackServer:
         self.name, self.lock = _take_name()
         self.frames = frames
         self.patience = ("-S", "-t", "20000") if patient else ()
-        self.environment = dict(environment, JACK_DEFAULT_SERVER=self.name, JACK_NO_AUDIO_RESERVATION="1",
-                                JACK_NO_START_SERVER="1")
+        # By these a program finds this server and no other.
+        self.variables = {"JACK_DEFAULT_SERVER": self.name, "JACK_NO_AUDIO_RESERVATION": "1", "JACK_NO_START_SERVER": "1"}
+        self.environment = {**environment, **self.variables}
         self.process = None
 
     def __enter__(self):
@@ -118,11 +119,11 @@ class JackServer:
 class RunningService:
     """vexil3d as a music program's user has it. `status()` is what it tells of itself."""
 
-    def __init__(self, program, environment, log_path):
+    def __init__(self, program, environment, log_path, midi="jack"):
         self.log_path = log_path
         self.control = pathlib.Path(environment["XDG_RUNTIME_DIR"]) / "vexil3/com.sonavert.driver.vexil3"
         with open(log_path, "ab") as log:
-            self.process = subprocess.Popen([program, "--midi", "jack"], env=environment, stdin=subprocess.DEVNULL,
+            self.process = subprocess.Popen([program, "--midi", midi], env=environment, stdin=subprocess.DEVNULL,
                                             stdout=log, stderr=log, preexec_fn=_end_with_parent)
         end = time.monotonic() + PATIENCE
         while self.status() is None:

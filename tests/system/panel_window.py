@@ -5,6 +5,7 @@ The desktop must have been adopted (PrivateDesktop.adopt) before this module is 
 the environment.
 """
 
+import pathlib
 import subprocess
 
 import pyatspi
@@ -33,9 +34,15 @@ class Panel:
         if self.process.poll() is not None:
             raise RuntimeError(f"the panel ended with {self.process.returncode}:\n{self.log()}")
         for application in pyatspi.Registry.getDesktop(0):
-            if application is not None and application.get_process_id() == self.process.pid:
+            if application is not None and application.get_process_id() in self._processes():
                 return application
         return None
+
+    def _processes(self):
+        """The process that was started, and those that it started: it may be a script that runs the panel."""
+        own = self.process.pid
+        children = pathlib.Path(f"/proc/{own}/task/{own}/children").read_text().split()
+        return [own, *map(int, children)]
 
     def log(self):
         """What the panel has written so far, log lines included: without /Library/Logs they go to standard output."""
