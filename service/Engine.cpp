@@ -303,6 +303,11 @@ void Engine::WriterGone(int port, std::uint64_t time) {
 
 void Engine::Run(std::uint64_t end, EngineSink& sink) {
     state->merger.Run(end, sink);
+    for (SourceSet cut = state->merger.TakeCut(); !cut.IsEmpty();) {
+        Writer& writer = state->WriterOf(cut.TakeFirst());
+        writer.parser.SkipSystemExclusive();
+        writer.dropped.Add(1);
+    }
     state->ReportDone();
 }
 

@@ -35,6 +35,9 @@ class EngineSink {
 // Longest time by which messages are held back, in tenths of a millisecond.
 inline constexpr std::uint32_t kLongestGranularity = 100;
 inline constexpr std::size_t kLongestTestBytes = 512;
+// Nanoseconds for which a system exclusive of which nothing comes keeps other sources from its input. Then it
+// is ended there, and its rest is left out.
+inline constexpr std::uint64_t kLongestSilence = 1'000'000'000;
 
 // For an engine thread that sleeps while there is nothing to do.
 class EngineWaker {
@@ -48,7 +51,7 @@ struct SourceCounters {
     std::uint64_t messages = 0;
     std::uint64_t bytes = 0;
     std::uint64_t filtered = 0;  // messages of a route that does not get through
-    std::uint64_t dropped = 0;   // messages lost because a queue was full
+    std::uint64_t dropped = 0;   // messages lost because a queue was full, or cut by kLongestSilence
 };
 struct InputCounters {
     std::uint64_t messages = 0;

@@ -95,7 +95,10 @@ bool InputMerger::RunInput(int port, std::uint64_t end, EngineSink& sink) {
             }
         }
         if (source < 0) {
-            return moved;
+            if (owner < 0 || !CutSilentExclusive(port, end, sink)) {
+                return moved;
+            }
+            continue;
         }
         do {
             if (!DeliverFront(source, port, end, isFirst, sink)) {
@@ -160,10 +163,37 @@ bool InputMerger::DeliverExclusive(int source, int port, std::uint64_t end, bool
     NoteEmptied(source);
     way.inExclusive = !last;
     input.owner = last ? -1 : source;
+    input.ownerHeard = due;
     if (begins) {
         input.messages.Add(1);
     }
     Deliver(port, due, std::span<const std::uint8_t>(gathered).first(length), sink);
+    return true;
+}
+
+// When a system exclusive of which nothing comes is over for those who wait behind it; none while there is
+// none or nobody waits.
+std::optional<std::uint64_t> InputMerger::EndOfSilence(const Input& input) const {
+    if (input.owner < 0 || !queues.IsEmpty(input.owner)) {
+        return std::nullopt;
+    }
+    std::uint64_t due = kNever;
+    for (SourceSet others = input.sources.And(waiting); !others.IsEmpty();) {
+        due = std::min(due, queues.Front(others.TakeFirst()).due);
+    }
+    return due == kNever ? std::nullopt : std::optional(std::max(due, input.ownerHeard + kLongestSilence));
+}
+
+bool InputMerger::CutSilentExclusive(int port, std::uint64_t end, EngineSink& sink) {
+    Input& input = inputs[static_cast<std::size_t>(port)];
+    const std::optional<std::uint64_t> due = EndOfSilence(input);
+    if (!due || *due >= end || sink.Room(port) < sizeof kEndOfExclusive) {
+        return false;
+    }
+    Of(input.owner).inExclusive = false;
+    cutSources.Add(input.owner);
+    input.owner = -1;
+    Deliver(port, *due, kEndOfExclusive, sink);
     return true;
 }
 
@@ -221,6 +251,7 @@ std::optional<std::uint64_t> InputMerger::NextDue() const {
             for (SourceSet ready = Ready(input); !ready.IsEmpty();) {
                 due = std::min(due, queues.Front(ready.TakeFirst()).due);
             }
+            due = std::min(due, EndOfSilence(input).value_or(kNever));
         }
     }
     return due == kNever ? std::nullopt : std::optional(due);

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "service/Engine.h"
@@ -69,6 +70,9 @@ class InputMerger {
     // As Engine::Run and Engine::NextDue.
     void Run(std::uint64_t end, EngineSink& sink);
     std::optional<std::uint64_t> NextDue() const;
+    // Sources whose system exclusive was ended since the last call because nothing more of it came. Nothing
+    // of its rest may be pushed.
+    SourceSet TakeCut() { return std::exchange(cutSources, {}); }
     // Ways that have been told to end and have not yet done so.
     int OpenEnds() const { return openEnds; }
     // Forgets what is queued and what sounds; ways that were to end have ended. Returns the number of
@@ -89,7 +93,8 @@ class InputMerger {
     };
     struct Input {
         SourceSet sources;
-        int owner = -1;  // source whose system exclusive is under way
+        int owner = -1;                // source whose system exclusive is under way
+        std::uint64_t ownerHeard = 0;  // when it was last heard of
         std::uint64_t lastTime = 0;
         Counter messages;
         Counter bytes;
@@ -100,6 +105,8 @@ class InputMerger {
     bool RunInput(int port, std::uint64_t end, EngineSink& sink);
     bool DeliverFront(int source, int port, std::uint64_t end, bool mayBegin, EngineSink& sink);
     bool DeliverExclusive(int source, int port, std::uint64_t end, bool mayBegin, EngineSink& sink);
+    std::optional<std::uint64_t> EndOfSilence(const Input& input) const;
+    bool CutSilentExclusive(int port, std::uint64_t end, EngineSink& sink);
     bool FinishWay(int source, int port, EngineSink& sink);
     bool IsHeldByAnother(int source, int port, const std::array<std::uint8_t, 3>& release) const;
     void Deliver(int port, std::uint64_t due, std::span<const std::uint8_t> bytes, EngineSink& sink);
@@ -109,7 +116,8 @@ class InputMerger {
     PieceQueues queues;
     std::array<Source, kSourceCount> sources;
     std::array<Input, kMaxPorts> inputs;
-    SourceSet waiting;  // sources with something queued
+    SourceSet waiting;     // sources with something queued
+    SourceSet cutSources;  // see TakeCut
     std::vector<std::uint8_t> gathered;
     int openEnds = 0;
 };

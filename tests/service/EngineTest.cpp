@@ -126,11 +126,62 @@ TEST_F(EngineTest, OthersWaitWhileASystemExclusiveIsUnderWay) {
     Write(3, {0xF0, 1});
     Run();
     Write(4, {0x90, 60, 100, 0xF8});
+    now += kLongestSilence - 1;
     Run();
-    EXPECT_FALSE(engine.NextDue().has_value());
+    EXPECT_EQ(engine.NextDue(), now + 1);
     Write(3, {2, 0xFA, 0xF7});
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xF0, 1}, Bytes{2}, Bytes{0xFA}, Bytes{0xF7},
                                       Bytes{0x90, 60, 100}, Bytes{0xF8}));
+}
+
+TEST_F(EngineTest, ASystemExclusiveThatHasFallenSilentIsEndedForThoseWhoWait) {
+    table.routes[4] = To(7);
+    SetRoute(3, To(7));
+    Write(3, {0xF0, 1});
+    Run();
+    Write(4, {0x90, 60, 100});
+    now += kLongestSilence;
+    EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xF0, 1}, Bytes{0xF7}, Bytes{0x90, 60, 100}));
+    EXPECT_EQ(engine.CountersOfSource(3).dropped, 1U);
+    EXPECT_FALSE(engine.NextDue().has_value());
+}
+
+TEST_F(EngineTest, WhatComesOfASystemExclusiveAfterItsEndIsLeftOut) {
+    table.routes[4] = To(7);
+    SetRoute(3, To(7));
+    Write(3, {0xF0, 1});
+    Run();
+    Write(4, {0x90, 60, 100});
+    now += kLongestSilence;
+    Run();
+    Write(3, {2, 3, 0xF7, 0xC3, 5});
+    EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xF0, 1}, Bytes{0xF7}, Bytes{0x90, 60, 100}, Bytes{0xC3, 5}));
+}
+
+TEST_F(EngineTest, ASystemExclusiveThatKeepsNobodyWaitingMayBeSilent) {
+    table.routes[4] = To(7);
+    SetRoute(3, To(7));
+    Write(3, {0xF0, 1});
+    Run();
+    now += 10 * kLongestSilence;
+    Run();
+    EXPECT_FALSE(engine.NextDue().has_value());
+    Write(3, {2, 0xF7});
+    EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xF0, 1}, Bytes{2, 0xF7}));
+}
+
+TEST_F(EngineTest, NotesAreReleasedBehindASystemExclusiveThatHasFallenSilent) {
+    table.routes[4] = To(7);
+    SetRoute(3, To(7));
+    Write(4, {0x90, 60, 100});
+    Run();
+    Write(3, {0xF0, 1});
+    Run();
+    engine.WriterGone(4, now);
+    Write(3, {0xF8});
+    now += kLongestSilence;
+    EXPECT_THAT(Heard(7), ElementsAre(Bytes{0x90, 60, 100}, Bytes{0xF0, 1}, Bytes{0xF8}, Bytes{0xF7},
+                                      Bytes{0x80, 60, 64}));
 }
 
 TEST_F(EngineTest, ASystemExclusiveThatIsWholeIsDeliveredWhole) {
