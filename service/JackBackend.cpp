@@ -23,6 +23,9 @@ using std::chrono::milliseconds;
 // one more for a reader that is late.
 constexpr unsigned kCyclesUntilRead = 3;
 constexpr milliseconds kLongestDelivery{150};
+// A port that was written to has no writers any more so many cycles after it was taken from the process
+// thread.
+constexpr unsigned kCyclesUntilWritersEnd = 3;
 // A port that is taken from the process thread may be in use in the cycle that is under way.
 constexpr unsigned kCyclesUntilUnused = 1;
 constexpr milliseconds kLongestUse{50};
@@ -229,34 +232,47 @@ void JackBackend::TakeUpEndpoints() {
     Register(visible);
 }
 
+// Outputs go first: what is held on their ways is released while the inputs are still there to hear it.
 void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
     std::vector<jack_port_t*> withdrawn;
-    const auto forEach = [&](const auto& act) {
-        for (const bool output : {true, false}) {
-            for (int port = 0; port < kMaxPorts; ++port) {
-                Side& side = SideOf(port, output);
-                const bool stays = std::any_of(visible.begin(), visible.end(), [&](const Wanted& one) {
-                    return one.port == port && one.output == output;
-                });
-                if (side.port != nullptr && !stays) {
-                    act(side, port, output);
-                }
-            }
+    const auto isGoing = [&](int port, bool output) {
+        return SideOf(port, output).port != nullptr &&
+               std::none_of(visible.begin(), visible.end(),
+                            [&](const Wanted& one) { return one.port == port && one.output == output; });
+    };
+    const auto take = [&](int port, bool output) {
+        if (isGoing(port, output)) {
+            withdrawn.push_back(SideOf(port, output).port);
+            process->SetPort(port, output, nullptr);
+            SideOf(port, output) = {};
         }
     };
-    forEach([&](Side& side, int, bool) { withdrawn.push_back(side.port); });
-    if (withdrawn.empty()) {
-        return;
+    bool inputsGo = false;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        take(port, true);
+        inputsGo = inputsGo || isGoing(port, false);
     }
-    process->WaitForCycles(kCyclesUntilRead, kLongestDelivery);
-    forEach([&](Side& side, int port, bool output) {
-        process->SetPort(port, output, nullptr);
-        side = {};
-    });
-    process->WaitForCycles(kCyclesUntilUnused, kLongestUse);
+    if (inputsGo) {
+        const unsigned release = withdrawn.empty() ? 0 : CyclesUntilReleased();
+        process->WaitForCycles(release + kCyclesUntilRead, kLongestDelivery);
+        for (int port = 0; port < kMaxPorts; ++port) {
+            take(port, false);
+        }
+    }
+    if (!withdrawn.empty()) {
+        process->WaitForCycles(kCyclesUntilUnused, kLongestUse);
+    }
     for (jack_port_t* port : withdrawn) {
         jack_port_unregister(client, port);
     }
+}
+
+// The notes of a port end behind what the engine still holds back for it.
+unsigned JackBackend::CyclesUntilReleased() const {
+    constexpr unsigned kHeldBackPerSecond = 10'000 / kLongestGranularity;
+    const unsigned heldBack =
+        jack_get_sample_rate(client) / kHeldBackPerSecond / std::max(jack_get_buffer_size(client), 1U) + 1;
+    return kCyclesUntilWritersEnd + heldBack;
 }
 
 // A name that another port has at this moment is taken by way of one that nobody has.

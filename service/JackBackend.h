@@ -61,6 +61,7 @@ class JackBackend : public MidiBackend {
     std::vector<Wanted> Visible() const;
     void TakeUpEndpoints();
     void Withdraw(const std::vector<Wanted>& visible);
+    unsigned CyclesUntilReleased() const;
     void Rename(const std::vector<Wanted>& visible);
     void Register(const std::vector<Wanted>& visible);
 

@@ -172,6 +172,37 @@ TEST_F(JackBackendTest, LongNamesKeepAFullNameThatProgramsHaveRoomFor) {
     EXPECT_EQ(AddressOf(0, true).size(), 255U);
 }
 
+TEST_F(JackBackendTest, EndpointsThatAreHiddenLeaveNoNoteHeld) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& writer = Writer(0);
+    writer.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    std::vector<Endpoint> hidden = Both(0, "Port");
+    for (Endpoint& endpoint : hidden) {
+        endpoint.hidden = true;
+    }
+    Backend().Publish(hidden);
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, WhatIsHeldBackWhenEndpointsAreHiddenIsHeardAndReleased) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    ASSERT_TRUE(engine->PostQuantization(kLongestGranularity) && CarriedOut());
+    MidiProgram& reader = Reader(0);
+    MidiProgram& writer = Writer(0);
+    std::vector<Endpoint> hidden = Both(0, "Port");
+    for (Endpoint& endpoint : hidden) {
+        endpoint.hidden = true;
+    }
+    writer.Write({0x90, 60, 100});
+    ASSERT_TRUE(Eventually([&] { return engine->CountersOfSource(0).messages == 1; }));
+    Backend().Publish(hidden);
+    EXPECT_THAT(Hear(reader, 6), ElementsAre(0x90, 60, 100, 0x80, 60, ::testing::_));
+}
+
 TEST_F(JackBackendTest, HiddenEndpointsSayWhyTheyAreNotThere) {
     Backend().Publish({{0, true, "Port", true}});
     EXPECT_EQ(Backend().Published()[0].problem, "Connectors are not shown, and JACK cannot hide a port.");
