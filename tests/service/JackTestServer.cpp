@@ -4,6 +4,7 @@
 #include <jack/jack.h>
 #include <jack/midiport.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,8 +30,24 @@ bool IsInstalled(const std::string& program) {
     return false;
 }
 
-std::string ServerName() {
-    return "vexil-test-" + std::to_string(::getpid());
+// A name that no running test has; the file that keeps it taken stays open as long as this process lives. A
+// computer has room for eight server names in all, and a server that was killed gives its name back only to
+// one that takes the same.
+std::string TakeServerName() {
+    for (int number = 0; number < 100; ++number) {
+        const std::string name = std::to_string(::getuid()) + "-" + std::to_string(number);
+        const int lock = ::open(("/dev/shm/vexil-" + name).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (lock >= 0 && ::flock(lock, LOCK_EX | LOCK_NB) == 0) {
+            return "vexil-" + name;
+        }
+        ::close(lock);
+    }
+    return "vexil-too-many-tests";
+}
+
+const std::string& ServerName() {
+    static const std::string name = TakeServerName();
+    return name;
 }
 
 struct Probe {
@@ -178,7 +195,7 @@ void JackTestServer::Spawn(const std::vector<std::string>& command) {
     const pid_t process = ::fork();
     if (process == 0) {
         // It does not outlive a test that crashes.
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
         const int nothing = ::open("/dev/null", O_RDWR);
         ::dup2(nothing, STDOUT_FILENO);
         ::dup2(nothing, STDERR_FILENO);

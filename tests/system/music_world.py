@@ -16,13 +16,13 @@ import signal
 import socket
 import struct
 import subprocess
-import tempfile
 import threading
 import time
 
 _libc = ctypes.CDLL(None)
 _PR_SET_PDEATHSIG = 1
 PATIENCE = 15.0
+LONG_PATIENCE = 60.0  # for programs that would be found dead otherwise
 
 def obstacle():
     """Why there can be no JACK server on this machine; empty when there can be one."""
@@ -37,10 +37,11 @@ def _take_name():
     """A server name that no running test has, and the file that keeps it taken. A computer has room for eight names in all, and a
     server that was killed gives its name back only to one that takes the same."""
     for number in range(100):
-        lock = open(pathlib.Path(tempfile.gettempdir()) / f"vexil-jack-{os.getuid()}-{number}", "w", encoding="ascii")
+        name = f"vexil-{os.getuid()}-{number}"
+        lock = open(f"/dev/shm/{name}", "w", encoding="ascii")
         try:
             fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
-            return f"vexil-{number}", lock
+            return name, lock
         except BlockingIOError:
             lock.close()
     raise RuntimeError("there are too many tests under way")
@@ -192,9 +193,14 @@ class MusicProgram:
                 raise TimeoutError(f"{what} did not come within {seconds} s; heard: {self.kept[-20:]}, {self.events}")
 
     def ask(self, command):
+        """The answer to one command of music_program."""
         self.process.stdin.write(command.encode() + b"\n")
         self.process.stdin.flush()
-        return self.answers.get(timeout=PATIENCE)
+        try:
+            return self.answers.get(timeout=LONG_PATIENCE)
+        except queue.Empty:
+            raise TimeoutError(f"{self.name} did not answer within {LONG_PATIENCE} s: {self.events}, "
+                               f"exit status {self.process.poll()}") from None
 
     def connect(self, source, destination):
         return self.ask(f"connect {source}\t{destination}")["ok"]

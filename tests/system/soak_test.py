@@ -61,6 +61,11 @@ class Soak:
         self.server.end()
         self.surroundings.remove()
 
+    def alive(self):
+        """Who is still there, for people."""
+        programs = {"jackd": self.server, "vexil3d": self.service, "players": self.players, "listeners": self.listeners}
+        return {name: program.process.poll() for name, program in programs.items()}
+
     # What is done to the service.
 
     def status(self):
@@ -298,7 +303,7 @@ def main():
     try:
         soak.run()
     except BaseException as error:
-        print(f"Failed: {error!r}\n{soak.service.log()[-2000:]}", flush=True)
+        print(f"Failed: {error!r}\n{soak.alive()}\n{soak.service.log()[-2000:]}", flush=True)
         raise
     finally:
         soak.close()
