@@ -18,6 +18,8 @@ import private_desktop  # noqa: E402
 import stored_configuration as stored  # noqa: E402
 
 SCALES = (1, 1.25, 1.5, 2)
+WINDOW = (580, 430)  # pixels at scale 1, without its frame
+PATIENCE = 20.0
 # A desktop's colours, in the form in which Qt reads those of a KDE desktop.
 DARK = """
 [Colors:Window]
@@ -65,6 +67,7 @@ class Wayland:
         self.desktop = desktop
         # A whole scale is the display's own; the toolkit makes the others.
         self.scale = int(scale) if scale == int(scale) else 1
+        self.whole_scale = scale
         config = desktop.folder / "weston.ini"
         config.write_text(WESTON)
         self.process = desktop.start(
@@ -75,6 +78,13 @@ class Wayland:
                             "QT_SCALE_FACTOR": str(scale / self.scale)}
 
     def picture(self, path):
+        """Assistive technology knows the window before the compositor has shown it: waits until the picture has all of it."""
+        def has_window():
+            self.take(path)
+            return is_whole(path, self.whole_scale)
+        private_desktop.wait_until(has_window, PATIENCE, "the window on the display")
+
+    def take(self, path):
         folder = self.desktop.folder / "wayland-picture"
         folder.mkdir()
         subprocess.run(["weston-screenshooter"], cwd=folder, check=True,
@@ -85,6 +95,12 @@ class Wayland:
 
     def close(self):
         private_desktop.end(self.process)
+
+
+def is_whole(picture, scale):
+    """Whether a picture is at least as large as the window."""
+    size = subprocess.run(["identify", "-format", "%w %h", picture], check=True, capture_output=True, text=True).stdout.split()
+    return all(int(pixels) >= int(length * scale) for pixels, length in zip(size, WINDOW))
 
 
 def start(desktop, program, environment, settings=""):
@@ -114,6 +130,8 @@ def take_on_x11(desktop, program, picture, scale, settings):
     new_home(desktop)
     panel = start(desktop, program, {"QT_SCALE_FACTOR": str(scale)}, settings)
     panel.picture(picture)
+    if not is_whole(picture, scale):
+        sys.exit(f"{picture} does not show the whole window.")
     private_desktop.end(panel.process)
     shrink(picture)
 
@@ -155,7 +173,7 @@ def configuration():
 
 
 def main(program, folder=HERE):
-    missing = [tool for tool in ("weston", "weston-screenshooter", "convert", "mogrify") if not shutil.which(tool)]
+    missing = [tool for tool in ("weston", "weston-screenshooter", "convert", "identify", "mogrify") if not shutil.which(tool)]
     obstacle = private_desktop.obstacle() or (f"missing: {', '.join(missing)}" if missing else "")
     if obstacle:
         sys.exit(f"No pictures can be taken: {obstacle}")
