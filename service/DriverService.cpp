@@ -89,6 +89,10 @@ int DriverService::Timeout() const {
 
 void DriverService::BeginStop() {
     stopBy = parts.now() + kLongestRelease;
+    // Nobody would release what programs still play.
+    RouteTable closed = engineControl.Routes();
+    closed.routes = {};
+    engineControl.SetRoutes(closed);
     engineControl.ReleaseAll();
 }
 
@@ -107,6 +111,9 @@ void DriverService::ServeBackend() {
 }
 
 void DriverService::ComputerChanged() {
+    if (stopBy) {
+        return;
+    }
     const std::vector<std::string> before = names;
     TakeUp();
     if (names != before) {

@@ -58,7 +58,7 @@ class DriverService : public ControlServer::Mediator {
     // Milliseconds until Settle is to be called all the same; -1: not before something happens.
     int Timeout() const;
 
-    // Begins to end: everything that sounds is released.
+    // Begins to end: everything that sounds is released, and nothing is heard any more.
     void BeginStop();
     // It has been, or kLongestRelease is over.
     bool MayStop() const;

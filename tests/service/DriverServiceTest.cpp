@@ -285,6 +285,22 @@ TEST_F(DriverServiceTest, EndsWhenWhatSoundsIsReleased) {
     EXPECT_EQ(1, backend.stops);
 }
 
+TEST_F(DriverServiceTest, WhatIsPlayedWhileItEndsIsHeardByNobody) {
+    Patch(0, 1);
+    Start();
+    const auto player = backend.NewProgram();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    service.BeginStop();
+    Turn();
+    ASSERT_TRUE(service.MayStop());
+    service.ComputerChanged();
+    player->Write(kNoteOn);
+    Turn();
+    EXPECT_THAT(listener->Read(), IsEmpty());
+}
+
 TEST_F(DriverServiceTest, EndsAfter200MillisecondsWhereTheMidiSystemHangs) {
     Start();
     service.BeginStop();
