@@ -23,8 +23,9 @@
 
 namespace {
 
-// How long a start waits for a panel that has hung, or a session bus that has.
-constexpr std::chrono::milliseconds kPatience{1000};
+// How long a start waits for a panel that has hung, or a session bus that has. A panel that is itself just
+// starting, from a slow disk or on a busy computer, has answered by then.
+constexpr std::chrono::milliseconds kPatience{3000};
 
 // Lets a panel that is started later bring this one to the front, from the event loop.
 class LaterStarts {
