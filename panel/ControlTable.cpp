@@ -11,12 +11,12 @@ constexpr int kLastPort = kPortCount - 1;
 // Said of a field and of the texts beside it.
 constexpr const char* kInputNameTip =
     "The name of this input in music programs; without one it goes by its port number.";
-constexpr const char* kSourcePortTip = "The port on the other computer from which this input receives.";
+constexpr const char* kSourcePortTip = "The port on the source computer from which this input receives.";
 constexpr const char* kOutputNameTip =
     "The name of this output in music programs; without one it goes by its port number.";
 constexpr const char* kTargetComputerTip =
     "The computer to send to; pick one that was found on the network or type its name.";
-constexpr const char* kTargetPortTip = "The port on the other computer that receives what this output sends.";
+constexpr const char* kTargetPortTip = "The port on the target computer that receives what this output sends.";
 constexpr const char* kChannelTip = "The MIDI channel on which the test button plays.";
 constexpr const char* kQuantizationTip =
     "Gathers what is sent into steps of this length; short ones are more exact, long ones spare the network.";
@@ -55,7 +55,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "The computer to receive from; pick one that was found on the network or type its name."},
     {kSourcePortBox, ControlKind::CheckBox, "Source Port:",
         {112, 135, 128, 260}, 0, 0, 1, kMidiIn, "MIDI IN Use source port",
-        "Lets in only what comes from this port of the other computer; unticked, any of its ports will do."},
+        "Lets in only what comes from a port of this number; unticked, any port will do."},
     {kSourcePortNumber, ControlKind::StaticText, "",
         {112, 266, 126, 286}, 0, 0, 0, kMidiIn, "MIDI IN Source port number",
         kSourcePortTip},
@@ -65,7 +65,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
 
     {kMidiOut, ControlKind::CheckGroupBox, "MIDI OUT",
         {138, 120, 276, 560}, 0, 0, 1, kNoContainer, "MIDI OUT",
-        "Makes this port an output, through which music programs send to a port on another computer."},
+        "Makes this port an output, through which music programs send to a port on this or another computer."},
     {kOutputNameLabel, ControlKind::StaticText, "Port display name:",
         {170, 155, 186, 275}, 0, 0, 0, kMidiOut, "MIDI OUT label: Port display name",
         kOutputNameTip},
@@ -108,7 +108,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "Options of the driver on this computer."},
     {kShowConnectorsBox, ControlKind::CheckBox, "Show Connectors",
         {312, 35, 332, 165}, 0, 0, 1, kSettingsGroup, "Show Connectors",
-        "Asks the driver to show the connectors of its ports."},
+        "Shows the ports in the port lists of music programs; unticked, they are kept out of them."},
     {kLaunchMonitorBox, ControlKind::CheckBox, "Launch Monitor",
         {332, 35, 352, 165}, 0, 0, 1, kSettingsGroup, "Launch Monitor",
         "Asks the driver to open its monitor when it starts."},
