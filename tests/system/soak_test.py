@@ -303,7 +303,7 @@ def main():
     try:
         soak.run()
     except BaseException as error:
-        print(f"Failed: {error!r}\n{soak.alive()}\n{soak.service.log()[-2000:]}", flush=True)
+        print(f"Failed: {error!r}\n{soak.alive()}\n{soak.service.log()[-8000:]}", flush=True)
         raise
     finally:
         soak.close()
