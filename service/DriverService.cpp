@@ -72,8 +72,7 @@ void DriverService::StartBackend() {
 void DriverService::Settle() {
     engineControl.Settle();
     if (publishBy && (engineControl.IsCaughtUp() || parts.now() >= *publishBy)) {
-        publishBy.reset();
-        parts.backend.Publish(endpoints);
+        PublishMore();
     }
 }
 
@@ -295,6 +294,36 @@ void DriverService::UpdateEndpoints() {
         endpoints = std::move(wanted);
         publishBy = parts.now() + kLongestRelease;
     }
+}
+
+// Each endpoint that comes costs the MIDI system a moment, and clients are not to wait for all of them.
+void DriverService::PublishMore() {
+    std::vector<Endpoint> next;
+    std::size_t room = kPublishedAtOnce;
+    bool isLeft = false;
+    for (const Endpoint& endpoint : endpoints) {
+        const auto before = std::find_if(published.begin(), published.end(), [&](const Endpoint& one) {
+            return one.port == endpoint.port && one.output == endpoint.output;
+        });
+        const bool isThere = before != published.end();
+        const bool comes = !endpoint.hidden && (!isThere || before->hidden);
+        if (!comes) {
+            next.push_back(endpoint);
+        } else if (room != 0) {
+            next.push_back(endpoint);
+            --room;
+        } else {
+            isLeft = true;
+            if (isThere) {
+                next.push_back(*before);
+            }
+        }
+    }
+    if (!isLeft) {
+        publishBy.reset();
+    }
+    published = std::move(next);
+    parts.backend.Publish(published);
 }
 
 void DriverService::RetargetTest(int port) {

@@ -41,6 +41,8 @@ class DriverService : public ControlServer::Mediator {
     };
 
     static constexpr std::chrono::milliseconds kLongestRelease{200};
+    // Endpoints that come into sight between two looks at what clients want.
+    static constexpr std::size_t kPublishedAtOnce = 8;
 
     explicit DriverService(Parts serviceParts);
 
@@ -94,6 +96,7 @@ class DriverService : public ControlServer::Mediator {
     void TakeUp();
     void UpdateTestRoutes();
     void UpdateEndpoints();
+    void PublishMore();
     void RetargetTest(int port);
 
     const Parts parts;
@@ -104,7 +107,8 @@ class DriverService : public ControlServer::Mediator {
     std::vector<std::string> names;             // of this computer
     LocalNames localNames{{}};
     std::vector<Endpoint> endpoints;             // as they are to be published
-    std::optional<Clock::time_point> publishBy;  // they are still to be published, then at the latest
+    std::vector<Endpoint> published;             // as they are
+    std::optional<Clock::time_point> publishBy;  // the two differ; taken up then at the latest
     std::optional<Clock::time_point> stopBy;
     bool attached = false;
     bool wireless = false;

@@ -107,6 +107,41 @@ TEST_F(DriverServiceTest, ReloadWithoutAChangePublishesNothing) {
     EXPECT_EQ(posted, engine.Posted());
 }
 
+TEST_F(DriverServiceTest, ManyEndpointsComeAFewAtATime) {
+    Start();
+    stored.OutputPorts = ~std::uint64_t{0};
+    stored.InputPorts = ~std::uint64_t{0};
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    std::size_t before = 0;
+    for (std::size_t count = 0; count < 2 * kMaxPorts; before = count) {
+        backend.Cycle();
+        service.Settle();
+        count = Addresses().size();
+        EXPECT_LE(count - before, DriverService::kPublishedAtOnce);
+        ASSERT_TRUE(count == 2 * kMaxPorts || service.Timeout() >= 0) << count;
+    }
+    EXPECT_EQ(-1, service.Timeout());
+}
+
+TEST_F(DriverServiceTest, ManyEndpointsAreHiddenAtOnce) {
+    stored.OutputPorts = ~std::uint64_t{0};
+    stored.InputPorts = ~std::uint64_t{0};
+    Start();
+    for (int turn = 0; turn < 10; ++turn) {
+        Turn();
+    }
+    ASSERT_EQ(2U * kMaxPorts, Addresses().size());
+    stored.MiscOptions &= ~kShowConnectors;
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    backend.Cycle();
+    service.Settle();
+    EXPECT_EQ(2U * kMaxPorts, backend.Published().size());
+    EXPECT_THAT(backend.NewProgram()->Listed(true), IsEmpty());
+    EXPECT_EQ(-1, service.Timeout());
+}
+
 TEST_F(DriverServiceTest, AnInputGoesOnlyAfterItsNotesAreReleased) {
     Patch(0, 1);
     Start();
