@@ -16,7 +16,7 @@ namespace vexil {
 class AlsaClient;
 class AlsaThread;
 
-class AlsaBackend : public MidiBackend {
+class AlsaBackend final : public MidiBackend {
   public:
     AlsaBackend();
     ~AlsaBackend() override;

@@ -15,7 +15,7 @@
 
 namespace vexil {
 
-class AlsaThread : private EngineSink, private EngineWaker, private AlsaReaders::RoomSource {
+class AlsaThread final : private EngineSink, private EngineWaker, private AlsaReaders::RoomSource {
   public:
     // Begins. Both must outlive this object; its owner is the engine's control thread. `lost` is a
     // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself.

@@ -22,7 +22,7 @@ using Maker = std::function<std::unique_ptr<MidiBackend>()>;
 
 // Those that this program was built with.
 const std::map<std::string, Maker>& Makers() {
-    static const std::map<std::string, Maker> makers = {
+    static const std::map<std::string, Maker> kMakers = {
 #ifdef VEXIL_ALSA
         {"alsa", [] { return std::make_unique<AlsaBackend>(); }},
 #endif
@@ -31,7 +31,7 @@ const std::map<std::string, Maker>& Makers() {
 #endif
         {"none", [] { return std::make_unique<NoneBackend>(); }},
     };
-    return makers;
+    return kMakers;
 }
 
 bool CanBeOpened(const std::string& device) {

@@ -18,7 +18,7 @@ namespace vexil {
 
 inline constexpr const char* kJackClientName = "vexil3";
 
-class JackBackend : public MidiBackend {
+class JackBackend final : public MidiBackend {
   public:
     explicit JackBackend(std::vector<JackServerWatch::Place> serverPlaces = JackServerWatch::UsualPlaces());
     ~JackBackend() override;
