@@ -16,7 +16,8 @@ constexpr const char* kOutputNameTip =
     "The name of this output in music programs; without one it goes by its port number.";
 constexpr const char* kTargetComputerTip =
     "The computer to send to; pick one that was found on the network or type its name.";
-constexpr const char* kTargetPortTip = "The port on the target computer that receives what this output sends.";
+constexpr const char* kTargetPortTip =
+    "The port on the target computer that receives what this output sends.";
 constexpr const char* kChannelTip = "The MIDI channel on which the test button plays.";
 constexpr const char* kQuantizationTip =
     "Gathers what is sent into steps of this length; short ones are more exact, long ones spare the network.";
