@@ -147,6 +147,7 @@ class Soak:
             self.panel.close()
             self.panel = None
             self.tests.clear()
+            self.wait(lambda: not self.status()["attached"], "the end of an attachment")
 
     def small_thing(self):
         thing = self.random.choice(("quantization", "hosts", "text"))
