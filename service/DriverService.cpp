@@ -38,6 +38,10 @@ std::vector<Endpoint> MakeEndpoints(const DriverConfiguration& configuration, co
     return endpoints;
 }
 
+bool IsShown(const Endpoint& endpoint) {
+    return !endpoint.hidden;
+}
+
 // The names by which other computers may call this one: as it calls itself, and without its domain.
 std::vector<std::string> NamesOf(const HostRecord& computer) {
     std::vector<std::string> names = {computer.name};
@@ -291,6 +295,11 @@ void DriverService::UpdateTestRoutes() {
 void DriverService::UpdateEndpoints() {
     std::vector<Endpoint> wanted = MakeEndpoints(configuration, engineControl.Routes());
     if (wanted != endpoints) {
+        // A reader that loses sight of an input hears the end of a test chord first; it would hear no other.
+        const bool wereShown = std::any_of(endpoints.begin(), endpoints.end(), IsShown);
+        if (wereShown && std::none_of(wanted.begin(), wanted.end(), IsShown)) {
+            EndTestNotes();
+        }
         endpoints = std::move(wanted);
         publishBy = parts.now() + kLongestRelease;
     }
@@ -324,6 +333,14 @@ void DriverService::PublishMore() {
     }
     published = std::move(next);
     parts.backend.Publish(published);
+}
+
+void DriverService::EndTestNotes() {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if (tests.Find(port) != nullptr) {
+            RetargetTest(port);
+        }
+    }
 }
 
 void DriverService::RetargetTest(int port) {

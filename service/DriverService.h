@@ -97,6 +97,8 @@ class DriverService : public ControlServer::Mediator {
     void UpdateTestRoutes();
     void UpdateEndpoints();
     void PublishMore();
+    void EndTestNotes();
+    // Tells the engine the route of a port's test output; what sounded on its way so far ends.
     void RetargetTest(int port);
 
     const Parts parts;

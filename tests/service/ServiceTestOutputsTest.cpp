@@ -77,6 +77,20 @@ TEST_F(ServiceTestOutputsTest, ReplacingATestOutputByItselfReleasesItsNotes) {
     EXPECT_EQ(kNoteOff, listener->Read());
 }
 
+TEST_F(ServiceTestOutputsTest, HidingTheConnectorsReleasesTestNotes) {
+    stored.InputPorts = Bit(1);
+    Start();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    OpenTest(0, "studio", 1);
+    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
+    Turn();
+    ASSERT_EQ(kNoteOn, listener->Read());
+    stored.MiscOptions &= ~kShowConnectors;
+    Apply();
+    EXPECT_EQ(kNoteOff, listener->Read());
+}
+
 TEST_F(ServiceTestOutputsTest, TheEndOfAnAttachmentClosesEveryTestOutput) {
     stored.InputPorts = Bit(1);
     Start();
