@@ -40,7 +40,9 @@ class DriverService : public ControlServer::Mediator {
         std::function<Clock::time_point()> now;
     };
 
-    static constexpr std::chrono::milliseconds kLongestRelease{200};
+    // A MIDI system that gets no processor for a while releases what sounds a while later; only one that
+    // hangs is given up.
+    static constexpr std::chrono::milliseconds kLongestRelease{2000};
     // Endpoints that come into sight between two looks at what clients want.
     static constexpr std::size_t kPublishedAtOnce = 8;
 

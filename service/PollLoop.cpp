@@ -5,6 +5,14 @@
 
 namespace vexil {
 
+void PollLoop::Forget(int descriptor) {
+    for (PollParticipant& participant : participants) {
+        if (participant.descriptor == descriptor) {
+            participant.descriptor = -1;
+        }
+    }
+}
+
 void PollLoop::Round() {
     using Clock = std::chrono::steady_clock;
     std::vector<pollfd> waiting;

@@ -19,6 +19,9 @@ struct PollParticipant {
 class PollLoop {
   public:
     void Add(PollParticipant participant) { participants.push_back(std::move(participant)); }
+    // Watches a descriptor no more, for it is about to be closed. May be called by a participant that is
+    // served.
+    void Forget(int descriptor);
     // Waits once and serves, in the order of Add, whoever's descriptor is ready or whose time is over.
     void Round();
 

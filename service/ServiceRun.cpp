@@ -91,6 +91,7 @@ class Run {
     void BeginEnd() {
         if (server) {
             notifier.Stopping();
+            loop.Forget(server->EventDescriptor());
             server.reset();
             service.BeginStop();
         }

@@ -67,5 +67,17 @@ TEST(PollLoop, WhoIsServedFirstMayChangeWhatIsLeftForTheNext) {
     EXPECT_TRUE(sawDone);
 }
 
+TEST(PollLoop, ADescriptorThatIsForgottenMayBeClosed) {
+    Descriptor closed = ReadyDescriptor(true);
+    int served = 0;
+    PollLoop loop;
+    loop.Add({closed.Number(), [&] { ++served; }});
+    loop.Add({-1, [] {}, [] { return 0; }});
+    loop.Forget(closed.Number());
+    closed = Descriptor();
+    loop.Round();
+    EXPECT_EQ(0, served);
+}
+
 }  // namespace
 }  // namespace vexil
