@@ -13,7 +13,21 @@ using ::testing::IsEmpty;
 const Bytes kNoteOn = {0x90, 60, 100};
 const Bytes kNoteOff = {0x80, 60, 64};
 
-class ServiceTestOutputsTest : public ServiceFixture {};
+class ServiceTestOutputsTest : public ServiceFixture {
+  protected:
+    // A program that hears, at the input of port 1, the note that the test output of port 0 holds.
+    auto HearHeldNote() {
+        stored.InputPorts |= Bit(1);
+        Start();
+        auto listener = backend.NewProgram();
+        EXPECT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+        OpenTest(0, "studio", 1);
+        EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
+        Turn();
+        EXPECT_EQ(kNoteOn, listener->Read());
+        return listener;
+    }
+};
 
 TEST_F(ServiceTestOutputsTest, TestNotesGoWhereTheRecordSaysAndNowhereElse) {
     Patch(0, 1);
@@ -31,14 +45,7 @@ TEST_F(ServiceTestOutputsTest, TestNotesGoWhereTheRecordSaysAndNowhereElse) {
 }
 
 TEST_F(ServiceTestOutputsTest, ClosingATestOutputReleasesItsNotes) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
+    const auto listener = HearHeldNote();
     EXPECT_EQ(0, Set(kOptionDeactivateTestOutput, PortNumber(0)));
     Turn();
     EXPECT_EQ(kNoteOff, listener->Read());
@@ -65,27 +72,13 @@ TEST_F(ServiceTestOutputsTest, ReplacingATestOutputReleasesItsNotes) {
 }
 
 TEST_F(ServiceTestOutputsTest, ReplacingATestOutputByItselfReleasesItsNotes) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
+    const auto listener = HearHeldNote();
     OpenTest(0, "studio", 1);
     EXPECT_EQ(kNoteOff, listener->Read());
 }
 
 TEST_F(ServiceTestOutputsTest, HidingTheConnectorsReleasesTestNotes) {
-    stored.InputPorts = Bit(1);
-    Start();
-    const auto listener = backend.NewProgram();
-    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
-    OpenTest(0, "studio", 1);
-    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
-    Turn();
-    ASSERT_EQ(kNoteOn, listener->Read());
+    const auto listener = HearHeldNote();
     stored.MiscOptions &= ~kShowConnectors;
     Apply();
     EXPECT_EQ(kNoteOff, listener->Read());
