@@ -29,7 +29,7 @@ class SettingsFileTest : public IniFixture {
 };
 
 std::string EmptyPort(int port) {
-    char section[16];
+    char section[24];
     std::snprintf(section, sizeof section, "[Port_%02d]\n", port);
     const std::string number = std::to_string(port);
     return section + std::string("Flags=192\nSrcPort=") + number + "\nDstPort=" + number + "\n";
