@@ -30,6 +30,10 @@ constexpr unsigned kCyclesUntilWritersEnd = 3;
 constexpr unsigned kCyclesUntilUnused = 1;
 constexpr milliseconds kLongestUse{50};
 
+// Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
+// ms were seen. The service has other things to do in between.
+constexpr std::size_t kUnregisteredAtOnce = 4;
+
 // Programs keep a full name in 256 bytes, with the end.
 constexpr std::size_t kLongestFullName = 255;
 
@@ -131,6 +135,7 @@ void JackBackend::CloseClient() {
     client = nullptr;
     process.reset();
     sides = {};
+    leaving.clear();
 }
 
 void JackBackend::TakeUpLoss() {
@@ -141,6 +146,9 @@ void JackBackend::TakeUpLoss() {
 }
 
 int JackBackend::ServiceTimeout() const {
+    if (!leaving.empty()) {
+        return 0;
+    }
     if (client != nullptr || engine == nullptr || !watch.NextTry()) {
         return -1;
     }
@@ -162,6 +170,7 @@ void JackBackend::Service() {
     if (client != nullptr && serverHasGone) {
         TakeUpLoss();
     }
+    UnregisterSome();
     if (client == nullptr && engine != nullptr && watch.NextTry() && *watch.NextTry() <= now) {
         TryToOpen();
     }
@@ -228,13 +237,14 @@ std::vector<JackBackend::Wanted> JackBackend::Visible() const {
 void JackBackend::TakeUpEndpoints() {
     const std::vector<Wanted> visible = Visible();
     Withdraw(visible);
+    FreeNames(visible);
     Rename(visible);
     Register(visible);
 }
 
 // Outputs go first: what is held on their ways is released while the inputs are still there to hear it.
 void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
-    std::vector<jack_port_t*> withdrawn;
+    const std::size_t before = leaving.size();
     const auto isGoing = [&](int port, bool output) {
         return SideOf(port, output).port != nullptr &&
                std::none_of(visible.begin(), visible.end(),
@@ -242,7 +252,7 @@ void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
     };
     const auto take = [&](int port, bool output) {
         if (isGoing(port, output)) {
-            withdrawn.push_back(SideOf(port, output).port);
+            leaving.push_back(SideOf(port, output).port);
             process->SetPort(port, output, nullptr);
             SideOf(port, output) = {};
         }
@@ -253,17 +263,14 @@ void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
         inputsGo = inputsGo || isGoing(port, false);
     }
     if (inputsGo) {
-        const unsigned release = withdrawn.empty() ? 0 : CyclesUntilReleased();
+        const unsigned release = leaving.size() == before ? 0 : CyclesUntilReleased();
         process->WaitForCycles(release + kCyclesUntilRead, kLongestDelivery);
         for (int port = 0; port < kMaxPorts; ++port) {
             take(port, false);
         }
     }
-    if (!withdrawn.empty()) {
+    if (leaving.size() != before) {
         process->WaitForCycles(kCyclesUntilUnused, kLongestUse);
-    }
-    for (jack_port_t* port : withdrawn) {
-        jack_port_unregister(client, port);
     }
 }
 
@@ -273,6 +280,23 @@ unsigned JackBackend::CyclesUntilReleased() const {
     const unsigned heldBack =
         jack_get_sample_rate(client) / kHeldBackPerSecond / std::max(jack_get_buffer_size(client), 1U) + 1;
     return kCyclesUntilWritersEnd + heldBack;
+}
+
+void JackBackend::UnregisterSome() {
+    const auto end =
+        leaving.begin() + static_cast<std::ptrdiff_t>(std::min(leaving.size(), kUnregisteredAtOnce));
+    std::for_each(leaving.begin(), end, [this](jack_port_t* port) { jack_port_unregister(client, port); });
+    leaving.erase(leaving.begin(), end);
+}
+
+// A port that is leaving has its name until it is unregistered.
+void JackBackend::FreeNames(const std::vector<Wanted>& visible) {
+    std::erase_if(leaving, [&](jack_port_t* port) {
+        const std::string name = jack_port_short_name(port);
+        const bool isWanted =
+            std::any_of(visible.begin(), visible.end(), [&](const Wanted& one) { return one.name == name; });
+        return isWanted && jack_port_unregister(client, port) == 0;
+    });
 }
 
 // A name that another port has at this moment is taken by way of one that nobody has.

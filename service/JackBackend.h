@@ -62,6 +62,8 @@ class JackBackend final : public MidiBackend {
     void TakeUpEndpoints();
     void Withdraw(const std::vector<Wanted>& visible);
     unsigned CyclesUntilReleased() const;
+    void UnregisterSome();
+    void FreeNames(const std::vector<Wanted>& visible);
     void Rename(const std::vector<Wanted>& visible);
     void Register(const std::vector<Wanted>& visible);
 
@@ -82,6 +84,7 @@ class JackBackend final : public MidiBackend {
     std::string problem = "It is not started.";
     std::vector<Endpoint> wanted;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
+    std::vector<jack_port_t*> leaving;  // withdrawn, and still to be unregistered
 };
 
 }  // namespace vexil

@@ -208,6 +208,32 @@ TEST_F(JackBackendTest, HiddenEndpointsSayWhyTheyAreNotThere) {
     EXPECT_EQ(Backend().Published()[0].problem, "Connectors are not shown, and JACK cannot hide a port.");
 }
 
+TEST_F(JackBackendTest, ManyEndpointsThatGoLeaveRoomForOtherWorkInBetween) {
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Port " + std::to_string(port), false});
+    }
+    Backend().Publish(endpoints);
+    MidiProgram& program = Program();
+    ASSERT_TRUE(Eventually([&] { return program.Listed(true).size() == endpoints.size(); }));
+    Backend().Publish({});
+    int rounds = 0;
+    for (; Backend().ServiceTimeout() == 0; ++rounds) {
+        Backend().Service();
+    }
+    EXPECT_GE(rounds, 8);
+    EXPECT_EQ(Backend().ServiceTimeout(), -1);
+    EXPECT_TRUE(Listed(program, true, {}));
+}
+
+TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
+    Backend().Publish({{0, true, "Piano", false}, {1, true, "Organ", false}, {2, true, "Harp", false}});
+    Backend().Publish({{1, true, "Piano", false}, {3, true, "Harp", false}});
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Piano");
+    EXPECT_EQ(AddressOf(3, true), "vexil3:Harp");
+    EXPECT_TRUE(!NewNamesAreListed() || Listed(Program(), true, {"vexil3:Piano", "vexil3:Harp"}));
+}
+
 TEST_F(JackBackendTest, TheRealtimeProblemIsNoneOrASentence) {
     const std::string problem = Backend().RealtimeProblem();
     EXPECT_TRUE(problem.empty() || problem.ends_with(".")) << problem;
