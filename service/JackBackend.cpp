@@ -22,14 +22,16 @@ using std::chrono::milliseconds;
 // What was delivered in one cycle is read in that or, where programs are connected in a ring, in the next;
 // one more for a reader that is late.
 constexpr unsigned kCyclesUntilRead = 3;
-constexpr milliseconds kLongestDelivery{150};
 // A port that was written to has no writers any more so many cycles after it was taken from the process
 // thread.
 constexpr unsigned kCyclesUntilWritersEnd = 3;
 // A port that is taken from the process thread may be in use in the cycle that is under way.
 constexpr unsigned kCyclesUntilUnused = 1;
-constexpr milliseconds kLongestUse{50};
-
+// A program that is late holds JACK's cycles up, and hears what it was sent only then; a server that hangs is
+// given up.
+constexpr milliseconds kLongestStandstill{10'000};
+constexpr milliseconds kLongestStop{2000};
+constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycles have ended
 // Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
 // ms were seen. The service has other things to do in between.
 constexpr std::size_t kUnregisteredAtOnce = 4;
@@ -87,7 +89,7 @@ void JackBackend::Stop() {
         return;
     }
     if (client != nullptr && !serverHasGone) {
-        process->WaitForCycles(kCyclesUntilRead, kLongestDelivery);
+        process->WaitForCycles(kCyclesUntilRead, kLongestStop);
     }
     CloseClient();
     watch.End();
@@ -136,6 +138,7 @@ void JackBackend::CloseClient() {
     process.reset();
     sides = {};
     leaving.clear();
+    outputsTakenAt = 0;
 }
 
 void JackBackend::TakeUpLoss() {
@@ -147,7 +150,9 @@ void JackBackend::TakeUpLoss() {
 
 int JackBackend::ServiceTimeout() const {
     if (!leaving.empty()) {
-        return 0;
+        const bool isDue = std::any_of(leaving.begin(), leaving.end(),
+                                       [this](const Leaving& side) { return MayGoOn(side); });
+        return isDue ? 0 : kCyclePoll;
     }
     if (client != nullptr || engine == nullptr || !watch.NextTry()) {
         return -1;
@@ -170,7 +175,7 @@ void JackBackend::Service() {
     if (client != nullptr && serverHasGone) {
         TakeUpLoss();
     }
-    UnregisterSome();
+    LetGo();
     if (client == nullptr && engine != nullptr && watch.NextTry() && *watch.NextTry() <= now) {
         TryToOpen();
     }
@@ -234,43 +239,53 @@ std::vector<JackBackend::Wanted> JackBackend::Visible() const {
     return visible;
 }
 
+bool JackBackend::IsAmong(const std::vector<Wanted>& visible, int port, bool output) {
+    return std::any_of(visible.begin(), visible.end(),
+                       [&](const Wanted& one) { return one.port == port && one.output == output; });
+}
+
 void JackBackend::TakeUpEndpoints() {
     const std::vector<Wanted> visible = Visible();
+    BringBack(visible);
     Withdraw(visible);
     FreeNames(visible);
     Rename(visible);
     Register(visible);
 }
 
+// What is wanted again before it has gone stays, with its connections.
+void JackBackend::BringBack(const std::vector<Wanted>& visible) {
+    std::erase_if(leaving, [&](const Leaving& side) {
+        const bool isWanted = IsAmong(visible, side.port, side.output);
+        if (isWanted) {
+            SideOf(side.port, side.output).port = side.jackPort;
+            process->SetPort(side.port, side.output, side.jackPort);
+        }
+        return isWanted;
+    });
+}
+
 // Outputs go first: what is held on their ways is released while the inputs are still there to hear it.
 void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
-    const std::size_t before = leaving.size();
-    const auto isGoing = [&](int port, bool output) {
-        return SideOf(port, output).port != nullptr &&
-               std::none_of(visible.begin(), visible.end(),
-                            [&](const Wanted& one) { return one.port == port && one.output == output; });
-    };
-    const auto take = [&](int port, bool output) {
-        if (isGoing(port, output)) {
-            leaving.push_back(SideOf(port, output).port);
-            process->SetPort(port, output, nullptr);
-            SideOf(port, output) = {};
-        }
-    };
-    bool inputsGo = false;
-    for (int port = 0; port < kMaxPorts; ++port) {
-        take(port, true);
-        inputsGo = inputsGo || isGoing(port, false);
-    }
-    if (inputsGo) {
-        const unsigned release = leaving.size() == before ? 0 : CyclesUntilReleased();
-        process->WaitForCycles(release + kCyclesUntilRead, kLongestDelivery);
+    const auto latest = std::chrono::steady_clock::now() + kLongestStandstill;
+    for (const bool output : {true, false}) {
         for (int port = 0; port < kMaxPorts; ++port) {
-            take(port, false);
+            Side& side = SideOf(port, output);
+            if (side.port == nullptr || IsAmong(visible, port, output)) {
+                continue;
+            }
+            if (output) {
+                process->SetPort(port, true, nullptr);
+                outputsTakenAt = process->Cycles();
+                leaving.push_back({port, true, side.port, true, outputsTakenAt, kCyclesUntilUnused, latest});
+            } else {
+                const unsigned now = process->Cycles();
+                const unsigned release = CyclesUntilReleased();
+                const unsigned left = release - std::min(release, now - outputsTakenAt);
+                leaving.push_back({port, false, side.port, false, now, left + kCyclesUntilRead, latest});
+            }
+            side = {};
         }
-    }
-    if (leaving.size() != before) {
-        process->WaitForCycles(kCyclesUntilUnused, kLongestUse);
     }
 }
 
@@ -282,21 +297,41 @@ unsigned JackBackend::CyclesUntilReleased() const {
     return kCyclesUntilWritersEnd + heldBack;
 }
 
-void JackBackend::UnregisterSome() {
-    const auto end =
-        leaving.begin() + static_cast<std::ptrdiff_t>(std::min(leaving.size(), kUnregisteredAtOnce));
-    std::for_each(leaving.begin(), end, [this](jack_port_t* port) { jack_port_unregister(client, port); });
-    leaving.erase(leaving.begin(), end);
+bool JackBackend::MayGoOn(const Leaving& side) const {
+    return process->Cycles() - side.since >= side.cycles || std::chrono::steady_clock::now() >= side.latest;
 }
 
-// A port that is leaving has its name until it is unregistered.
+void JackBackend::LetGo() {
+    std::size_t room = kUnregisteredAtOnce;
+    for (auto side = leaving.begin(); side != leaving.end() && room != 0;) {
+        if (!MayGoOn(*side)) {
+            ++side;
+        } else if (side->isTaken) {
+            jack_port_unregister(client, side->jackPort);
+            side = leaving.erase(side);
+            --room;
+        } else {
+            process->SetPort(side->port, side->output, nullptr);
+            side->isTaken = true;
+            side->since = process->Cycles();
+            side->cycles = kCyclesUntilUnused;
+            side->latest = std::chrono::steady_clock::now() + kLongestStandstill;
+            ++side;
+        }
+    }
+}
+
+// A port that is leaving has its name until it has gone.
 void JackBackend::FreeNames(const std::vector<Wanted>& visible) {
-    std::erase_if(leaving, [&](jack_port_t* port) {
-        const std::string name = jack_port_short_name(port);
-        const bool isWanted =
-            std::any_of(visible.begin(), visible.end(), [&](const Wanted& one) { return one.name == name; });
-        return isWanted && jack_port_unregister(client, port) == 0;
-    });
+    for (const Leaving& side : leaving) {
+        const std::string name = jack_port_short_name(side.jackPort);
+        if (std::any_of(visible.begin(), visible.end(),
+                        [&](const Wanted& one) { return one.name == name; })) {
+            const std::string last =
+                std::string(side.output ? "leaving output " : "leaving input ") + std::to_string(side.port);
+            jack_port_rename(client, side.jackPort, last.c_str());
+        }
+    }
 }
 
 // A name that another port has at this moment is taken by way of one that nobody has.

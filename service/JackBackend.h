@@ -6,6 +6,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,6 +44,16 @@ class JackBackend final : public MidiBackend {
         jack_port_t* port = nullptr;  // JACK's; null: there is none
         std::string problem;          // why not, although it is wanted and JACK is there
     };
+    // A side that is to go. It is JACK's, and with an input the process thread's too, until nobody needs it.
+    struct Leaving {
+        int port;
+        bool output;
+        jack_port_t* jackPort;
+        bool isTaken;     // from the process thread
+        unsigned since;   // JackProcess::Cycles() at which the next step was begun to be waited for
+        unsigned cycles;  // that have to end from then on
+        std::chrono::steady_clock::time_point latest;  // it is waited for no longer
+    };
     // What JACK is to have: a side and its name, which is legal and no other's.
     struct Wanted {
         int port;
@@ -59,10 +70,13 @@ class JackBackend final : public MidiBackend {
     void CloseClient();
     void TakeUpLoss();
     std::vector<Wanted> Visible() const;
+    static bool IsAmong(const std::vector<Wanted>& visible, int port, bool output);
     void TakeUpEndpoints();
+    void BringBack(const std::vector<Wanted>& visible);
     void Withdraw(const std::vector<Wanted>& visible);
     unsigned CyclesUntilReleased() const;
-    void UnregisterSome();
+    void LetGo();
+    bool MayGoOn(const Leaving& side) const;
     void FreeNames(const std::vector<Wanted>& visible);
     void Rename(const std::vector<Wanted>& visible);
     void Register(const std::vector<Wanted>& visible);
@@ -84,7 +98,8 @@ class JackBackend final : public MidiBackend {
     std::string problem = "It is not started.";
     std::vector<Endpoint> wanted;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
-    std::vector<jack_port_t*> leaving;  // withdrawn, and still to be unregistered
+    std::vector<Leaving> leaving;
+    unsigned outputsTakenAt = 0;  // JackProcess::Cycles() at which the last output was taken away
 };
 
 }  // namespace vexil

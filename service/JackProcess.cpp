@@ -52,9 +52,9 @@ void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
 }
 
 void JackProcess::WaitForCycles(unsigned count, std::chrono::milliseconds longest) const {
-    const unsigned start = cycles.load(std::memory_order_acquire);
+    const unsigned start = Cycles();
     const auto end = std::chrono::steady_clock::now() + longest;
-    while (cycles.load(std::memory_order_acquire) - start < count && std::chrono::steady_clock::now() < end) {
+    while (Cycles() - start < count && std::chrono::steady_clock::now() < end) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }

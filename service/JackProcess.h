@@ -28,6 +28,8 @@ class JackProcess : private EngineSink {
     // The port of an endpoint from the next cycle on; null: none. A port that is taken away is still used
     // until a cycle has passed. A port that was written to has no writers any more when it is taken away.
     void SetPort(int port, bool output, jack_port_t* jackPort);
+    // Cycles that have ended; begins anew after the highest number.
+    unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
     // Waits until as many cycles have ended from now on; gives up when JACK makes none. `longest` is for all.
     void WaitForCycles(unsigned count, std::chrono::milliseconds longest) const;
     // A connection of one of JACK's ports has ended. JACK mixes what several programs write to one port, so
@@ -58,7 +60,7 @@ class JackProcess : private EngineSink {
     Ports outputs{};
     Ports inputs{};
     std::atomic<std::uint64_t> gone{0};  // bit p: a writer of output p has gone
-    std::atomic<unsigned> cycles{0};     // that have ended
+    std::atomic<unsigned> cycles{0};     // as Cycles
     std::atomic<std::uint64_t> lost{0};
 
     // The process thread's.

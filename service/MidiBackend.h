@@ -46,7 +46,7 @@ class MidiBackend {
     // back end is then not running, Problem says why, and it takes the system up when it comes. Called once.
     virtual void Start(Engine& engine) = 0;
     // Withdraws every endpoint and ends. What the engine has delivered by now still reaches its readers;
-    // waits at most 200 ms for that. Twice is once.
+    // waits at most 2 s for that. Twice is once.
     virtual void Stop() = 0;
 
     virtual bool IsRunning() const = 0;
@@ -55,7 +55,7 @@ class MidiBackend {
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
     // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has
-    // reached its readers. Remembered while the MIDI system is away. The loss of an output's last writer, or
+    // reached its readers: Service goes on with that. Remembered while the MIDI system is away. The loss of an output's last writer, or
     // of a writer where the system tells them apart, reaches the engine as WriterGone.
     virtual void Publish(const std::vector<Endpoint>& endpoints) = 0;
     // One for each endpoint that was asked for, in the order of Publish. Asks the MIDI system.

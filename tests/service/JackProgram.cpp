@@ -88,6 +88,11 @@ MidiProgram::Bytes JackProgram::Read() {
     return std::exchange(heard, {});
 }
 
+void JackProgram::BeLateWhenHeard(std::chrono::milliseconds time) {
+    const std::lock_guard lock(mutex);
+    late = time;
+}
+
 int JackProgram::Process(jack_nframes_t frames, void* program) {
     auto* self = static_cast<JackProgram*>(program);
     // Held for moments only, and a late cycle of a test's program harms nobody.
@@ -118,6 +123,10 @@ void JackProgram::WriteCycle(jack_nframes_t frames) {
 
 void JackProgram::ReadCycle(jack_nframes_t frames) {
     void* buffer = jack_port_get_buffer(in, frames);
+    if (late.count() != 0 && jack_midi_get_event_count(buffer) != 0) {
+        std::this_thread::sleep_for(std::exchange(late, {}));
+        buffer = jack_port_get_buffer(in, frames);
+    }
     const std::uint32_t count = jack_midi_get_event_count(buffer);
     for (std::uint32_t i = 0; i < count; ++i) {
         jack_midi_event_t event{};

@@ -3,6 +3,7 @@
 
 #include <jack/jack.h>
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <mutex>
@@ -26,6 +27,8 @@ class JackProgram : public MidiProgram {
     void Disconnect() override;
     void Write(const Bytes& bytes) override;
     Bytes Read() override;
+    // The next cycle in which there is something to hear waits so long before it is read.
+    void BeLateWhenHeard(std::chrono::milliseconds time);
 
   private:
     bool Connect(const char* source, const char* destination);
@@ -39,6 +42,7 @@ class JackProgram : public MidiProgram {
     std::mutex mutex;  // of what follows
     std::deque<Bytes> toWrite;
     Bytes heard;
+    std::chrono::milliseconds late{0};
 };
 
 }  // namespace vexil
