@@ -61,7 +61,12 @@ TEST_F(HastyJackTest, AWriterThatIsKilledHoldsNoNote) {
     HoldingProcess writer(AddressOf(0, true));
     ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
     writer.Kill();
-    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+    MidiProgram::Bytes heard;
+    EXPECT_TRUE(Eventually([&] {
+        const MidiProgram::Bytes more = reader.Read();
+        heard.insert(heard.end(), more.begin(), more.end());
+        return heard.size() >= 3 && heard[heard.size() - 3] == 0x80 && heard[heard.size() - 2] == 60;
+    }));
 }
 
 TEST_F(JackBackendTest, AWriterThatGoesHoldsNoNoteWhileAnotherStays) {
