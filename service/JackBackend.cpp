@@ -25,8 +25,9 @@ constexpr unsigned kCyclesUntilRead = 3;
 // A port that was written to has no writers any more so many cycles after it was taken from the process
 // thread.
 constexpr unsigned kCyclesUntilWritersEnd = 3;
-// A port that is taken from the process thread may be in use in the cycle that is under way.
-constexpr unsigned kCyclesUntilUnused = 1;
+// A port that is taken from the process thread may be in use in the cycle that is under way, and is left
+// empty in the next.
+constexpr unsigned kCyclesUntilUnused = 2;
 // A program that is late holds JACK's cycles up, and hears what it was sent only then; a server that hangs is
 // given up.
 constexpr milliseconds kLongestStandstill{10'000};
@@ -138,7 +139,6 @@ void JackBackend::CloseClient() {
     process.reset();
     sides = {};
     leaving.clear();
-    outputsTakenAt = 0;
 }
 
 void JackBackend::TakeUpLoss() {
@@ -274,15 +274,11 @@ void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
             if (side.port == nullptr || IsAmong(visible, port, output)) {
                 continue;
             }
+            const unsigned now = process->Cycles();
+            const unsigned cycles = output ? kCyclesUntilUnused : CyclesUntilReleased() + kCyclesUntilRead;
+            leaving.push_back({port, output, side.port, output, now, cycles, latest});
             if (output) {
                 process->SetPort(port, true, nullptr);
-                outputsTakenAt = process->Cycles();
-                leaving.push_back({port, true, side.port, true, outputsTakenAt, kCyclesUntilUnused, latest});
-            } else {
-                const unsigned now = process->Cycles();
-                const unsigned release = CyclesUntilReleased();
-                const unsigned left = release - std::min(release, now - outputsTakenAt);
-                leaving.push_back({port, false, side.port, false, now, left + kCyclesUntilRead, latest});
             }
             side = {};
         }

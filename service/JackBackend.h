@@ -99,7 +99,6 @@ class JackBackend final : public MidiBackend {
     std::vector<Endpoint> wanted;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
     std::vector<Leaving> leaving;
-    unsigned outputsTakenAt = 0;  // JackProcess::Cycles() at which the last output was taken away
 };
 
 }  // namespace vexil

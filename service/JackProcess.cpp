@@ -8,6 +8,7 @@
 #include <limits>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace vexil {
 
@@ -29,6 +30,12 @@ bool RunsOnPipeWire() {
 constexpr std::size_t kPackedRoom = 32768 - 16 - 8;
 constexpr std::size_t kPacket = 6;
 constexpr std::size_t kPackedPacket = 24;
+
+void Clear(void* buffer) {
+    if (buffer != nullptr) {
+        jack_midi_clear_buffer(buffer);
+    }
+}
 
 std::size_t PackedSize(std::size_t size) {
     return (size + kPacket - 1) / kPacket * kPackedPacket;
@@ -81,10 +88,12 @@ int JackProcess::Cycle(jack_nframes_t frames) {
 void JackProcess::PrepareInputs(jack_nframes_t frames) {
     for (std::size_t port = 0; port < inputs.size(); ++port) {
         jack_port_t* jackPort = inputs[port].load(std::memory_order_acquire);
-        buffers[port] = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
-        if (buffers[port] != nullptr) {
-            jack_midi_clear_buffer(buffers[port]);
+        jack_port_t* before = std::exchange(filled[port], jackPort);
+        if (before != nullptr && before != jackPort) {
+            Clear(jack_port_get_buffer(before, frames));
         }
+        buffers[port] = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
+        Clear(buffers[port]);
         lastFrame[port] = 0;
         packed[port] = 0;
     }

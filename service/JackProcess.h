@@ -1,7 +1,7 @@
 // What happens in each cycle of JACK: events of the ports that programs write to go into the engine, and what
 // it delivers goes into the ports that programs read from, at its frame.
 //
-// Threads. Cycle is for JACK's process thread, PortsDisconnected for any; the rest is for the control thread.
+// Threads. Cycle is for JACK's process thread, Disconnected for any; the rest is for the control thread.
 // Nothing here allocates, waits or makes a system call on the process thread, but for one write to a
 // descriptor when messages were lost.
 #pragma once
@@ -26,7 +26,8 @@ class JackProcess : private EngineSink {
     JackProcess& operator=(const JackProcess&) = delete;
 
     // The port of an endpoint from the next cycle on; null: none. A port that is taken away is still used
-    // until a cycle has passed. A port that was written to has no writers any more when it is taken away.
+    // until a cycle has passed, and one that is read from is left empty in it: JACK gives its readers what
+    // was in it last over and over. A port that was written to has no writers any more when it is taken away.
     void SetPort(int port, bool output, jack_port_t* jackPort);
     // Cycles that have ended; begins anew after the highest number.
     unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
@@ -67,6 +68,7 @@ class JackProcess : private EngineSink {
     FrameClock clock;
     std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
     std::array<void*, kMaxPorts> buffers{};
+    std::array<jack_port_t*, kMaxPorts> filled{};  // the inputs of the cycle before
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};
     std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds
 };

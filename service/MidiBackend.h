@@ -55,8 +55,9 @@ class MidiBackend {
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
     // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has
-    // reached its readers: Service goes on with that. Remembered while the MIDI system is away. The loss of an output's last writer, or
-    // of a writer where the system tells them apart, reaches the engine as WriterGone.
+    // reached its readers; Service may go on with that. Remembered while the MIDI system is away. The loss of
+    // an output's last writer, or of a writer where the system tells them apart, reaches the engine as
+    // WriterGone.
     virtual void Publish(const std::vector<Endpoint>& endpoints) = 0;
     // One for each endpoint that was asked for, in the order of Publish. Asks the MIDI system.
     virtual std::vector<PublishedEndpoint> Published() const = 0;
@@ -67,7 +68,8 @@ class MidiBackend {
     // When to call Service at the latest, in milliseconds from now; -1: only on the descriptor. Other than -1
     // only for a bounded time after an event.
     virtual int ServiceTimeout() const = 0;
-    // Takes up what has happened: the loss of the MIDI system, its return. Never waits long (100 ms).
+    // Takes up what has happened: the loss of the MIDI system, its return, the end of what Publish began.
+    // Never waits long (100 ms).
     virtual void Service() = 0;
 
     // Why the engine's thread has no realtime priority; empty when it has or when there is none.
