@@ -75,7 +75,7 @@ void DriverService::StartBackend() {
 
 void DriverService::Settle() {
     engineControl.Settle();
-    if (publishBy && (engineControl.IsCaughtUp() || parts.now() >= *publishBy)) {
+    if (publishBy && !stopBy && (engineControl.IsCaughtUp() || parts.now() >= *publishBy)) {
         PublishMore();
     }
 }
@@ -120,12 +120,11 @@ void DriverService::ComputerChanged() {
     const std::vector<std::string> before = names;
     TakeUp();
     if (names != before) {
-        report.Configuration(configuration, engineControl.Routes());
+        report.Configuration(configuration, routes);
     }
 }
 
 std::string DriverService::Summary() const {
-    const RouteTable& routes = engineControl.Routes();
     const int used = std::popcount(routes.outputEndpoints | routes.inputEndpoints);
     const std::string problem = parts.backend.Problem();
     std::string summary = std::to_string(used) + (used == 1 ? " port" : " ports");
@@ -202,8 +201,8 @@ int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& da
 
 std::string DriverService::Status() {
     const std::vector<HostRecord> hosts = {parts.thisComputer()};
-    return MakeStatus({hosts, names, configuration, engineControl.Routes(), tests, localNames, parts.engine,
-                       parts.backend, attached, wireless, sendGranularity, memory, controlPath});
+    return MakeStatus({hosts, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
+                       attached, wireless, sendGranularity, memory, controlPath});
 }
 
 int DriverService::Reload() {
@@ -211,7 +210,7 @@ int DriverService::Reload() {
     report.SetEnabled((configuration.MiscOptions & kEnableLogging) != 0);
     SetQuantization(configuration.SendGranularity);
     TakeUp();
-    report.Configuration(configuration, engineControl.Routes());
+    report.Configuration(configuration, routes);
     return 0;
 }
 
@@ -277,10 +276,25 @@ void DriverService::SetWireless(bool on) {
 void DriverService::TakeUp() {
     names = NamesOf(parts.thisComputer());
     localNames = LocalNames(names);
-    engineControl.SetRoutes(MakeRouteTable(configuration, localNames));
+    routes = MakeRouteTable(configuration, localNames);
+    OpenWays();
     UpdateTestRoutes();
     UpdateEndpoints();
     Settle();
+}
+
+void DriverService::OpenWays() {
+    std::uint64_t inputs = 0;
+    for (const Endpoint& endpoint : published) {
+        inputs |= endpoint.output ? 0 : std::uint64_t{1} << endpoint.port;
+    }
+    RouteTable open = routes;
+    for (Route& route : open.routes) {
+        if (GetsThrough(route) && (inputs >> route.inputPort & 1) == 0) {
+            route = {};
+        }
+    }
+    engineControl.SetRoutes(open);
 }
 
 void DriverService::UpdateTestRoutes() {
@@ -293,7 +307,7 @@ void DriverService::UpdateTestRoutes() {
 }
 
 void DriverService::UpdateEndpoints() {
-    std::vector<Endpoint> wanted = MakeEndpoints(configuration, engineControl.Routes());
+    std::vector<Endpoint> wanted = MakeEndpoints(configuration, routes);
     if (wanted != endpoints) {
         // A reader that loses sight of an input hears the end of a test chord first; it would hear no other.
         const bool wereShown = std::any_of(endpoints.begin(), endpoints.end(), IsShown);
@@ -306,24 +320,34 @@ void DriverService::UpdateEndpoints() {
 }
 
 // Each endpoint that comes costs the MIDI system a moment, and clients are not to wait for all of them.
+// Inputs come first: what is played into an output that comes is to be heard.
 void DriverService::PublishMore() {
-    std::vector<Endpoint> next;
-    std::size_t room = kPublishedAtOnce;
-    bool isLeft = false;
-    for (const Endpoint& endpoint : endpoints) {
-        const auto before = std::find_if(published.begin(), published.end(), [&](const Endpoint& one) {
+    const auto find = [this](const Endpoint& endpoint) {
+        return std::find_if(published.begin(), published.end(), [&](const Endpoint& one) {
             return one.port == endpoint.port && one.output == endpoint.output;
         });
-        const bool isThere = before != published.end();
-        const bool comes = !endpoint.hidden && (!isThere || before->hidden);
-        if (!comes) {
+    };
+    const auto comes = [&](const Endpoint& endpoint) {
+        const auto before = find(endpoint);
+        return !endpoint.hidden && (before == published.end() || before->hidden);
+    };
+    const auto comingInputs = static_cast<std::size_t>(
+        std::count_if(endpoints.begin(), endpoints.end(),
+                      [&](const Endpoint& endpoint) { return !endpoint.output && comes(endpoint); }));
+    std::size_t inputRoom = kPublishedAtOnce;
+    std::size_t outputRoom = kPublishedAtOnce - std::min(comingInputs, kPublishedAtOnce);
+    std::vector<Endpoint> next;
+    bool isLeft = false;
+    for (const Endpoint& endpoint : endpoints) {
+        std::size_t& room = endpoint.output ? outputRoom : inputRoom;
+        if (!comes(endpoint)) {
             next.push_back(endpoint);
         } else if (room != 0) {
             next.push_back(endpoint);
             --room;
         } else {
             isLeft = true;
-            if (isThere) {
+            if (const auto before = find(endpoint); before != published.end()) {
                 next.push_back(*before);
             }
         }
@@ -333,6 +357,7 @@ void DriverService::PublishMore() {
     }
     published = std::move(next);
     parts.backend.Publish(published);
+    OpenWays();
 }
 
 void DriverService::EndTestNotes() {

@@ -2,7 +2,8 @@
 // test outputs in step with it, and answers the options. Never writes the configuration.
 //
 // A change of the configuration goes in this order: the engine gets the new routes and releases what sounds
-// on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. What did not
+// on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. A way that
+// comes begins when its input is there: one that is still on its way out would take notes along. What did not
 // change is not touched.
 //
 // One thread, the control thread. Nothing here waits.
@@ -96,6 +97,8 @@ class DriverService : public ControlServer::Mediator {
     void SetWireless(bool on);
 
     void TakeUp();
+    // Tells the engine the ways that lead to inputs which are published.
+    void OpenWays();
     void UpdateTestRoutes();
     void UpdateEndpoints();
     void PublishMore();
@@ -106,6 +109,7 @@ class DriverService : public ControlServer::Mediator {
     const Parts parts;
     EngineControl engineControl;
     DriverConfiguration configuration;
+    RouteTable routes{};  // as the configuration has them
     TestOutputs tests;
     std::array<Route, kMaxPorts> testRoutes{};  // as the engine has them
     std::vector<std::string> names;             // of this computer

@@ -1,6 +1,7 @@
 // What the options do with the configuration: endpoints, and the order in which a change is taken up.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "tests/service/ServiceFixture.h"
@@ -122,6 +123,48 @@ TEST_F(DriverServiceTest, ManyEndpointsComeAFewAtATime) {
         ASSERT_TRUE(count == 2 * kMaxPorts || service.Timeout() >= 0) << count;
     }
     EXPECT_EQ(-1, service.Timeout());
+}
+
+TEST_F(DriverServiceTest, InputsComeBeforeOutputs) {
+    Start();
+    stored.OutputPorts = ~std::uint64_t{0};
+    stored.InputPorts = ~std::uint64_t{0};
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    long inputs = 0;
+    while (Addresses().size() < 2 * kMaxPorts) {
+        const std::vector<std::string> addresses = Addresses();
+        inputs = std::count_if(addresses.begin(), addresses.end(),
+                               [](const std::string& address) { return address.starts_with("<"); });
+        ASSERT_TRUE(inputs == kMaxPorts || static_cast<std::size_t>(inputs) == addresses.size());
+        ASSERT_GE(service.Timeout(), 0);
+        backend.Cycle();
+        service.Settle();
+    }
+    EXPECT_EQ(kMaxPorts, inputs);
+}
+
+// An input of JACK stays a little longer than it is wanted, and what is played to it then could not be
+// released.
+TEST_F(DriverServiceTest, AWayBeginsWhenItsInputIsThere) {
+    Patch(0, 1);
+    Start();
+    const auto player = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    stored.InputPorts = 0;
+    Apply();
+    stored.InputPorts = Bit(1);
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    player->Write(kNoteOn);
+    backend.Cycle();
+    EXPECT_EQ(0U, engine.CountersOfInput(1).messages);
+    Turn();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    player->Write(kNoteOn);
+    Turn();
+    EXPECT_EQ(kNoteOn, listener->Read());
 }
 
 TEST_F(DriverServiceTest, ManyEndpointsAreHiddenAtOnce) {
