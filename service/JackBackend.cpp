@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstring>
+#include <thread>
 
 #include "service/EndpointNames.h"
 #include "shared/System/svLog.h"
@@ -31,7 +32,7 @@ constexpr unsigned kCyclesUntilUnused = 2;
 // A program that is late holds JACK's cycles up, and hears what it was sent only then; a server that hangs is
 // given up.
 constexpr milliseconds kLongestStandstill{10'000};
-constexpr milliseconds kLongestStop{2000};
+constexpr milliseconds kLongestStop{1000};
 constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycles have ended
 // Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
 // ms were seen. The service has other things to do in between.
@@ -89,13 +90,22 @@ void JackBackend::Stop() {
     if (engine == nullptr) {
         return;
     }
-    if (client != nullptr && !serverHasGone) {
-        process->WaitForCycles(kCyclesUntilRead, kLongestStop);
+    if (client != nullptr) {
+        WaitUntilRead();
     }
     CloseClient();
     watch.End();
     engine = nullptr;
     problem = "It is stopped.";
+}
+
+void JackBackend::WaitUntilRead() const {
+    const unsigned start = process->Cycles();
+    const auto latest = std::chrono::steady_clock::now() + kLongestStop;
+    while (!serverHasGone && process->Cycles() - start < kCyclesUntilRead &&
+           std::chrono::steady_clock::now() < latest) {
+        std::this_thread::sleep_for(milliseconds(1));
+    }
 }
 
 std::string JackBackend::Problem() const {

@@ -68,6 +68,7 @@ class JackBackend final : public MidiBackend {
 
     void TryToOpen();
     void CloseClient();
+    void WaitUntilRead() const;
     void TakeUpLoss();
     std::vector<Wanted> Visible() const;
     static bool IsAmong(const std::vector<Wanted>& visible, int port, bool output);

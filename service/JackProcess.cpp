@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <chrono>
 #include <limits>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 namespace vexil {
@@ -55,14 +55,6 @@ void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
     (output ? outputs : inputs)[index].store(jackPort, std::memory_order_release);
     if (output && jackPort == nullptr) {
         gone.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
-    }
-}
-
-void JackProcess::WaitForCycles(unsigned count, std::chrono::milliseconds longest) const {
-    const unsigned start = Cycles();
-    const auto end = std::chrono::steady_clock::now() + longest;
-    while (Cycles() - start < count && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
 

@@ -10,7 +10,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 
 #include "service/Engine.h"
@@ -31,8 +30,6 @@ class JackProcess : private EngineSink {
     void SetPort(int port, bool output, jack_port_t* jackPort);
     // Cycles that have ended; begins anew after the highest number.
     unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
-    // Waits until as many cycles have ended from now on; gives up when JACK makes none. `longest` is for all.
-    void WaitForCycles(unsigned count, std::chrono::milliseconds longest) const;
     // A connection of one of JACK's ports has ended. JACK mixes what several programs write to one port, so
     // what each of them holds cannot be told apart: with one that goes, all of the port's notes end.
     void Disconnected(const jack_port_t* jackPort);

@@ -46,7 +46,7 @@ class MidiBackend {
     // back end is then not running, Problem says why, and it takes the system up when it comes. Called once.
     virtual void Start(Engine& engine) = 0;
     // Withdraws every endpoint and ends. What the engine has delivered by now still reaches its readers;
-    // waits at most 2 s for that. Twice is once.
+    // waits at most 1 s for that. Twice is once.
     virtual void Stop() = 0;
 
     virtual bool IsRunning() const = 0;

@@ -95,7 +95,7 @@ void JackProgram::BeLateWhenHeard(std::chrono::milliseconds time) {
 
 int JackProgram::Process(jack_nframes_t frames, void* program) {
     auto* self = static_cast<JackProgram*>(program);
-    // Held for moments only, and a late cycle of a test's program harms nobody.
+    // A late cycle of a test's program harms nobody.
     const std::lock_guard lock(self->mutex);
     self->WriteCycle(frames);
     self->ReadCycle(frames);
