@@ -12,6 +12,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <optional>
 
@@ -88,7 +89,7 @@ void TakeHardwareAddress(const ifaddrs* first, const char* name, HostRecord& hos
 template <class Value>
 void Put(std::vector<std::uint8_t>& bytes, char tag, const Value& value) {
     bytes.push_back(static_cast<std::uint8_t>(tag));
-    bytes.insert(bytes.end(), value.begin(), value.end());
+    std::copy(value.begin(), value.end(), std::back_inserter(bytes));
 }
 
 }  // namespace
