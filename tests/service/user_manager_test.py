@@ -29,6 +29,8 @@ def obstacle():
         return "needs root, to make name spaces"
     if not os.path.exists(MANAGER) or not shutil.which("unshare"):
         return "missing: systemd or unshare"
+    if not any(CGROUPS.glob("*")):
+        return "no control groups are mounted, without which no manager starts"
     if os.path.exists("/run/systemd/system"):
         return "this computer has a service manager of its own, whose groups of processes are not to be touched"
     if subprocess.run(["unshare", "--mount", "--pid", "--fork", "mount", "-t", "tmpfs", "none", "/run"], check=False,
