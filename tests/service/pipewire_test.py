@@ -17,8 +17,10 @@ import sys
 import tempfile
 
 SKIPPED = 77
-# These need a synchronous server, which PipeWire is not.
+# These need a server that loses no cycle or waits, which PipeWire does not promise. The long message takes dozens of cycles, and is
+# lost with any of them.
 LEFT_OUT = ("JackBackendTest.SixtyFourPortsWithTwentyEventsAPeriodLoseNothing",
+            "*.ALongSystemExclusiveArrivesWhole",
             "JackBackendTest.AnEndpointThatGoesWaitsForAReaderThatIsLate")
 TRIES = 3
 
