@@ -184,7 +184,11 @@ class Panel:
     def quit(self):
         """Closes the window and returns the exit status."""
         self.close()
-        return self.process.wait(PATIENCE)
+        try:
+            return self.process.wait(PATIENCE / 3)
+        except subprocess.TimeoutExpired:
+            self.close()  # the window manager has moved the focus just then, and the key went to nobody
+            return self.process.wait(PATIENCE)
 
     def picture(self, path):
         window = self.xdotool("search", "--name", f"^{TITLE}$").split()[-1]
