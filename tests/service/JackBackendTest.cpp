@@ -156,6 +156,9 @@ TEST_F(JackBackendTest, SixtyFourPortsWithTwentyEventsAPeriodLoseNothing) {
     }
     constexpr int kPeriods = 300;
     constexpr int kEvents = 20;
+    // Where the computer is late, more would come together, and be lost where JACK mixes 64 ports for one
+    // reader.
+    dynamic_cast<JackProgram&>(writer).WriteAtMostInACycle(kEvents);
     const auto total = static_cast<std::uint64_t>(kPeriods * kEvents);
     for (int period = 0; period < kPeriods; ++period) {
         for (int event = 0; event < kEvents; ++event) {

@@ -88,6 +88,11 @@ MidiProgram::Bytes JackProgram::Read() {
     return std::exchange(heard, {});
 }
 
+void JackProgram::WriteAtMostInACycle(std::size_t messages) {
+    const std::lock_guard lock(mutex);
+    mostInACycle = messages;
+}
+
 void JackProgram::BeLateWhenHeard(std::chrono::milliseconds time) {
     const std::lock_guard lock(mutex);
     late = time;
@@ -113,10 +118,15 @@ void JackProgram::WriteCycle(jack_nframes_t frames) {
         left -= takes ? packed : 0;
         return takes;
     };
+    const auto takesNextNow = [&] {
+        const Bytes& next = toWrite.front();
+        return takesNext() && next.size() <= jack_midi_max_event_size(buffer) &&
+               jack_midi_event_write(buffer, 0, next.data(), next.size()) == 0;
+    };
     // What nobody is connected to hear waits until somebody is.
-    while (!toWrite.empty() && jack_port_connected(out) != 0 && takesNext() &&
-           toWrite.front().size() <= jack_midi_max_event_size(buffer) &&
-           jack_midi_event_write(buffer, 0, toWrite.front().data(), toWrite.front().size()) == 0) {
+    for (std::size_t written = 0;
+         written < mostInACycle && !toWrite.empty() && jack_port_connected(out) != 0 && takesNextNow();
+         ++written) {
         toWrite.pop_front();
     }
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@ class JackProgram : public MidiProgram {
     void Disconnect() override;
     void Write(const Bytes& bytes) override;
     Bytes Read() override;
+    // Writes no more messages in one cycle; the others wait for the next ones.
+    void WriteAtMostInACycle(std::size_t messages);
     // The next cycle in which there is something to hear waits so long before it is read.
     void BeLateWhenHeard(std::chrono::milliseconds time);
 
@@ -41,6 +44,7 @@ class JackProgram : public MidiProgram {
     jack_port_t* in = nullptr;
     std::mutex mutex;  // of what follows
     std::deque<Bytes> toWrite;
+    std::size_t mostInACycle = std::numeric_limits<std::size_t>::max();
     Bytes heard;
     std::chrono::milliseconds late{0};
 };
