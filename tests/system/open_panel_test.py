@@ -74,8 +74,19 @@ class OpenPanel(panel_test.PanelTest):
         calls = self.desktop.home / "calls"
         self.tool("systemctl", f'echo "$@" >> {calls}')
         panel = self.open()
-        self.assertIn("that is installed is used", self.close(panel))
+        log = self.close(panel)
+        self.assertIn("that is installed is used", log)
         self.assertEqual(calls.read_text(), "--user cat vexil3d.socket\n--user start vexil3d.socket\n")
+        # Nothing has been started by these calls, as where there is a driver for all users that this one may not use.
+        self.assertRegex(log, "cannot be used; the panel works without it. .*service")
+
+    def test_installed_driver_that_answers_is_used_without_another_word(self):
+        self.tool("systemctl", f"[ $2 = start ] || exit 0\n{self.vexil3d} &\necho $! >{self.desktop.home}/driver\n"
+                               f"until {vexil3ctl} status >/dev/null 2>&1; do sleep 0.05; done")
+        panel = self.open()
+        self.addCleanup(os.kill, int((self.desktop.home / "driver").read_text()), signal.SIGTERM)
+        wait_until(lambda: "Control panel  attached" in self.status().stdout, what="the attachment")
+        self.assertNotIn("cannot be used", self.close(panel))
 
     def test_without_a_driver_the_panel_opens_all_the_same(self):
         self.vexil3d = self.tool("vexil3d", "exit 1")
