@@ -241,16 +241,23 @@ DomainFile::Content DomainFile::Load(const struct stat& status, std::string& pro
 // Access of a lock file, or of a domain file in whose place `keepExisting` says there is one.
 FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
     FileAccess access;
-    struct stat status {};
-    access.mode = place.systemWide ? kSystemWideMode : kUserMode;
-    if (keepExisting && fstatat(folder.Number(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        access.mode = status.st_mode & 0777U;
-        access.group = status.st_gid;
+    struct stat existing {};
+    struct stat parent {};
+    const bool hasParent = fstat(folder.Number(), &parent) == 0;
+    if (keepExisting && fstatat(folder.Number(), place.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+        access.mode = existing.st_mode & 0777U;
+        access.group = existing.st_gid;
         // Only root can give a file away; it does, so that a user's preferences stay the user's.
-        access.owner = geteuid() == 0 ? status.st_uid : static_cast<uid_t>(-1);
-    } else if (fstat(folder.Number(), &status) == 0) {
-        access.group = place.systemWide ? status.st_gid : static_cast<gid_t>(-1);
-        access.owner = geteuid() == 0 && !place.systemWide ? status.st_uid : static_cast<uid_t>(-1);
+        access.owner = geteuid() == 0 ? existing.st_uid : static_cast<uid_t>(-1);
+    } else {
+        access.mode = kUserMode;
+        access.owner =
+            geteuid() == 0 && hasParent && !place.systemWide ? parent.st_uid : static_cast<uid_t>(-1);
+    }
+    if (place.systemWide) {
+        // Also of a file that somebody has moved here, with a group of its own.
+        access.mode |= kSystemWideMode;
+        access.group = hasParent ? parent.st_gid : access.group;
     }
     return access;
 }

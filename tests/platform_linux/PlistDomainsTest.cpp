@@ -114,6 +114,25 @@ TEST_F(PlistDomainsTest, SystemWideFilesAreForTheFoldersGroup) {
     }
 }
 
+TEST_F(PlistDomainsTest, ASystemWideFileFromElsewhereBecomesTheGroupsWhenItIsWritten) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "giving a file to another group takes root";
+    }
+    folder.paths.anyUserPreferences = folder.root + "/system";
+    folder.paths.anyUserIsSystemWide = true;
+    fs::create_directory(folder.paths.anyUserPreferences);
+    ASSERT_EQ(chown(folder.paths.anyUserPreferences.c_str(), 0, 4321), 0);
+    folder.PutList("");
+    ASSERT_EQ(chmod(folder.File().c_str(), 0604), 0);
+    ASSERT_EQ(chown(folder.File().c_str(), 1234, 1234), 0);
+    TestDomain systemWide(folder);
+    EXPECT_TRUE(systemWide.Store("A", MakePropertyNumber(1)));
+    struct stat status {};
+    ASSERT_EQ(stat(folder.File().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0664U);
+    EXPECT_EQ(status.st_gid, 4321U);
+}
+
 TEST_F(PlistDomainsTest, ASystemWideFolderIsNeverMade) {
     folder.paths.anyUserIsSystemWide = true;
     TestDomain systemWide(folder);
