@@ -38,7 +38,8 @@ Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.
 
 This is the control panel, in which the ports are named, enabled and
-connected to ports on this and other computers.")
+connected to ports on this and other computers. The driver of this version
+carries MIDI within one computer.")
 
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_NAME vexil3d)
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SECTION sound)
@@ -53,7 +54,8 @@ Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.
 
 This is the driver as a service, with a command line for computers without
-a screen. The package vexil3 has the control panel.")
+a screen. This version carries MIDI within one computer. The package vexil3
+has the control panel.")
 foreach(script postinst prerm postrm)
   configure_file(debian/vexil3d.${script} control/${script} COPYONLY
     FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
