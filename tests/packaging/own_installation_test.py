@@ -43,6 +43,11 @@ class OwnInstallation(unittest.TestCase):
         completion = _prefix / "share/bash-completion/completions/vexil3ctl"
         self.assertEqual(subprocess.run(["bash", "-n", completion], check=False).returncode, 0)
 
+    def test_settings_files_have_a_type_and_its_icon_once_the_database_is_brought_up_to_date(self):
+        subprocess.run(["update-mime-database", _prefix / "share/mime"], check=True)
+        self.assertIn("application/x-vexil3:*.vexil3", (_prefix / "share/mime/globs").read_text().splitlines())
+        self.assertTrue((_prefix / "share/icons/hicolor/scalable/mimetypes/application-x-vexil3.svg").is_file())
+
 
 def main():
     global _root, _prefix
