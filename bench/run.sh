@@ -52,7 +52,8 @@ installed_size() {
 }
 
 fresh_times() {
-    grep '^\./' "$fresh"
+    sed -n -e 's/^The service runs, and the panel is open and attached to it: \(.*\) s after .*/window there            \1 s/p' \
+        -e '/^\.\//p' "$fresh"
     return $fresh_status
 }
 
@@ -75,8 +76,8 @@ if [ -n "$record" ]; then
     if [ $fresh_status -eq 77 ]; then
         tail -n 1 "$fresh"
     else
-        run "fresh start" "\`./run\` on a fresh Debian 12 with nothing but git installed: to the end of its demonstration. What the first time
-downloads was there already." fresh_times
+        run "fresh start" "\`./run\` on a fresh Debian 12 with nothing but git installed: to the panel's window, and to the end of the
+demonstration. What the first time downloads was there already." fresh_times
     fi
 fi
 

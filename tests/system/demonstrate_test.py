@@ -10,6 +10,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 import music_world
@@ -25,9 +26,11 @@ class Demonstrate(unittest.TestCase):
         self.picture = self.folder / "panel.png"
 
     def show(self, environment=None):
-        done = subprocess.run(["/usr/bin/python3", demonstrate, *programs, str(self.picture)], capture_output=True, text=True,
-                              env={**os.environ, **(environment or {})}, check=False, timeout=250)
+        a_thousand_seconds_ago = time.time() - 1000
+        done = subprocess.run(["/usr/bin/python3", demonstrate, *programs, str(self.picture), str(a_thousand_seconds_ago)],
+                              capture_output=True, text=True, env={**os.environ, **(environment or {})}, check=False, timeout=250)
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertRegex(done.stdout, r"the panel is open and attached to it: 10\d\d\.\d s after ./run was called")
         self.assertEqual(self.picture.read_bytes()[:4], b"\x89PNG")
         return done.stdout
 
