@@ -284,12 +284,13 @@ void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
             if (side.port == nullptr || IsAmong(visible, port, output)) {
                 continue;
             }
-            const unsigned now = process->Cycles();
-            const unsigned cycles = output ? kCyclesUntilUnused : CyclesUntilReleased() + kCyclesUntilRead;
-            leaving.push_back({port, output, side.port, output, now, cycles, latest});
             if (output) {
                 process->SetPort(port, true, nullptr);
             }
+            // Read after that: a cycle that ends in between may have begun with the port.
+            const unsigned now = process->Cycles();
+            const unsigned cycles = output ? kCyclesUntilUnused : CyclesUntilReleased() + kCyclesUntilRead;
+            leaving.push_back({port, output, side.port, output, now, cycles, latest});
             side = {};
         }
     }
