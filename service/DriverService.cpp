@@ -75,8 +75,13 @@ void DriverService::StartBackend() {
 
 void DriverService::Settle() {
     engineControl.Settle();
-    if (publishBy && !stopBy && (engineControl.IsCaughtUp() || parts.now() >= *publishBy)) {
+    const bool isReleased = engineControl.IsCaughtUp();
+    if (publishBy && !stopBy && (isReleased || parts.now() >= *publishBy)) {
         PublishMore();
+        // A MIDI system that keeps up has the whole time again for what is left.
+        if (publishBy && isReleased) {
+            publishBy = parts.now() + kLongestRelease;
+        }
     }
 }
 
@@ -315,7 +320,10 @@ void DriverService::UpdateEndpoints() {
             EndTestNotes();
         }
         endpoints = std::move(wanted);
-        publishBy = parts.now() + kLongestRelease;
+        // A change on top of another does not put that one off.
+        if (!publishBy) {
+            publishBy = parts.now() + kLongestRelease;
+        }
     }
 }
 

@@ -10,6 +10,7 @@ namespace vexil {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -220,6 +221,51 @@ TEST_F(DriverServiceTest, AMidiSystemThatHangsHoldsAChangeUpForTwoSecondsOnly) {
     now += 1ms;
     service.Settle();
     EXPECT_THAT(Addresses(), ElementsAre("> vexil3:Port 11"));
+}
+
+TEST_F(DriverServiceTest, AnotherChangeDoesNotHoldTheFirstUpForLonger) {
+    Patch(0, 1);
+    Start();
+    stored.InputPorts = 0;
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    now += 1500ms;
+    stored.OutputPorts |= Bit(2);
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    now += 499ms;
+    service.Settle();
+    EXPECT_THAT(Addresses(), ElementsAre("> vexil3:Port 11", "< vexil3:Port 12"));
+    now += 1ms;
+    service.Settle();
+    EXPECT_THAT(Addresses(), ElementsAre("> vexil3:Port 11", "> vexil3:Port 13"));
+}
+
+TEST_F(DriverServiceTest, AMidiSystemThatKeepsUpHasTheWholeTimeForEachStep) {
+    Patch(0, 1);
+    Start();
+    const auto player = backend.NewProgram();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    player->Write(kNoteOn);
+    Turn();
+    ASSERT_EQ(kNoteOn, listener->Read());
+    stored.InputPorts = ~std::uint64_t{0};
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    now += 1999ms;
+    backend.Cycle();
+    service.Settle();
+    ASSERT_LT(Addresses().size(), 65U);
+    stored.InputPorts = 0;
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    now += 1ms;
+    service.Settle();
+    EXPECT_THAT(Addresses(), Contains("< vexil3:Port 12"));
+    Turn();
+    EXPECT_EQ(kNoteOff, listener->Read());
 }
 
 TEST_F(DriverServiceTest, WithoutAMidiSystemAChangeIsTakenUpAtOnce) {
