@@ -8,6 +8,7 @@
 
 #include "config/DriverPreferences.h"
 #include "driver/DriverOptions.h"
+#include "service/EndpointNames.h"
 #include "service/OptionPayloads.h"
 #include "service/RouteText.h"
 #include "service/Status.h"
@@ -34,6 +35,12 @@ std::vector<Endpoint> MakeEndpoints(const DriverConfiguration& configuration, co
         if ((table.inputEndpoints >> port & 1) != 0) {
             endpoints.push_back({port, false, NameOf(custom.In_CustomName, port), hidden});
         }
+    }
+    // Over all of them: a name does not depend on which others are there at the moment.
+    const std::vector<std::string> names =
+        MakeEndpointNames(endpoints, {.longest = std::string::npos, .separators = ""});
+    for (std::size_t i = 0; i < endpoints.size(); ++i) {
+        endpoints[i].name = names[i];
     }
     return endpoints;
 }

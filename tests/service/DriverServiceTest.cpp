@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
+#include <utility>
 
 #include "tests/service/ServiceFixture.h"
 
@@ -124,6 +126,26 @@ TEST_F(DriverServiceTest, ManyEndpointsComeAFewAtATime) {
         ASSERT_TRUE(count == 2 * kMaxPorts || service.Timeout() >= 0) << count;
     }
     EXPECT_EQ(-1, service.Timeout());
+}
+
+// Programs look at an address once, and PipeWire keeps the first for good.
+TEST_F(DriverServiceTest, AnAddressStaysWhileOtherEndpointsCome) {
+    Start();
+    stored.OutputPorts = Bit(16) - 1;
+    stored.InputPorts = Bit(16) - 1;
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    std::map<std::pair<int, bool>, std::string> first;
+    do {
+        backend.Cycle();
+        service.Settle();
+        for (const PublishedEndpoint& endpoint : backend.Published()) {
+            const auto& known =
+                *first.emplace(std::pair(endpoint.port, endpoint.output), endpoint.address).first;
+            ASSERT_EQ(known.second, endpoint.address);
+        }
+    } while (service.Timeout() >= 0);
+    EXPECT_EQ(32U, first.size());
 }
 
 TEST_F(DriverServiceTest, InputsComeBeforeOutputs) {
