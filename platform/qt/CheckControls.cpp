@@ -1,5 +1,6 @@
 #include "platform/qt/CheckControls.h"
 
+#include <QShortcutEvent>
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QStyleOptionButton>
@@ -33,6 +34,14 @@ PushButton::PushButton(const Reporter& reporter, const QString& title, QWidget* 
     // A click leaves the keyboard focus where a person types.
     setFocusPolicy(Qt::TabFocus);
     connect(this, &QPushButton::clicked, this, [reporter] { reporter.Hit(); });
+}
+
+bool PushButton::event(QEvent* event) {
+    // A key that is held presses the button once. The base class keeps the shortcut's number to itself until
+    // its first use, which no repeat precedes.
+    if (event->type() == QEvent::Shortcut)
+        setShortcutAutoRepeat(static_cast<QShortcutEvent&>(*event).shortcutId(), false);
+    return QPushButton::event(event);
 }
 
 }  // namespace vexil

@@ -26,6 +26,9 @@ class PushButton : public QPushButton, public QtControl {
     PushButton(const Reporter& reporter, const QString& title, QWidget* parent);
 
     QWidget& Widget() override { return *this; }
+
+  protected:
+    bool event(QEvent* event) override;
 };
 
 }  // namespace vexil

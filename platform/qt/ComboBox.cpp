@@ -75,6 +75,10 @@ bool ComboBox::event(QEvent* event) {
     switch (event->type()) {
         case QEvent::KeyPress: {
             auto& key = static_cast<QKeyEvent&>(*event);
+            if (IsCommandKey(key)) {
+                event->ignore();  // the line would take it for text
+                return true;
+            }
             if (!IsPanelKey(key) || fieldEvents.IsTakingKey())
                 break;
             return fieldEvents.Key(key, [&] {
@@ -98,6 +102,10 @@ bool ComboBox::eventFilter(QObject* watched, QEvent* event) {
     if (watched == lineEdit()) {
         if (event->type() == QEvent::KeyPress && !fieldEvents.IsTakingKey()) {
             auto& key = static_cast<QKeyEvent&>(*event);
+            if (IsCommandKey(key)) {
+                event->ignore();
+                return true;
+            }
             if (IsPanelKey(key)) {
                 fieldEvents.Key(key, [&] { return lineEdit()->event(event); });
                 return true;

@@ -23,6 +23,10 @@ bool EditText::event(QEvent* event) {
     switch (event->type()) {
         case QEvent::KeyPress: {
             auto& key = static_cast<QKeyEvent&>(*event);
+            if (IsCommandKey(key)) {
+                event->ignore();  // the line would take it for text
+                return true;
+            }
             if (!IsPanelKey(key))
                 break;
             return fieldEvents.Key(key, [&] { return QLineEdit::event(event); });

@@ -79,6 +79,13 @@ bool IsPanelKey(const QKeyEvent& key) {
     }
 }
 
+bool IsCommandKey(const QKeyEvent& key) {
+    const QString text = key.text();
+    const Qt::KeyboardModifiers modifiers = key.modifiers();
+    return !text.isEmpty() && text.front().isPrint() && (modifiers & (Qt::AltModifier | Qt::MetaModifier)) &&
+           !(modifiers & (Qt::ControlModifier | Qt::GroupSwitchModifier));
+}
+
 PanelEvent KeyPanelEvent(const QKeyEvent& key) {
     PanelEvent event{key.isAutoRepeat() ? EventKind::RawKeyRepeat : EventKind::RawKeyDown};
     event.hasCharacter = true;

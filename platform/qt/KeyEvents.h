@@ -11,6 +11,11 @@ namespace vexil {
 // are the toolkit's own.
 bool IsPanelKey(const QKeyEvent& key);
 
+// Whether a key press is a letter, digit or sign with Alt or Meta: the key of a command, never text, also
+// while the command cannot be used and nothing takes the key. With Control, or with AltGr, it is the third
+// level of a keyboard and text.
+bool IsCommandKey(const QKeyEvent& key);
+
 // The key press as RawKeyDown, or RawKeyRepeat while the key is held.
 PanelEvent KeyPanelEvent(const QKeyEvent& key);
 

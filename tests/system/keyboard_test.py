@@ -63,6 +63,7 @@ class Keyboard(panel_test.PanelTest):
         panel.type("Piano", "alt+a")
         panel.wait_enabled("Apply", False)
         self.assertEqual(self.stored()["01 Out_CustomName"], "Piano")
+        panel.type("", "alt+a")  # nothing to apply
         panel.type("", "alt+s")
         self.enter_path(panel, path)
         panel.type(" 2")

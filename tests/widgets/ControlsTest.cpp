@@ -226,6 +226,22 @@ TEST_F(Controls, ControlsOnAGroupsEdgeAreAboveIt) {
     }
 }
 
+// --- buttons ---
+
+TEST_F(Controls, HeldKeyOfAButtonPressesItOnce) {
+    const auto press = [&](bool repeat) {
+        QTest::simulateEvent(Window(), true, Qt::Key_S, Qt::AltModifier, "s", repeat, -1);
+        // The button is drawn pressed for a tenth of a second before it is hit.
+        QTest::qWait(200);
+    };
+    for (const bool repeat : {false, true, true})
+        press(repeat);
+    EXPECT_EQ(Story(), Lines{"34 hit"});
+    EXPECT_EQ(Count(EventKind::ControlHit), 1);
+    press(false);
+    EXPECT_EQ(Count(EventKind::ControlHit), 2);
+}
+
 // --- slider ---
 
 TEST_F(Controls, SliderFollowsTheKeyboard) {

@@ -151,6 +151,59 @@ TEST_F(Fields, ModifierAloneIsNoEvent) {
     EXPECT_TRUE(handlers.calls.empty());
 }
 
+// The key of a command that cannot be used now, such as Apply when all is applied, must not type its letter.
+TEST_F(Fields, LetterWithAltOrMetaIsNoText) {
+    widgets.SetEnabled(kApply, false);
+    for (const int field : {kOutputName, kTargetComputer}) {
+        widgets.SetText(field, "studio");
+        person.Click(field, false);
+        handlers.calls.clear();
+        for (const auto modifiers :
+             {Qt::KeyboardModifiers(Qt::AltModifier), Qt::AltModifier | Qt::ShiftModifier,
+              Qt::KeyboardModifiers(Qt::MetaModifier)}) {
+            for (QObject* receiver :
+                 {static_cast<QObject*>(person.Find(field)), static_cast<QObject*>(&Line(field))}) {
+                QKeyEvent key(QEvent::KeyPress, Qt::Key_A, modifiers, "a");
+                QApplication::sendEvent(receiver, &key);
+            }
+        }
+        EXPECT_EQ(Text(field), "studio");
+        EXPECT_EQ(Story(), Lines()) << field;
+    }
+}
+
+TEST_F(Fields, KeyOfAppliedTwiceTypesNothing) {
+    handlers.during = [&](const PanelEvent& event) {
+        if (event.kind == EventKind::ControlHit && event.control == kApply)
+            widgets.SetEnabled(kApply, false);
+    };
+    for (const int field : {kOutputName, kTargetComputer}) {
+        widgets.SetText(field, "studio");
+        person.Click(field, false);
+        widgets.SetEnabled(kApply, true);
+        QWindow* window = person.Window()->windowHandle();
+        QTest::simulateEvent(window, true, Qt::Key_A, Qt::AltModifier, "a", false, -1);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !widgets.IsEnabled(kApply); }));
+        QTest::simulateEvent(window, true, Qt::Key_A, Qt::AltModifier, "a", false, -1);
+        person.Settle();
+        EXPECT_EQ(Text(field), "studio");
+    }
+    handlers.during = {};
+}
+
+// The third level of a keyboard, by which many type @ or the euro sign.
+TEST_F(Fields, LetterWithAltGrIsText) {
+    for (const int field : {kOutputName, kTargetComputer}) {
+        person.Click(field, false);
+        for (const auto modifiers :
+             {Qt::KeyboardModifiers(Qt::GroupSwitchModifier), Qt::AltModifier | Qt::GroupSwitchModifier,
+              Qt::AltModifier | Qt::ControlModifier})
+            QTest::simulateEvent(person.Window()->windowHandle(), true, Qt::Key_At, modifiers, "@", false,
+                                 -1);
+        EXPECT_EQ(Text(field), "@@@") << field;
+    }
+}
+
 TEST_F(Fields, EnterOfTheKeypadIsAReturn) {
     person.Click(kInputName, false);
     handlers.calls.clear();
