@@ -115,11 +115,20 @@ void QtDesktop::RequestClose() {
     QWidget* window = widgets.Window();
     if (window == nullptr)
         return;
-    if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-        QObject::connect(
-            question, &QDialog::finished, window, [this] { RequestClose(); }, Qt::QueuedConnection);
-    else
+    auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (question == nullptr) {
         window->close();
+        return;
+    }
+    if (std::exchange(closePending, true))
+        return;  // comes with the one before
+    QObject::connect(
+        question, &QDialog::finished, window,
+        [this] {
+            closePending = false;
+            RequestClose();
+        },
+        Qt::QueuedConnection);
 }
 
 bool QtDesktop::BringToFront(const std::string& startupId, const std::string& activationToken) {

@@ -29,7 +29,8 @@ class QtDesktop : public Desktop {
     void ActivateWindow(bool active) override;
 
     // A request to end that comes from outside the window (a session that ends, a signal): the same as the
-    // close box, and put off while a question is open, until that has been answered.
+    // close box, and put off while a question is open, until that has been answered. Several that were put
+    // off come as one.
     void RequestClose();
 
     // Brings the window to the front, and the question that is open in it. False while there is no window to
@@ -39,6 +40,7 @@ class QtDesktop : public Desktop {
   private:
     QtWidgets& widgets;
     QEventLoop* loop = nullptr;  // the innermost run
+    bool closePending = false;   // a request that was put off
 };
 
 }  // namespace vexil

@@ -188,6 +188,18 @@ TEST_F(Questions, RequestWhileAQuestionIsOpenComesAgainWhenItIsAnswered) {
     EXPECT_EQ(Count(EventKind::WindowClose), 1);
 }
 
+TEST_F(Questions, RequestsWhileAQuestionIsOpenComeAgainAsOne) {
+    Ask([this](QMessageBox&) {
+        desktop.RequestClose();
+        desktop.RequestClose();
+    });
+    person.Settle();
+    EXPECT_EQ(Count(EventKind::WindowClose), 1);
+    Ask([this](QMessageBox&) { desktop.RequestClose(); });
+    person.Settle();
+    EXPECT_EQ(Count(EventKind::WindowClose), 2) << "a later request is one of its own";
+}
+
 // A signal may come while the window is still being filled, or while the flush before its first showing runs.
 TEST_F(Questions, RequestBeforeTheWindowHasItsHandlersComesOnceItHasThem) {
     RecordingHandlers panel;
