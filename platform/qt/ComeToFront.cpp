@@ -89,7 +89,9 @@ void ComeToFront(QWidget& window, const std::string& startupId, const std::strin
     if (window.isMinimized())
         window.showNormal();
     window.raise();
-    if (const auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>()) {
+    // The toolkit's platform without a display has this interface too, without a connection.
+    const auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (x11 != nullptr && x11->connection() != nullptr) {
         const auto id = static_cast<std::uint32_t>(window.winId());
         ActivateOnX11(x11->connection(), id, startupId);
         if (!startupId.empty())

@@ -135,8 +135,10 @@ bool QtDesktop::BringToFront(const std::string& startupId, const std::string& ac
     QWidget* window = widgets.Window();
     if (window == nullptr || !window->isVisible())
         return false;
-    // A question is always above its window and has the keyboard while it is open.
-    if (QWidget* question = QApplication::activeModalWidget())
+    // A question is always above its window and has the keyboard while it is open. The desktop's own file
+    // chooser is none of this program's windows, and is above this one all the same.
+    QWidget* question = QApplication::activeModalWidget();
+    if (question != nullptr && !question->testAttribute(Qt::WA_DontShowOnScreen))
         window = question;
     ComeToFront(*window, startupId, activationToken);
     return true;

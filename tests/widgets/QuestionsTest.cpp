@@ -200,6 +200,14 @@ TEST_F(Questions, RequestsWhileAQuestionIsOpenComeAgainAsOne) {
     EXPECT_EQ(Count(EventKind::WindowClose), 2) << "a later request is one of its own";
 }
 
+// The desktop's own file chooser is another program's window; the toolkit's stands behind it unseen.
+TEST_F(Questions, WindowComesToTheFrontWhenItsQuestionIsAnotherProgramsWindow) {
+    const UnseenQuestion question(*person.Window());
+    person.Window()->showMinimized();
+    EXPECT_TRUE(desktop.BringToFront("", ""));
+    EXPECT_FALSE(person.Window()->isMinimized());
+}
+
 // A signal may come while the window is still being filled, or while the flush before its first showing runs.
 TEST_F(Questions, RequestBeforeTheWindowHasItsHandlersComesOnceItHasThem) {
     RecordingHandlers panel;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QApplication>
+#include <QDialog>
 
 #include <string>
 
@@ -22,6 +23,17 @@ class SteppingHandlers : public RecordingHandlers {
     void ArrowsAction(int control, int part) override {
         RecordingHandlers::ArrowsAction(control, part);
         widgets->SetValue(control, widgets->Value(control) + (part == kUpPart ? 1 : -1));
+    }
+};
+
+// A question that blocks the window without taking the keyboard from it, as the desktop's own file chooser
+// does: that is another program's window.
+class UnseenQuestion : public QDialog {
+  public:
+    explicit UnseenQuestion(QWidget& window) : QDialog(&window) {
+        setAttribute(Qt::WA_DontShowOnScreen);
+        setWindowModality(Qt::WindowModal);
+        open();
     }
 };
 
