@@ -139,6 +139,7 @@ bool LittleArrows::event(QEvent* event) {
     switch (event->type()) {
         case QEvent::UngrabMouse:
         case QEvent::WindowDeactivate:
+        case QEvent::WindowBlocked:
         case QEvent::Hide:
             Release();
             break;

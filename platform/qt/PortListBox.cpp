@@ -61,7 +61,7 @@ bool PortListBox::event(QEvent* event) {
             return true;
         }
     }
-    if (event->type() == QEvent::WindowDeactivate)
+    if (event->type() == QEvent::WindowDeactivate || event->type() == QEvent::WindowBlocked)
         EndDrag();  // the release may go elsewhere
     return QListWidget::event(event);
 }

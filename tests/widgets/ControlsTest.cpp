@@ -77,6 +77,16 @@ TEST_F(Controls, DragWhoseWindowIsDeactivatedIsReported) {
     QTest::mouseRelease(Window(), Qt::LeftButton, {}, Row(7));
 }
 
+TEST_F(Controls, DragThatAQuestionInterruptsIsReportedAndOver) {
+    QTest::mousePress(Window(), Qt::LeftButton, {}, Row(2));
+    QTest::mouseMove(Window(), Row(7));
+    handlers.calls.clear();
+    const UnseenQuestion question(*person.Window());
+    EXPECT_EQ(Story(), Lines{"0 hit"});
+    EXPECT_EQ(widgets.SelectedRow(), 7);
+    QTest::mouseRelease(Window(), Qt::LeftButton, {}, Row(7));
+}
+
 TEST_F(Controls, OnlyTheArrowKeysMoveTheSelection) {
     person.ClickRow(8, false);
     for (const Qt::Key key : {Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Home, Qt::Key_End, Qt::Key_Left,
@@ -151,6 +161,14 @@ TEST_F(Controls, HeldArrowsStopWhenTheyAreDisabled) {
     QTest::qWait(600);
     EXPECT_EQ(widgets.Value(kTargetPortArrows), 1);
     handlers.during = {};
+    QTest::mouseRelease(Window(), Qt::LeftButton, {}, person.Place(kTargetPortArrows, QPoint(8, 4)));
+}
+
+TEST_F(Controls, HeldArrowsStopWhenAQuestionOpens) {
+    QTest::mousePress(Window(), Qt::LeftButton, {}, person.Place(kTargetPortArrows, QPoint(8, 4)));
+    const UnseenQuestion question(*person.Window());
+    QTest::qWait(600);
+    EXPECT_EQ(widgets.Value(kTargetPortArrows), 1);
     QTest::mouseRelease(Window(), Qt::LeftButton, {}, person.Place(kTargetPortArrows, QPoint(8, 4)));
 }
 
