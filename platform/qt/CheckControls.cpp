@@ -1,5 +1,7 @@
 #include "platform/qt/CheckControls.h"
 
+#include <QGuiApplication>
+#include <QInputMethod>
 #include <QShortcutEvent>
 #include <QSignalBlocker>
 #include <QStyle>
@@ -33,7 +35,11 @@ PushButton::PushButton(const Reporter& reporter, const QString& title, QWidget* 
     : QPushButton(DrawnTitle(title), parent) {
     // A click leaves the keyboard focus where a person types.
     setFocusPolicy(Qt::TabFocus);
-    connect(this, &QPushButton::clicked, this, [reporter] { reporter.Hit(); });
+    connect(this, &QPushButton::clicked, this, [reporter] {
+        // What an input method is still composing belongs to the field.
+        QGuiApplication::inputMethod()->commit();
+        reporter.Hit();
+    });
 }
 
 bool PushButton::event(QEvent* event) {

@@ -8,6 +8,7 @@
 #include <QDropEvent>
 #include <QFile>
 #include <QFont>
+#include <QInputMethod>
 #include <QMimeData>
 #include <QPainter>
 #include <QShortcut>
@@ -60,6 +61,8 @@ bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
 // The panel decides and ends the event loop itself; the window stays until it is hidden.
 void PanelWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
+    // What an input method is still composing is an edit like any other.
+    QGuiApplication::inputMethod()->commit();
     if (handlers == nullptr) {
         closeRequested = true;
         return;
