@@ -28,6 +28,7 @@ class AlsaBackend final : public MidiBackend {
     void Stop() override;
     bool IsRunning() const override { return thread != nullptr; }
     std::string Problem() const override { return problem; }
+    bool CanHide() const override { return true; }
     void Publish(const std::vector<Endpoint>& endpoints) override;
     std::vector<PublishedEndpoint> Published() const override;
     int EventDescriptor() const override { return events; }

@@ -49,6 +49,23 @@ bool IsShown(const Endpoint& endpoint) {
     return !endpoint.hidden;
 }
 
+// Bit p: the input of port p is among them, and is there: what is hidden is only where it can be.
+std::uint64_t InputsOf(const std::vector<Endpoint>& endpoints, bool canHide) {
+    std::uint64_t inputs = 0;
+    for (const Endpoint& endpoint : endpoints) {
+        if (!endpoint.output && (canHide || IsShown(endpoint))) {
+            inputs |= std::uint64_t{1} << endpoint.port;
+        }
+    }
+    return inputs;
+}
+
+// The route, or none where it leads to an input that is not heard.
+Route Open(const Route& route, std::uint64_t heardInputs) {
+    const bool isShut = GetsThrough(route) && (heardInputs >> route.inputPort & 1) == 0;
+    return isShut ? Route{} : route;
+}
+
 // The names by which other computers may call this one: as it calls itself, and without its domain.
 std::vector<std::string> NamesOf(const HostRecord& computer) {
     std::vector<std::string> names = {computer.name};
@@ -244,7 +261,7 @@ int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
     const int error = tests.Activate(payload, port);
     if (error == 0) {
         RetargetTest(port);
-        report.TestOpened(port, tests.Find(port)->record, testRoutes[static_cast<std::size_t>(port)],
+        report.TestOpened(port, tests.Find(port)->record, tests.RouteOf(port, configuration, localNames),
                           configuration);
     }
     return error;
@@ -289,29 +306,30 @@ void DriverService::TakeUp() {
     names = NamesOf(parts.thisComputer());
     localNames = LocalNames(names);
     routes = MakeRouteTable(configuration, localNames);
+    UpdateEndpoints();
     OpenWays();
     UpdateTestRoutes();
-    UpdateEndpoints();
     Settle();
 }
 
+std::uint64_t DriverService::HeardInputs() const {
+    const bool canHide = parts.backend.CanHide();
+    return InputsOf(published, canHide) & InputsOf(endpoints, canHide);
+}
+
 void DriverService::OpenWays() {
-    std::uint64_t inputs = 0;
-    for (const Endpoint& endpoint : published) {
-        inputs |= endpoint.output ? 0 : std::uint64_t{1} << endpoint.port;
-    }
+    const std::uint64_t heard = HeardInputs();
     RouteTable open = routes;
     for (Route& route : open.routes) {
-        if (GetsThrough(route) && (inputs >> route.inputPort & 1) == 0) {
-            route = {};
-        }
+        route = Open(route, heard);
     }
     engineControl.SetRoutes(open);
 }
 
 void DriverService::UpdateTestRoutes() {
+    const std::uint64_t heard = HeardInputs();
     for (int port = 0; port < kMaxPorts; ++port) {
-        const Route route = tests.RouteOf(port, configuration, localNames);
+        const Route route = Open(tests.RouteOf(port, configuration, localNames), heard);
         if (!(route == testRoutes[static_cast<std::size_t>(port)])) {
             RetargetTest(port);
         }
@@ -321,12 +339,12 @@ void DriverService::UpdateTestRoutes() {
 void DriverService::UpdateEndpoints() {
     std::vector<Endpoint> wanted = MakeEndpoints(configuration, routes);
     if (wanted != endpoints) {
+        const std::vector<Endpoint> before = std::exchange(endpoints, std::move(wanted));
         // A reader that loses sight of an input hears the end of a test chord first; it would hear no other.
-        const bool wereShown = std::any_of(endpoints.begin(), endpoints.end(), IsShown);
-        if (wereShown && std::none_of(wanted.begin(), wanted.end(), IsShown)) {
+        if (std::any_of(before.begin(), before.end(), IsShown) &&
+            std::none_of(endpoints.begin(), endpoints.end(), IsShown)) {
             EndTestNotes();
         }
-        endpoints = std::move(wanted);
         // A change on top of another does not put that one off.
         if (!publishBy) {
             publishBy = parts.now() + kLongestRelease;
@@ -373,6 +391,7 @@ void DriverService::PublishMore() {
     published = std::move(next);
     parts.backend.Publish(published);
     OpenWays();
+    UpdateTestRoutes();
 }
 
 void DriverService::EndTestNotes() {
@@ -384,7 +403,7 @@ void DriverService::EndTestNotes() {
 }
 
 void DriverService::RetargetTest(int port) {
-    const Route route = tests.RouteOf(port, configuration, localNames);
+    const Route route = Open(tests.RouteOf(port, configuration, localNames), HeardInputs());
     testRoutes[static_cast<std::size_t>(port)] = route;
     engineControl.SetTestRoute(port, route);
 }

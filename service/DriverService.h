@@ -2,9 +2,9 @@
 // test outputs in step with it, and answers the options. Never writes the configuration.
 //
 // A change of the configuration goes in this order: the engine gets the new routes and releases what sounds
-// on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. A way that
-// comes begins when its input is there: one that is still on its way out would take notes along. What did not
-// change is not touched.
+// on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. A way, also
+// that of a test output, begins when its input is there and ends before it goes: an input on its way out
+// would take notes along. What did not change is not touched.
 //
 // One thread, the control thread. Nothing here waits.
 #pragma once
@@ -97,7 +97,9 @@ class DriverService : public ControlServer::Mediator {
     void SetWireless(bool on);
 
     void TakeUp();
-    // Tells the engine the ways that lead to inputs which are published.
+    // Bit p: programs hear the input of port p, and are to go on doing so.
+    std::uint64_t HeardInputs() const;
+    // Tells the engine the ways that lead to inputs which are heard.
     void OpenWays();
     void UpdateTestRoutes();
     void UpdateEndpoints();

@@ -31,6 +31,7 @@ class JackBackend final : public MidiBackend {
     void Stop() override;
     bool IsRunning() const override { return client != nullptr; }
     std::string Problem() const override;
+    bool CanHide() const override { return false; }
     void Publish(const std::vector<Endpoint>& endpoints) override;
     std::vector<PublishedEndpoint> Published() const override;
     int EventDescriptor() const override { return events; }

@@ -52,6 +52,9 @@ class MidiBackend {
     virtual bool IsRunning() const = 0;
     // Why it is not running, one sentence for the user; empty while it runs.
     virtual std::string Problem() const = 0;
+    // Whether an endpoint that is hidden is still there, with its connections. Where not, it goes like one
+    // that is withdrawn. Always the same.
+    virtual bool CanHide() const = 0;
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
     // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has

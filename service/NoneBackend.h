@@ -15,6 +15,7 @@ class NoneBackend : public MidiBackend {
     void Stop() override {}
     bool IsRunning() const override { return false; }
     std::string Problem() const override;
+    bool CanHide() const override { return true; }
     void Publish(const std::vector<Endpoint>& endpoints) override { wanted = endpoints; }
     std::vector<PublishedEndpoint> Published() const override;
     int EventDescriptor() const override { return -1; }

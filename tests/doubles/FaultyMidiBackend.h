@@ -36,6 +36,7 @@ class FaultyMidiBackend : public MidiBackend {
     }
     bool IsRunning() const override { return inner.IsRunning(); }
     std::string Problem() const override { return toStart != nullptr ? problem : inner.Problem(); }
+    bool CanHide() const override { return inner.CanHide(); }
     void Publish(const std::vector<Endpoint>& endpoints) override {
         wanted = endpoints;
         refusedNow = refused;

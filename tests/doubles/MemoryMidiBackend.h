@@ -64,6 +64,7 @@ class MemoryMidiBackend : public MidiBackend {
     std::uint64_t now = 1'000'000'000;  // nanoseconds; the time of the next cycle
     std::size_t roomOfCycle = 32768;    // bytes that each input takes in one cycle
     std::string realtimeProblem;
+    bool canHide = true;  // set before Start
     // How often each was called.
     int starts = 0;
     int stops = 0;
@@ -87,6 +88,7 @@ class MemoryMidiBackend : public MidiBackend {
     std::string Problem() const override {
         return running ? "" : engine == nullptr ? "It is not started." : "The MIDI system in memory is away.";
     }
+    bool CanHide() const override { return canHide; }
     void Publish(const std::vector<Endpoint>& endpoints) override {
         ++publishes;
         wanted = endpoints;
@@ -98,7 +100,9 @@ class MemoryMidiBackend : public MidiBackend {
             const Node* node = Find(endpoint.port, endpoint.output);
             published.push_back({endpoint.port, endpoint.output, node != nullptr ? node->address : "",
                                  node != nullptr ? static_cast<int>(node->programs.size()) : 0,
-                                 node != nullptr ? "" : Problem()});
+                                 node != nullptr ? ""
+                                 : running       ? "It is hidden."
+                                                 : Problem()});
         }
         return published;
     }
@@ -248,6 +252,9 @@ inline void MemoryMidiBackend::TakeUp() {
     const std::vector<std::string> names = MakeEndpointNames(wanted, {.longest = 60, .separators = ":"});
     std::vector<Node> next;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
+        if (wanted[i].hidden && !canHide) {
+            continue;
+        }
         Node* there = Find(wanted[i].port, wanted[i].output);
         next.push_back(there != nullptr ? std::exchange(*there, Node{}) : Node{});
         next.back().endpoint = wanted[i];

@@ -304,6 +304,15 @@ TYPED_TEST_P(MidiTransportContract, HiddenEndpointsAreNotListed) {
     EXPECT_TRUE(this->Listed(program, false, {}));
 }
 
+TYPED_TEST_P(MidiTransportContract, AHiddenEndpointIsThereWhereItCanBeHidden) {
+    this->Backend().Publish({{0, true, "Piano", false}});
+    this->Writer(0);
+    ASSERT_TRUE(this->Connected(0, true, 1));
+    this->Backend().Publish({{0, true, "Piano", true}});
+    EXPECT_EQ(this->Backend().CanHide(), this->Backend().Published()[0].problem.empty());
+    EXPECT_TRUE(this->Connected(0, true, this->Backend().CanHide() ? 1 : 0));
+}
+
 TYPED_TEST_P(MidiTransportContract, AnEndpointCanBeHiddenAndShownAgain) {
     this->Backend().Publish({{0, true, "Piano", false}});
     this->Backend().Publish({{0, true, "Piano", true}});
@@ -623,12 +632,13 @@ TYPED_TEST_P(MidiTransportContract, ItCanBeStoppedWhileTheSystemIsAway) {
 
 REGISTER_TYPED_TEST_SUITE_P(MidiTransportContract, EndpointsAreListedOnTheirSide, TheAddressHasTheName,
                             EqualNamesGetAddressesOfTheirOwn, AnyNameIsPublished, HiddenEndpointsAreNotListed,
-                            AnEndpointCanBeHiddenAndShownAgain, WhatIsWrittenArrivesWhereTheRouteLeads,
-                            EveryMessageOfMidiIsCarried, ALongSystemExclusiveArrivesWhole,
-                            ManyMessagesArriveInTheirOrder, SeveralWritersOfOneOutputAreMerged,
-                            SeveralReadersOfOneInputHearTheSame, ConnectionsAreCounted,
-                            ARenamedEndpointKeepsItsConnections, EndpointsCanTradeNames,
-                            OtherEndpointsKeepTheirConnections, AWithdrawnEndpointIsNotListed,
+                            AHiddenEndpointIsThereWhereItCanBeHidden, AnEndpointCanBeHiddenAndShownAgain,
+                            WhatIsWrittenArrivesWhereTheRouteLeads, EveryMessageOfMidiIsCarried,
+                            ALongSystemExclusiveArrivesWhole, ManyMessagesArriveInTheirOrder,
+                            SeveralWritersOfOneOutputAreMerged, SeveralReadersOfOneInputHearTheSame,
+                            ConnectionsAreCounted, ARenamedEndpointKeepsItsConnections,
+                            EndpointsCanTradeNames, OtherEndpointsKeepTheirConnections,
+                            AWithdrawnEndpointIsNotListed,
                             TheReleaseOfAHeldNoteArrivesBeforeItsInputIsWithdrawn,
                             TheReleaseOfAHeldNoteArrivesBeforeTheEnd, AWriterThatDisconnectsHoldsNoNote,
                             AWriterThatClosesHoldsNoNote, AProgramThatComesAgainBeginsAnew,

@@ -32,15 +32,19 @@ struct MemorySubject {
     MemoryMidiBackend backend;
 };
 
+struct UnhidingSubject : MemorySubject {
+    UnhidingSubject() { backend.canHide = false; }
+};
+
 struct FaultySubject : MemorySubject {
     MidiBackend& Backend() { return faulty; }
 
     FaultyMidiBackend faulty{backend};
 };
 
-using All = ::testing::Types<NoneSubject, MemorySubject, FaultySubject>;
+using All = ::testing::Types<NoneSubject, MemorySubject, UnhidingSubject, FaultySubject>;
 INSTANTIATE_TYPED_TEST_SUITE_P(WithoutASystem, MidiBackendContract, All);
-using Transports = ::testing::Types<MemorySubject, FaultySubject>;
+using Transports = ::testing::Types<MemorySubject, UnhidingSubject, FaultySubject>;
 INSTANTIATE_TYPED_TEST_SUITE_P(InMemory, MidiTransportContract, Transports);
 
 class FaultyMidiBackendTest : public ::testing::Test {

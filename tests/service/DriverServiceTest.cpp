@@ -208,6 +208,34 @@ TEST_F(DriverServiceTest, ManyEndpointsAreHiddenAtOnce) {
     EXPECT_EQ(-1, service.Timeout());
 }
 
+// A MIDI system that cannot hide an input takes it away.
+TEST_F(DriverServiceTest, AnInputThatGoesWhenItIsHiddenIsHeardToTheEnd) {
+    backend.canHide = false;
+    Patch(0, 1);
+    Start();
+    const auto player = backend.NewProgram();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    backend.roomOfCycle = 16;
+    Bytes exclusive(400, 1);
+    exclusive.front() = 0xF0;
+    exclusive.back() = 0xF7;
+    player->Write(exclusive);
+    player->Write(kNoteOn);
+    backend.Cycle();
+    stored.MiscOptions &= ~kShowConnectors;
+    Apply();
+    for (int round = 0; round < 10; ++round) {
+        Turn();
+    }
+    Bytes whole = exclusive;
+    whole.insert(whole.end(), kNoteOn.begin(), kNoteOn.end());
+    whole.insert(whole.end(), kNoteOff.begin(), kNoteOff.end());
+    EXPECT_EQ(whole, listener->Read());
+    EXPECT_THAT(listener->Listed(false), IsEmpty());
+}
+
 TEST_F(DriverServiceTest, AnInputGoesOnlyAfterItsNotesAreReleased) {
     Patch(0, 1);
     Start();

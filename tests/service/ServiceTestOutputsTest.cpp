@@ -8,6 +8,7 @@
 namespace vexil {
 namespace {
 
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const Bytes kNoteOn = {0x90, 60, 100};
@@ -82,6 +83,62 @@ TEST_F(ServiceTestOutputsTest, HidingTheConnectorsReleasesTestNotes) {
     stored.MiscOptions &= ~kShowConnectors;
     Apply();
     EXPECT_EQ(kNoteOff, listener->Read());
+}
+
+// A MIDI system that cannot hide an input takes it away.
+TEST_F(ServiceTestOutputsTest, NoTestNoteIsLeftHangingAtAnInputThatGoesWhenItIsHidden) {
+    backend.canHide = false;
+    const auto listener = HearHeldNote();
+    const std::uint64_t before = engine.CountersOfInput(1).messages;
+    stored.MiscOptions &= ~kShowConnectors;
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
+    Turn();
+    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
+    Turn();
+    EXPECT_EQ(kNoteOff, listener->Read());
+    EXPECT_EQ(before + 1, engine.CountersOfInput(1).messages);
+}
+
+TEST_F(ServiceTestOutputsTest, ATestOutputIsHeardAgainWhenItsInputIsShownAgain) {
+    backend.canHide = false;
+    HearHeldNote();
+    stored.MiscOptions &= ~kShowConnectors;
+    Apply();
+    stored.MiscOptions |= kShowConnectors;
+    Apply();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
+    Turn();
+    EXPECT_EQ(kNoteOn, listener->Read());
+}
+
+// An input of JACK stays a little longer than it is wanted, and what is played to it then could not be
+// released.
+TEST_F(ServiceTestOutputsTest, ATestOutputIsHeardWhenItsInputIsThere) {
+    stored.InputPorts = Bit(1);
+    Start();
+    OpenTest(0, "studio", 1);
+    stored.InputPorts = 0;
+    Apply();
+    stored.InputPorts = Bit(1);
+    Store();
+    ASSERT_EQ(0, Set(kOptionReloadConfiguration));
+    EXPECT_EQ(0, Set(0, PacketList(kNoteOn)));
+    EXPECT_EQ(0, Set(kOptionOpenTestOutput, TestRecord(3, "studio", 1)));
+    EXPECT_EQ(0, Set(kOptionActivateTestOutput, PortNumber(3)));
+    EXPECT_EQ(0, Set(3, PacketList(kNoteOn)));
+    backend.Cycle();
+    EXPECT_EQ(0U, engine.CountersOfInput(1).messages);
+    EXPECT_THAT(log.Text(), HasSubstr("Test of port 14: its notes go to port 12"));
+    Turn();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    EXPECT_EQ(0, Set(3, PacketList(kNoteOn)));
+    Turn();
+    EXPECT_EQ(kNoteOn, listener->Read());
 }
 
 TEST_F(ServiceTestOutputsTest, TheEndOfAnAttachmentClosesEveryTestOutput) {
