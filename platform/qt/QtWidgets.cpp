@@ -92,7 +92,8 @@ void QtWidgets::EndPresses() {
 std::int32_t QtWidgets::CreateWindow(const ControlRect& content) {
     DisposeWindow();
     window = std::make_unique<PanelWindow>(content.right - content.left, content.bottom - content.top);
-    window->move(content.left, content.top);
+    // The content's place, not the frame's.
+    window->setGeometry(content.left, content.top, content.right - content.left, content.bottom - content.top);
     return kNoErr;
 }
 

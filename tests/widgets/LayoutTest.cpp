@@ -36,6 +36,11 @@ TEST_F(Layout, WindowHasItsFixedContentAndTitle) {
     EXPECT_EQ(person.Window()->windowTitle(), "Vexil III Control Panel");
 }
 
+// Whatever the frame around it.
+TEST_F(Layout, ContentOpensAtItsPlace) {
+    EXPECT_EQ(person.Window()->geometry(), QRect(100, 100, 580, 430));
+}
+
 TEST_F(Layout, EveryControlStandsAtItsPlaceInTheTable) {
     for (const ControlSpec& spec : kControlTable) {
         const QWidget* widget = person.Find(spec.number);
