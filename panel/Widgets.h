@@ -13,7 +13,7 @@ class Widgets {
   public:
     virtual ~Widgets() = default;
 
-    // Makes the window of the given content rectangle (screen pixels), hidden. 0, or the toolkit's status of
+    // Makes the window of the given content rectangle (pixels of the main display), hidden. 0, or the toolkit's status of
     // the failure.
     virtual std::int32_t CreateWindow(const ControlRect& content) = 0;
     virtual void SetWindowTitle(const char* title) = 0;

@@ -1,8 +1,10 @@
 #include "platform/qt/QtWidgets.h"
 
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 
 #include <vector>
 
@@ -92,8 +94,11 @@ void QtWidgets::EndPresses() {
 std::int32_t QtWidgets::CreateWindow(const ControlRect& content) {
     DisposeWindow();
     window = std::make_unique<PanelWindow>(content.right - content.left, content.bottom - content.top);
-    // The content's place, not the frame's.
-    window->setGeometry(content.left, content.top, content.right - content.left, content.bottom - content.top);
+    // The content's place, not the frame's; the main display is not always the one at the corner of all.
+    const QScreen* const screen = QGuiApplication::primaryScreen();
+    const QPoint corner = screen == nullptr ? QPoint() : screen->geometry().topLeft();
+    window->setGeometry(corner.x() + content.left, corner.y() + content.top, content.right - content.left,
+                        content.bottom - content.top);
     return kNoErr;
 }
 
