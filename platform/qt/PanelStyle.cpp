@@ -1,5 +1,6 @@
 #include "platform/qt/PanelStyle.h"
 
+#include <QComboBox>
 #include <QPainter>
 #include <QStyleOption>
 
@@ -15,24 +16,37 @@ bool IsDark(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
 }
 
+// The style draws edges darker than the ground: on a dark one an empty check box or field is not to be seen.
+void DrawEdgeOnDark(const QStyleOption& option, QPainter& painter) {
+    if (!IsDark(option.palette))
+        return;
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(FrameColour(option.palette));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), kCorner, kCorner);
+    painter.restore();
+}
+
 }  // namespace
 
 PanelStyle::PanelStyle() : QProxyStyle("fusion") {}
 
-// The style draws edges darker than the ground: on a dark one an empty check box or field is not to be seen.
 void PanelStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                const QWidget* widget) const {
     QProxyStyle::drawPrimitive(element, option, painter, widget);
-    const bool hasFocusEdge = element == PE_FrameLineEdit && (option->state & State_HasFocus);
-    if ((element != PE_IndicatorCheckBox && element != PE_FrameLineEdit) || hasFocusEdge ||
-        !IsDark(option->palette))
-        return;
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(FrameColour(option->palette));
-    painter->setBrush(Qt::NoBrush);
-    painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), kCorner, kCorner);
-    painter->restore();
+    // A combo box draws its arrow over this frame.
+    const bool isField = element == PE_FrameLineEdit && qobject_cast<const QComboBox*>(widget) == nullptr;
+    const bool hasFocusEdge = isField && (option->state & State_HasFocus);
+    if ((element == PE_IndicatorCheckBox || isField) && !hasFocusEdge)
+        DrawEdgeOnDark(*option, *painter);
+}
+
+void PanelStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option,
+                                    QPainter* painter, const QWidget* widget) const {
+    QProxyStyle::drawComplexControl(control, option, painter, widget);
+    if (control == CC_ComboBox && !(option->state & State_HasFocus))
+        DrawEdgeOnDark(*option, *painter);
 }
 
 }  // namespace vexil

@@ -106,6 +106,19 @@ TEST_F(Layout, EdgesOfEmptyBoxesAndFieldsCanBeSeenOnDarkColours) {
     EXPECT_GT(LightestPoint(Find<QLineEdit>(kOutputName)), ground.lightness() + 40);
 }
 
+TEST_F(Layout, EdgeOfAComboBoxGoesAroundItsArrowOnDarkColours) {
+    const QColor ground(35, 38, 41);
+    person.Window()->setPalette(QPalette(ground));
+    const QImage picture = Find<QComboBox>(kTargetComputer).grab().toImage();
+    const int right = picture.width() - 1;
+    const int bottom = picture.height() - 1;
+    const auto lightness = [&](int x, int y) { return picture.pixelColor(x, y).lightness(); };
+    const int edge = lightness(right / 2, 0);
+    EXPECT_GT(edge, ground.lightness() + 40);
+    for (const QPoint& point : {QPoint(right - 8, 0), QPoint(right, bottom / 2), QPoint(right - 8, bottom)})
+        EXPECT_NEAR(lightness(point.x(), point.y()), edge, 10) << point.x() << " " << point.y();
+}
+
 TEST_F(Layout, LargestNumbersFitTheirPlaces) {
     for (const auto& [control, text] :
          {std::pair{kSourcePortNumber, "88"}, std::pair{kTargetPortNumber, "88"},
