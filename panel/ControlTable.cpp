@@ -37,7 +37,8 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "Connects this port's output to its own input, to patch two programs on this computer together."},
     {kAbout, ControlKind::PushButton, "About",
         {18, 490, 38, 560}, 0, 0, 0, kNoContainer, "About",
-        "Shows the version; with Ctrl held, it removes the stored list of computers and asks for a restart."},
+        "Shows the version; with Ctrl held, it removes the stored list of computers and asks for a "
+        "restart of the computer."},
 
     {kMidiIn, ControlKind::CheckGroupBox, "MIDI IN",
         {28, 120, 136, 560}, 0, 0, 1, kNoContainer, "MIDI IN",
@@ -112,7 +113,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "Shows the ports in the port lists of music programs; unticked, they are kept out of them."},
     {kLaunchMonitorBox, ControlKind::CheckBox, "Launch Monitor",
         {332, 35, 352, 165}, 0, 0, 1, kSettingsGroup, "Launch Monitor",
-        "Asks the driver to open its monitor when it starts."},
+        "Asks the driver to open its monitor when it starts; the driver of this version has none."},
     {kEnableLoggingBox, ControlKind::CheckBox, "Enable Logging",
         {352, 35, 372, 165}, 0, 0, 1, kSettingsGroup, "Enable Logging",
         "Keeps a log of what happens, for finding out what went wrong."},
