@@ -258,7 +258,6 @@ void JackBackend::TakeUpEndpoints() {
     const std::vector<Wanted> visible = Visible();
     BringBack(visible);
     Withdraw(visible);
-    FreeNames(visible);
     Rename(visible);
     Register(visible);
 }
@@ -309,6 +308,9 @@ bool JackBackend::MayGoOn(const Leaving& side) const {
 }
 
 void JackBackend::LetGo() {
+    if (leaving.empty()) {
+        return;
+    }
     std::size_t room = kUnregisteredAtOnce;
     for (auto side = leaving.begin(); side != leaving.end() && room != 0;) {
         if (!MayGoOn(*side)) {
@@ -326,22 +328,34 @@ void JackBackend::LetGo() {
             ++side;
         }
     }
-}
-
-// A port that is leaving has its name until it has gone.
-void JackBackend::FreeNames(const std::vector<Wanted>& visible) {
-    for (const Leaving& side : leaving) {
-        const std::string name = jack_port_short_name(side.jackPort);
-        if (std::any_of(visible.begin(), visible.end(),
-                        [&](const Wanted& one) { return one.name == name; })) {
-            const std::string last =
-                std::string(side.output ? "leaving output " : "leaving input ") + std::to_string(side.port);
-            jack_port_rename(client, side.jackPort, last.c_str());
-        }
+    // Those that wait for the names or the room of the last.
+    if (leaving.empty() && !serverHasGone) {
+        TakeUpEndpoints();
     }
 }
 
-// A name that another port has at this moment is taken by way of one that nobody has.
+std::set<std::string> JackBackend::LeavingNames() const {
+    std::set<std::string> names;
+    for (const Leaving& side : leaving) {
+        names.insert(jack_port_short_name(side.jackPort));
+    }
+    return names;
+}
+
+std::set<std::string> JackBackend::NamesInUse() const {
+    std::set<std::string> names = LeavingNames();
+    for (const auto& ofPorts : sides) {
+        for (const Side& side : ofPorts) {
+            if (side.port != nullptr) {
+                names.insert(jack_port_short_name(side.port));
+            }
+        }
+    }
+    return names;
+}
+
+// A name that another port has at this moment is taken by way of one that nobody has. One that is leaving
+// keeps its name, for programs on PipeWire know a port by its first; who wants it waits.
 void JackBackend::Rename(const std::vector<Wanted>& visible) {
     struct Renaming {
         Side* side;
@@ -352,6 +366,16 @@ void JackBackend::Rename(const std::vector<Wanted>& visible) {
         Side& side = SideOf(one.port, one.output);
         if (side.port != nullptr && one.name != jack_port_short_name(side.port)) {
             renamings.push_back({&side, &one.name});
+        }
+    }
+    std::set<std::string> kept = LeavingNames();
+    for (auto waits = renamings.begin(); waits != renamings.end();) {
+        if (kept.contains(*waits->name)) {
+            kept.insert(jack_port_short_name(waits->side->port));
+            renamings.erase(waits);
+            waits = renamings.begin();
+        } else {
+            ++waits;
         }
     }
     const auto isTaken = [&](const std::string& name) {
@@ -373,9 +397,14 @@ void JackBackend::Rename(const std::vector<Wanted>& visible) {
 }
 
 void JackBackend::Register(const std::vector<Wanted>& visible) {
+    const std::set<std::string> inUse = NamesInUse();
     for (const Wanted& one : visible) {
         Side& side = SideOf(one.port, one.output);
         if (side.port != nullptr) {
+            continue;
+        }
+        if (inUse.contains(one.name)) {
+            side.problem = "The port that had this name has not gone yet.";
             continue;
         }
         side.port = jack_port_register(client, one.name.c_str(), JACK_DEFAULT_MIDI_TYPE,

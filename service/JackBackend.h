@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -79,7 +80,8 @@ class JackBackend final : public MidiBackend {
     unsigned CyclesUntilReleased() const;
     void LetGo();
     bool MayGoOn(const Leaving& side) const;
-    void FreeNames(const std::vector<Wanted>& visible);
+    std::set<std::string> LeavingNames() const;
+    std::set<std::string> NamesInUse() const;
     void Rename(const std::vector<Wanted>& visible);
     void Register(const std::vector<Wanted>& visible);
 

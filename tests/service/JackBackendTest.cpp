@@ -39,6 +39,41 @@ class HoldingProcess {
     pid_t process;
 };
 
+// Clients that have every port that a server of JACK has left.
+class JackCrowd {
+  public:
+    JackCrowd() {
+        while (Fill()) {
+        }
+    }
+    ~JackCrowd() {
+        for (jack_client_t* client : clients) {
+            jack_client_close(client);
+        }
+    }
+    JackCrowd(const JackCrowd&) = delete;
+    JackCrowd& operator=(const JackCrowd&) = delete;
+
+  private:
+    // With one more client; whether it got any.
+    bool Fill() {
+        const std::string name = "crowd " + std::to_string(clients.size());
+        jack_client_t* client = jack_client_open(name.c_str(), JackNoStartServer, nullptr);
+        if (client == nullptr) {
+            return false;
+        }
+        clients.push_back(client);
+        int ports = 0;
+        while (jack_port_register(client, std::to_string(ports).c_str(), JACK_DEFAULT_MIDI_TYPE,
+                                  JackPortIsOutput, 0) != nullptr) {
+            ++ports;
+        }
+        return ports != 0;
+    }
+
+    std::vector<jack_client_t*> clients;
+};
+
 // On a server that does not wait for its clients, as most are.
 struct HastySubject : JackSubject {
     HastySubject() {
@@ -266,10 +301,51 @@ TEST_F(JackBackendTest, AnEndpointThatIsWantedAgainBeforeItHasGoneKeepsItsConnec
 
 TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
     Backend().Publish({{0, true, "Piano", false}, {1, true, "Organ", false}, {2, true, "Harp", false}});
-    Backend().Publish({{1, true, "Piano", false}, {3, true, "Harp", false}});
+    Backend().Publish({{1, true, "Piano", false}, {3, true, "Harp", false}, {4, true, "Organ", false}});
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Organ");
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
     EXPECT_EQ(AddressOf(1, true), "vexil3:Piano");
     EXPECT_EQ(AddressOf(3, true), "vexil3:Harp");
-    EXPECT_TRUE(!NewNamesAreListed() || Listed(Program(), true, {"vexil3:Piano", "vexil3:Harp"}));
+    EXPECT_EQ(AddressOf(4, true), "vexil3:Organ");
+    EXPECT_TRUE(!NewNamesAreListed() ||
+                Listed(Program(), true, {"vexil3:Piano", "vexil3:Harp", "vexil3:Organ"}));
+}
+
+// Programs on PipeWire know a port by the name that it came with.
+TEST_F(JackBackendTest, AnEndpointComesUnderTheNameOfOneThatGoes) {
+    Backend().Publish({{0, true, "Harp", false}});
+    ASSERT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    Backend().Publish({{1, true, "Harp", false}});
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Harp");
+    EXPECT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    Writer(1);
+    EXPECT_TRUE(Connected(1, true, 1));
+}
+
+TEST_F(JackBackendTest, EndpointsThatHadNoRoomComeWhenOthersHaveGone) {
+    if (IsPipeWire()) {
+        GTEST_SKIP() << "it has room for any number of ports";
+    }
+    const auto outputs = [](int first) {
+        std::vector<Endpoint> endpoints;
+        for (int port = first; port < first + 4; ++port) {
+            endpoints.push_back({port, true, "Port " + std::to_string(port), false});
+        }
+        return endpoints;
+    };
+    const auto problems = [&] {
+        const std::vector<PublishedEndpoint> published = Backend().Published();
+        return std::count_if(published.begin(), published.end(),
+                             [](const PublishedEndpoint& endpoint) { return !endpoint.problem.empty(); });
+    };
+    Backend().Publish(outputs(0));
+    ASSERT_EQ(problems(), 0);
+    JackCrowd crowd;
+    Backend().Publish(outputs(4));
+    EXPECT_EQ(problems(), 4);
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_EQ(problems(), 0);
 }
 
 TEST_F(JackBackendTest, TheRealtimeProblemIsNoneOrASentence) {
