@@ -1,4 +1,5 @@
-// What assistive technology takes the window and its own kinds of control for, where the toolkit cannot know.
+// What assistive technology takes the window and its own kinds of control for, and the numbers that it reads
+// and sets, where the toolkit cannot know: they are those that a person sees.
 #pragma once
 
 namespace vexil {

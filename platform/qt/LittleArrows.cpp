@@ -23,8 +23,8 @@ constexpr int kWheelNotch = 120;
 }  // namespace
 
 LittleArrows::LittleArrows(const Reporter& arrowsReporter, int value, int minimum, int maximum,
-                           QWidget* parent)
-    : QAbstractSlider(parent), reporter(arrowsReporter), knownValue(value) {
+                           Shown shownNumber, QWidget* parent)
+    : QAbstractSlider(parent), reporter(arrowsReporter), shown(shownNumber), knownValue(value) {
     setRange(minimum, maximum);
     LittleArrows::SetValue(value);
     setOrientation(Qt::Vertical);

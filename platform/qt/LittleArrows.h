@@ -15,11 +15,17 @@ namespace vexil {
 // technology may set a number; the arrows then go there in steps.
 class LittleArrows : public QAbstractSlider, public QtControl {
   public:
-    LittleArrows(const Reporter& arrowsReporter, int value, int minimum, int maximum, QWidget* parent);
+    // The number by which a value is shown; a larger one for each larger value.
+    using Shown = int (*)(int value);
+
+    LittleArrows(const Reporter& arrowsReporter, int value, int minimum, int maximum, Shown shownNumber,
+                 QWidget* parent);
 
     QWidget& Widget() override { return *this; }
     int Value() const override { return value(); }
     void SetValue(int newValue) override;
+
+    int ShownNumber(int ofValue) const { return shown(ofValue); }
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -43,6 +49,7 @@ class LittleArrows : public QAbstractSlider, public QtControl {
     void DrawHalf(QPainter& painter, Half half) const;
 
     Reporter reporter;
+    Shown shown;
     Half pressed = Half::None;
     bool pointerInside = false;
     QBasicTimer repeat;

@@ -28,6 +28,8 @@ namespace {
 
 // Fields have a row of 16 pixels for their text; their frame goes around it.
 constexpr int kFieldFrame = 3;
+// The slider counts tenths of a millisecond.
+constexpr int kSliderValuesPerUnit = 10;
 
 QRect PlaceOf(const ControlSpec& spec) {
     const ControlRect& rect = spec.rect;
@@ -58,17 +60,22 @@ std::vector<int> TextsOf(int control) {
     }
 }
 
-// The control whose number is shown in a text; -1 for other controls.
-int SetterOf(int control) {
-    switch (control) {
-        case kSourcePortNumber:
-        case kTargetPortNumber:
-        case kTestChannelNumber:
-        case kQuantizationNumber:
-            return control + 1;
-        default:
-            return -1;
-    }
+// Whether a text shows the number that a control sets.
+bool IsNumber(int control) {
+    return control == kSourcePortNumber || control == kTargetPortNumber || control == kTestChannelNumber ||
+           control == kQuantizationNumber;
+}
+
+int ShownPort(int port) {
+    return static_cast<int>(ShownPortNumber(port));
+}
+
+int ShownAsItIs(int value) {
+    return value;
+}
+
+LittleArrows::Shown ShownBy(int arrows) {
+    return arrows == kTestChannelArrows ? ShownAsItIs : ShownPort;
 }
 
 svString ToPanelText(const QString& text) {
@@ -165,13 +172,15 @@ QtControl* QtWidgets::MakeControl(const ControlSpec& spec, PanelHandlers& handle
         case ControlKind::ComboBox:
             return new ComboBox(reporter, lastComboBox, parent);
         case ControlKind::LittleArrows:
-            return new LittleArrows(reporter, spec.value, spec.minimum, spec.maximum, parent);
+            return new LittleArrows(reporter, spec.value, spec.minimum, spec.maximum, ShownBy(spec.number),
+                                    parent);
         case ControlKind::RoundButton:
             return new RoundButton(reporter, parent);
         case ControlKind::Slider:
             break;
     }
-    return new TickedSlider(reporter, spec.minimum, spec.maximum, kSliderTickMarks, parent);
+    return new TickedSlider(reporter, spec.minimum, spec.maximum, kSliderTickMarks, kSliderValuesPerUnit,
+                            parent);
 }
 
 void QtWidgets::Embed(int container, int control) {
@@ -216,19 +225,16 @@ void QtWidgets::SetText(int control, const char* text) {
     DescribeNumber(control);
 }
 
-// A number that is shown is read out before what it is for, at its own place and at the control that sets it:
-// the values of the arrows count from zero, and have no tenths on the slider.
+// The text of a number is read out before what it is for: its accessible name hides it.
 void QtWidgets::DescribeNumber(int control) {
-    const int setter = SetterOf(control);
     QtControl* shown = ControlAt(control);
-    if (setter < 0 || shown == nullptr || ControlAt(setter) == nullptr)
+    if (!IsNumber(control) || shown == nullptr)
         return;
     QString number;
     shown->ReadText(number);
     const QString description =
         number + ". " + DecodeText(kControlTable[static_cast<std::size_t>(control)].tip);
     shown->Widget().setAccessibleDescription(description);
-    ControlAt(setter)->Widget().setAccessibleDescription(description);
 }
 
 bool QtWidgets::IsEnabled(int control) const {

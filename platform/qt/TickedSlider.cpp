@@ -10,8 +10,9 @@
 
 namespace vexil {
 
-TickedSlider::TickedSlider(const Reporter& reporter, int minimum, int maximum, int marks, QWidget* parent)
-    : QSlider(Qt::Horizontal, parent), tickMarks(marks) {
+TickedSlider::TickedSlider(const Reporter& reporter, int minimum, int maximum, int marks, int unitValues,
+                           QWidget* parent)
+    : QSlider(Qt::Horizontal, parent), tickMarks(marks), valuesPerUnit(unitValues) {
     setRange(minimum, maximum);
     setFocusPolicy(Qt::StrongFocus);
     connect(this, &QSlider::valueChanged, this,

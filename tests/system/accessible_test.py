@@ -111,11 +111,18 @@ class Accessible(panel_test.PanelTest):
     def test_numbers_are_read_out_as_they_are_shown(self):
         panel = self.start()
         panel.toggle("MIDI IN")
+        # A number is also a label of the control that sets it, so that its name finds that one.
+        texts = {number: control for number, _, control, _ in self.by_number(panel)}
         panel.step(named(18))
-        wait_until(lambda: panel.control(named(18)).description.startswith("12. "), what="the target port's number")
-        self.assertTrue(panel.control(named(17)).description.startswith("12. "))
-        panel.set_value(named(32), 37)
-        wait_until(lambda: panel.control(named(32)).description.startswith("3.7. "), what="the quantization time")
+        wait_until(lambda: texts[17].description.startswith("12. "), what="the target port's number")
+        self.assertEqual(panel.value(named(18)), 12)
+        panel.set_value(named(18), 21)
+        wait_until(lambda: texts[17].description.startswith("21. "), what="the next target port")
+        panel.step(named(18), up=False)
+        wait_until(lambda: panel.value(named(18)) == 18, what="the number before 21")
+        panel.set_value(named(32), 3.7)
+        wait_until(lambda: texts[31].description.startswith("3.7. "), what="the quantization time")
+        self.assertEqual(panel.value(named(32)), 3.7)
         panel.close()
         panel.answer("Settings have not been previously applied. Apply settings?", "Quit")
         self.assertEqual(panel.process.wait(panel_test.PATIENCE), 0)

@@ -93,7 +93,7 @@ class Panel:
         return text.getText(0, -1)
 
     def value(self, name):
-        return int(self.control(name).queryValue().currentValue)
+        return self.control(name).queryValue().currentValue
 
     def wait_enabled(self, name, enabled=True):
         wait_until(lambda: self.is_enabled(name) == enabled, PATIENCE, f"{name} enabled: {enabled}")

@@ -190,7 +190,7 @@ class Options(ServiceTest):
         keys, synth = self.program("keys"), self.program("synth")
         self.connect(keys, synth)
         panel = self.start()
-        panel.set_value("Send Quantization Time", 100)
+        panel.set_value("Send Quantization Time", 10)
         wait_until(lambda: self.service.status()["options"]["sendGranularity"] == 100, what="10 ms")
         self.assert_plays(keys, synth)
         panel.toggle("MIDI OUT Send Immediately")

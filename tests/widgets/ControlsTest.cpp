@@ -16,6 +16,10 @@ class Controls : public WindowFixture {
     QPoint Row(int row) {
         return List().viewport()->mapTo(person.Window(), List().visualItemRect(List().item(row)).center());
     }
+    // What assistive technology reads and sets.
+    QAccessibleValueInterface& NumberOf(int control) {
+        return *QAccessible::queryAccessibleInterface(person.Find(control))->valueInterface();
+    }
     QWindow* Window() { return person.Window()->windowHandle(); }
 };
 
@@ -183,12 +187,60 @@ TEST_F(Controls, AssistiveTechnologySetsArrowsInSteps) {
     QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(person.Find(kTargetPortArrows));
     ASSERT_NE(interface, nullptr);
     ASSERT_NE(interface->valueInterface(), nullptr);
-    interface->valueInterface()->setCurrentValue(4);
+    interface->valueInterface()->setCurrentValue(15);
     EXPECT_EQ(widgets.Value(kTargetPortArrows), 4);
     int actions = 0;
     for (const HandlerCall& call : handlers.calls)
         actions += call.handler == "arrows" ? 1 : 0;
     EXPECT_EQ(actions, 4);
+}
+
+TEST_F(Controls, AssistiveTechnologyHasTheNumbersOfPortsAsTheyAreShown) {
+    for (const int arrows : {kSourcePortArrows, kTargetPortArrows}) {
+        QAccessibleValueInterface& number = NumberOf(arrows);
+        EXPECT_EQ(number.minimumValue().toInt(), 11) << arrows;
+        EXPECT_EQ(number.maximumValue().toInt(), 88) << arrows;
+        widgets.SetValue(arrows, 8);
+        EXPECT_EQ(number.currentValue().toInt(), 21) << arrows;
+        number.setCurrentValue(37);
+        EXPECT_EQ(number.currentValue().toInt(), 37) << arrows;
+        EXPECT_EQ(widgets.Value(arrows), 22) << arrows;
+    }
+}
+
+TEST_F(Controls, AssistiveTechnologyStepsOverNumbersThatNoPortHas) {
+    QAccessibleValueInterface& number = NumberOf(kTargetPortArrows);
+    number.setCurrentValue(18);
+    number.setCurrentValue(19);
+    EXPECT_EQ(number.currentValue().toInt(), 21);
+    number.setCurrentValue(20);
+    EXPECT_EQ(number.currentValue().toInt(), 18);
+    number.setCurrentValue(100);
+    EXPECT_EQ(number.currentValue().toInt(), 88);
+    number.setCurrentValue(0);
+    EXPECT_EQ(number.currentValue().toInt(), 11);
+}
+
+TEST_F(Controls, AssistiveTechnologyHasTheChannelAsItIsShown) {
+    QAccessibleValueInterface& number = NumberOf(kTestChannelArrows);
+    EXPECT_EQ(number.minimumValue().toInt(), 1);
+    EXPECT_EQ(number.maximumValue().toInt(), 16);
+    number.setCurrentValue(10);
+    EXPECT_EQ(number.currentValue().toInt(), 10);
+    EXPECT_EQ(widgets.Value(kTestChannelArrows), 10);
+}
+
+TEST_F(Controls, AssistiveTechnologyHasTheMillisecondsOfTheSlider) {
+    QAccessibleValueInterface& number = NumberOf(kQuantizationSlider);
+    EXPECT_DOUBLE_EQ(number.minimumValue().toDouble(), 0.0);
+    EXPECT_DOUBLE_EQ(number.maximumValue().toDouble(), 10.0);
+    EXPECT_DOUBLE_EQ(number.minimumStepSize().toDouble(), 0.1);
+    number.setCurrentValue(3.7);
+    EXPECT_EQ(widgets.Value(kQuantizationSlider), 37);
+    EXPECT_DOUBLE_EQ(number.currentValue().toDouble(), 3.7);
+    EXPECT_EQ(Story(), Lines{"32 action"});
+    number.setCurrentValue(1000.0);
+    EXPECT_EQ(widgets.Value(kQuantizationSlider), 100);
 }
 
 // --- check boxes and groups ---
@@ -218,7 +270,7 @@ TEST_F(Controls, AssistiveTechnologySetsNoDisabledArrows) {
     widgets.SetEnabled(kTargetPortArrows, false);
     QAccessible::queryAccessibleInterface(person.Find(kTargetPortArrows))
         ->valueInterface()
-        ->setCurrentValue(2);
+        ->setCurrentValue(13);
     EXPECT_EQ(Story(), Lines());
     EXPECT_EQ(widgets.Value(kTargetPortArrows), 0);
 }

@@ -173,16 +173,11 @@ TEST_F(Layout, TipsAreReadOutToo) {
 }
 
 TEST_F(Layout, NumbersAreReadOutAsTheyAreShown) {
-    for (const auto& [number, setter] :
-         {std::pair{kSourcePortNumber, kSourcePortArrows}, std::pair{kTargetPortNumber, kTargetPortArrows},
-          std::pair{kTestChannelNumber, kTestChannelArrows},
-          std::pair{kQuantizationNumber, kQuantizationSlider}}) {
+    for (const int number : {kSourcePortNumber, kTargetPortNumber, kTestChannelNumber, kQuantizationNumber}) {
         widgets.SetText(number, "42");
-        for (const int control : {number, setter}) {
-            QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(person.Find(control));
-            EXPECT_EQ(interface->text(QAccessible::Description).toStdString(),
-                      std::string("42. ") + kControlTable[static_cast<std::size_t>(control)].tip);
-        }
+        QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(person.Find(number));
+        EXPECT_EQ(interface->text(QAccessible::Description).toStdString(),
+                  std::string("42. ") + kControlTable[static_cast<std::size_t>(number)].tip);
     }
 }
 
