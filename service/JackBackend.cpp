@@ -26,9 +26,8 @@ constexpr unsigned kCyclesUntilRead = 3;
 // A port that was written to has no writers any more so many cycles after it was taken from the process
 // thread.
 constexpr unsigned kCyclesUntilWritersEnd = 3;
-// A port that is taken from the process thread may be in use in the cycle that is under way, and is left
-// empty in the next.
-constexpr unsigned kCyclesUntilUnused = 2;
+// The cycle that is under way may go by what was before; the next one does not.
+constexpr unsigned kCyclesUntilTakenUp = 2;
 // A program that is late holds JACK's cycles up, and hears what it was sent only then; a server that hangs is
 // given up.
 constexpr milliseconds kLongestStandstill{10'000};
@@ -276,20 +275,17 @@ void JackBackend::BringBack(const std::vector<Wanted>& visible) {
 
 // Outputs go first: what is held on their ways is released while the inputs are still there to hear it.
 void JackBackend::Withdraw(const std::vector<Wanted>& visible) {
-    const auto latest = std::chrono::steady_clock::now() + kLongestStandstill;
     for (const bool output : {true, false}) {
         for (int port = 0; port < kMaxPorts; ++port) {
             Side& side = SideOf(port, output);
             if (side.port == nullptr || IsAmong(visible, port, output)) {
                 continue;
             }
-            if (output) {
-                process->SetPort(port, true, nullptr);
-            }
-            // Read after that: a cycle that ends in between may have begun with the port.
-            const unsigned now = process->Cycles();
-            const unsigned cycles = output ? kCyclesUntilUnused : CyclesUntilReleased() + kCyclesUntilRead;
-            leaving.push_back({port, output, side.port, output, now, cycles, latest});
+            Leaving& one = leaving.emplace_back();
+            one.port = port;
+            one.output = output;
+            one.jackPort = side.port;
+            Begin(output ? Step::Unused : Step::Heard, one);
             side = {};
         }
     }
@@ -301,6 +297,19 @@ unsigned JackBackend::CyclesUntilReleased() const {
     const unsigned heldBack =
         jack_get_sample_rate(client) / kHeldBackPerSecond / std::max(jack_get_buffer_size(client), 1U) + 1;
     return kCyclesUntilWritersEnd + heldBack;
+}
+
+void JackBackend::Begin(Step step, Leaving& side) const {
+    if (step == Step::Empty) {
+        process->LeaveEmpty(side.port);
+    } else if (step == Step::Unused) {
+        process->SetPort(side.port, side.output, nullptr);
+    }
+    side.step = step;
+    // Read after that: a cycle that ends in between may have begun before.
+    side.since = process->Cycles();
+    side.cycles = step == Step::Heard ? CyclesUntilReleased() + kCyclesUntilRead : kCyclesUntilTakenUp;
+    side.latest = std::chrono::steady_clock::now() + kLongestStandstill;
 }
 
 bool JackBackend::MayGoOn(const Leaving& side) const {
@@ -315,16 +324,12 @@ void JackBackend::LetGo() {
     for (auto side = leaving.begin(); side != leaving.end() && room != 0;) {
         if (!MayGoOn(*side)) {
             ++side;
-        } else if (side->isTaken) {
+        } else if (side->step == Step::Unused) {
             jack_port_unregister(client, side->jackPort);
             side = leaving.erase(side);
             --room;
         } else {
-            process->SetPort(side->port, side->output, nullptr);
-            side->isTaken = true;
-            side->since = process->Cycles();
-            side->cycles = kCyclesUntilUnused;
-            side->latest = std::chrono::steady_clock::now() + kLongestStandstill;
+            Begin(side->step == Step::Heard ? Step::Empty : Step::Unused, *side);
             ++side;
         }
     }

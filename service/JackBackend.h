@@ -7,6 +7,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <set>
 #include <string>
@@ -46,14 +47,17 @@ class JackBackend final : public MidiBackend {
         jack_port_t* port = nullptr;  // JACK's; null: there is none
         std::string problem;          // why not, although it is wanted and JACK is there
     };
-    // A side that is to go. It is JACK's, and with an input the process thread's too, until nobody needs it.
+    // What a side that is to go is waited for: an input until its readers have heard all, then until it is
+    // empty; either then until the process thread does not use it any more.
+    enum class Step : std::uint8_t { Heard, Empty, Unused };
+    // A side that is to go. JACK has it until it has taken the last step.
     struct Leaving {
-        int port;
-        bool output;
-        jack_port_t* jackPort;
-        bool isTaken;     // from the process thread
-        unsigned since;   // JackProcess::Cycles() at which the next step was begun to be waited for
-        unsigned cycles;  // that have to end from then on
+        int port = 0;
+        bool output = false;
+        jack_port_t* jackPort = nullptr;
+        Step step = Step::Heard;
+        unsigned since = 0;                            // JackProcess::Cycles() at its beginning
+        unsigned cycles = 0;                           // that have to end from then on
         std::chrono::steady_clock::time_point latest;  // it is waited for no longer
     };
     // What JACK is to have: a side and its name, which is legal and no other's.
@@ -78,6 +82,7 @@ class JackBackend final : public MidiBackend {
     void BringBack(const std::vector<Wanted>& visible);
     void Withdraw(const std::vector<Wanted>& visible);
     unsigned CyclesUntilReleased() const;
+    void Begin(Step step, Leaving& side) const;
     void LetGo();
     bool MayGoOn(const Leaving& side) const;
     std::set<std::string> LeavingNames() const;

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <limits>
 #include <string_view>
-#include <utility>
 
 namespace vexil {
 
@@ -53,9 +52,16 @@ JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDesc
 void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
     const auto index = static_cast<std::size_t>(port);
     (output ? outputs : inputs)[index].store(jackPort, std::memory_order_release);
-    if (output && jackPort == nullptr) {
-        gone.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
+    const std::uint64_t bit = std::uint64_t{1} << port;
+    if (!output) {
+        leftEmpty.fetch_and(~bit, std::memory_order_release);
+    } else if (jackPort == nullptr) {
+        gone.fetch_or(bit, std::memory_order_release);
     }
+}
+
+void JackProcess::LeaveEmpty(int port) {
+    leftEmpty.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
 }
 
 void JackProcess::Disconnected(const jack_port_t* jackPort) {
@@ -78,14 +84,12 @@ int JackProcess::Cycle(jack_nframes_t frames) {
 }
 
 void JackProcess::PrepareInputs(jack_nframes_t frames) {
+    const std::uint64_t empty = leftEmpty.load(std::memory_order_acquire);
     for (std::size_t port = 0; port < inputs.size(); ++port) {
         jack_port_t* jackPort = inputs[port].load(std::memory_order_acquire);
-        jack_port_t* before = std::exchange(filled[port], jackPort);
-        if (before != nullptr && before != jackPort) {
-            Clear(jack_port_get_buffer(before, frames));
-        }
-        buffers[port] = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
-        Clear(buffers[port]);
+        void* buffer = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
+        Clear(buffer);
+        buffers[port] = (empty >> port & 1) != 0 ? nullptr : buffer;
         lastFrame[port] = 0;
         packed[port] = 0;
     }

@@ -24,10 +24,13 @@ class JackProcess : private EngineSink {
     JackProcess(const JackProcess&) = delete;
     JackProcess& operator=(const JackProcess&) = delete;
 
-    // The port of an endpoint from the next cycle on; null: none. A port that is taken away is still used
-    // until a cycle has passed, and one that is read from is left empty in it: JACK gives its readers what
-    // was in it last over and over. A port that was written to has no writers any more when it is taken away.
+    // The port of an endpoint from the next cycle on; null: none. A port that is taken away may be in use
+    // until the cycle that is under way has ended. A port that was written to has no writers any more when it
+    // is taken away.
     void SetPort(int port, bool output, jack_port_t* jackPort);
+    // The port of an input is left empty from the next cycle on, until SetPort: JACK gives readers of a port
+    // that is not used any more what was in it last over and over.
+    void LeaveEmpty(int port);
     // Cycles that have ended; begins anew after the highest number.
     unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
     // A connection of one of JACK's ports has ended. JACK mixes what several programs write to one port, so
@@ -57,15 +60,15 @@ class JackProcess : private EngineSink {
 
     Ports outputs{};
     Ports inputs{};
-    std::atomic<std::uint64_t> gone{0};  // bit p: a writer of output p has gone
-    std::atomic<unsigned> cycles{0};     // as Cycles
+    std::atomic<std::uint64_t> leftEmpty{0};  // bit p: nothing goes into the port of input p
+    std::atomic<std::uint64_t> gone{0};       // bit p: a writer of output p has gone
+    std::atomic<unsigned> cycles{0};          // as Cycles
     std::atomic<std::uint64_t> lost{0};
 
     // The process thread's.
     FrameClock clock;
     std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
     std::array<void*, kMaxPorts> buffers{};
-    std::array<jack_port_t*, kMaxPorts> filled{};  // the inputs of the cycle before
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};
     std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds
 };
