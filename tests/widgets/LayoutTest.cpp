@@ -2,6 +2,7 @@
 #include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QGroupBox>
 #include <QHelpEvent>
 #include <QImage>
 #include <QLabel>
@@ -10,6 +11,7 @@
 #include <QSet>
 #include <QStyle>
 #include <QStyleOptionButton>
+#include <QStyleOptionGroupBox>
 #include <QTest>
 #include <QTextDocumentFragment>
 #include <QToolTip>
@@ -69,10 +71,27 @@ TEST_F(Layout, ControlsOutsideGroupFramesDoNotOverlap) {
     }
 }
 
+// Where a group's title stands in the window.
+QRect TitleOf(const QGroupBox& group) {
+    QStyleOptionGroupBox option;
+    option.initFrom(&group);
+    option.text = group.title();
+    option.subControls = QStyle::SC_GroupBoxLabel;
+    if (group.isCheckable())
+        option.subControls |= QStyle::SC_GroupBoxCheckBox;
+    const QRect title =
+        group.style()->subControlRect(QStyle::CC_GroupBox, &option, QStyle::SC_GroupBoxLabel, &group);
+    return title.translated(group.mapTo(group.window(), QPoint(0, 0)));
+}
+
+// Letters that stand closer than this run into each other, pixels.
+constexpr double kClosestLetters = -0.3;
+
 TEST_F(Layout, EveryTitleFitsItsPlace) {
     for (const ControlSpec& spec : kControlTable) {
         QWidget* widget = person.Find(spec.number);
         const QFontMetrics metrics(widget->font());
+        EXPECT_GE(widget->font().letterSpacing(), kClosestLetters) << spec.number;
         if (auto* label = qobject_cast<QLabel*>(widget))
             EXPECT_LE(metrics.horizontalAdvance(label->text()), label->width()) << spec.number;
         else if (auto* box = qobject_cast<QCheckBox*>(widget)) {
@@ -82,6 +101,21 @@ TEST_F(Layout, EveryTitleFitsItsPlace) {
             EXPECT_LE(metrics.horizontalAdvance(box->text()), width) << spec.number;
         } else if (auto* button = qobject_cast<QPushButton*>(widget)) {
             EXPECT_LE(metrics.horizontalAdvance(button->text()), button->width() - 8) << spec.number;
+        } else if (auto* group = qobject_cast<QGroupBox*>(widget)) {
+            EXPECT_GE(TitleOf(*group).width(), metrics.horizontalAdvance(group->title())) << spec.number;
+        }
+    }
+}
+
+TEST_F(Layout, TitlesOfGroupsAreClearOfWhatStandsBesideThem) {
+    for (const int number : {kMidiIn, kMidiOut, kSettingsGroup, kRealtimeGroup}) {
+        const auto& group = Find<QGroupBox>(number);
+        const QRect title = TitleOf(group);
+        EXPECT_TRUE(TableRect(kControlTable[static_cast<std::size_t>(number)]).contains(title)) << number;
+        for (const ControlSpec& other : kControlTable) {
+            const bool isGroup =
+                other.kind == ControlKind::CheckGroupBox || other.kind == ControlKind::GroupBox;
+            EXPECT_FALSE(!isGroup && TableRect(other).intersects(title)) << number << " " << other.number;
         }
     }
 }
