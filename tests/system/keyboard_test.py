@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """A whole set-up by keyboard alone: choose a port, enable its output, name it, choose its target, apply, save."""
 
+import accessible_test
 import panel_test
 import stored_configuration as stored
 from private_desktop import wait_until
@@ -9,11 +10,20 @@ from private_desktop import wait_until
 class Keyboard(panel_test.PanelTest):
     def tab_to(self, panel, name):
         """Presses Tab until the control has the keyboard focus; every control is reached within one round."""
-        for _ in range(40):
-            if panel.has_focus(name):
+        focused = self.focused(panel)
+        for _ in accessible_test.TAB_ORDER:
+            if focused == name:
                 return
             panel.type("", "Tab")
-        self.fail(f"Tab does not reach {name}")
+            wait_until(lambda left=focused: self.focused(panel) != left, panel_test.PATIENCE, f"Tab to leave {focused}")
+            focused = self.focused(panel)
+        self.assertEqual(focused, name, "within one round of Tab")
+
+    @staticmethod
+    def focused(panel):
+        """The name of the control with the keyboard focus. The list's row claims to have it all the time: it has it when no other does."""
+        others = map(accessible_test.named, accessible_test.TAB_ORDER[1:])
+        return next((name for name in others if panel.has_focus(name)), "Ports")
 
     def test_a_port_is_set_up_and_applied_without_the_mouse(self):
         panel = self.start()
@@ -46,6 +56,20 @@ class Keyboard(panel_test.PanelTest):
         self.assertEqual(lines[place + 1:place + 5], ["Properties=Output", "Flags=192", "SrcPort=2", "DstPort=3"])
         panel.type("", "ctrl+q")
         self.assertEqual(panel.process.wait(panel_test.PATIENCE), 0)
+
+    def test_a_target_is_chosen_from_the_list(self):
+        self.start_driver("--host", "alpha", "--host", "beta")
+        panel = self.start()
+        panel.activate()
+        self.tab_to(panel, "MIDI OUT Target computer name")
+        panel.type("", "alt+Down", "Down", "Return")
+        panel.wait_enabled("Apply")
+        chosen = panel.text("MIDI OUT Target computer name")
+        self.assertIn(chosen, ("alpha", "beta"))
+        panel.type("", "alt+a")
+        panel.wait_enabled("Apply", False)
+        self.assertEqual(self.stored()["01 DstHost"], chosen)
+        self.assert_quits(panel)
 
     def enter_path(self, panel, path):
         """Enters a path in the file chooser that is coming."""
