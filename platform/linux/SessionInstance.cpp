@@ -151,8 +151,10 @@ bool SessionInstance::Connect(Deadline deadline) {
             result = sd_bus_wait(opened, Microseconds(deadline));
         if (result < 0 && result != -EINTR)
             break;
-        if (steady_clock::now() >= deadline)
+        if (steady_clock::now() >= deadline) {
+            busIsSilent = sd_bus_is_ready(opened) == 0;
             break;
+        }
     }
     sd_bus_slot* slot = nullptr;
     if (sd_bus_is_ready(opened) > 0 && sd_bus_set_method_call_timeout(opened, Microseconds(deadline)) >= 0 &&

@@ -40,6 +40,10 @@ class SessionInstance {
     // that does not answer within `patience` counts as none: a panel that hangs loses the name to this one.
     Start Enter(const LaunchTokens& tokens, std::chrono::milliseconds patience);
 
+    // Whether something listens where the session bus is said to be, and has not answered. What else uses the
+    // bus may wait for it without end.
+    bool BusIsSilent() const { return busIsSilent; }
+
     // Readable when there is something for Dispatch; -1 when nobody can ask.
     int Descriptor() const;
     // Calls `comeToFront` for every start since. It returns false while there is no window to show: whoever
@@ -63,6 +67,7 @@ class SessionInstance {
     std::unique_ptr<sd_bus, CloseBus> bus;
     std::unique_ptr<sd_bus_slot, FreeSlot> object;                    // goes before the bus
     const std::function<bool(const LaunchTokens&)>* asked = nullptr;  // inside Dispatch
+    bool busIsSilent = false;
 };
 
 }  // namespace vexil

@@ -61,6 +61,10 @@ int main(int argc, char** argv) {
     if (session.Enter(vexil::CurrentLaunchTokens(), kPatience) == vexil::SessionInstance::Start::Second)
         return 0;
 
+    // The toolkit would wait for such a bus without end before it shows a window.
+    if (session.BusIsSilent())
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+
     // The panel has no command-line options: the toolkit gets none to take as its own either, and only its
     // copy of the vector is changed.
     const std::string executablePath = argc > 0 ? argv[0] : "";

@@ -3,7 +3,10 @@
 
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -117,7 +120,29 @@ TEST_F(SessionInstanceTest, StartWithoutABusGoesOn) {
     SessionInstance first;
     EXPECT_EQ(first.Enter({}, kPatience), Start::Alone);
     EXPECT_EQ(first.Descriptor(), -1);
+    EXPECT_FALSE(first.BusIsSilent());
     EXPECT_FALSE(first.Dispatch([](const LaunchTokens&) { return true; }));
+}
+
+TEST_F(SessionInstanceTest, BusThatListensAndDoesNotAnswerIsSilent) {
+    const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_GE(deaf, 0);
+    // The system gives it an abstract address: a zero and five characters.
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    auto* plain = reinterpret_cast<sockaddr*>(&address);
+    socklen_t length = sizeof(sa_family_t);
+    ASSERT_EQ(bind(deaf, plain, length), 0);
+    ASSERT_EQ(listen(deaf, 1), 0);
+    length = sizeof(address);
+    ASSERT_EQ(getsockname(deaf, plain, &length), 0);
+    const std::string name(address.sun_path + 1, length - sizeof(sa_family_t) - 1);
+    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:abstract=" + name).c_str(), 1);
+    SessionInstance first;
+    EXPECT_EQ(first.Enter({}, kShortPatience), Start::Alone);
+    EXPECT_TRUE(first.BusIsSilent());
+    EXPECT_EQ(first.Descriptor(), -1);
+    close(deaf);
 }
 
 TEST_F(SessionInstanceTest, BusThatGoesEndsTheQuestions) {
