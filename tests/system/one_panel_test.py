@@ -2,6 +2,7 @@
 """One panel in a session: a second start brings the first to the front and ends. Without a session bus, or beside a panel that
 hangs, a start goes on as if it were the first."""
 
+import json
 import os
 import signal
 import socket
@@ -164,6 +165,39 @@ class OnePanel(OnePanelBase):
         self.cover()
         self.assert_ends_silently(self.start_again())
         wait_until(lambda: self.active() == [window], QUICKLY, "the second panel in front")
+
+
+class LaunchOnX11(OnePanelBase):
+    """What the window manager and the desktop hear when a launch with a startup id brings the first panel to the front."""
+
+    def record_launch(self, startup_id):
+        """The messages of such a launch up to the end of the text about its start, and the panel's window."""
+        panel, (window,) = self.start_first()
+        self.cover()
+        recorder = self.desktop.start(["/usr/bin/python3", os.path.join(os.path.dirname(__file__), "root_messages.py")],
+                                      stdout=subprocess.PIPE, text=True)
+        self.addCleanup(recorder.stdout.close)
+        self.addCleanup(end, recorder)
+        self.assertEqual(recorder.stdout.readline(), "ready\n")
+        self.assert_ends_silently(self.start_again({"DESKTOP_STARTUP_ID": startup_id}))
+        messages = []
+        while not (messages and messages[-1]["type"].startswith("_NET_STARTUP_INFO") and 0 in messages[-1]["data"]):
+            messages.append(json.loads(recorder.stdout.readline()))
+        self.assert_quits(panel)
+        return messages, int(window)
+
+    def test_window_asks_to_be_active_at_the_time_of_the_launch(self):
+        messages, window = self.record_launch("launcher_TIME1")
+        requests = [message for message in messages if message["type"] == "_NET_ACTIVE_WINDOW"]
+        # From a program, at time 1.
+        self.assertEqual([(request["window"], request["data"][:2]) for request in requests], [(window, [1, 1])])
+
+    def test_desktop_is_told_that_the_start_is_over(self):
+        messages, _ = self.record_launch('a "launcher"_TIME1')
+        pieces = [message for message in messages if message["type"].startswith("_NET_STARTUP_INFO")]
+        self.assertEqual([piece["type"] for piece in pieces], ["_NET_STARTUP_INFO_BEGIN", "_NET_STARTUP_INFO"])
+        text = bytes(byte for piece in pieces for byte in piece["data"])
+        self.assertEqual(text.rstrip(b"\0"), b'remove: ID="a \\"launcher\\"_TIME1"')
 
 
 class Tokens(OnePanelBase):
