@@ -284,6 +284,30 @@ TEST_F(JackBackendTest, AnEndpointThatGoesWaitsForAReaderThatIsLate) {
     EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
 }
 
+TEST_F(JackBackendTest, AnEndpointThatGoesRepeatsNothing) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    auto& writer = dynamic_cast<JackProgram&>(Writer(0));
+    MidiProgram& reader = Reader(0);
+    writer.WriteAtMostInACycle(1);
+    constexpr int kMessages = 500;
+    for (int message = 0; message < kMessages; ++message) {
+        writer.Write(
+            {0xB0, static_cast<std::uint8_t>(message / 128), static_cast<std::uint8_t>(message % 128)});
+    }
+    MidiProgram::Bytes heard = Hear(reader, 3);
+    Backend().Publish({{0, true, "Port", false}});
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    const MidiProgram::Bytes last = reader.Read();
+    heard.insert(heard.end(), last.begin(), last.end());
+    const auto count = static_cast<int>(heard.size() / 3);
+    ASSERT_LT(count, kMessages);  // it went while there was something to hear
+    for (int message = 0; message < count; ++message) {
+        const auto place = static_cast<std::size_t>(message) * 3;
+        ASSERT_EQ(heard[place + 1] * 128 + heard[place + 2], message);
+    }
+}
+
 TEST_F(JackBackendTest, AnEndpointThatIsWantedAgainBeforeItHasGoneKeepsItsConnections) {
     Backend().Publish(Both(0, "Port"));
     ASSERT_TRUE(PostWays({{0, 0}}));
