@@ -157,7 +157,10 @@ def take_large_font(desktop, program, picture):
     (window,) = [found for found in panel.xdotool("search", "--onlyvisible", "--name", f"^{panel.window.name}$").split()
                  if found != question]
     panel.xdotool("windowmove", "--sync", window, "20", "40")
-    panel.xdotool("windowmove", "--sync", question, "60", "340")
+    panel.xdotool("windowmove", "--sync", question, "640", "40")
+    desktop.picture(picture, window)
+    if not is_whole(picture, 1):
+        sys.exit(f"{picture} does not show the whole window.")
     desktop.picture(picture)
     subprocess.run(["mogrify", "-bordercolor", "black", "-border", "1", "-trim", "+repage", str(picture)], check=True)
     private_desktop.end(panel.process)
