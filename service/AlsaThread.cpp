@@ -76,7 +76,7 @@ AlsaThread::~AlsaThread() {
 
 void AlsaThread::WaitForCycle() const {
     const std::uint64_t present = cycles.load(std::memory_order_acquire);
-    const std::uint64_t end = Now() + kSecond / 10;
+    const std::uint64_t end = Now() + kSecond;
     while (present % 2 != 0 && cycles.load(std::memory_order_acquire) == present && Now() < end) {
         std::this_thread::sleep_for(std::chrono::microseconds(50));
     }

@@ -29,7 +29,8 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     int Failure() const { return failure.load(std::memory_order_acquire); }
     // Why the thread has no realtime priority; empty when it has.
     const std::string& RealtimeProblem() const { return realtimeProblem; }
-    // Waits, at most 100 ms, until what the engine has delivered by now is sent.
+    // Waits until what the engine has delivered by now is sent: while a cycle is under way, and at most 1 s,
+    // for a thread without realtime priority may be kept from its processor for a while.
     void WaitForCycle() const;
 
   private:
