@@ -24,6 +24,8 @@ constexpr std::uint64_t kSecond = 1'000'000'000;
 constexpr std::uint64_t kFirstRetry = 500'000;
 constexpr std::uint64_t kLastRetry = 10'000'000;
 constexpr std::int64_t kNoTimeout = -1;
+// The most that one cycle takes: who writes without an end is not to keep it from ending.
+constexpr int kEventsOfCycle = 2048;
 
 std::uint64_t Now() {
     timespec time{};
@@ -138,10 +140,15 @@ void AlsaThread::Cycle() {
 }
 
 void AlsaThread::TakeEvents(std::uint64_t now) {
-    for (;;) {
+    mayHaveMore = false;
+    for (int room = kEventsOfCycle;;) {
         int error = 0;
         while (const snd_seq_event_t* event = client.NextEvent(error)) {
             TakeEvent(*event, now);
+            if (--room == 0) {
+                mayHaveMore = true;
+                return;
+            }
         }
         if (error == 0 || error == -EINTR) {
             return;
@@ -232,6 +239,9 @@ void AlsaThread::AskForReaders(int port) {
 
 // Nanoseconds until something is to be done; kNoTimeout: only when something happens.
 std::int64_t AlsaThread::NextTimeout() {
+    if (mayHaveMore) {
+        return 0;  // the library holds some that the descriptor does not tell of
+    }
     std::optional<std::uint64_t> next = writers.NextDue();
     std::optional<std::uint64_t> due = engine.NextDue();
     const std::uint64_t now = Now();

@@ -59,6 +59,7 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     AlsaWriters writers;
     mutable AlsaReaders readers;    // what is known of their room is found out when it is asked for
     bool delivered = false;         // in this cycle
+    bool mayHaveMore = false;       // the last cycle did not take all events
     std::uint64_t cycleTime = 0;    // of this cycle
     std::uint64_t waitForRoom = 0;  // nanoseconds of the last such wait
     std::atomic<bool> ending{false};
