@@ -11,6 +11,7 @@
 #include "service/AlsaClient.h"
 #include "service/AlsaThread.h"
 #include "service/EndpointNames.h"
+#include "shared/System/svLog.h"
 
 namespace vexil {
 
@@ -118,7 +119,11 @@ void AlsaBackend::Apply() {
         if (there == ports.end() || there->second.error != 0) {
             port.error = std::min(client->CreatePort(number, port.name, port.hidden), 0);
         } else if (there->second.name != port.name || there->second.hidden != port.hidden) {
-            client->ChangePort(number, port.name, port.hidden);
+            if (const int error = client->ChangePort(number, port.name, port.hidden); error < 0) {
+                LogPrintf("The ALSA sequencer does not change the port \"%s\": %s.\n", port.name.c_str(),
+                          TextOf(error).c_str());
+                port = there->second;
+            }
         }
     }
     ports = std::move(next);
