@@ -182,7 +182,7 @@ class MemoryMidiBackend::Program : public MidiProgram {
   public:
     // The back end must outlive the program.
     explicit Program(MemoryMidiBackend& backend) : system(backend) {}
-    ~Program() override { Disconnect(); }
+    ~Program() override { Program::Disconnect(); }
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
