@@ -58,9 +58,9 @@ class MidiBackend {
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
     // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has
-    // reached its readers; Service may go on with that. Remembered while the MIDI system is away. The loss of
-    // an output's last writer, or of a writer where the system tells them apart, reaches the engine as
-    // WriterGone.
+    // reached its readers; Service may go on with that, and with what needs its name or its room. Remembered
+    // while the MIDI system is away. The loss of an output's last writer, or of a writer where the system
+    // tells them apart, reaches the engine as WriterGone.
     virtual void Publish(const std::vector<Endpoint>& endpoints) = 0;
     // One for each endpoint that was asked for, in the order of Publish. Asks the MIDI system.
     virtual std::vector<PublishedEndpoint> Published() const = 0;
