@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QEventLoop>
 #include <QScreen>
+#include <QSessionManager>
 #include <QWidget>
 
 #include "platform/qt/ComeToFront.h"
@@ -55,6 +56,11 @@ QtDesktop::QtDesktop(QtWidgets& qtWidgets) : widgets(qtWidgets) {
     // The application's own event loop, which is not used, would do this.
     QAccessible::setRootObject(qApp);
 #endif
+#if QT_CONFIG(sessionmanager)
+    QObject::connect(
+        qApp, &QGuiApplication::commitDataRequest, &sessionEnd,
+        [this](QSessionManager& manager) { EndSession(manager); }, Qt::DirectConnection);
+#endif
 }
 
 int QtDesktop::DisplayWidth() const {
@@ -74,6 +80,7 @@ void QtDesktop::RunEventLoop() {
 
 void QtDesktop::EndEventLoop() {
     widgets.EndPresses();
+    loopEnded = true;
     if (loop != nullptr)
         loop->exit();
 }
@@ -129,6 +136,21 @@ void QtDesktop::RequestClose() {
             RequestClose();
         },
         Qt::QueuedConnection);
+}
+
+// Whether there is something to apply is what the button shows. A question that is open already has its
+// answer only later, so the session goes on until then too.
+void QtDesktop::EndSession([[maybe_unused]] QSessionManager& manager) {
+#if QT_CONFIG(sessionmanager)
+    if (!widgets.IsEnabled(kApply) || !manager.allowsInteraction())
+        return;
+    loopEnded = false;
+    RequestClose();
+    if (loopEnded)
+        manager.release();
+    else
+        manager.cancel();
+#endif
 }
 
 bool QtDesktop::BringToFront(const std::string& startupId, const std::string& activationToken) {

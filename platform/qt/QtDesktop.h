@@ -3,9 +3,12 @@
 
 #include <string>
 
+#include <QObject>
+
 #include "panel/Desktop.h"
 
 class QEventLoop;
+class QSessionManager;
 
 namespace vexil {
 
@@ -13,6 +16,9 @@ class QtWidgets;
 
 // The event loop is one of this object's own, not the application's: ending that one would also end the
 // questions that are open at the time, unanswered.
+//
+// A session that ends, where it asks its programs first (X11), is a request to close as below if there is
+// something to apply. It goes on when the window does.
 class QtDesktop : public Desktop {
   public:
     // `qtWidgets` holds the window and must outlive this object.
@@ -38,9 +44,13 @@ class QtDesktop : public Desktop {
     bool BringToFront(const std::string& startupId, const std::string& activationToken);
 
   private:
+    void EndSession(QSessionManager& manager);
+
     QtWidgets& widgets;
     QEventLoop* loop = nullptr;  // the innermost run
     bool closePending = false;   // a request that was put off
+    bool loopEnded = false;      // since it was last set
+    QObject sessionEnd;          // for whose life the end of the session is heard of
 };
 
 }  // namespace vexil
