@@ -128,6 +128,8 @@ class RecordingDriver:
         self.record.flush()
 
         if any(matches(pattern, kind, number) for pattern in self.arguments.die):
+            # First: the system closes the client before, and a panel could still connect to what is about to go.
+            self.listener.close()
             os._exit(1)
         if any(matches(pattern, kind, number) for pattern in self.arguments.hang):
             return None
