@@ -37,8 +37,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "Connects this port's output to its own input, to patch two programs on this computer together."},
     {kAbout, ControlKind::PushButton, "About",
         {18, 490, 38, 560}, 0, 0, 0, kNoContainer, "About",
-        "Shows the version; with Ctrl held, it removes the stored list of computers and asks for a "
-        "restart of the computer."},
+        "Shows the version; with Ctrl held, it empties the list of computers and asks to restart this one."},
 
     {kMidiIn, ControlKind::CheckGroupBox, "MIDI IN",
         {28, 120, 136, 560}, 0, 0, 1, kNoContainer, "MIDI IN",
