@@ -104,6 +104,13 @@ class UserManager(running_service.ServiceTest):
         self.assertEqual(self.shown("ActiveState"), "active")
         wait_until(lambda: self.shown("StatusText").startswith("1 port, panel attached."))
 
+    def test_enabled_service_is_there_with_its_socket_from_the_beginning_of_the_session(self):
+        enabled = self.ask("enable", "--now", "vexil3d.service")
+        self.assertEqual(enabled.returncode, 0, enabled.stderr)
+        units_of_both = ("vexil3d.service", "vexil3d.socket")
+        self.assertEqual(self.ask("is-active", *units_of_both).stdout, "active\nactive\n")
+        self.assertEqual(self.ask("is-enabled", *units_of_both).stdout, "enabled\nenabled\n")
+
     def test_killed_service_is_back_within_two_seconds(self):
         self.start()
         self.panel()
