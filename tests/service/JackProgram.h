@@ -3,6 +3,7 @@
 
 #include <jack/jack.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -35,6 +36,7 @@ class JackProgram : public MidiProgram {
 
   private:
     bool Connect(const char* source, const char* destination);
+    void WaitUntilConnected() const;
     static int Process(jack_nframes_t frames, void* program);
     void WriteCycle(jack_nframes_t frames);
     void ReadCycle(jack_nframes_t frames);
@@ -42,7 +44,8 @@ class JackProgram : public MidiProgram {
     jack_client_t* client = nullptr;
     jack_port_t* out = nullptr;
     jack_port_t* in = nullptr;
-    std::mutex mutex;  // of what follows
+    std::atomic<unsigned> cycles{0};  // that have begun
+    std::mutex mutex;                 // of what follows
     std::deque<Bytes> toWrite;
     std::size_t mostInACycle = std::numeric_limits<std::size_t>::max();
     Bytes heard;
