@@ -57,6 +57,14 @@ class PlistDomainsTest : public testing::Test {
     }
 
     PreferenceFolder folder;
+    // Has the preferences of all users in a folder of group 4321, as root alone can.
+    bool ShareFolder() {
+        folder.paths.anyUserPreferences = folder.root + "/system";
+        folder.paths.anyUserIsSystemWide = true;
+        fs::create_directory(folder.paths.anyUserPreferences);
+        return chown(folder.paths.anyUserPreferences.c_str(), 0, 4321) == 0;
+    }
+
     TestDomain domain{folder, CountedCalls()};
 };
 
@@ -100,10 +108,7 @@ TEST_F(PlistDomainsTest, SystemWideFilesAreForTheFoldersGroup) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "giving a folder to another group takes root";
     }
-    folder.paths.anyUserPreferences = folder.root + "/system";
-    folder.paths.anyUserIsSystemWide = true;
-    fs::create_directory(folder.paths.anyUserPreferences);
-    ASSERT_EQ(chown(folder.paths.anyUserPreferences.c_str(), 0, 4321), 0);
+    ASSERT_TRUE(ShareFolder());
     TestDomain systemWide(folder);
     EXPECT_TRUE(systemWide.Store("A", MakePropertyNumber(1)));
     for (const std::string& path : {folder.File(), folder.File() + ".lock"}) {
@@ -118,10 +123,7 @@ TEST_F(PlistDomainsTest, ASystemWideFileFromElsewhereBecomesTheGroupsWhenItIsWri
     if (geteuid() != 0) {
         GTEST_SKIP() << "giving a file to another group takes root";
     }
-    folder.paths.anyUserPreferences = folder.root + "/system";
-    folder.paths.anyUserIsSystemWide = true;
-    fs::create_directory(folder.paths.anyUserPreferences);
-    ASSERT_EQ(chown(folder.paths.anyUserPreferences.c_str(), 0, 4321), 0);
+    ASSERT_TRUE(ShareFolder());
     folder.PutList("");
     ASSERT_EQ(chmod(folder.File().c_str(), 0604), 0);
     ASSERT_EQ(chown(folder.File().c_str(), 1234, 1234), 0);
