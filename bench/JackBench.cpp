@@ -10,8 +10,8 @@
 #include <cstring>
 #include <memory>
 
-#include "service/JackBackend.h"
-#include "tests/service/JackTestServer.h"
+#include "service/backends/jack/JackBackend.h"
+#include "tests/service/backends/jack/JackTestServer.h"
 
 namespace vexil::bench {
 

@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/PlistPreferenceDomains.h"
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <ctime>
 #include <memory>
 
-#include "service/Engine.h"
+#include "service/engine/Engine.h"
 
 namespace {
 

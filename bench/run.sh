@@ -8,7 +8,7 @@ cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 record=${1:-}
 [ -z "$record" ] || [ "$record" = --record ] || { sed -n '2,5s/^# //p' "$0"; exit 2; }
 
-packaging/install-packages build demo test
+tools/install-packages build demo test
 cmake --preset release -Wno-dev >/dev/null
 cmake --build --preset release
 bench=$PWD/build/release/bench
@@ -72,7 +72,7 @@ run jack_throughput "64 ports on JACK with 1,000 messages a second each, for a m
 run "installed size" "What an installation takes, the programs stripped." installed_size
 if [ -n "$record" ]; then
     fresh_status=0
-    packaging/test-fresh-root run >"$fresh" 2>&1 || fresh_status=$?
+    tools/test-fresh-root run >"$fresh" 2>&1 || fresh_status=$?
     if [ $fresh_status -eq 77 ]; then
         tail -n 1 "$fresh"
     else

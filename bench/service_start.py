@@ -12,7 +12,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests/service"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools"))
 import running_service  # noqa: E402
 from running_service import RELOAD, Client, Surroundings, stored, wake_ups  # noqa: E402
 

@@ -13,7 +13,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests/system"))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tools"))
 import private_desktop  # noqa: E402
 import stored_configuration  # noqa: E402
 

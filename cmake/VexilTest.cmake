@@ -31,7 +31,7 @@ endfunction()
 
 # vexil_script_test(NAME LABEL system|house SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing])
 # A test that is a Python program: exit status 0 passed, 77 skipped, anything else failed. It runs by the system's own
-# Python, which has the Debian packages.
+# Python, which has the Debian packages, and finds the modules of tools/.
 function(vexil_script_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;SCRIPT;TIMEOUT;USES" "ARGUMENTS")
   if(NOT arg_TIMEOUT)
@@ -39,5 +39,5 @@ function(vexil_script_test name)
   endif()
   add_test(NAME ${name} COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/${arg_SCRIPT} ${arg_ARGUMENTS})
   set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT}
-    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1" RESOURCE_LOCK "${arg_USES}")
+    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;PYTHONPATH=${PROJECT_SOURCE_DIR}/tools" RESOURCE_LOCK "${arg_USES}")
 endfunction()

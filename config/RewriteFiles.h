@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "config/Descriptor.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 

@@ -25,7 +25,7 @@
 #include <cstdio>
 #include <string>
 
-#include "config/Descriptor.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 

@@ -13,7 +13,7 @@ import sys
 
 sys.dont_write_bytecode = True
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "tests/system"))
+sys.path.insert(0, str(HERE.parent / "tools"))
 import private_desktop  # noqa: E402
 import stored_configuration as stored  # noqa: E402
 

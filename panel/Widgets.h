@@ -13,8 +13,8 @@ class Widgets {
   public:
     virtual ~Widgets() = default;
 
-    // Makes the window of the given content rectangle (pixels of the main display), hidden. 0, or the toolkit's status of
-    // the failure.
+    // Makes the window of the given content rectangle (pixels of the main display), hidden. 0, or the
+    // toolkit's status of the failure.
     virtual std::int32_t CreateWindow(const ControlRect& content) = 0;
     virtual void SetWindowTitle(const char* title) = 0;
     // Disposes of the window and its controls. Harmless when there is none.

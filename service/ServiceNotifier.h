@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "config/Descriptor.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 

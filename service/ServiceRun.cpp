@@ -10,10 +10,10 @@
 #include <chrono>
 #include <memory>
 
-#include "service/ControlServer.h"
 #include "service/MemoryLock.h"
 #include "service/PollLoop.h"
 #include "service/ServiceNotifier.h"
+#include "service/control/ControlServer.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {

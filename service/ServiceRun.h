@@ -2,10 +2,10 @@
 // manager and signals want of it, until it is told to end.
 #pragma once
 
-#include "config/Descriptor.h"
-#include "service/ControlListener.h"
-#include "service/DriverService.h"
-#include "service/MidiBackend.h"
+#include "service/backends/MidiBackend.h"
+#include "service/control/ControlListener.h"
+#include "service/control/DriverService.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 

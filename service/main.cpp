@@ -6,13 +6,13 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/PlistPreferenceDomains.h"
-#include "service/BackendChoice.h"
-#include "service/ControlListener.h"
-#include "service/DriverService.h"
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "service/ServiceArguments.h"
 #include "service/ServiceRun.h"
-#include "service/Status.h"
+#include "service/backends/BackendChoice.h"
+#include "service/control/ControlListener.h"
+#include "service/control/DriverService.h"
+#include "service/control/Status.h"
 #include "shared/System/svLog.h"
 
 namespace {

@@ -9,12 +9,12 @@
 #include <string>
 
 #include "panel/StartUp.h"
-#include "platform/linux/ControlSocket.h"
 #include "platform/linux/LinuxHostClock.h"
-#include "platform/linux/LogindRestarter.h"
 #include "platform/linux/Paths.h"
-#include "platform/linux/PlistPreferenceDomains.h"
-#include "platform/linux/SessionInstance.h"
+#include "platform/linux/control/ControlSocket.h"
+#include "platform/linux/desktop/LogindRestarter.h"
+#include "platform/linux/desktop/SessionInstance.h"
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "platform/qt/PanelStyle.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/QtDialogs.h"

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "service/MidiBackend.h"
+#include "service/backends/MidiBackend.h"
 
 namespace vexil {
 

@@ -14,8 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include "service/EndpointNames.h"
-#include "service/MidiBackend.h"
+#include "service/backends/EndpointNames.h"
+#include "service/backends/MidiBackend.h"
 #include "tests/doubles/MidiProgram.h"
 
 namespace vexil {

@@ -22,8 +22,8 @@
 #include <string>
 #include <vector>
 
-#include "service/Engine.h"
-#include "service/MidiBackend.h"
+#include "service/backends/MidiBackend.h"
+#include "service/engine/Engine.h"
 #include "tests/doubles/MidiProgram.h"
 
 namespace vexil {

@@ -1,6 +1,6 @@
 // A stored domain, XML or binary. What is read keeps its values when another key is changed and it is written
 // and read again.
-#include "platform/linux/PropertyList.h"
+#include "platform/linux/preferences/PropertyList.h"
 
 #include <array>
 #include <map>

@@ -14,9 +14,9 @@
 #include "driver/DriverOptions.h"
 #include "driver/LittleEndian.h"
 #include "driver/MidiPacketList.h"
-#include "service/DriverService.h"
-#include "service/NoneBackend.h"
-#include "service/OptionPayloads.h"
+#include "service/backends/none/NoneBackend.h"
+#include "service/control/DriverService.h"
+#include "service/control/OptionPayloads.h"
 #include "tests/fuzz/FuzzCheck.h"
 
 namespace {

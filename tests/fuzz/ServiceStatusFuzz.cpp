@@ -4,10 +4,10 @@
 #include <string_view>
 #include <vector>
 
-#include "service/ctl/StatusReport.h"
-#include "service/ctl/StatusText.h"
-#include "service/ctl/TerminalText.h"
-#include "service/ctl/TextTable.h"
+#include "ctl/StatusReport.h"
+#include "ctl/StatusText.h"
+#include "ctl/TerminalText.h"
+#include "ctl/TextTable.h"
 #include "tests/fuzz/FuzzCheck.h"
 
 namespace {

@@ -11,6 +11,8 @@ import sys
 
 # What a room may include besides itself. A room is a folder, or one file that stands for itself; the longest match counts.
 CORE = {"shared/System", "config", "driver", "panel"}
+LINUX = {"platform/linux", "platform/linux/preferences", "platform/linux/control", "platform/linux/desktop"}
+BACKENDS = {"shared/System", "config", "service/routes", "service/engine"}
 ALLOWED = {
     "shared/System": set(),
     # The identity of the program opens the preferences store: a target of its own above config.
@@ -20,16 +22,32 @@ ALLOWED = {
     "driver": {"shared/System", "config"},
     "panel": {"shared/System", "shared/System/svModule.h", "config", "driver"},
     "platform/linux": CORE,
+    "platform/linux/preferences": CORE | {"platform/linux"},
+    "platform/linux/control": CORE | {"platform/linux"},
+    "platform/linux/desktop": CORE | {"platform/linux"},
     "platform/qt": CORE,
-    "platform/qt/main.cpp": CORE | {"platform/qt", "platform/linux"},
-    "service": {"shared/System", "config", "driver", "platform/linux"},
+    "platform/qt/main.cpp": CORE | {"platform/qt"} | LINUX,
+    "service/routes": {"shared/System", "config"},
+    "service/engine": {"shared/System", "config", "service/routes"},
+    "service/backends": BACKENDS,
+    # The choice makes whichever MIDI system is there.
+    "service/backends/BackendChoice.cpp": BACKENDS | {"service/backends", "service/backends/alsa",
+                                                      "service/backends/jack", "service/backends/none"},
+    "service/backends/alsa": BACKENDS | {"service/backends"},
+    "service/backends/jack": BACKENDS | {"service/backends"},
+    "service/backends/none": BACKENDS | {"service/backends"},
+    "service/control": BACKENDS | LINUX | {"driver", "service/backends"},
+    "service": BACKENDS | LINUX | {"driver", "service/control", "service/backends", "service/backends/alsa",
+                                   "service/backends/jack", "service/backends/none"},
+    "ctl": {"shared/System", "config", "driver"} | LINUX,
 }
 # Tests and benchmarks may include the whole core and what belongs to tests. Those that may know a platform or the service:
 USERS = {"tests", "bench"}
 PLATFORM_USERS = {
-    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "bench"},
+    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "tests/ctl", "bench"},
     "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
     "service": {"tests/service", "tests/doubles", "tests/fuzz", "bench"},
+    "ctl": {"tests/ctl", "tests/fuzz"},
 }
 
 # Headers from outside, by what they belong to, and the rooms that may include them.
@@ -37,10 +55,12 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     {"platform/linux", "service", "tests", "bench"}),
-    ("D-Bus", re.compile(r"(systemd|dbus)/.*"), {"platform/linux", "service", "tests/platform_linux", "tests/service"}),
-    ("ALSA and JACK", re.compile(r"(alsa|jack)/.*"), {"service", "tests/service", "tests/system", "bench"}),
-    ("property lists", re.compile(r"plist/.*"), {"platform/linux", "tests/platform_linux", "tests/fuzz"}),
+     LINUX | {"service", "service/control", "ctl", "tests", "bench"}),
+    ("systemd and D-Bus", re.compile(r"(systemd|dbus)/.*"),
+     {"platform/linux/desktop", "service", "service/control", "tests/platform_linux", "tests/service"}),
+    ("ALSA", re.compile(r"alsa/.*"), {"service/backends/alsa", "tests/service", "bench"}),
+    ("JACK", re.compile(r"jack/.*"), {"service/backends/jack", "tests/service", "tests/system", "bench"}),
+    ("property lists", re.compile(r"plist/.*"), {"platform/linux/preferences", "tests/platform_linux", "tests/fuzz"}),
     ("X11", re.compile(r"(xcb|X11)/.*"), {"platform/qt", "bench"}),
     ("GoogleTest", re.compile(r"g(test|mock)/.*"), {"tests"}),
 ]
@@ -52,7 +72,7 @@ LIBC = {
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 SOURCES = {".h", ".hpp", ".cpp", ".cc", ".cxx", ".c"}
-TREES = ("shared", "config", "driver", "panel", "platform", "tests", "bench", "service")
+TREES = ("shared", "config", "driver", "panel", "platform", "tests", "bench", "service", "ctl")
 
 
 def room_of(path):
@@ -74,8 +94,9 @@ def may_include(room, target, target_path):
     if room == target:
         return True
     if is_user(room):
-        if target in PLATFORM_USERS:
-            return room in PLATFORM_USERS[target]
+        for tree, users in PLATFORM_USERS.items():
+            if target == tree or target.startswith(tree + "/"):
+                return room in users
         return target in ALLOWED and target != "platform/qt/main.cpp" or target_path.startswith("tests/")
     return target in ALLOWED[room]
 
@@ -83,7 +104,7 @@ def may_include(room, target, target_path):
 def outside_complaint(room, header):
     for name, pattern, rooms in OUTSIDE:
         if pattern.fullmatch(header):
-            if room in rooms or room.split("/")[0] in rooms:
+            if room in rooms or is_user(room) and room.split("/")[0] in rooms:
                 return None
             return f"{room} must not include headers of {name}"
     is_core = any(room == core or room.startswith(core + "/") for core in CORE)

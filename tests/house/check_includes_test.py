@@ -9,8 +9,9 @@ import check_includes
 
 HEADERS = [
     "shared/System/svString.h", "shared/System/svModule.h", "config/PreferencesStore.h", "driver/DriverConnection.h",
-    "panel/Widgets.h", "platform/qt/QtWidgets.h", "platform/linux/ControlSocket.h", "tests/doubles/MemoryWidgets.h",
-    "tests/config/Helper.h", "service/Engine.h",
+    "panel/Widgets.h", "platform/qt/QtWidgets.h", "platform/linux/control/ControlSocket.h", "tests/doubles/MemoryWidgets.h",
+    "tests/config/Helper.h", "service/routes/RouteTable.h", "service/engine/Engine.h", "service/backends/MidiBackend.h",
+    "service/backends/jack/JackBackend.h", "service/control/DriverService.h", "ctl/Ctl.h",
 ]
 
 
@@ -59,11 +60,11 @@ class CheckIncludes(unittest.TestCase):
         self.assert_allowed("panel/A.cpp", '"shared/System/svModule.h"')
 
     def test_only_main_and_its_own_tests_know_platform_linux(self):
-        self.assert_allowed("platform/qt/main.cpp", '"platform/linux/ControlSocket.h"')
-        self.assert_allowed("tests/platform_linux/A.cpp", '"platform/linux/ControlSocket.h"')
-        self.assert_forbidden("platform/qt/A.cpp", '"platform/linux/ControlSocket.h"')
-        self.assert_forbidden("panel/A.cpp", '"platform/linux/ControlSocket.h"')
-        self.assert_forbidden("tests/driver/A.cpp", '"platform/linux/ControlSocket.h"')
+        self.assert_allowed("platform/qt/main.cpp", '"platform/linux/control/ControlSocket.h"')
+        self.assert_allowed("tests/platform_linux/A.cpp", '"platform/linux/control/ControlSocket.h"')
+        self.assert_forbidden("platform/qt/A.cpp", '"platform/linux/control/ControlSocket.h"')
+        self.assert_forbidden("panel/A.cpp", '"platform/linux/control/ControlSocket.h"')
+        self.assert_forbidden("tests/driver/A.cpp", '"platform/linux/control/ControlSocket.h"')
         self.assert_forbidden("platform/linux/A.cpp", '"platform/qt/QtWidgets.h"')
 
     def test_only_platform_qt_includes_qt(self):
@@ -75,18 +76,39 @@ class CheckIncludes(unittest.TestCase):
             self.assert_forbidden("tests/panel/A.cpp", header)
 
     def test_only_platform_linux_includes_sockets_and_dbus(self):
-        for header in ("<sys/socket.h>", "<sys/un.h>", "<systemd/sd-bus.h>", "<plist/plist.h>"):
-            self.assert_allowed("platform/linux/A.cpp", header)
+        for room, header in (("control", "<sys/socket.h>"), ("control", "<sys/un.h>"), ("desktop", "<systemd/sd-bus.h>"),
+                             ("preferences", "<plist/plist.h>")):
+            self.assert_allowed(f"platform/linux/{room}/A.cpp", header)
             self.assert_forbidden("platform/qt/A.cpp", header)
             self.assert_forbidden("config/A.cpp", header)
 
     def test_the_service_knows_neither_the_panel_nor_qt(self):
         self.assert_allowed("service/A.cpp", '"driver/DriverConnection.h"')
-        self.assert_allowed("service/A.cpp", '"platform/linux/ControlSocket.h"')
-        self.assert_allowed("service/A.cpp", "<jack/jack.h>")
+        self.assert_allowed("service/A.cpp", '"platform/linux/control/ControlSocket.h"')
         self.assert_forbidden("service/A.cpp", '"panel/Widgets.h"')
         self.assert_forbidden("service/A.cpp", "<QLabel>")
-        self.assert_forbidden("panel/A.cpp", '"service/Engine.h"')
+        self.assert_forbidden("panel/A.cpp", '"service/engine/Engine.h"')
+
+    def test_the_rooms_of_the_service_include_lower_ones(self):
+        self.assert_allowed("service/engine/A.cpp", '"service/routes/RouteTable.h"')
+        self.assert_forbidden("service/routes/A.cpp", '"service/engine/Engine.h"')
+        self.assert_allowed("service/backends/jack/A.cpp", '"service/backends/MidiBackend.h"')
+        self.assert_forbidden("service/backends/alsa/A.cpp", '"service/backends/jack/JackBackend.h"')
+        self.assert_forbidden("service/engine/A.cpp", '"service/backends/MidiBackend.h"')
+        self.assert_allowed("service/control/A.cpp", '"service/backends/MidiBackend.h"')
+        self.assert_forbidden("service/backends/A.cpp", '"service/control/DriverService.h"')
+        self.assert_allowed("service/A.cpp", '"service/control/DriverService.h"')
+
+    def test_the_engine_knows_no_system_call_and_a_back_end_only_its_own_library(self):
+        self.assert_forbidden("service/engine/A.cpp", "<sys/socket.h>")
+        self.assert_allowed("service/backends/jack/A.cpp", "<jack/jack.h>")
+        self.assert_forbidden("service/backends/alsa/A.cpp", "<jack/jack.h>")
+        self.assert_forbidden("service/control/A.cpp", "<alsa/asoundlib.h>")
+
+    def test_the_command_line_knows_nothing_of_the_service(self):
+        self.assert_allowed("ctl/A.cpp", '"platform/linux/control/ControlSocket.h"')
+        self.assert_forbidden("ctl/A.cpp", '"service/control/DriverService.h"')
+        self.assert_forbidden("service/control/A.cpp", '"ctl/Ctl.h"')
 
     def test_the_core_needs_the_standard_library_and_libc_alone(self):
         self.assert_allowed("config/A.cpp", "<vector>")

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "driver/DriverOptions.h"
-#include "platform/linux/ControlSocket.h"
+#include "platform/linux/control/ControlSocket.h"
 #include "tests/platform_linux/ControlSocketService.h"
 
 namespace vexil {

@@ -1,6 +1,6 @@
 // The restart request against the contract of the panel's restarter, on a bus of the test's own. Skipped
 // where there can be none.
-#include "platform/linux/LogindRestarter.h"
+#include "platform/linux/desktop/LogindRestarter.h"
 #include "tests/doubles/RestarterContract.h"
 #include "tests/platform_linux/PrivateSystemBus.h"
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "config/PreferenceDomains.h"
-#include "platform/linux/PlistPreferenceDomains.h"
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
 
 namespace vexil {
 

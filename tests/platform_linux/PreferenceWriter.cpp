@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/linux/PlistPreferenceDomains.h"
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "shared/System/svLog.h"
 
 namespace {

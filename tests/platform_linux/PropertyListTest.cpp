@@ -1,11 +1,11 @@
-#include "platform/linux/PropertyList.h"
+#include "platform/linux/preferences/PropertyList.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
 
-#include "platform/linux/PropertyListCheck.h"
+#include "platform/linux/preferences/PropertyListCheck.h"
 
 namespace vexil {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/linux/PropertyText.h"
+#include "platform/linux/preferences/PropertyText.h"
 
 #include <gtest/gtest.h>
 

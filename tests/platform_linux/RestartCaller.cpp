@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "platform/linux/LogindRestarter.h"
+#include "platform/linux/desktop/LogindRestarter.h"
 
 int main(int count, char** arguments) {
     if (std::getenv("DBUS_SYSTEM_BUS_ADDRESS") == nullptr) {

@@ -1,5 +1,5 @@
 // One panel in a session, on a bus of the test's own.
-#include "platform/linux/SessionInstance.h"
+#include "platform/linux/desktop/SessionInstance.h"
 
 #include <poll.h>
 #include <stdlib.h>

@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "config/Descriptor.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 namespace {

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "config/Descriptor.h"
+#include "shared/System/Descriptor.h"
 #include "tests/config/TemporaryFolder.h"
 
 namespace vexil {

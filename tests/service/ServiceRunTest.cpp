@@ -9,10 +9,10 @@
 #include <csignal>
 #include <thread>
 
-#include "service/NoneBackend.h"
+#include "service/backends/none/NoneBackend.h"
 #include "tests/config/TemporaryFolder.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
-#include "tests/service/RawClient.h"
+#include "tests/service/control/RawClient.h"
 
 namespace vexil {
 namespace {

@@ -18,7 +18,7 @@ import sys
 import time
 
 HERE = pathlib.Path(__file__).resolve().parent
-sys.path[:0] = [str(HERE), str(HERE.parent / "service")]
+sys.path.insert(0, str(HERE.parents[1] / "tools"))
 import music_world  # noqa: E402
 import running_service  # noqa: E402
 from running_service import GET, packet_list, test_record  # noqa: E402

@@ -1,0 +1,20 @@
+// The service's status for a person's eyes: at most 80 columns, printable characters only.
+#pragma once
+
+#include <string>
+
+#include "ctl/StatusReport.h"
+
+namespace vexil {
+
+// The service itself, then one line for each side of a used port: its endpoint, how many programs are
+// connected to it, where it goes, and what went through. Below a line, behind a "!", what is wrong with it.
+std::string StatusText(const StatusReport& status);
+
+// The computers that the service knows.
+std::string HostsText(const StatusReport& status);
+
+// A count in at most eight characters: in full below 100 million, then in thousands, millions and so on.
+std::string CountText(std::uint64_t count);
+
+}  // namespace vexil

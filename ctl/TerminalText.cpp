@@ -1,0 +1,150 @@
+#include "ctl/TerminalText.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace vexil {
+
+namespace {
+
+struct Character {
+    char32_t code = 0;
+    std::size_t size = 1;  // bytes
+    bool valid = false;
+};
+
+struct Range {
+    char32_t first;
+    char32_t last;
+};
+
+bool IsIn(const auto& ranges, char32_t code) {
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [code](const Range& range) { return range.first <= code && code <= range.last; });
+}
+
+// Controls, direction marks, separators, and characters without a shape of their own.
+constexpr std::array kUnprintable = {Range{0x00, 0x1F},     Range{0x7F, 0x9F},      Range{0xAD, 0xAD},
+                                     Range{0x61C, 0x61C},   Range{0x200B, 0x200B},  Range{0x200E, 0x200F},
+                                     Range{0x2028, 0x202E}, Range{0x2060, 0x206F},  Range{0xFEFF, 0xFEFF},
+                                     Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F}};
+// Marks that stand on the character before them, and joiners.
+constexpr std::array kNarrowest = {Range{0x300, 0x36F},   Range{0x483, 0x489},   Range{0x591, 0x5BD},
+                                   Range{0x64B, 0x65F},   Range{0x1AB0, 0x1AFF}, Range{0x1DC0, 0x1DFF},
+                                   Range{0x200C, 0x200D}, Range{0x20D0, 0x20FF}, Range{0x3099, 0x309A},
+                                   Range{0xFE00, 0xFE0F}, Range{0xFE20, 0xFE2F}};
+// Characters of two columns: East Asian scripts, their full-width forms, pictures.
+constexpr std::array kWidest = {Range{0x1100, 0x115F},   Range{0x2E80, 0x303E},   Range{0x3041, 0xA4CF},
+                                Range{0xAC00, 0xD7A3},   Range{0xF900, 0xFAFF},   Range{0xFE30, 0xFE6F},
+                                Range{0xFF00, 0xFF60},   Range{0xFFE0, 0xFFE6},   Range{0x1F300, 0x1F64F},
+                                Range{0x1F680, 0x1F6FF}, Range{0x1F900, 0x1F9FF}, Range{0x20000, 0x3FFFD}};
+
+// The character at the start of a text that is not empty.
+Character FirstCharacter(std::string_view text) {
+    const auto lead = static_cast<unsigned char>(text[0]);
+    if (lead < 0x80)
+        return {lead, 1, true};
+    const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < size)
+        return {};
+    char32_t code = lead & (0xFFU >> (size + 1));
+    for (std::size_t i = 1; i < size; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if ((byte & 0xC0U) != 0x80)
+            return {};
+        code = code << 6 | (byte & 0x3FU);
+    }
+    constexpr std::array<char32_t, 5> kLeast = {0, 0, 0x80, 0x800, 0x10000};
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    if (code < kLeast[size] || code > 0x10FFFF || surrogate)
+        return {};
+    return {code, size, true};
+}
+
+std::size_t WidthOf(char32_t code) {
+    return IsIn(kNarrowest, code) ? 0 : IsIn(kWidest, code) ? 2 : 1;
+}
+
+std::string PrintableExcept(std::string_view text, char kept) {
+    std::string result;
+    while (!text.empty()) {
+        const Character character = FirstCharacter(text);
+        const bool shown = character.valid && (text[0] == kept || !IsIn(kUnprintable, character.code));
+        if (shown)
+            result += text.substr(0, character.size);
+        else
+            result += '?';
+        text.remove_prefix(character.size);
+    }
+    return result;
+}
+
+// How many bytes of the text fit into `width` columns; at least one character of a text that has any.
+std::size_t FittingBytes(std::string_view text, std::size_t width) {
+    std::size_t bytes = 0;
+    std::size_t columns = 0;
+    while (bytes < text.size()) {
+        const Character character = FirstCharacter(text.substr(bytes));
+        columns += WidthOf(character.code);
+        if (columns > width && bytes != 0)
+            break;
+        bytes += character.size;
+    }
+    return bytes;
+}
+
+}  // namespace
+
+std::string Printable(std::string_view text) {
+    return PrintableExcept(text, ' ');
+}
+
+std::string PrintableLines(std::string_view text) {
+    return PrintableExcept(text, '\n');
+}
+
+std::string PrintableJson(std::string_view json) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    std::string result;
+    while (!json.empty()) {
+        const Character character = FirstCharacter(json);
+        if (character.valid && character.code >= 0x7F && character.code <= 0x9F)
+            result.append({'\\', 'u', '0', '0', kDigits[character.code >> 4], kDigits[character.code & 0xF]});
+        else
+            result += json.substr(0, character.size);
+        json.remove_prefix(character.size);
+    }
+    return result;
+}
+
+std::size_t DisplayWidth(std::string_view text) {
+    std::size_t width = 0;
+    while (!text.empty()) {
+        const Character character = FirstCharacter(text);
+        width += WidthOf(character.code);
+        text.remove_prefix(character.size);
+    }
+    return width;
+}
+
+std::vector<std::string> WrapText(std::string_view text, std::size_t width) {
+    std::vector<std::string> lines;
+    std::size_t end = FittingBytes(text, width);
+    while (end < text.size()) {
+        std::size_t next = end;
+        const std::size_t blank = text.rfind(' ', end);
+        if (blank != std::string_view::npos && blank != 0) {
+            end = blank;
+            next = blank + 1;
+        }
+        lines.emplace_back(text.substr(0, end));
+        text.remove_prefix(next);
+        end = FittingBytes(text, width);
+    }
+    if (!text.empty() || lines.empty())
+        lines.emplace_back(text);
+    return lines;
+}
+
+}  // namespace vexil

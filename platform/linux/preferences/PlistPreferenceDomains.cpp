@@ -1,0 +1,86 @@
+#include "platform/linux/preferences/PlistPreferenceDomains.h"
+
+#include "shared/System/svLog.h"
+
+namespace vexil {
+namespace {
+
+// With logging switched off the log never opens, so the lines that wait for it must end somewhere.
+constexpr std::size_t kMostWaitingLines = 64;
+
+// The log cuts a line at 258 characters, its prefix and line end included; a longer path is cut here, so that
+// the line end stays.
+constexpr std::size_t kLongestLine = 240;
+
+// A file name for any application id: "/" separates folders, and a leading dot would hide the file.
+std::string FileName(const std::string& application, const std::string& hostId) {
+    std::string name;
+    for (const char character : application) {
+        const bool misplacedDot = character == '.' && name.empty();
+        if (character == '/' || character == '\0' || character == '%' || misplacedDot) {
+            constexpr const char* kDigits = "0123456789ABCDEF";
+            const auto byte = static_cast<unsigned char>(character);
+            name.append({'%', kDigits[byte >> 4U], kDigits[byte & 0xFU]});
+        } else {
+            name += character;
+        }
+    }
+    return name + "." + hostId + ".plist";
+}
+
+}  // namespace
+
+PlistPreferenceDomains::PlistPreferenceDomains(const Paths& folders, const DurabilityCalls& durabilityCalls)
+    : paths(folders), calls(durabilityCalls) {}
+
+PropertyRef PlistPreferenceDomains::CopyValue(const std::string& key, const std::string& application,
+                                              UserScope user, HostScope) {
+    WriteWaitingLines();
+    return File(application, user).CopyValue(key);
+}
+
+void PlistPreferenceDomains::SetValue(const std::string& key, PropertyRef value,
+                                      const std::string& application, UserScope user, HostScope) {
+    WriteWaitingLines();
+    File(application, user).SetValue(key, std::move(value));
+}
+
+bool PlistPreferenceDomains::Synchronize(const std::string& application, UserScope user, HostScope) {
+    WriteWaitingLines();
+    return File(application, user).Synchronize();
+}
+
+DomainFile& PlistPreferenceDomains::File(const std::string& application, UserScope user) {
+    const auto found = files.find({application, user});
+    if (found != files.end()) {
+        return found->second;
+    }
+    const bool anyUser = user == UserScope::kCFPreferencesAnyUser;
+    DomainPlace place{anyUser ? paths.anyUserPreferences : paths.currentUserPreferences,
+                      anyUser && paths.anyUserIsSystemWide, FileName(application, paths.hostId)};
+    return files
+        .try_emplace({application, user}, std::move(place), calls,
+                     [this](const std::string& line) { Log(line); })
+        .first->second;
+}
+
+void PlistPreferenceDomains::Log(const std::string& text) {
+    const std::string line = text.substr(0, kLongestLine);
+    if (LogIsOpen()) {
+        LogPrintf("%s\n", line.c_str());
+    } else if (waitingLines.size() < kMostWaitingLines) {
+        waitingLines.push_back(line);
+    }
+}
+
+void PlistPreferenceDomains::WriteWaitingLines() {
+    if (waitingLines.empty() || !LogIsOpen()) {
+        return;
+    }
+    for (const std::string& line : waitingLines) {
+        LogPrintf("%s\n", line.c_str());
+    }
+    waitingLines.clear();
+}
+
+}  // namespace vexil

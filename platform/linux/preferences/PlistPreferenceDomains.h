@@ -1,0 +1,46 @@
+// Preferences in property-list files, one for each domain, user scope and host: DOMAIN.HOSTID.plist, in XML;
+// files in the binary form are read as well. Any property-list tool may change them while the program runs.
+//
+// A write takes up what the file holds by then, changes the keys that were set here and no other, and is
+// permanent when Synchronize returns true. A file that is damaged, too large or too deep, or no regular file,
+// is renamed beside its place, never overwritten, and the domain is empty from then on. Every failure is one
+// line in the log; a line that comes before the log is open waits for it.
+//
+// One thread.
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "config/PreferenceDomains.h"
+#include "platform/linux/Paths.h"
+#include "platform/linux/preferences/DomainFile.h"
+#include "platform/linux/preferences/DurableFile.h"
+
+namespace vexil {
+
+class PlistPreferenceDomains : public PreferenceDomains {
+  public:
+    explicit PlistPreferenceDomains(const Paths& folders,
+                                    const DurabilityCalls& durabilityCalls = SystemDurabilityCalls());
+
+    PropertyRef CopyValue(const std::string& key, const std::string& application, UserScope user,
+                          HostScope host) override;
+    void SetValue(const std::string& key, PropertyRef value, const std::string& application, UserScope user,
+                  HostScope host) override;
+    bool Synchronize(const std::string& application, UserScope user, HostScope host) override;
+
+  private:
+    DomainFile& File(const std::string& application, UserScope user);
+    void Log(const std::string& text);
+    void WriteWaitingLines();
+
+    Paths paths;
+    DurabilityCalls calls;
+    std::map<std::pair<std::string, UserScope>, DomainFile> files;
+    std::vector<std::string> waitingLines;
+};
+
+}  // namespace vexil

@@ -1,0 +1,70 @@
+#include "service/backends/BackendChoice.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <functional>
+#include <map>
+
+#include "service/backends/none/NoneBackend.h"
+#ifdef VEXIL_ALSA
+#include "service/backends/alsa/AlsaBackend.h"
+#endif
+#ifdef VEXIL_JACK
+#include "service/backends/jack/JackBackend.h"
+#endif
+
+namespace vexil {
+
+namespace {
+
+using Maker = std::function<std::unique_ptr<MidiBackend>()>;
+
+// Those that this program was built with.
+const std::map<std::string, Maker>& Makers() {
+    static const std::map<std::string, Maker> kMakers = {
+#ifdef VEXIL_ALSA
+        {"alsa", [] { return std::make_unique<AlsaBackend>(); }},
+#endif
+#ifdef VEXIL_JACK
+        {"jack", [] { return std::make_unique<JackBackend>(); }},
+#endif
+        {"none", [] { return std::make_unique<NoneBackend>(); }},
+    };
+    return kMakers;
+}
+
+bool CanBeOpened(const std::string& device) {
+    const int descriptor = ::open(device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    ::close(descriptor);
+    return true;
+}
+
+}  // namespace
+
+std::string ChooseBackend(const std::string& asked, const std::string& sequencerDevice) {
+    if (!asked.empty()) {
+        return asked;
+    }
+    if (Makers().contains("alsa") && CanBeOpened(sequencerDevice)) {
+        return "alsa";
+    }
+    return Makers().contains("jack") ? "jack" : Makers().contains("alsa") ? "alsa" : "none";
+}
+
+std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem) {
+    const auto maker = Makers().find(name);
+    if (maker != Makers().end()) {
+        return maker->second();
+    }
+    const bool isKnown = name == "alsa" || name == "jack";
+    problem = isKnown
+                  ? "This program was built without " + std::string(name == "alsa" ? "ALSA" : "JACK") + "."
+                  : "There is no MIDI system \"" + name + "\".";
+    return nullptr;
+}
+
+}  // namespace vexil

@@ -1,0 +1,22 @@
+// Which MIDI system the service goes by: the one that was asked for, or the one that is there.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "service/backends/MidiBackend.h"
+
+namespace vexil {
+
+// The device through which programs reach the ALSA sequencer.
+inline constexpr const char* kSequencerDevice = "/dev/snd/seq";
+
+// "alsa", "jack" or "none" for what was asked for; when that is empty, "alsa" where the sequencer's device
+// can be opened, else "jack", whose server may come later. What this program was built without is not chosen.
+std::string ChooseBackend(const std::string& asked, const std::string& sequencerDevice = kSequencerDevice);
+
+// The back end of that name. Null, with one sentence in `problem`, when there is none or this program was
+// built without it.
+std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem);
+
+}  // namespace vexil

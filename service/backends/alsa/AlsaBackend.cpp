@@ -1,0 +1,187 @@
+#include "service/backends/alsa/AlsaBackend.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "service/backends/EndpointNames.h"
+#include "service/backends/alsa/AlsaClient.h"
+#include "service/backends/alsa/AlsaThread.h"
+#include "shared/System/svLog.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr int kRetries = 5;
+constexpr std::chrono::milliseconds kRetryAfter{500};
+
+std::string TextOf(int error) {
+    return std::strerror(-error);
+}
+
+int NumberOf(const Endpoint& endpoint) {
+    return endpoint.output ? endpoint.port : kFirstInputPort + endpoint.port;
+}
+
+void AddTo(int events, int descriptor) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    ::epoll_ctl(events, EPOLL_CTL_ADD, descriptor, &event);
+}
+
+}  // namespace
+
+AlsaBackend::AlsaBackend()
+    : lost(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      events(::epoll_create1(EPOLL_CLOEXEC)),
+      problem("The ALSA sequencer is not in use.") {
+    AddTo(events, lost);
+    AddTo(events, device.Descriptor());
+}
+
+AlsaBackend::~AlsaBackend() {
+    Stop();
+    ::close(events);
+    ::close(lost);
+}
+
+void AlsaBackend::Start(Engine& served) {
+    engine = &served;
+    retries = kRetries;
+    Open();
+}
+
+void AlsaBackend::Stop() {
+    thread.reset();
+    client.reset();
+    ports.clear();
+    engine = nullptr;
+    retries = 0;
+    problem = "The ALSA sequencer is not in use.";
+}
+
+void AlsaBackend::Open() {
+    int error = 0;
+    client = AlsaClient::Open(error);
+    if (client == nullptr) {
+        problem =
+            std::string("The ALSA sequencer (") + kAlsaDevice + ") cannot be opened: " + TextOf(error) + ".";
+        // One that is not there comes with an event.
+        retries = device.IsThere() ? std::max(retries - 1, 0) : 0;
+        nextRetry = Clock::now() + kRetryAfter;
+        return;
+    }
+    retries = 0;
+    problem.clear();
+    Apply();
+    thread = std::make_unique<AlsaThread>(*engine, *client, lost);
+}
+
+void AlsaBackend::Lose(const std::string& reason) {
+    thread.reset();
+    client.reset();
+    ports.clear();
+    engine->Forget();
+    problem = reason;
+}
+
+void AlsaBackend::Publish(const std::vector<Endpoint>& endpoints) {
+    wanted = endpoints;
+    if (client != nullptr) {
+        Apply();
+    }
+}
+
+// Makes the client's ports what is wanted.
+void AlsaBackend::Apply() {
+    if (thread != nullptr) {
+        // A port that goes takes with it what has not left yet.
+        thread->WaitForCycle();
+    }
+    const std::vector<std::string> names =
+        MakeEndpointNames(wanted, {.longest = kLongestAlsaName, .separators = ""});
+    std::map<int, Port> next;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        next[NumberOf(wanted[i])] = {names[i], wanted[i].hidden, 0};
+    }
+    for (const auto& [number, port] : ports) {
+        if (port.error == 0 && !next.contains(number)) {
+            client->DeletePort(number);
+        }
+    }
+    for (auto& [number, port] : next) {
+        const auto there = ports.find(number);
+        if (there == ports.end() || there->second.error != 0) {
+            port.error = std::min(client->CreatePort(number, port.name, port.hidden), 0);
+        } else if (there->second.name != port.name || there->second.hidden != port.hidden) {
+            if (const int error = client->ChangePort(number, port.name, port.hidden); error < 0) {
+                LogPrintf("The ALSA sequencer does not change the port \"%s\": %s.\n", port.name.c_str(),
+                          TextOf(error).c_str());
+                port = there->second;
+            }
+        }
+    }
+    ports = std::move(next);
+}
+
+std::vector<PublishedEndpoint> AlsaBackend::Published() const {
+    std::vector<PublishedEndpoint> published;
+    for (const Endpoint& endpoint : wanted) {
+        PublishedEndpoint& one = published.emplace_back();
+        one.port = endpoint.port;
+        one.output = endpoint.output;
+        const int number = NumberOf(endpoint);
+        const auto port = ports.find(number);
+        if (client == nullptr || port == ports.end()) {
+            one.problem = problem;
+        } else if (port->second.error != 0) {
+            one.problem = "The ALSA sequencer refuses the port: " + TextOf(port->second.error) + ".";
+        } else {
+            one.address =
+                std::to_string(client->Id()) + ":" + std::to_string(number) + " " + port->second.name;
+            one.connections = client->ConnectionsOf(number);
+        }
+    }
+    return published;
+}
+
+int AlsaBackend::ServiceTimeout() const {
+    if (retries == 0) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextRetry - Clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+}
+
+void AlsaBackend::Service() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t ignored = ::read(lost, &count, sizeof count);  // nothing to read is fine
+    const bool deviceChanged = device.Take();
+    if (engine == nullptr) {
+        return;
+    }
+    const int failure = thread != nullptr ? thread->Failure() : 0;
+    if (failure != 0) {
+        Lose("The ALSA sequencer has failed: " + TextOf(failure) + ".");
+    } else if (thread != nullptr && !device.IsThere()) {
+        Lose(std::string("The ALSA sequencer (") + kAlsaDevice + ") has gone.");
+    }
+    if (deviceChanged || failure != 0) {
+        retries = kRetries;
+        nextRetry = Clock::now();
+    }
+    if (thread == nullptr && retries != 0 && Clock::now() >= nextRetry) {
+        Open();
+    }
+}
+
+std::string AlsaBackend::RealtimeProblem() const {
+    return thread != nullptr ? thread->RealtimeProblem() : "";
+}
+
+}  // namespace vexil

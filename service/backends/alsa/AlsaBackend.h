@@ -1,0 +1,66 @@
+// The ALSA sequencer: one client, one port for each endpoint, one thread. Hidden endpoints are there, but no
+// program lists them or connects to them.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service/backends/MidiBackend.h"
+#include "service/backends/alsa/AlsaDeviceWatch.h"
+
+namespace vexil {
+
+class AlsaClient;
+class AlsaThread;
+
+class AlsaBackend final : public MidiBackend {
+  public:
+    AlsaBackend();
+    ~AlsaBackend() override;
+    AlsaBackend(const AlsaBackend&) = delete;
+    AlsaBackend& operator=(const AlsaBackend&) = delete;
+
+    const char* Name() const override { return "alsa"; }
+    void Start(Engine& served) override;
+    void Stop() override;
+    bool IsRunning() const override { return thread != nullptr; }
+    std::string Problem() const override { return problem; }
+    bool CanHide() const override { return true; }
+    void Publish(const std::vector<Endpoint>& endpoints) override;
+    std::vector<PublishedEndpoint> Published() const override;
+    int EventDescriptor() const override { return events; }
+    int ServiceTimeout() const override;
+    void Service() override;
+    std::string RealtimeProblem() const override;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    // A port of the client.
+    struct Port {
+        std::string name;
+        bool hidden = false;
+        int error = 0;  // why it is not there: a negative errno value
+    };
+
+    void Open();
+    void Lose(const std::string& reason);
+    void Apply();
+
+    AlsaDeviceWatch device;
+    const int lost;    // an event counter that the thread raises when it ends by itself
+    const int events;  // an epoll of the two
+    Engine* engine = nullptr;
+    std::unique_ptr<AlsaClient> client;
+    std::unique_ptr<AlsaThread> thread;
+    std::string problem;
+    std::vector<Endpoint> wanted;
+    std::map<int, Port> ports;  // by number
+    int retries = 0;            // left, while the device is there and cannot be opened
+    Clock::time_point nextRetry;
+};
+
+}  // namespace vexil

@@ -1,0 +1,172 @@
+#include "service/backends/alsa/AlsaClient.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "service/backends/alsa/AlsaDeviceWatch.h"
+
+namespace vexil {
+
+namespace {
+
+// The most that the kernel gives a client.
+constexpr std::size_t kPoolCells = 2000;
+// Larger than any event that fits the pool: the kernel would hand out nothing else before it.
+constexpr std::size_t kInputBuffer = std::size_t{128} << 10;
+constexpr std::size_t kOutputBuffer = std::size_t{64} << 10;
+
+// Bytes of an event on its way to the kernel.
+std::size_t LengthOf(const snd_seq_event_t& event) {
+    return sizeof event + (snd_seq_ev_is_variable(&event) ? event.data.ext.len : 0);
+}
+
+unsigned CapabilitiesOf(int number, bool hidden) {
+    const bool isOutput = number < kFirstInputPort;
+    unsigned capabilities = isOutput ? SND_SEQ_PORT_CAP_WRITE : SND_SEQ_PORT_CAP_READ;
+    if (hidden) {
+        capabilities |= SND_SEQ_PORT_CAP_NO_EXPORT;
+    } else {
+        capabilities |= isOutput ? SND_SEQ_PORT_CAP_SUBS_WRITE : SND_SEQ_PORT_CAP_SUBS_READ;
+    }
+    return capabilities;
+}
+
+}  // namespace
+
+std::unique_ptr<AlsaClient> AlsaClient::Open(int& error) {
+    // Asked first, because the library writes what it finds to standard error.
+    if (::access(kAlsaDevice, R_OK | W_OK) != 0) {
+        error = -errno;
+        return nullptr;
+    }
+    snd_seq_t* sequencer = nullptr;
+    error = snd_seq_open(&sequencer, "hw", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK);
+    if (error < 0) {
+        return nullptr;
+    }
+    pollfd descriptor{};
+    snd_seq_poll_descriptors(sequencer, &descriptor, 1, POLLIN);
+    std::unique_ptr<AlsaClient> client(
+        new AlsaClient(sequencer, snd_seq_client_id(sequencer), descriptor.fd));
+    error = client->Prepare();
+    return error < 0 ? nullptr : std::move(client);
+}
+
+AlsaClient::AlsaClient(snd_seq_t* opened, int client, int file)
+    : sequencer(opened), id(client), descriptor(file), outgoing(kOutputBuffer) {}
+
+int AlsaClient::Prepare() {
+    const int results[] = {
+        snd_seq_set_client_name(sequencer, kAlsaClientName),
+        snd_seq_set_client_pool_input(sequencer, kPoolCells),
+        snd_seq_set_client_pool_output(sequencer, kPoolCells),
+        snd_seq_set_input_buffer_size(sequencer, kInputBuffer),
+        Create(kAnnouncePort, "Announcements", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT),
+    };
+    for (const int result : results) {
+        if (result < 0) {
+            return result;
+        }
+    }
+    return snd_seq_connect_from(sequencer, kAnnouncePort, SND_SEQ_CLIENT_SYSTEM,
+                                SND_SEQ_PORT_SYSTEM_ANNOUNCE);
+}
+
+AlsaClient::~AlsaClient() {
+    snd_seq_close(sequencer);
+}
+
+snd_seq_addr_t AlsaClient::AddressOf(int number) const {
+    return {static_cast<unsigned char>(id), static_cast<unsigned char>(number)};
+}
+
+int AlsaClient::CreatePort(int number, const std::string& name, bool hidden) {
+    return Create(number, name, CapabilitiesOf(number, hidden));
+}
+
+int AlsaClient::Create(int number, const std::string& name, unsigned capabilities) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    snd_seq_port_info_set_port(info, number);
+    snd_seq_port_info_set_port_specified(info, 1);
+    snd_seq_port_info_set_name(info, name.c_str());
+    snd_seq_port_info_set_capability(info, capabilities);
+    snd_seq_port_info_set_type(
+        info, SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_SOFTWARE | SND_SEQ_PORT_TYPE_PORT);
+    snd_seq_port_info_set_midi_channels(info, 16);
+    return snd_seq_create_port(sequencer, info);
+}
+
+int AlsaClient::ChangePort(int number, const std::string& name, bool hidden) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    if (const int result = snd_seq_get_port_info(sequencer, number, info); result < 0) {
+        return result;
+    }
+    snd_seq_port_info_set_name(info, name.c_str());
+    snd_seq_port_info_set_capability(info, CapabilitiesOf(number, hidden));
+    return snd_seq_set_port_info(sequencer, number, info);
+}
+
+int AlsaClient::DeletePort(int number) {
+    return snd_seq_delete_port(sequencer, number);
+}
+
+int AlsaClient::ConnectionsOf(int number) const {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    if (snd_seq_get_port_info(sequencer, number, info) < 0) {
+        return 0;
+    }
+    return number < kFirstInputPort ? snd_seq_port_info_get_write_use(info)
+                                    : snd_seq_port_info_get_read_use(info);
+}
+
+snd_seq_event_t* AlsaClient::NextEvent(int& error) {
+    snd_seq_event_t* event = nullptr;
+    const int result = snd_seq_event_input(sequencer, &event);
+    if (result >= 0 && event != nullptr) {
+        error = 0;
+        return event;
+    }
+    error = result == -EAGAIN || result >= 0 ? 0 : result;
+    return nullptr;
+}
+
+void AlsaClient::Send(snd_seq_event_t& event, int number) {
+    snd_seq_ev_set_source(&event, static_cast<unsigned char>(number));
+    snd_seq_ev_set_subs(&event);
+    snd_seq_ev_set_direct(&event);
+    const std::size_t length = LengthOf(event);
+    if (used + length > outgoing.size()) {
+        Flush();
+    }
+    std::memcpy(&outgoing[used], &event, sizeof event);
+    if (length > sizeof event) {
+        std::memcpy(&outgoing[used + sizeof event], event.data.ext.ptr, length - sizeof event);
+    }
+    used += length;
+}
+
+void AlsaClient::Flush() {
+    for (std::size_t at = 0; at < used;) {
+        const ssize_t written = ::write(descriptor, &outgoing[at], used - at);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        at += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+        if (at < used) {
+            // The kernel stopped at an event that one reader had no room for, or whose port has been
+            // withdrawn. The other readers have heard it.
+            snd_seq_event_t refused;
+            std::memcpy(&refused, &outgoing[at], sizeof refused);
+            at += LengthOf(refused);
+        }
+    }
+    used = 0;
+}
+
+}  // namespace vexil

@@ -1,0 +1,291 @@
+#include "service/backends/alsa/AlsaThread.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+
+namespace vexil {
+
+namespace {
+
+constexpr int kPriority = 60;  // between what serves the hardware and what makes sound
+constexpr std::uint64_t kSecond = 1'000'000'000;
+// How often a reader without room is looked at: at first, and at last.
+constexpr std::uint64_t kFirstRetry = 500'000;
+constexpr std::uint64_t kLastRetry = 10'000'000;
+constexpr std::int64_t kNoTimeout = -1;
+// The most that one cycle takes: who writes without an end is not to keep it from ending.
+constexpr int kEventsOfCycle = 2048;
+
+std::uint64_t Now() {
+    timespec time{};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+bool IsInputPort(int number) {
+    return number >= kFirstInputPort && number < kFirstInputPort + kMaxPorts;
+}
+
+}  // namespace
+
+AlsaThread::AlsaThread(Engine& served, AlsaClient& opened, int lost)
+    : engine(served),
+      client(opened),
+      lostEvent(lost),
+      wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      writers(served),
+      readers(*this) {
+    // Programs may have connected since the ports were made.
+    for (int port = 0; port < kMaxPorts; ++port) {
+        AskForReaders(port);
+    }
+    engine.SetWaker(this);
+    // Signals are for the threads of the program that asked for them.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    thread = std::thread([this] { Main(); });
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    ::pthread_setname_np(thread.native_handle(), "alsa");
+    sched_param parameter{};
+    parameter.sched_priority = kPriority;
+    if (const int error = ::pthread_setschedparam(thread.native_handle(), SCHED_FIFO, &parameter);
+        error != 0) {
+        realtimeProblem =
+            std::string("The MIDI thread has no realtime priority: ") + std::strerror(error) + ".";
+    }
+}
+
+AlsaThread::~AlsaThread() {
+    engine.SetWaker(nullptr);
+    ending.store(true, std::memory_order_release);
+    Wake();
+    thread.join();
+    ::close(wakeEvent);
+}
+
+void AlsaThread::WaitForCycle() const {
+    const std::uint64_t present = cycles.load(std::memory_order_acquire);
+    const std::uint64_t end = Now() + kSecond;
+    while (present % 2 != 0 && cycles.load(std::memory_order_acquire) == present && Now() < end) {
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+}
+
+void AlsaThread::Wake() {
+    const std::uint64_t one = 1;
+    // A counter that is full wakes as well.
+    [[maybe_unused]] const ssize_t ignored = ::write(wakeEvent, &one, sizeof one);
+}
+
+std::optional<AlsaRoom> AlsaThread::RoomOf(int clientId) const {
+    return AskAlsaRoom(client.Descriptor(), clientId);
+}
+
+std::size_t AlsaThread::Room(int inputPort) const {
+    return readers.Room(inputPort);
+}
+
+void AlsaThread::Deliver(int inputPort, std::uint64_t, std::span<const std::uint8_t> bytes) {
+    delivered = true;
+    if (!readers.HasReaders(inputPort)) {
+        return;
+    }
+    while (!bytes.empty()) {
+        const std::span<const std::uint8_t> piece = bytes.first(std::min(bytes.size(), kAlsaPieceBytes));
+        bytes = bytes.subspan(piece.size());
+        snd_seq_event_t event;
+        if (codec.Encode(piece, event)) {
+            client.Send(event, kFirstInputPort + inputPort);
+            readers.Sent(inputPort, snd_seq_ev_is_variable(&event) ? piece.size() : 0);
+        }
+    }
+}
+
+void AlsaThread::Main() {
+    // Precise waiting also without realtime priority.
+    ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
+    while (!ending.load(std::memory_order_acquire) && Failure() == 0) {
+        Cycle();
+        if (ending.load(std::memory_order_acquire) || !Sleep(NextTimeout())) {
+            break;
+        }
+    }
+}
+
+void AlsaThread::Cycle() {
+    cycles.fetch_add(1, std::memory_order_acq_rel);
+    cycleTime = Now();
+    delivered = false;
+    TakeEvents(cycleTime);
+    writers.Run(cycleTime);
+    engine.TakeCommands(cycleTime);
+    readers.BeginCycle(cycleTime);
+    // What is due at this very moment as well.
+    engine.Run(cycleTime + 1, *this);
+    client.Flush();
+    cycles.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void AlsaThread::TakeEvents(std::uint64_t now) {
+    mayHaveMore = false;
+    for (int room = kEventsOfCycle;;) {
+        int error = 0;
+        while (const snd_seq_event_t* event = client.NextEvent(error)) {
+            TakeEvent(*event, now);
+            if (--room == 0) {
+                mayHaveMore = true;
+                return;
+            }
+        }
+        if (error == 0 || error == -EINTR) {
+            return;
+        }
+        if (error != -ENOSPC) {
+            GiveUp(error);
+            return;
+        }
+        // Events were lost, note-offs and notices perhaps among them.
+        writers.AllGone(now);
+        for (int port = 0; port < kMaxPorts; ++port) {
+            AskForReaders(port);
+        }
+    }
+}
+
+void AlsaThread::TakeEvent(const snd_seq_event_t& event, std::uint64_t now) {
+    if (event.source.client == SND_SEQ_CLIENT_SYSTEM) {
+        TakeNotice(event, now);
+        return;
+    }
+    if (event.dest.port >= kMaxPorts) {
+        return;
+    }
+    const WriterAddress writer{event.source.client, event.source.port};
+    const AlsaBytes written = codec.Decode(event);
+    if (written.systemExclusive) {
+        writers.HearExclusive(event.dest.port, writer, now, written.bytes);
+    } else {
+        writers.Hear(event.dest.port, writer, now, written.bytes);
+    }
+}
+
+// What the kernel tells: an output's port of its own connections, in their order with what was written; the
+// announcements' port of all connections and of programs that close.
+void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
+    const snd_seq_connect_t& connection = event.data.connect;
+    if (event.dest.port < kMaxPorts) {
+        if (event.type == SND_SEQ_EVENT_PORT_UNSUBSCRIBED && connection.dest.client == client.Id() &&
+            connection.dest.port == event.dest.port) {
+            writers.Gone(event.dest.port, {connection.sender.client, connection.sender.port}, now);
+        }
+        return;
+    }
+    if (event.dest.port != kAnnouncePort) {
+        return;
+    }
+    switch (event.type) {
+        case SND_SEQ_EVENT_PORT_SUBSCRIBED:
+        case SND_SEQ_EVENT_PORT_UNSUBSCRIBED:
+            if (connection.sender.client == client.Id() && IsInputPort(connection.sender.port)) {
+                AskForReaders(connection.sender.port - kFirstInputPort);
+            }
+            break;
+        case SND_SEQ_EVENT_PORT_EXIT:
+        case SND_SEQ_EVENT_CLIENT_EXIT:
+            if (event.type == SND_SEQ_EVENT_CLIENT_EXIT) {
+                writers.ClientGone(event.data.addr.client, now);
+            } else if (event.data.addr.client == client.Id()) {
+                PortGone(event.data.addr.port, now);
+            }
+            for (int port = 0; port < kMaxPorts; ++port) {
+                if (readers.Reads(port, event.data.addr.client)) {
+                    AskForReaders(port);
+                }
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+// One of our own; its connections went with it.
+void AlsaThread::PortGone(int number, std::uint64_t now) {
+    if (IsInputPort(number)) {
+        AskForReaders(number - kFirstInputPort);
+    } else if (number < kMaxPorts) {
+        writers.OutputGone(number, now);
+    }
+}
+
+void AlsaThread::AskForReaders(int port) {
+    AlsaReaders::Readers found;
+    client.ForEachReader(kFirstInputPort + port,
+                         [&](int reader) { found.set(static_cast<std::size_t>(reader)); });
+    readers.SetReaders(port, found);
+}
+
+// Nanoseconds until something is to be done; kNoTimeout: only when something happens.
+std::int64_t AlsaThread::NextTimeout() {
+    if (mayHaveMore) {
+        return 0;  // the library holds some that the descriptor does not tell of
+    }
+    std::optional<std::uint64_t> next = writers.NextDue();
+    std::optional<std::uint64_t> due = engine.NextDue();
+    const std::uint64_t now = Now();
+    if (due && *due <= cycleTime) {
+        // A reader has no room; it does not say when it has.
+        waitForRoom = delivered ? kFirstRetry : std::clamp(waitForRoom * 2, kFirstRetry, kLastRetry);
+        due = now + waitForRoom;
+    }
+    if (due) {
+        next = next ? std::min(*due, *next) : due;
+    }
+    if (!next) {
+        return kNoTimeout;
+    }
+    return *next > now ? static_cast<std::int64_t>(*next - now) : 0;
+}
+
+// False when the sequencer has failed.
+bool AlsaThread::Sleep(std::int64_t timeout) {
+    pollfd waited[] = {
+        {client.Descriptor(), POLLIN, 0},
+        {wakeEvent, POLLIN, 0},
+    };
+    timespec time{};
+    time.tv_sec = timeout / static_cast<std::int64_t>(kSecond);
+    time.tv_nsec = timeout % static_cast<std::int64_t>(kSecond);
+    if (::ppoll(waited, 2, timeout == kNoTimeout ? nullptr : &time, nullptr) < 0) {
+        return true;
+    }
+    if ((waited[1].revents & POLLIN) != 0) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t ignored = ::read(wakeEvent, &count, sizeof count);
+    }
+    if ((waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
+        GiveUp(-EIO);
+        return false;
+    }
+    return true;
+}
+
+void AlsaThread::GiveUp(int error) {
+    failure.store(error, std::memory_order_release);
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t ignored = ::write(lostEvent, &one, sizeof one);
+}
+
+}  // namespace vexil

@@ -1,0 +1,72 @@
+// The engine's thread on the ALSA sequencer: sleeps until a program writes, something is posted to the engine
+// or something is due; then lets the engine run and sends what it delivers.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <thread>
+
+#include "service/backends/alsa/AlsaClient.h"
+#include "service/backends/alsa/AlsaCodec.h"
+#include "service/backends/alsa/AlsaReaders.h"
+#include "service/backends/alsa/AlsaWriters.h"
+#include "service/engine/Engine.h"
+
+namespace vexil {
+
+class AlsaThread final : private EngineSink, private EngineWaker, private AlsaReaders::RoomSource {
+  public:
+    // Begins. Both must outlive this object; its owner is the engine's control thread. `lost` is a
+    // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself.
+    AlsaThread(Engine& engine, AlsaClient& client, int lost);
+    // Ends; what the engine has delivered is sent.
+    ~AlsaThread() override;
+    AlsaThread(const AlsaThread&) = delete;
+    AlsaThread& operator=(const AlsaThread&) = delete;
+
+    // Why it ended by itself, as a negative errno value; 0 while it runs.
+    int Failure() const { return failure.load(std::memory_order_acquire); }
+    // Why the thread has no realtime priority; empty when it has.
+    const std::string& RealtimeProblem() const { return realtimeProblem; }
+    // Waits until what the engine has delivered by now is sent: while a cycle is under way, and at most 1 s,
+    // for a thread without realtime priority may be kept from its processor for a while.
+    void WaitForCycle() const;
+
+  private:
+    // The sink.
+    std::size_t Room(int inputPort) const override;
+    void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+    void Wake() override;
+    std::optional<AlsaRoom> RoomOf(int clientId) const override;
+
+    void Main();
+    void Cycle();
+    void TakeEvents(std::uint64_t now);
+    void TakeEvent(const snd_seq_event_t& event, std::uint64_t now);
+    void TakeNotice(const snd_seq_event_t& event, std::uint64_t now);
+    void PortGone(int number, std::uint64_t now);
+    void AskForReaders(int port);
+    std::int64_t NextTimeout();
+    bool Sleep(std::int64_t timeout);
+    void GiveUp(int error);
+
+    Engine& engine;
+    AlsaClient& client;
+    const int lostEvent;
+    const int wakeEvent;
+    AlsaCodec codec;
+    AlsaWriters writers;
+    mutable AlsaReaders readers;    // what is known of their room is found out when it is asked for
+    bool delivered = false;         // in this cycle
+    bool mayHaveMore = false;       // the last cycle did not take all events
+    std::uint64_t cycleTime = 0;    // of this cycle
+    std::uint64_t waitForRoom = 0;  // nanoseconds of the last such wait
+    std::atomic<bool> ending{false};
+    std::atomic<int> failure{0};
+    std::atomic<std::uint64_t> cycles{0};  // odd: one is under way
+    std::string realtimeProblem;
+    std::thread thread;  // last: it uses the others
+};
+
+}  // namespace vexil

@@ -1,0 +1,160 @@
+#include "service/backends/jack/JackProcess.h"
+
+#include <jack/midiport.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <limits>
+#include <string_view>
+
+namespace vexil {
+
+namespace {
+
+// The engine's times go on from those by which it was driven while there was no JACK.
+std::uint64_t Now() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::nanoseconds(now).count());
+}
+
+bool RunsOnPipeWire() {
+    return std::string_view(jack_get_version_string()).find("PipeWire") != std::string_view::npos;
+}
+
+// PipeWire's library takes as much as JACK's and packs it into 32 KiB behind the callback. What does not fit
+// there takes the whole cycle of the port with it, or worse. Each event costs 16 bytes and its own rounded up
+// to 8; in later versions a system exclusive is cut into packets of 6 bytes that cost 24 each.
+constexpr std::size_t kPackedRoom = 32768 - 16 - 8;
+constexpr std::size_t kPacket = 6;
+constexpr std::size_t kPackedPacket = 24;
+
+void Clear(void* buffer) {
+    if (buffer != nullptr) {
+        jack_midi_clear_buffer(buffer);
+    }
+}
+
+std::size_t PackedSize(std::size_t size) {
+    return (size + kPacket - 1) / kPacket * kPackedPacket;
+}
+
+}  // namespace
+
+JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDescriptor)
+    : engine(served),
+      client(jackClient),
+      wake(wakeDescriptor),
+      isPipeWire(RunsOnPipeWire()),
+      clock(jack_get_sample_rate(jackClient), Now()) {}
+
+void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
+    const auto index = static_cast<std::size_t>(port);
+    (output ? outputs : inputs)[index].store(jackPort, std::memory_order_release);
+    const std::uint64_t bit = std::uint64_t{1} << port;
+    if (!output) {
+        leftEmpty.fetch_and(~bit, std::memory_order_release);
+    } else if (jackPort == nullptr) {
+        gone.fetch_or(bit, std::memory_order_release);
+    }
+}
+
+void JackProcess::LeaveEmpty(int port) {
+    leftEmpty.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
+}
+
+void JackProcess::Disconnected(const jack_port_t* jackPort) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if (outputs[static_cast<std::size_t>(port)].load(std::memory_order_acquire) == jackPort) {
+            gone.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
+        }
+    }
+}
+
+int JackProcess::Cycle(jack_nframes_t frames) {
+    clock.Begin(jack_last_frame_time(client), frames);
+    PrepareInputs(frames);
+    engine.TakeCommands(clock.Start());
+    TakeEvents(frames);
+    EndWriters();
+    engine.Run(clock.End(), *this);
+    cycles.fetch_add(1, std::memory_order_release);
+    return 0;
+}
+
+void JackProcess::PrepareInputs(jack_nframes_t frames) {
+    const std::uint64_t empty = leftEmpty.load(std::memory_order_acquire);
+    for (std::size_t port = 0; port < inputs.size(); ++port) {
+        jack_port_t* jackPort = inputs[port].load(std::memory_order_acquire);
+        void* buffer = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
+        Clear(buffer);
+        buffers[port] = (empty >> port & 1) != 0 ? nullptr : buffer;
+        lastFrame[port] = 0;
+        packed[port] = 0;
+    }
+}
+
+void JackProcess::TakeEvents(jack_nframes_t frames) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        jack_port_t* jackPort = outputs[static_cast<std::size_t>(port)].load(std::memory_order_acquire);
+        void* buffer = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
+        if (buffer == nullptr) {
+            continue;
+        }
+        const std::uint32_t count = jack_midi_get_event_count(buffer);
+        for (std::uint32_t index = 0; index < count; ++index) {
+            jack_midi_event_t event{};
+            if (jack_midi_event_get(&event, buffer, index) == 0) {
+                engine.Write(port, clock.TimeOf(std::min(event.time, frames - 1)),
+                             {event.buffer, event.size});
+            }
+        }
+        // Lost where JACK mixed the writers of this port.
+        NoteLost(jack_midi_get_lost_event_count(buffer));
+    }
+}
+
+// JACK tells of a writer that has gone while its last cycle may still be under way; so its notes end one
+// cycle after the cycle that follows.
+void JackProcess::EndWriters() {
+    while (ending != 0) {
+        engine.WriterGone(std::countr_zero(ending), clock.Start());
+        ending &= ending - 1;
+    }
+    ending = gone.exchange(0, std::memory_order_acquire);
+}
+
+std::size_t JackProcess::Room(int inputPort) const {
+    const auto port = static_cast<std::size_t>(inputPort);
+    if (buffers[port] == nullptr) {
+        // What nobody can hear is taken and forgotten, or it would wait for ever.
+        return std::numeric_limits<std::size_t>::max();
+    }
+    const std::size_t room = jack_midi_max_event_size(buffers[port]);
+    return isPipeWire ? std::min(room, (kPackedRoom - packed[port]) / kPackedPacket * kPacket) : room;
+}
+
+void JackProcess::Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    const auto port = static_cast<std::size_t>(inputPort);
+    if (buffers[port] == nullptr) {
+        return;
+    }
+    packed[port] += PackedSize(bytes.size());
+    lastFrame[port] = std::max(lastFrame[port], clock.FrameOf(time));
+    jack_midi_data_t* place = jack_midi_event_reserve(buffers[port], lastFrame[port], bytes.size());
+    if (place == nullptr) {
+        NoteLost(1);
+        return;
+    }
+    std::copy(bytes.begin(), bytes.end(), place);
+}
+
+void JackProcess::NoteLost(std::uint64_t messages) {
+    if (messages != 0 && lost.fetch_add(messages, std::memory_order_relaxed) == 0) {
+        // A counter that is full is readable already.
+        static_cast<void>(::eventfd_write(wake, 1));
+    }
+}
+
+}  // namespace vexil

@@ -1,0 +1,76 @@
+// What happens in each cycle of JACK: events of the ports that programs write to go into the engine, and what
+// it delivers goes into the ports that programs read from, at its frame.
+//
+// Threads. Cycle is for JACK's process thread, Disconnected for any; the rest is for the control thread.
+// Nothing here allocates, waits or makes a system call on the process thread, but for one write to a
+// descriptor when messages were lost.
+#pragma once
+
+#include <jack/jack.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "service/backends/jack/FrameClock.h"
+#include "service/engine/Engine.h"
+
+namespace vexil {
+
+class JackProcess : private EngineSink {
+  public:
+    // `wakeDescriptor` is an eventfd that is raised when messages were lost.
+    JackProcess(Engine& engine, jack_client_t* client, int wakeDescriptor);
+    JackProcess(const JackProcess&) = delete;
+    JackProcess& operator=(const JackProcess&) = delete;
+
+    // The port of an endpoint from the next cycle on; null: none. A port that is taken away may be in use
+    // until the cycle that is under way has ended. A port that was written to has no writers any more when it
+    // is taken away.
+    void SetPort(int port, bool output, jack_port_t* jackPort);
+    // The port of an input is left empty from the next cycle on, until SetPort: JACK gives readers of a port
+    // that is not used any more what was in it last over and over.
+    void LeaveEmpty(int port);
+    // Cycles that have ended; begins anew after the highest number.
+    unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
+    // A connection of one of JACK's ports has ended. JACK mixes what several programs write to one port, so
+    // what each of them holds cannot be told apart: with one that goes, all of the port's notes end.
+    void Disconnected(const jack_port_t* jackPort);
+    // Messages that JACK had no room for, since the last call.
+    std::uint64_t TakeLost() { return lost.exchange(0, std::memory_order_relaxed); }
+
+    int Cycle(jack_nframes_t frames);
+
+  private:
+    using Ports = std::array<std::atomic<jack_port_t*>, kMaxPorts>;
+
+    // Of the engine's; `jack_midi_event_reserve` takes what Room has promised.
+    std::size_t Room(int inputPort) const override;
+    void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+
+    void PrepareInputs(jack_nframes_t frames);
+    void TakeEvents(jack_nframes_t frames);
+    void EndWriters();
+    void NoteLost(std::uint64_t messages);
+
+    Engine& engine;
+    jack_client_t* client;
+    int wake;
+    const bool isPipeWire;
+
+    Ports outputs{};
+    Ports inputs{};
+    std::atomic<std::uint64_t> leftEmpty{0};  // bit p: nothing goes into the port of input p
+    std::atomic<std::uint64_t> gone{0};       // bit p: a writer of output p has gone
+    std::atomic<unsigned> cycles{0};          // as Cycles
+    std::atomic<std::uint64_t> lost{0};
+
+    // The process thread's.
+    FrameClock clock;
+    std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
+    std::array<void*, kMaxPorts> buffers{};
+    std::array<jack_nframes_t, kMaxPorts> lastFrame{};
+    std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds
+};
+
+}  // namespace vexil

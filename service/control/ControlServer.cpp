@@ -1,0 +1,282 @@
+#include "service/control/ControlServer.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "driver/DriverOptions.h"
+#include "driver/LittleEndian.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr std::uint64_t kListenerKey = 0;
+constexpr int kAcceptsPerRound = 64;
+constexpr std::chrono::milliseconds kListenPause{100};  // where the system has no descriptor to give
+
+bool HasGone(int connection) {
+    pollfd state{connection, POLLRDHUP, 0};
+    return poll(&state, 1, 0) > 0 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+// The groups of a process are read with the connection, as they were when it connected.
+bool IsMember(int connection, const ucred& peer, gid_t group) {
+    if (peer.gid == group) {
+        return true;
+    }
+    std::vector<gid_t> groups(64);
+    socklen_t size = 0;
+    for (;;) {
+        size = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+        if (getsockopt(connection, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size) == 0) {
+            break;
+        }
+        if (errno != ERANGE || size <= groups.size() * sizeof(gid_t)) {
+            return false;
+        }
+        groups.resize(size / sizeof(gid_t));
+    }
+    groups.resize(size / sizeof(gid_t));
+    return std::find(groups.begin(), groups.end(), group) != groups.end();
+}
+
+bool IsAllowed(int connection, const ucred& peer, const std::optional<gid_t>& group) {
+    return peer.uid == 0 || peer.uid == geteuid() || (group && IsMember(connection, peer, *group));
+}
+
+}  // namespace
+
+ControlServer::ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator)
+    : listeningSocket(listening),
+      group(allowedGroup),
+      driver(mediator),
+      events(epoll_create1(EPOLL_CLOEXEC)),
+      packet(kMaxControlRequestSize) {
+    if (events.IsOpen() && !AddEvents(listeningSocket, kListenerKey)) {
+        events.Close();
+    }
+}
+
+ControlServer::~ControlServer() {
+    while (!clients.empty()) {
+        Close(clients.begin()->first);
+    }
+}
+
+int ControlServer::Timeout() const {
+    if (!listenAgain) {
+        return -1;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(*listenAgain - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+}
+
+void ControlServer::Serve() {
+    ++round;
+    if (listenAgain && Timeout() == 0 && AddEvents(listeningSocket, kListenerKey)) {
+        listenAgain.reset();
+    }
+    std::array<epoll_event, kMaxClients + 1> happened{};
+    const int count = epoll_wait(events.Number(), happened.data(), static_cast<int>(happened.size()), 0);
+    const std::span<epoll_event> seen(happened.data(), static_cast<std::size_t>(std::max(count, 0)));
+    constexpr std::uint32_t kGone = EPOLLHUP | EPOLLRDHUP | EPOLLERR;
+
+    // Whoever has gone frees the unit before another asks for it.
+    for (const epoll_event& event : seen) {
+        if (event.data.u64 != kListenerKey && (event.events & kGone) != 0) {
+            Finish(event.data.u64);
+        }
+    }
+    for (const epoll_event& event : seen) {
+        const auto client = clients.find(event.data.u64);
+        if (client != clients.end() && ServeOne(client->first, client->second) != Outcome::Served) {
+            Close(event.data.u64);
+        }
+    }
+    for (const epoll_event& event : seen) {
+        if (event.data.u64 == kListenerKey) {
+            Accept();
+        }
+    }
+}
+
+void ControlServer::Accept() {
+    for (int count = 0; count < kAcceptsPerRound; ++count) {
+        if (!AcceptOne()) {
+            return;
+        }
+    }
+}
+
+bool ControlServer::AcceptOne() {
+    Descriptor connection(accept4(listeningSocket, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!connection.IsOpen()) {
+        const int error = errno;
+        const bool isShort = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+        if (isShort) {
+            PauseListening();
+        }
+        // A connection that went while it waited is nobody's loss.
+        return error == ECONNABORTED || error == EINTR;
+    }
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(connection.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 ||
+        !IsAllowed(connection.Number(), peer, group)) {
+        driver.ClientRefused(peer.pid, peer.uid);
+        return true;
+    }
+    if (clients.size() == kMaxClients) {
+        MakeRoom();
+    }
+    const std::uint64_t key = nextKey++;
+    if (AddEvents(connection.Number(), key)) {
+        clients[key] = {std::move(connection), peer.pid, round};
+    }
+    return true;
+}
+
+void ControlServer::MakeRoom() {
+    auto oldest = clients.end();
+    for (auto client = clients.begin(); client != clients.end(); ++client) {
+        if (client->first != attached &&
+            (oldest == clients.end() || client->second.lastHeard < oldest->second.lastHeard)) {
+            oldest = client;
+        }
+    }
+    if (oldest != clients.end()) {
+        Close(oldest->first);
+    }
+}
+
+bool ControlServer::AddEvents(int descriptor, std::uint64_t key) const {
+    epoll_event event{};
+    event.events = EPOLLIN | EPOLLRDHUP;
+    event.data.u64 = key;
+    return epoll_ctl(events.Number(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+// The connections wait in the listener's queue meanwhile; asking for them at once again would be a busy loop.
+void ControlServer::PauseListening() {
+    epoll_ctl(events.Number(), EPOLL_CTL_DEL, listeningSocket, nullptr);
+    listenAgain = std::chrono::steady_clock::now() + kListenPause;
+}
+
+ControlServer::Outcome ControlServer::ServeOne(std::uint64_t key, Client& client) {
+    ssize_t size = -1;
+    do {
+        size = recv(client.socket.Number(), packet.data(), packet.size(), MSG_TRUNC);
+    } while (size == -1 && errno == EINTR);
+    if (size == -1) {
+        return errno == EAGAIN ? Outcome::Served : Outcome::Over;
+    }
+    client.lastHeard = round;
+    const auto length = static_cast<std::size_t>(size);
+    if (length < kControlRequestHeaderSize) {
+        return Outcome::Over;  // the end of the connection, or nothing that could be answered
+    }
+    std::optional<ControlRequest> request;
+    if (length <= packet.size()) {
+        request = UnpackControlRequest({packet.data(), length});
+    }
+    const bool isSent =
+        request ? Answer(key, client, *request) : Send(client, Uint32At(packet.data()), EINVAL);
+    return isSent ? Outcome::Served : Outcome::Unread;
+}
+
+bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlRequest& request) {
+    const bool isAttached = attached == key;
+    int error = 0;
+    std::vector<std::uint8_t> data;
+    switch (request.kind) {
+        case kControlAttach:
+            error = Attach(key, client, request.number);
+            break;
+        case kControlSetOption:
+            error = isAttached ? driver.SetOption(request.number, request.payload) : ENOTCONN;
+            break;
+        case kControlGetOption:
+            error = isAttached ? driver.GetOption(request.number, data) : ENOTCONN;
+            data.resize(error == 0 ? std::min<std::size_t>(data.size(), request.length) : 0);
+            break;
+        case kControlStatus: {
+            const std::string status = driver.Status();
+            if (status.size() > request.length) {
+                error = EMSGSIZE;
+            } else {
+                data.assign(status.begin(), status.end());
+            }
+            break;
+        }
+        default:  // kControlReload: there is no other kind
+            error = driver.Reload();
+            break;
+    }
+    return Send(client, request.sequence, error, data);
+}
+
+int ControlServer::Attach(std::uint64_t key, const Client& client, std::uint32_t unit) {
+    if (unit != kControlUnit) {
+        return EINVAL;
+    }
+    if (attached == key) {
+        return EISCONN;
+    }
+    // The other panel may have gone since this round began.
+    if (attached && HasGone(clients.at(*attached).socket.Number())) {
+        Finish(*attached);
+    }
+    if (attached) {
+        return EBUSY;
+    }
+    attached = key;
+    driver.PanelAttached(client.process);
+    return 0;
+}
+
+bool ControlServer::Send(const Client& client, std::uint32_t sequence, int error,
+                         std::span<const std::uint8_t> data) {
+    const std::vector<std::uint8_t> bytes =
+        PackControlReply({.sequence = sequence, .error = static_cast<std::uint32_t>(error), .data = data});
+    ssize_t sent = -1;
+    do {
+        sent = send(client.socket.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    } while (sent == -1 && errno == EINTR);
+    return sent != -1;
+}
+
+void ControlServer::Finish(std::uint64_t key) {
+    const auto client = clients.find(key);
+    if (client == clients.end()) {
+        return;
+    }
+    const int connection = client->second.socket.Number();
+    bool waiting = false;
+    do {
+        pollfd state{connection, POLLIN, 0};
+        waiting = poll(&state, 1, 0) > 0 && (state.revents & POLLIN) != 0;
+    } while (waiting && ServeOne(key, client->second) != Outcome::Over);
+    Close(key);
+}
+
+void ControlServer::Close(std::uint64_t key) {
+    const auto client = clients.find(key);
+    if (client == clients.end()) {
+        return;
+    }
+    clients.erase(client);
+    if (attached == key) {
+        attached.reset();
+        driver.PanelDetached();
+    }
+}
+
+}  // namespace vexil

@@ -1,0 +1,109 @@
+// Serves the control channel: takes connections, checks who they are, unpacks their requests, keeps the rules
+// of attachment, and answers. What the options do is the mediator's business. driver/ControlChannel.h gives
+// the packets.
+//
+// Nobody is waited for. A client that does not read its replies is closed. A request that is none is answered
+// with EINVAL when it has a sequence; otherwise its connection is closed. Requests of one client are carried
+// out in their order, one in each round, so that none keeps the others waiting.
+//
+// One thread.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "driver/ControlChannel.h"
+#include "shared/System/Descriptor.h"
+
+namespace vexil {
+
+class ControlServer {
+  public:
+    // What the server asks of the driver behind it. Errors are 0 or a Linux errno.
+    class Mediator {
+      public:
+        virtual ~Mediator() = default;
+        // The panel of a process has attached; it has the options until PanelDetached. One panel at a time.
+        virtual void PanelAttached(pid_t process) = 0;
+        virtual void PanelDetached() = 0;
+        // Of the attached panel.
+        virtual int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) = 0;
+        virtual int GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) = 0;
+        // Of any client. The status is JSON text.
+        virtual std::string Status() = 0;
+        virtual int Reload() = 0;
+        // A process was turned away: it belongs to another user than may use this service.
+        virtual void ClientRefused(pid_t process, uid_t user) = 0;
+    };
+
+    // More clients at a time than that are not kept: the one that is not attached and has been silent longest
+    // makes room. The attached panel never does.
+    static constexpr std::size_t kMaxClients = 32;
+
+    // `listening` is a listening, non-blocking packet socket, which stays the caller's. Clients may be of
+    // root, of this process's user and, where there is a group, of its members. All that is passed must
+    // outlive the server.
+    ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator);
+    // Closes every connection; an attached panel is detached.
+    ~ControlServer();
+    ControlServer(const ControlServer&) = delete;
+    ControlServer& operator=(const ControlServer&) = delete;
+
+    // Readable when Serve has something to do; -1 when the system has none to give.
+    int EventDescriptor() const { return events.Number(); }
+    // Milliseconds until Serve is to be called all the same; -1: only on the descriptor.
+    int Timeout() const;
+    // One round: whoever has gone, then a request of each client, then new connections. Never blocks.
+    void Serve();
+
+  private:
+    struct Client {
+        Descriptor socket;
+        pid_t process = 0;
+        std::uint64_t lastHeard = 0;  // round of its last packet
+    };
+    using Clients = std::map<std::uint64_t, Client>;  // by a number that is never used again
+
+    void Accept();
+    // False when no more connections are to be had for now.
+    bool AcceptOne();
+    void MakeRoom();
+    bool AddEvents(int descriptor, std::uint64_t key) const;
+    void PauseListening();
+
+    enum class Outcome {
+        Served,
+        Unread,  // the client does not take its reply
+        Over,    // the connection has ended, or what came cannot be answered
+    };
+
+    // One packet of the client, if there is one.
+    Outcome ServeOne(std::uint64_t key, Client& client);
+    bool Answer(std::uint64_t key, Client& client, const ControlRequest& request);
+    int Attach(std::uint64_t key, const Client& client, std::uint32_t unit);
+    static bool Send(const Client& client, std::uint32_t sequence, int error,
+                     std::span<const std::uint8_t> data = {});
+    // What the client has sent before it went still counts.
+    void Finish(std::uint64_t key);
+    void Close(std::uint64_t key);
+
+    const int listeningSocket;
+    const std::optional<gid_t> group;
+    Mediator& driver;
+    Descriptor events;
+    Clients clients;
+    std::uint64_t nextKey = 1;
+    std::uint64_t round = 0;
+    std::optional<std::uint64_t> attached;                             // key of the panel's connection
+    std::optional<std::chrono::steady_clock::time_point> listenAgain;  // while no connections are taken
+    std::vector<std::uint8_t> packet;
+};
+
+}  // namespace vexil

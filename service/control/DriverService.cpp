@@ -1,0 +1,411 @@
+#include "service/control/DriverService.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <utility>
+
+#include "config/DriverPreferences.h"
+#include "driver/DriverOptions.h"
+#include "service/backends/EndpointNames.h"
+#include "service/control/OptionPayloads.h"
+#include "service/control/RouteText.h"
+#include "service/control/Status.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr int kReleasePoll = 2;  // milliseconds between two looks at whether notes are released
+constexpr int kPostPoll = 20;    // and between two tries to post what the engine could not take
+
+std::string NameOf(const svString& custom, int port) {
+    return custom.IsEmpty() ? "Port " + PortText(port) : custom.c_str();
+}
+
+std::vector<Endpoint> MakeEndpoints(const DriverConfiguration& configuration, const RouteTable& table) {
+    const bool hidden = (configuration.MiscOptions & kShowConnectors) == 0;
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const PortNames& custom = configuration.CustomNames[port];
+        if ((table.outputEndpoints >> port & 1) != 0) {
+            endpoints.push_back({port, true, NameOf(custom.Out_CustomName, port), hidden});
+        }
+        if ((table.inputEndpoints >> port & 1) != 0) {
+            endpoints.push_back({port, false, NameOf(custom.In_CustomName, port), hidden});
+        }
+    }
+    // Over all of them: a name does not depend on which others are there at the moment.
+    const std::vector<std::string> names =
+        MakeEndpointNames(endpoints, {.longest = std::string::npos, .separators = ""});
+    for (std::size_t i = 0; i < endpoints.size(); ++i) {
+        endpoints[i].name = names[i];
+    }
+    return endpoints;
+}
+
+bool IsShown(const Endpoint& endpoint) {
+    return !endpoint.hidden;
+}
+
+// Bit p: the input of port p is among them, and is there: what is hidden is only where it can be.
+std::uint64_t InputsOf(const std::vector<Endpoint>& endpoints, bool canHide) {
+    std::uint64_t inputs = 0;
+    for (const Endpoint& endpoint : endpoints) {
+        if (!endpoint.output && (canHide || IsShown(endpoint))) {
+            inputs |= std::uint64_t{1} << endpoint.port;
+        }
+    }
+    return inputs;
+}
+
+// The route, or none where it leads to an input that is not heard.
+Route Open(const Route& route, std::uint64_t heardInputs) {
+    const bool isShut = GetsThrough(route) && (heardInputs >> route.inputPort & 1) == 0;
+    return isShut ? Route{} : route;
+}
+
+// The names by which other computers may call this one: as it calls itself, and without its domain.
+std::vector<std::string> NamesOf(const HostRecord& computer) {
+    std::vector<std::string> names = {computer.name};
+    const std::string label = computer.name.substr(0, computer.name.find('.'));
+    if (!label.empty() && label != computer.name) {
+        names.push_back(label);
+    }
+    return names;
+}
+
+int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_point now, int poll) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
+    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left, 0, poll));
+}
+
+}  // namespace
+
+DriverService::DriverService(Parts serviceParts)
+    : parts(std::move(serviceParts)), engineControl(parts.engine, parts.backend) {}
+
+void DriverService::Start() {
+    Reload();
+    wireless = (configuration.MiscOptions & kUseWireless) != 0;
+}
+
+void DriverService::StartBackend() {
+    parts.backend.Start(parts.engine);
+    Settle();
+    report.Backend(parts.backend);
+}
+
+void DriverService::Settle() {
+    engineControl.Settle();
+    const bool isReleased = engineControl.IsCaughtUp();
+    if (publishBy && !stopBy && (isReleased || parts.now() >= *publishBy)) {
+        PublishMore();
+        // A MIDI system that keeps up has the whole time again for what is left.
+        if (publishBy && isReleased) {
+            publishBy = parts.now() + kLongestRelease;
+        }
+    }
+}
+
+int DriverService::Timeout() const {
+    if (stopBy) {
+        return UntilOver(*stopBy, parts.now(), kReleasePoll);
+    }
+    if (publishBy) {
+        return UntilOver(*publishBy, parts.now(), kReleasePoll);
+    }
+    return engineControl.HasUnposted() ? kPostPoll : -1;
+}
+
+void DriverService::BeginStop() {
+    stopBy = parts.now() + kLongestRelease;
+    // Nobody would release what programs still play.
+    RouteTable closed = engineControl.Routes();
+    closed.routes = {};
+    engineControl.SetRoutes(closed);
+    engineControl.ReleaseAll();
+}
+
+bool DriverService::MayStop() const {
+    return stopBy && (engineControl.IsCaughtUp() || parts.now() >= *stopBy);
+}
+
+void DriverService::Stop() {
+    parts.backend.Stop();
+}
+
+void DriverService::ServeBackend() {
+    parts.backend.Service();
+    Settle();
+    report.Backend(parts.backend);
+}
+
+void DriverService::ComputerChanged() {
+    if (stopBy) {
+        return;
+    }
+    const std::vector<std::string> before = names;
+    TakeUp();
+    if (names != before) {
+        report.Configuration(configuration, routes);
+    }
+}
+
+std::string DriverService::Summary() const {
+    const int used = std::popcount(routes.outputEndpoints | routes.inputEndpoints);
+    const std::string problem = parts.backend.Problem();
+    std::string summary = std::to_string(used) + (used == 1 ? " port" : " ports");
+    if (attached) {
+        summary += ", panel attached";
+    }
+    return problem.empty() ? summary : summary + ". " + problem;
+}
+
+void DriverService::PanelAttached(pid_t process) {
+    attached = true;
+    report.PanelAttached(process);
+}
+
+void DriverService::PanelDetached() {
+    attached = false;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if (tests.Find(port) != nullptr) {
+            CloseTest(MakeUint32(static_cast<std::uint32_t>(port)));
+        }
+    }
+    report.PanelDetached();
+}
+
+int DriverService::SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) {
+    if (option < kMaxPorts) {
+        return PlayTest(static_cast<int>(option), payload);
+    }
+    switch (option) {
+        case kOptionSendGranularity: {
+            const std::optional<std::uint32_t> tenths = ReadUint32Payload(payload);
+            if (!tenths) {
+                return EINVAL;
+            }
+            SetQuantization(*tenths);
+            return 0;
+        }
+        case kOptionOpenTestOutput:
+            return OpenTest(payload);
+        case kOptionActivateTestOutput:
+            return ActivateTest(payload);
+        case kOptionDeactivateTestOutput:
+            return CloseTest(payload);
+        case kOptionReloadConfiguration:
+        case kOptionWirelessOn:
+        case kOptionWirelessOff:
+        case kOptionBrowseHosts:
+            return payload.empty() ? SetOptionWithoutPayload(option) : EINVAL;
+        default:
+            return ENOPROTOOPT;
+    }
+}
+
+int DriverService::SetOptionWithoutPayload(std::uint32_t option) {
+    switch (option) {
+        case kOptionReloadConfiguration:
+            return Reload();
+        case kOptionWirelessOn:
+        case kOptionWirelessOff:
+            SetWireless(option == kOptionWirelessOn);
+            return 0;
+        default:  // kOptionBrowseHosts: this computer, the only one there is, is looked up when it is read
+            return 0;
+    }
+}
+
+int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) {
+    if (option != kOptionReadHostInfos) {
+        return ENOPROTOOPT;
+    }
+    data = MakeHostRecords({parts.thisComputer()});
+    return 0;
+}
+
+std::string DriverService::Status() {
+    const std::vector<HostRecord> hosts = {parts.thisComputer()};
+    return MakeStatus({hosts, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
+                       attached, wireless, sendGranularity, memory, controlPath});
+}
+
+int DriverService::Reload() {
+    DriverPreferences(parts.preferences).LoadCurrentConfiguration(kPortCount, configuration);
+    report.SetEnabled((configuration.MiscOptions & kEnableLogging) != 0);
+    SetQuantization(configuration.SendGranularity);
+    TakeUp();
+    report.Configuration(configuration, routes);
+    return 0;
+}
+
+void DriverService::ClientRefused(pid_t process, uid_t user) {
+    ServiceReport::ClientRefused(process, user);
+}
+
+int DriverService::OpenTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Open(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+    }
+    return error;
+}
+
+int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Activate(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+        report.TestOpened(port, tests.Find(port)->record, tests.RouteOf(port, configuration, localNames),
+                          configuration);
+    }
+    return error;
+}
+
+int DriverService::CloseTest(std::span<const std::uint8_t> payload) {
+    int port = 0;
+    const int error = tests.Close(payload, port);
+    if (error == 0) {
+        RetargetTest(port);
+        report.TestClosed(port);
+    }
+    return error;
+}
+
+int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
+    std::vector<std::uint8_t> data;
+    const int error = tests.Play(port, payload, data);
+    if (error != 0 || data.empty()) {
+        return error;
+    }
+    return engineControl.PlayTest(port, data) ? 0 : ENOBUFS;
+}
+
+void DriverService::SetQuantization(std::uint32_t tenths) {
+    const std::uint32_t limited = std::min(tenths, kLongestGranularity);
+    if (limited != sendGranularity) {
+        sendGranularity = limited;
+        report.Quantization(limited);
+    }
+    engineControl.SetQuantization(limited);
+}
+
+void DriverService::SetWireless(bool on) {
+    if (on != wireless) {
+        wireless = on;
+        report.Wireless(on);
+    }
+}
+
+void DriverService::TakeUp() {
+    names = NamesOf(parts.thisComputer());
+    localNames = LocalNames(names);
+    routes = MakeRouteTable(configuration, localNames);
+    UpdateEndpoints();
+    OpenWays();
+    UpdateTestRoutes();
+    Settle();
+}
+
+std::uint64_t DriverService::HeardInputs() const {
+    const bool canHide = parts.backend.CanHide();
+    return InputsOf(published, canHide) & InputsOf(endpoints, canHide);
+}
+
+void DriverService::OpenWays() {
+    const std::uint64_t heard = HeardInputs();
+    RouteTable open = routes;
+    for (Route& route : open.routes) {
+        route = Open(route, heard);
+    }
+    engineControl.SetRoutes(open);
+}
+
+void DriverService::UpdateTestRoutes() {
+    const std::uint64_t heard = HeardInputs();
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const Route route = Open(tests.RouteOf(port, configuration, localNames), heard);
+        if (!(route == testRoutes[static_cast<std::size_t>(port)])) {
+            RetargetTest(port);
+        }
+    }
+}
+
+void DriverService::UpdateEndpoints() {
+    std::vector<Endpoint> wanted = MakeEndpoints(configuration, routes);
+    if (wanted != endpoints) {
+        const std::vector<Endpoint> before = std::exchange(endpoints, std::move(wanted));
+        // A reader that loses sight of an input hears the end of a test chord first; it would hear no other.
+        if (std::any_of(before.begin(), before.end(), IsShown) &&
+            std::none_of(endpoints.begin(), endpoints.end(), IsShown)) {
+            EndTestNotes();
+        }
+        // A change on top of another does not put that one off.
+        if (!publishBy) {
+            publishBy = parts.now() + kLongestRelease;
+        }
+    }
+}
+
+// Each endpoint that comes costs the MIDI system a moment, and clients are not to wait for all of them.
+// Inputs come first: what is played into an output that comes is to be heard.
+void DriverService::PublishMore() {
+    const auto find = [this](const Endpoint& endpoint) {
+        return std::find_if(published.begin(), published.end(), [&](const Endpoint& one) {
+            return one.port == endpoint.port && one.output == endpoint.output;
+        });
+    };
+    const auto comes = [&](const Endpoint& endpoint) {
+        const auto before = find(endpoint);
+        return !endpoint.hidden && (before == published.end() || before->hidden);
+    };
+    const auto comingInputs = static_cast<std::size_t>(
+        std::count_if(endpoints.begin(), endpoints.end(),
+                      [&](const Endpoint& endpoint) { return !endpoint.output && comes(endpoint); }));
+    std::size_t inputRoom = kPublishedAtOnce;
+    std::size_t outputRoom = kPublishedAtOnce - std::min(comingInputs, kPublishedAtOnce);
+    std::vector<Endpoint> next;
+    bool isLeft = false;
+    for (const Endpoint& endpoint : endpoints) {
+        std::size_t& room = endpoint.output ? outputRoom : inputRoom;
+        if (!comes(endpoint)) {
+            next.push_back(endpoint);
+        } else if (room != 0) {
+            next.push_back(endpoint);
+            --room;
+        } else {
+            isLeft = true;
+            if (const auto before = find(endpoint); before != published.end()) {
+                next.push_back(*before);
+            }
+        }
+    }
+    if (!isLeft) {
+        publishBy.reset();
+    }
+    published = std::move(next);
+    parts.backend.Publish(published);
+    OpenWays();
+    UpdateTestRoutes();
+}
+
+void DriverService::EndTestNotes() {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if (tests.Find(port) != nullptr) {
+            RetargetTest(port);
+        }
+    }
+}
+
+void DriverService::RetargetTest(int port) {
+    const Route route = Open(tests.RouteOf(port, configuration, localNames), HeardInputs());
+    testRoutes[static_cast<std::size_t>(port)] = route;
+    engineControl.SetTestRoute(port, route);
+}
+
+}  // namespace vexil

@@ -1,0 +1,131 @@
+// The driver behind the control channel: takes up the configuration, keeps the routes, the endpoints and the
+// test outputs in step with it, and answers the options. Never writes the configuration.
+//
+// A change of the configuration goes in this order: the engine gets the new routes and releases what sounds
+// on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. A way, also
+// that of a test output, begins when its input is there and ends before it goes: an input on its way out
+// would take notes along. What did not change is not touched.
+//
+// One thread, the control thread. Nothing here waits.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "config/DriverConfiguration.h"
+#include "config/PreferenceDomains.h"
+#include "service/control/ControlServer.h"
+#include "service/control/EngineControl.h"
+#include "service/control/HostRecords.h"
+#include "service/control/ServiceReport.h"
+#include "service/control/TestOutputs.h"
+
+namespace vexil {
+
+class DriverService : public ControlServer::Mediator {
+  public:
+    using Clock = std::chrono::steady_clock;
+
+    // What the service works with; all must outlive it.
+    struct Parts {
+        PreferenceDomains& preferences;
+        Engine& engine;
+        MidiBackend& backend;
+        std::function<HostRecord()> thisComputer;
+        std::function<Clock::time_point()> now;
+    };
+
+    // A MIDI system that gets no processor for a while releases what sounds a while later; only one that
+    // hangs is given up.
+    static constexpr std::chrono::milliseconds kLongestRelease{2000};
+    // Endpoints that come into sight between two looks at what clients want.
+    static constexpr std::size_t kPublishedAtOnce = 8;
+
+    explicit DriverService(Parts serviceParts);
+
+    // Takes up the configuration: clients can be served from then on. Once.
+    void Start();
+    // Starts the MIDI system, which may take its time. Once, after Start.
+    void StartBackend();
+    // What status says of them; set once they are known.
+    void SetMemory(const std::string& state) { memory = state; }
+    void SetControlPath(const std::string& path) { controlPath = path; }
+
+    // To be called after everything that happens on the control thread, and after Timeout: tells the engine
+    // and the MIDI system what they could not be told before.
+    void Settle();
+    // Milliseconds until Settle is to be called all the same; -1: not before something happens.
+    int Timeout() const;
+
+    // Begins to end: everything that sounds is released, and nothing is heard any more.
+    void BeginStop();
+    // It has been, or kLongestRelease is over.
+    bool MayStop() const;
+    // Ends the MIDI system.
+    void Stop();
+
+    // Takes up what has happened to the MIDI system: for when its descriptor is readable or its time is over.
+    void ServeBackend();
+    // The host name may have changed: routes follow it.
+    void ComputerChanged();
+
+    // One sentence on how things stand, for the service manager.
+    std::string Summary() const;
+
+    // Of the channel.
+    void PanelAttached(pid_t process) override;
+    void PanelDetached() override;
+    int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) override;
+    int GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) override;
+    std::string Status() override;
+    int Reload() override;
+    void ClientRefused(pid_t process, uid_t user) override;
+
+  private:
+    int SetOptionWithoutPayload(std::uint32_t option);
+    int OpenTest(std::span<const std::uint8_t> payload);
+    int ActivateTest(std::span<const std::uint8_t> payload);
+    int CloseTest(std::span<const std::uint8_t> payload);
+    int PlayTest(int port, std::span<const std::uint8_t> payload);
+    void SetQuantization(std::uint32_t tenths);
+    void SetWireless(bool on);
+
+    void TakeUp();
+    // Bit p: programs hear the input of port p, and are to go on doing so.
+    std::uint64_t HeardInputs() const;
+    // Tells the engine the ways that lead to inputs which are heard.
+    void OpenWays();
+    void UpdateTestRoutes();
+    void UpdateEndpoints();
+    void PublishMore();
+    void EndTestNotes();
+    // Tells the engine the route of a port's test output; what sounded on its way so far ends.
+    void RetargetTest(int port);
+
+    const Parts parts;
+    EngineControl engineControl;
+    DriverConfiguration configuration;
+    RouteTable routes{};  // as the configuration has them
+    TestOutputs tests;
+    std::array<Route, kMaxPorts> testRoutes{};  // as the engine has them
+    std::vector<std::string> names;             // of this computer
+    LocalNames localNames{{}};
+    std::vector<Endpoint> endpoints;             // as they are to be published
+    std::vector<Endpoint> published;             // as they are
+    std::optional<Clock::time_point> publishBy;  // the two differ; taken up then at the latest
+    std::optional<Clock::time_point> stopBy;
+    bool attached = false;
+    bool wireless = false;
+    std::uint32_t sendGranularity = 0;
+    ServiceReport report;
+    std::string memory;
+    std::string controlPath;
+};
+
+}  // namespace vexil

@@ -1,0 +1,78 @@
+#include "service/control/RouteText.h"
+
+#include <cstddef>
+
+namespace vexil {
+
+namespace {
+
+constexpr std::size_t kLongestName = 64;
+
+std::string SourceComputer(const DriverConfiguration& configuration, int port) {
+    return configuration.Hosts[port].SrcHost.c_str();
+}
+
+}  // namespace
+
+std::string PortText(int port) {
+    return std::to_string(ShownPortNumber(port));
+}
+
+std::string NameText(const std::string& name) {
+    std::string text;
+    for (const char character : name) {
+        const auto byte = static_cast<unsigned char>(character);
+        text += byte < 0x20 || byte == 0x7F ? ' ' : character;
+    }
+    if (text.size() <= kLongestName) {
+        return text;
+    }
+    std::size_t end = kLongestName;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+        --end;  // not inside a character
+    }
+    return text.substr(0, end) + "...";
+}
+
+const char* RouteKindText(RouteKind kind) {
+    switch (kind) {
+        case RouteKind::LocalInput:
+            return "local";
+        case RouteKind::Remote:
+            return "remote";
+        default:
+            return "nowhere";
+    }
+}
+
+std::string RouteProblemText(const Route& route, const std::string& target, int targetPort,
+                             const DriverConfiguration& configuration) {
+    const std::string there = "Port " + PortText(targetPort);
+    switch (route.problem) {
+        case RouteProblem::None:
+            return "";
+        case RouteProblem::NotEnabled:
+            return "The output is not enabled.";
+        case RouteProblem::NoTarget:
+            return "No target computer is set.";
+        case RouteProblem::TargetPortUnused:
+            return "There is no port " + PortText(targetPort) + " to send to.";
+        case RouteProblem::TargetNotInput:
+            return there + " is not enabled as MIDI IN.";
+        case RouteProblem::TargetIsPipe:
+            return there + " is a local pipe, which hears only itself.";
+        case RouteProblem::WrongSourceComputer: {
+            const std::string source = NameText(SourceComputer(configuration, targetPort));
+            return source.empty() ? there + " listens to one computer only, and none is named."
+                                  : there + " listens to the computer \"" + source + "\" only.";
+        }
+        case RouteProblem::WrongSourcePort:
+            return there + " listens to port " + PortText(configuration.PortFlags[targetPort].sourcePort) +
+                   " only.";
+        case RouteProblem::RemoteUnreachable:
+            return "The computer \"" + NameText(target) + "\" cannot be reached.";
+    }
+    return "";
+}
+
+}  // namespace vexil

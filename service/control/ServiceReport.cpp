@@ -1,0 +1,103 @@
+#include "service/control/ServiceReport.h"
+
+#include <bit>
+#include <utility>
+
+#include "service/control/RouteText.h"
+#include "shared/System/svLog.h"
+
+namespace vexil {
+
+namespace {
+
+std::string Count(std::uint64_t mask, const char* one, const char* several) {
+    const int count = std::popcount(mask);
+    return std::to_string(count) + (count == 1 ? one : several);
+}
+
+// "Port 12 sends to port 23 of "studio".", or why nobody hears it.
+std::string WayOfOutput(int port, const DriverConfiguration& configuration, const Route& route) {
+    if ((configuration.LocalPipes >> port & 1) != 0) {
+        return "Port " + PortText(port) + " is a local pipe.";
+    }
+    const std::string target = configuration.Hosts[port].DstHost.c_str();
+    const int targetPort = configuration.PortFlags[port].targetPort;
+    const std::string problem = RouteProblemText(route, target, targetPort, configuration);
+    return problem.empty() ? "Port " + PortText(port) + " sends to port " + PortText(targetPort) + " of \"" +
+                                 NameText(target) + "\"."
+                           : "Nobody hears what is sent to port " + PortText(port) + ". " + problem;
+}
+
+}  // namespace
+
+void ServiceReport::Configuration(const DriverConfiguration& configuration, const RouteTable& routes) {
+    Line("Configuration: " + Count(configuration.OutputPorts, " output, ", " outputs, ") +
+         Count(configuration.InputPorts, " input, ", " inputs, ") +
+         Count(configuration.LocalPipes, " local pipe.", " local pipes."));
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const auto index = static_cast<std::size_t>(port);
+        const bool isUsed = (routes.outputEndpoints >> port & 1) != 0;
+        std::string way = isUsed ? WayOfOutput(port, configuration, routes.routes[index]) : "";
+        if (way != ways[index]) {
+            Line(isUsed ? way : "Port " + PortText(port) + " is no output any more.");
+            ways[index] = std::move(way);
+        }
+    }
+}
+
+void ServiceReport::Quantization(std::uint32_t tenths) const {
+    Line("Send quantization: " + std::string(SendQuantizationText(tenths).c_str()) + " ms.");
+}
+
+void ServiceReport::Wireless(bool on) const {
+    Line(on ? "Wireless is on." : "Wireless is off.");
+}
+
+void ServiceReport::PanelAttached(pid_t process) const {
+    Line("The panel has attached (process " + std::to_string(process) + ").");
+}
+
+void ServiceReport::PanelDetached() const {
+    Line("The panel has gone.");
+}
+
+void ServiceReport::ClientRefused(pid_t process, uid_t user) {
+    LogPrintf("Process %d of user %u may not use this service and was turned away.\n",
+              static_cast<int>(process), static_cast<unsigned>(user));
+}
+
+void ServiceReport::TestOpened(int port, const TestOutputRecord& record, const Route& route,
+                               const DriverConfiguration& configuration) const {
+    const std::string problem =
+        RouteProblemText(route, record.targetComputer, record.entry.targetPort, configuration);
+    Line("Test of port " + PortText(port) +
+         (problem.empty() ? ": its notes go to port " + PortText(record.entry.targetPort) + " of \"" +
+                                NameText(record.targetComputer) + "\"."
+                          : ": nobody hears its notes. " + problem));
+}
+
+void ServiceReport::TestClosed(int port) const {
+    Line("Test of port " + PortText(port) + " closed.");
+}
+
+void ServiceReport::Backend(const MidiBackend& backend) {
+    const bool isRunning = backend.IsRunning();
+    std::string problem = backend.Problem();
+    if (isRunning && !backendWasRunning) {
+        Line("Music programs see the ports (" + std::string(backend.Name()) + ").");
+        const std::string realtime = backend.RealtimeProblem();
+        if (!realtime.empty()) {
+            Line("MIDI may come late: no realtime priority. " + realtime);
+        }
+    } else if (!isRunning && (backendWasRunning || problem != backendProblem)) {
+        Line("Music programs do not see the ports. " + problem);
+    }
+    backendWasRunning = isRunning;
+    backendProblem = std::move(problem);
+}
+
+void ServiceReport::Line(const std::string& text) const {
+    LogPrintfIf(enabled, "%s\n", text.c_str());
+}
+
+}  // namespace vexil

@@ -1,0 +1,45 @@
+// What the service tells in its log, in words for a musician: which port reaches which, and why not where it
+// does not. All but refusals are information, written while it is switched on ("Enable Logging").
+//
+// One thread.
+#pragma once
+
+#include <sys/types.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "service/backends/MidiBackend.h"
+#include "service/routes/RouteTable.h"
+
+namespace vexil {
+
+class ServiceReport {
+  public:
+    void SetEnabled(bool on) { enabled = on; }
+
+    // A configuration was read: one line, and one for each output whose way has changed.
+    void Configuration(const DriverConfiguration& configuration, const RouteTable& routes);
+    void Quantization(std::uint32_t tenths) const;
+    void Wireless(bool on) const;
+    void PanelAttached(pid_t process) const;
+    void PanelDetached() const;
+    // A refusal is told whatever is switched on.
+    static void ClientRefused(pid_t process, uid_t user);
+    void TestOpened(int port, const TestOutputRecord& record, const Route& route,
+                    const DriverConfiguration& configuration) const;
+    void TestClosed(int port) const;
+    // When the MIDI system has come or gone, or is away for another reason than before.
+    void Backend(const MidiBackend& backend);
+
+  private:
+    void Line(const std::string& text) const;
+
+    bool enabled = false;
+    std::array<std::string, kMaxPorts> ways;  // what was last said of each output
+    bool backendWasRunning = false;
+    std::string backendProblem;
+};
+
+}  // namespace vexil

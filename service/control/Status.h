@@ -1,0 +1,38 @@
+// What the service tells of itself: one JSON object, for vexil3ctl and whoever else asks for it (request kind
+// 4). Numbers of ports are those that are shown, 11 to 88.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "service/backends/MidiBackend.h"
+#include "service/control/HostRecords.h"
+#include "service/control/TestOutputs.h"
+#include "service/engine/Engine.h"
+
+namespace vexil {
+
+// All that a status is made of; nothing is owned.
+struct StatusSources {
+    const std::vector<HostRecord>& hosts;  // this computer first
+    const std::vector<std::string>& names;
+    const DriverConfiguration& configuration;
+    const RouteTable& routes;
+    const TestOutputs& tests;
+    const LocalNames& localNames;
+    const Engine& engine;
+    const MidiBackend& backend;
+    bool attached = false;
+    bool wireless = false;
+    std::uint32_t sendGranularity = 0;  // in force, not as configured
+    std::string memory;                 // "locked", or why it is not
+    std::string control;                // path of the control channel's socket
+};
+
+inline constexpr const char* kServiceVersion = VEXIL_VERSION;
+
+// Never longer than kMaxControlData: ports that do not fit are left out, the last ones first, and their
+// number is given as "portsLeftOut". Bytes that are no UTF-8 become U+FFFD.
+std::string MakeStatus(const StatusSources& sources);
+
+}  // namespace vexil

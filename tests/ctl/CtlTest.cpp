@@ -1,0 +1,246 @@
+#include "ctl/Ctl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "ctl/TerminalText.h"
+#include "tests/ctl/CtlFolder.h"
+#include "tests/ctl/SampleStatus.h"
+#include "tests/platform_linux/ControlSocketService.h"
+
+namespace vexil {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using Seen = ControlSocketService::Seen;
+
+class CtlTest : public testing::Test {
+  protected:
+    CtlResult Run(const std::vector<std::string>& arguments) { return RunCtl(arguments, folder.paths, log); }
+
+    // A service with this status that takes a reload.
+    void Serve(const std::string& status) {
+        service.SetHook([status](const Seen& request) {
+            if (request.kind == kControlStatus)
+                ControlSocketService::Reply(request, 0, {status.begin(), status.end()});
+            else
+                ControlSocketService::Reply(request, request.kind == kControlReload ? 0 : EPERM);
+            return true;
+        });
+        service.Start();
+    }
+    void Serve() { Serve(SampleStatus().dump()); }
+
+    std::vector<std::uint32_t> Kinds() const {
+        std::vector<std::uint32_t> kinds;
+        for (const Seen& request : service.Requests())
+            kinds.push_back(request.kind);
+        return kinds;
+    }
+
+    std::string Settings(const std::string& content) const {
+        CtlFolder::Put(folder.File("mine.vexil3"), content);
+        return folder.File("mine.vexil3");
+    }
+
+    CollectedLog log;
+    const CtlFolder folder;
+    ControlSocketService service{folder.SocketPath()};
+};
+
+void ExpectUsageError(const CtlResult& result, const std::string& problem) {
+    EXPECT_EQ(result.status, kCtlUsage);
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "vexil3ctl: " + problem + "\nvexil3ctl: Try 'vexil3ctl --help'.\n");
+}
+
+TEST_F(CtlTest, WrongUsageIsSaid) {
+    ExpectUsageError(Run({}), "a command is missing");
+    ExpectUsageError(Run({"stauts"}), "there is no command 'stauts'");
+    ExpectUsageError(Run({"status", "--jsn"}), "there is no option '--jsn'");
+    ExpectUsageError(Run({"-v"}), "there is no option '-v'");
+    ExpectUsageError(Run({"reload", "--json"}), "'reload' takes no --json");
+    ExpectUsageError(Run({"load"}), "'load' needs a file");
+    ExpectUsageError(Run({"save", "a", "b"}), "'b' is one argument too many");
+    ExpectUsageError(Run({"status", "all"}), "'all' is one argument too many");
+    ExpectUsageError(Run({"\x1b[2J"}), "there is no command '?[2J'");
+}
+
+TEST_F(CtlTest, HelpAndVersionNeedNothing) {
+    const CtlResult help = Run({"--help"});
+    EXPECT_EQ(help.status, kCtlDone);
+    EXPECT_THAT(help.output, StartsWith("Usage: vexil3ctl COMMAND\n"));
+    EXPECT_EQ(Run({"status", "--help"}).output, help.output);
+    const CtlResult version = Run({"--version"});
+    EXPECT_EQ(version.status, kCtlDone);
+    EXPECT_EQ(version.output, "vexil3ctl 3.3.900\n");
+}
+
+TEST_F(CtlTest, AFileNameMayBeginWithADash) {
+    EXPECT_THAT(Run({"load", "--", "--help"}).errors,
+                StartsWith("vexil3ctl: --help cannot be opened for reading and writing: "));
+}
+
+TEST_F(CtlTest, StatusIsShown) {
+    Serve();
+    const CtlResult result = Run({"status"});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_THAT(result.output, StartsWith("Vexil III 3.3.900 on studio\n"));
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlStatus));
+}
+
+TEST_F(CtlTest, StatusAsJsonIsWhatTheServiceSent) {
+    const std::string sent = SampleStatus().dump(3);
+    Serve(sent);
+    EXPECT_EQ(Run({"status", "--json"}).output, sent + "\n");
+    EXPECT_EQ(Run({"--json", "status"}).output, sent + "\n");
+}
+
+TEST_F(CtlTest, HostsAreShown) {
+    Serve();
+    EXPECT_THAT(Run({"hosts"}).output, HasSubstr("\nstudio "));
+    const CtlResult json = Run({"hosts", "--json"});
+    EXPECT_EQ(nlohmann::json::parse(json.output), SampleStatus()["hosts"]);
+}
+
+TEST_F(CtlTest, WithoutAServiceThereIsAStatusOfItsOwn) {
+    for (const char* command : {"status", "hosts", "reload"}) {
+        const CtlResult result = Run({command});
+        EXPECT_EQ(result.status, kCtlNoService) << command;
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "vexil3ctl: no service is running at " + folder.SocketPath() + "\n");
+    }
+}
+
+TEST_F(CtlTest, AStatusThatMakesNoSenseIsRefusedInBothForms) {
+    Serve("{\"version\": \"3\x1b\"");
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"status"}, {"status", "--json"}, {"hosts"}, {"hosts", "--json"}}) {
+        const CtlResult result = Run(command);
+        EXPECT_EQ(result.status, kCtlFailed);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "vexil3ctl: the service's status makes no sense: it is no JSON\n");
+    }
+}
+
+TEST_F(CtlTest, ControlCharactersOfTheServiceReachNoTerminal) {
+    nlohmann::json status = SampleStatus();
+    status["host"] = "a\x1b[2J\x7f\u009b";
+    Serve(status.dump());
+    for (const CtlResult& result : {Run({"status"}), Run({"status", "--json"})}) {
+        EXPECT_EQ(result.status, kCtlDone);
+        EXPECT_EQ(result.output, PrintableLines(result.output));
+    }
+    EXPECT_EQ(nlohmann::json::parse(Run({"status", "--json"}).output), status) << "the meaning is the same";
+}
+
+TEST_F(CtlTest, ReloadAsksTheService) {
+    Serve();
+    const CtlResult result = Run({"reload"});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlReload));
+}
+
+TEST_F(CtlTest, AServiceThatRefusesIsAFailure) {
+    service.SetHook([](const Seen& request) {
+        ControlSocketService::Reply(request, EPERM);
+        return true;
+    });
+    service.Start();
+    const CtlResult result = Run({"reload"});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_EQ(result.errors, "vexil3ctl: the service refuses: Operation not permitted\n");
+}
+
+TEST_F(CtlTest, LoadStoresAndTellsTheService) {
+    Serve();
+    const std::string path = Settings("[Port_02]\nOutName=Organ\n");
+    const CtlResult result = Run({"load", path});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_EQ(result.output, "The settings of " + path +
+                                 " are stored.\n"
+                                 "The service has taken them up.\n"
+                                 "A control panel is open: it shows the settings that it had, and Apply "
+                                 "there stores those.\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlReload, kControlStatus));
+    EXPECT_THAT(CtlFolder::Content(folder.StoredFile()), HasSubstr("<string>Organ</string>"));
+}
+
+TEST_F(CtlTest, WithoutAPanelNothingIsSaidOfOne) {
+    nlohmann::json status = SampleStatus();
+    status["attached"] = false;
+    Serve(status.dump());
+    EXPECT_THAT(Run({"load", Settings("[Options]\nUseWireless=1\n")}).output,
+                testing::EndsWith("The service has taken them up.\n"));
+}
+
+TEST_F(CtlTest, LoadWithoutAServiceIsNoFailure) {
+    const std::string path = Settings("[Options]\nUseWireless=1\n");
+    const CtlResult result = Run({"load", path});
+    EXPECT_EQ(result.status, kCtlDone);
+    EXPECT_EQ(result.output, "The settings of " + path +
+                                 " are stored.\n"
+                                 "No service is running; it takes them up when it starts.\n");
+    EXPECT_EQ(result.errors, "");
+}
+
+TEST_F(CtlTest, LoadSaysWhenTheServiceHasNotTakenItUp) {
+    service.SetHook([](const Seen& request) {
+        ControlSocketService::CutOff(request.client);
+        return true;
+    });
+    service.Start();
+    const CtlResult result = Run({"load", Settings("[Options]\nUseWireless=1\n")});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_THAT(result.output, testing::EndsWith(" are stored.\n"));
+    EXPECT_EQ(result.errors,
+              "vexil3ctl: the service has not taken them up: the service closed the connection without an "
+              "answer\n");
+    EXPECT_TRUE(std::filesystem::exists(folder.StoredFile()));
+}
+
+TEST_F(CtlTest, LoadSaysWhatItCorrected) {
+    const CtlResult result = Run({"load", Settings("[Port_00]\nProperties=Pipe\n")});
+    EXPECT_EQ(result.status, kCtlDone);
+    EXPECT_EQ(result.errors, "vexil3ctl: no port is enabled in them, so the output of port 11 was\n");
+}
+
+TEST_F(CtlTest, AFailedLoadChangesNothingAndAsksNobody) {
+    Serve();
+    const CtlResult result = Run({"load", folder.File("none.vexil3")});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, HasSubstr("No such file or directory"));
+    EXPECT_FALSE(std::filesystem::exists(folder.StoredFile()));
+    EXPECT_THAT(Kinds(), testing::IsEmpty());
+}
+
+TEST_F(CtlTest, WhatWasSavedCanBeLoaded) {
+    ASSERT_EQ(Run({"load", Settings("[Port_01]\nProperties=Input\nSrcName=stage\n")}).status, kCtlDone);
+    const std::string before = CtlFolder::Content(folder.StoredFile());
+    const std::string path = folder.File("saved.vexil3");
+    const CtlResult saved = Run({"save", path});
+    ASSERT_EQ(saved.status, kCtlDone) << saved.errors;
+    EXPECT_EQ(saved.output, "The stored settings are saved in " + path + ".\n");
+
+    std::filesystem::remove(folder.StoredFile());
+    ASSERT_EQ(Run({"load", path}).status, kCtlDone);
+    EXPECT_EQ(CtlFolder::Content(folder.StoredFile()), before);
+    EXPECT_THAT(before, HasSubstr("<string>stage</string>"));
+}
+
+TEST_F(CtlTest, AFailedSaveIsAFailure) {
+    const CtlResult result = Run({"save", folder.File("none/saved.vexil3")});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors,
+                HasSubstr("cannot be opened for reading and writing: No such file or directory"));
+}
+
+}  // namespace
+}  // namespace vexil

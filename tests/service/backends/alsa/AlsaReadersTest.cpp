@@ -1,0 +1,138 @@
+// How much the readers of an input can take; no sequencer is needed.
+#include <map>
+
+#include "service/backends/alsa/AlsaCodec.h"
+#include "service/backends/alsa/AlsaReaders.h"
+#include "tests/service/engine/EngineFixture.h"
+
+namespace vexil {
+namespace {
+
+constexpr std::uint64_t kSecond = 1'000'000'000;
+constexpr std::size_t kPlenty = 100'000'000;
+
+class AlsaReadersTest : public ::testing::Test, protected AlsaReaders::RoomSource {
+  protected:
+    std::optional<AlsaRoom> RoomOf(int client) const override {
+        ++asked;
+        const auto found = rooms.find(client);
+        return found == rooms.end() ? std::nullopt : std::optional(found->second);
+    }
+    void Connect(int port, std::initializer_list<std::size_t> clients) {
+        AlsaReaders::Readers set;
+        for (const std::size_t client : clients) {
+            set.set(client);
+        }
+        readers.SetReaders(port, set);
+    }
+    std::size_t RoomAt(std::uint64_t time) {
+        readers.BeginCycle(time);
+        return readers.Room(0);
+    }
+
+    std::map<int, AlsaRoom> rooms;
+    mutable int asked = 0;
+    AlsaReaders readers{*this};
+};
+
+TEST_F(AlsaReadersTest, NobodyTakesEverything) {
+    EXPECT_FALSE(readers.HasReaders(0));
+    EXPECT_GT(RoomAt(1), kPlenty);
+    EXPECT_EQ(asked, 0);
+}
+
+TEST_F(AlsaReadersTest, TheFullestReaderCounts) {
+    rooms = {{130, {200, 200}}, {131, {200, 30}}};
+    Connect(0, {130});
+    const std::size_t alone = RoomAt(1);
+    Connect(0, {130, 131});
+    const std::size_t both = RoomAt(2);
+    EXPECT_LT(both, alone);
+    EXPECT_GT(both, 0U);
+}
+
+TEST_F(AlsaReadersTest, ClientsOfTheKernelAndThoseThatHaveGoneTakeEverything) {
+    rooms = {{20, {0, 0}}};
+    Connect(0, {20, 140});
+    EXPECT_GT(RoomAt(1), kPlenty);
+}
+
+TEST_F(AlsaReadersTest, ARoomIsAskedForOnceInACycle) {
+    rooms = {{130, {200, 200}}};
+    Connect(0, {130});
+    Connect(1, {130});
+    readers.BeginCycle(1);
+    readers.Room(0);
+    readers.Room(1);
+    readers.Room(0);
+    EXPECT_EQ(asked, 1);
+    readers.BeginCycle(2);
+    readers.Room(0);
+    EXPECT_EQ(asked, 2);
+}
+
+// Of every size of a pool and whatever is sent, the kernel is never given more than it has room for.
+TEST_F(AlsaReadersTest, NoMoreIsSentThanThereAreCells) {
+    for (std::size_t total = 4; total < 2001; total += total < 64 ? 1 : 97) {
+        rooms = {{130, {total, total}}};
+        Connect(0, {130});
+        readers.BeginCycle(1);
+        std::size_t cells = 0;
+        for (int round = 0;; ++round) {
+            const std::size_t room = readers.Room(0);
+            if (room < 3) {
+                break;
+            }
+            // An exclusive as large as can be, or a short message.
+            std::size_t left = round % 3 == 0 ? std::min(room, std::size_t{700}) : 0;
+            do {
+                const std::size_t piece = std::min(left, kAlsaPieceBytes);
+                readers.Sent(0, piece);
+                cells += 1 + (piece + kAlsaCellBytes - 1) / kAlsaCellBytes;
+                left -= piece;
+            } while (left != 0);
+        }
+        EXPECT_LE(cells, total);
+        EXPECT_GT(cells, 0U) << total;
+    }
+}
+
+TEST_F(AlsaReadersTest, WhatIsSentToOneInputIsMissingAtAnotherOfTheSameProgram) {
+    rooms = {{130, {20, 20}}};
+    Connect(0, {130});
+    Connect(1, {130});
+    readers.BeginCycle(1);
+    const std::size_t before = readers.Room(1);
+    readers.Room(0);
+    readers.Sent(0, before);
+    EXPECT_LT(readers.Room(1), before);
+}
+
+TEST_F(AlsaReadersTest, AReaderThatTakesNothingIsLeftBehindAndTakenUpAgain) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    EXPECT_EQ(RoomAt(kSecond), 0U);
+    EXPECT_EQ(RoomAt(kSecond + AlsaReaders::kLongestWait - 1), 0U);
+    EXPECT_GT(RoomAt(kSecond + AlsaReaders::kLongestWait), 1000U);
+    rooms[130].free = 60;
+    EXPECT_GT(RoomAt(3 * kSecond), 1000U);
+    rooms[130].free = 150;
+    readers.BeginCycle(4 * kSecond);
+    readers.Room(0);
+    rooms[130].free = 0;
+    EXPECT_EQ(RoomAt(5 * kSecond), 0U);
+}
+
+TEST_F(AlsaReadersTest, AReaderThatTakesALittleIsWaitedFor) {
+    rooms = {{130, {200, 0}}};
+    Connect(0, {130});
+    for (std::uint64_t time = 1; time < 10; ++time) {
+        rooms[130].free = 0;
+        EXPECT_EQ(RoomAt(time * kSecond), 0U);
+        rooms[130].free = 40;
+        EXPECT_GT(RoomAt(time * kSecond + kSecond / 2), 0U);
+    }
+}
+
+}  // namespace
+}  // namespace vexil

@@ -1,0 +1,381 @@
+// What is particular to JACK.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/doubles/MidiBackendContract.h"
+#include "tests/service/backends/jack/JackSubject.h"
+
+namespace vexil {
+namespace {
+
+using ::testing::ElementsAre;
+
+class JackBackendTest : public MidiTransportContract<JackSubject> {};
+
+// A program of its own process, which holds a note.
+class HoldingProcess {
+  public:
+    explicit HoldingProcess(const std::string& address) : process(::fork()) {
+        if (process == 0) {
+            ::execl("/proc/self/exe", "service_jack_test", "--hold", address.c_str(), nullptr);
+            ::_exit(127);
+        }
+    }
+    ~HoldingProcess() { Kill(); }
+    HoldingProcess(const HoldingProcess&) = delete;
+    HoldingProcess& operator=(const HoldingProcess&) = delete;
+
+    void Kill() {
+        if (process > 0) {
+            ::kill(process, SIGKILL);
+            ::waitpid(process, nullptr, 0);
+            process = -1;
+        }
+    }
+
+  private:
+    pid_t process;
+};
+
+// Clients that have every port that a server of JACK has left.
+class JackCrowd {
+  public:
+    JackCrowd() {
+        while (Fill()) {
+        }
+    }
+    ~JackCrowd() {
+        for (jack_client_t* client : clients) {
+            jack_client_close(client);
+        }
+    }
+    JackCrowd(const JackCrowd&) = delete;
+    JackCrowd& operator=(const JackCrowd&) = delete;
+
+  private:
+    // With one more client; whether it got any.
+    bool Fill() {
+        const std::string name = "crowd " + std::to_string(clients.size());
+        jack_client_t* client = jack_client_open(name.c_str(), JackNoStartServer, nullptr);
+        if (client == nullptr) {
+            return false;
+        }
+        clients.push_back(client);
+        int ports = 0;
+        while (jack_port_register(client, std::to_string(ports).c_str(), JACK_DEFAULT_MIDI_TYPE,
+                                  JackPortIsOutput, 0) != nullptr) {
+            ++ports;
+        }
+        return ports != 0;
+    }
+
+    std::vector<jack_client_t*> clients;
+};
+
+// On a server that does not wait for its clients, as most are.
+struct HastySubject : JackSubject {
+    HastySubject() {
+        server.End();
+        server.SetSynchronous(false);
+    }
+    ~HastySubject() {
+        backend.Stop();
+        server.End();
+        server.SetSynchronous(true);
+    }
+};
+
+class HastyJackTest : public MidiTransportContract<HastySubject> {};
+
+TEST_F(HastyJackTest, AWriterThatIsKilledHoldsNoNote) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    HoldingProcess writer(AddressOf(0, true));
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    writer.Kill();
+    MidiProgram::Bytes heard;
+    EXPECT_TRUE(Eventually([&] {
+        const MidiProgram::Bytes more = reader.Read();
+        heard.insert(heard.end(), more.begin(), more.end());
+        return heard.size() >= 3 && heard[heard.size() - 3] == 0x80 && heard[heard.size() - 2] == 60;
+    }));
+}
+
+TEST_F(JackBackendTest, AWriterThatGoesHoldsNoNoteWhileAnotherStays) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& goes = Writer(0);
+    Writer(0);
+    ASSERT_TRUE(Connected(0, true, 2));
+    goes.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    goes.Disconnect();
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Out " + std::to_string(port), false});
+        endpoints.push_back({port, false, "In " + std::to_string(port), false});
+    }
+    Backend().Publish(endpoints);
+    subject->LoseSystem();
+    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning(); }));
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    subject->ReturnSystem();
+    const auto back = std::chrono::steady_clock::now();
+    ASSERT_TRUE(Eventually([&] { return Backend().IsRunning(); }));
+    MidiProgram& program = Program();
+    ASSERT_TRUE(Eventually([&] {
+        return program.Listed(true).size() == static_cast<std::size_t>(kMaxPorts) &&
+               program.Listed(false).size() == static_cast<std::size_t>(kMaxPorts);
+    }));
+    EXPECT_LT(std::chrono::steady_clock::now() - back, std::chrono::seconds(2));
+}
+
+TEST_F(JackBackendTest, NothingIsTriedAnyMoreWhileTheServerStaysAway) {
+    subject->LoseSystem();
+    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning() && Backend().ServiceTimeout() == -1; }));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    while (std::chrono::steady_clock::now() < end) {
+        subject->Step();
+        ASSERT_EQ(Backend().ServiceTimeout(), -1);
+    }
+}
+
+TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsThere) {
+    Backend().Publish(Both(0, "Port"));
+    EXPECT_EQ(Backend().ServiceTimeout(), -1);
+    Writer(0);
+    pollfd event{Backend().EventDescriptor(), POLLIN, 0};
+    EXPECT_EQ(::poll(&event, 1, 300), 0);
+}
+
+TEST_F(JackBackendTest, AServerThatComesAfterTheStartIsTakenUp) {
+    Backend().Stop();
+    JackTestServer::Instance().End();
+    JackBackend late;
+    late.Start(*engine);
+    EXPECT_FALSE(late.IsRunning());
+    EXPECT_NE(late.Problem(), "");
+    subject->ReturnSystem();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (!late.IsRunning() && std::chrono::steady_clock::now() < end) {
+        pollfd event{late.EventDescriptor(), POLLIN, 0};
+        ::poll(&event, 1, late.ServiceTimeout() < 0 ? 100 : late.ServiceTimeout());
+        late.Service();
+    }
+    EXPECT_TRUE(late.IsRunning()) << late.Problem();
+}
+
+TEST_F(JackBackendTest, SixtyFourPortsWithTwentyEventsAPeriodLoseNothing) {
+    std::vector<Endpoint> endpoints;
+    std::vector<std::pair<int, int>> ways;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Out " + std::to_string(port), false});
+        endpoints.push_back({port, false, "In " + std::to_string(port), false});
+        ways.emplace_back(port, port);
+    }
+    Backend().Publish(endpoints);
+    ASSERT_TRUE(PostWays(ways));
+    MidiProgram& writer = Program();
+    MidiProgram& reader = Program();
+    for (int port = 0; port < kMaxPorts; ++port) {
+        ASSERT_TRUE(writer.WriteTo(AddressOf(port, true)));
+        ASSERT_TRUE(reader.ReadFrom(AddressOf(port, false)));
+    }
+    constexpr int kPeriods = 300;
+    constexpr int kEvents = 20;
+    // Where the computer is late, more would come together, and be lost where JACK mixes 64 ports for one
+    // reader.
+    dynamic_cast<JackProgram&>(writer).WriteAtMostInACycle(kEvents);
+    const auto total = static_cast<std::uint64_t>(kPeriods * kEvents);
+    for (int period = 0; period < kPeriods; ++period) {
+        for (int event = 0; event < kEvents; ++event) {
+            writer.Write({0x90, static_cast<std::uint8_t>(event), static_cast<std::uint8_t>(period % 128)});
+        }
+        subject->Step();
+    }
+    const std::size_t heard = Hear(reader, total * kMaxPorts * 3).size();
+    EXPECT_EQ(heard, total * kMaxPorts * 3);
+    for (int port = 0; port < kMaxPorts; ++port) {
+        EXPECT_EQ(engine->CountersOfSource(port).messages, total) << port;
+        EXPECT_EQ(engine->CountersOfSource(port).dropped, 0U) << port;
+        EXPECT_EQ(engine->CountersOfInput(port).messages, total) << port;
+    }
+}
+
+TEST_F(JackBackendTest, LongNamesKeepAFullNameThatProgramsHaveRoomFor) {
+    Backend().Publish({{0, true, std::string(1000, 'x'), false}});
+    EXPECT_EQ(AddressOf(0, true).size(), 255U);
+}
+
+TEST_F(JackBackendTest, EndpointsThatAreHiddenLeaveNoNoteHeld) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& writer = Writer(0);
+    writer.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    std::vector<Endpoint> hidden = Both(0, "Port");
+    for (Endpoint& endpoint : hidden) {
+        endpoint.hidden = true;
+    }
+    Backend().Publish(hidden);
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, WhatIsHeldBackWhenEndpointsAreHiddenIsHeardAndReleased) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    ASSERT_TRUE(engine->PostQuantization(kLongestGranularity) && CarriedOut());
+    MidiProgram& reader = Reader(0);
+    MidiProgram& writer = Writer(0);
+    std::vector<Endpoint> hidden = Both(0, "Port");
+    for (Endpoint& endpoint : hidden) {
+        endpoint.hidden = true;
+    }
+    writer.Write({0x90, 60, 100});
+    ASSERT_TRUE(Eventually([&] { return engine->CountersOfSource(0).messages == 1; }));
+    Backend().Publish(hidden);
+    EXPECT_THAT(Hear(reader, 6), ElementsAre(0x90, 60, 100, 0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, HiddenEndpointsSayWhyTheyAreNotThere) {
+    Backend().Publish({{0, true, "Port", true}});
+    EXPECT_EQ(Backend().Published()[0].problem, "Connectors are not shown, and JACK cannot hide a port.");
+}
+
+TEST_F(JackBackendTest, ManyEndpointsThatGoLeaveRoomForOtherWorkInBetween) {
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        endpoints.push_back({port, true, "Port " + std::to_string(port), false});
+    }
+    Backend().Publish(endpoints);
+    MidiProgram& program = Program();
+    ASSERT_TRUE(Eventually([&] { return program.Listed(true).size() == endpoints.size(); }));
+    Backend().Publish({});
+    int rounds = 0;
+    ASSERT_TRUE(Eventually([&] {
+        rounds += Backend().ServiceTimeout() == 0 ? 1 : 0;
+        return Backend().ServiceTimeout() == -1;
+    }));
+    EXPECT_GE(rounds, 8);
+    EXPECT_TRUE(Listed(program, true, {}));
+}
+
+TEST_F(JackBackendTest, AnEndpointThatGoesWaitsForAReaderThatIsLate) {
+    constexpr std::chrono::milliseconds kLate{500};
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& writer = Writer(0);
+    MidiProgram& reader = Reader(0);
+    writer.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    dynamic_cast<JackProgram&>(reader).BeLateWhenHeard(kLate);
+    ASSERT_TRUE(PostWays({}));
+    Backend().Publish({});
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, AnEndpointThatGoesRepeatsNothing) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    auto& writer = dynamic_cast<JackProgram&>(Writer(0));
+    MidiProgram& reader = Reader(0);
+    writer.WriteAtMostInACycle(1);
+    constexpr int kMessages = 500;
+    for (int message = 0; message < kMessages; ++message) {
+        writer.Write(
+            {0xB0, static_cast<std::uint8_t>(message / 128), static_cast<std::uint8_t>(message % 128)});
+    }
+    MidiProgram::Bytes heard = Hear(reader, 3);
+    Backend().Publish({{0, true, "Port", false}});
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    const MidiProgram::Bytes last = reader.Read();
+    heard.insert(heard.end(), last.begin(), last.end());
+    const auto count = static_cast<int>(heard.size() / 3);
+    ASSERT_LT(count, kMessages);  // it went while there was something to hear
+    for (int message = 0; message < count; ++message) {
+        const auto place = static_cast<std::size_t>(message) * 3;
+        ASSERT_EQ(heard[place + 1] * 128 + heard[place + 2], message);
+    }
+}
+
+TEST_F(JackBackendTest, AnEndpointThatIsWantedAgainBeforeItHasGoneKeepsItsConnections) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& writer = Writer(0);
+    MidiProgram& reader = Reader(0);
+    Backend().Publish({});
+    Backend().Publish(Both(0, "Another name"));
+    EXPECT_EQ(ConnectionsOf(0, true), 1);
+    EXPECT_EQ(ConnectionsOf(0, false), 1);
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    Settle();
+    writer.Write({0x90, 60, 100});
+    EXPECT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+}
+
+TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
+    Backend().Publish({{0, true, "Piano", false}, {1, true, "Organ", false}, {2, true, "Harp", false}});
+    Backend().Publish({{1, true, "Piano", false}, {3, true, "Harp", false}, {4, true, "Organ", false}});
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Organ");
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Piano");
+    EXPECT_EQ(AddressOf(3, true), "vexil3:Harp");
+    EXPECT_EQ(AddressOf(4, true), "vexil3:Organ");
+    EXPECT_TRUE(!NewNamesAreListed() ||
+                Listed(Program(), true, {"vexil3:Piano", "vexil3:Harp", "vexil3:Organ"}));
+}
+
+// Programs on PipeWire know a port by the name that it came with.
+TEST_F(JackBackendTest, AnEndpointComesUnderTheNameOfOneThatGoes) {
+    Backend().Publish({{0, true, "Harp", false}});
+    ASSERT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    Backend().Publish({{1, true, "Harp", false}});
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_EQ(AddressOf(1, true), "vexil3:Harp");
+    EXPECT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    Writer(1);
+    EXPECT_TRUE(Connected(1, true, 1));
+}
+
+TEST_F(JackBackendTest, EndpointsThatHadNoRoomComeWhenOthersHaveGone) {
+    if (IsPipeWire()) {
+        GTEST_SKIP() << "it has room for any number of ports";
+    }
+    const auto outputs = [](int first) {
+        std::vector<Endpoint> endpoints;
+        for (int port = first; port < first + 4; ++port) {
+            endpoints.push_back({port, true, "Port " + std::to_string(port), false});
+        }
+        return endpoints;
+    };
+    const auto problems = [&] {
+        const std::vector<PublishedEndpoint> published = Backend().Published();
+        return std::count_if(published.begin(), published.end(),
+                             [](const PublishedEndpoint& endpoint) { return !endpoint.problem.empty(); });
+    };
+    Backend().Publish(outputs(0));
+    ASSERT_EQ(problems(), 0);
+    JackCrowd crowd;
+    Backend().Publish(outputs(4));
+    EXPECT_EQ(problems(), 4);
+    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    EXPECT_EQ(problems(), 0);
+}
+
+TEST_F(JackBackendTest, TheRealtimeProblemIsNoneOrASentence) {
+    const std::string problem = Backend().RealtimeProblem();
+    EXPECT_TRUE(problem.empty() || problem.ends_with(".")) << problem;
+}
+
+}  // namespace
+}  // namespace vexil

@@ -1,0 +1,45 @@
+// The JACK back end on a server of the test's own, as the contract of back ends wants it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "service/backends/jack/JackBackend.h"
+#include "tests/service/backends/jack/JackProgram.h"
+#include "tests/service/backends/jack/JackTestServer.h"
+
+namespace vexil {
+
+struct JackSubject {
+    void SetUp() {
+        if (const std::string reason = JackTestServer::WhyNot(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+        ASSERT_TRUE(server.Start());
+    }
+    MidiBackend& Backend() { return backend; }
+    // Serves the back end as the service's loop does.
+    void Step() {
+        pollfd event{backend.EventDescriptor(), POLLIN, 0};
+        const bool hasEvent = ::poll(&event, 1, 1) == 1;
+        if (hasEvent || backend.ServiceTimeout() == 0) {
+            backend.Service();
+        }
+    }
+    std::unique_ptr<MidiProgram> NewProgram() { return std::make_unique<JackProgram>(); }
+    void LoseSystem() { server.Kill(); }
+    void ReturnSystem() { ASSERT_TRUE(server.Start()); }
+
+    // PipeWire 0.3 keeps the name under which other programs know a port.
+    bool NewNamesAreListed() { return !IsPipeWire(); }
+
+    // Before the back end, which looks for the server by its name.
+    JackTestServer& server = JackTestServer::Instance();
+    JackBackend backend;
+};
+
+}  // namespace vexil

@@ -1,0 +1,33 @@
+// Runs the tests, or, called as `PROGRAM --hold ADDRESS`, is a program that writes a note to an endpoint,
+// holds it and waits to be killed.
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "tests/service/backends/jack/JackProgram.h"
+#include "tests/service/backends/jack/JackTestServer.h"
+
+// The thread sanitizer does not see how JACK hands a port's buffer from one client to the next, which are
+// elsewhere processes of their own. One of the two is always a program of the test.
+extern "C" const char* __tsan_default_suppressions();  // NOLINT(bugprone-reserved-identifier): its name
+extern "C" const char* __tsan_default_suppressions() {
+    return "race:vexil::JackProgram::\n";
+}
+
+int main(int count, char** arguments) {
+    ::testing::InitGoogleTest(&count, arguments);
+    if (count == 3 && std::strcmp(arguments[1], "--hold") == 0) {
+        vexil::JackProgram program;
+        if (!program.WriteTo(arguments[2])) {
+            return 1;
+        }
+        for (;;) {
+            program.Write({0x90, 60, 100});
+            // PipeWire now and then loses what is written over a new connection.
+            ::poll(nullptr, 0, vexil::IsPipeWire() ? 200 : -1);
+        }
+    }
+    return RUN_ALL_TESTS();
+}

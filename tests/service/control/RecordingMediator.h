@@ -1,0 +1,50 @@
+// A driver for tests of the control channel: writes down what it is asked and answers as it is told.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "service/control/ControlServer.h"
+
+namespace vexil {
+
+class RecordingMediator : public ControlServer::Mediator {
+  public:
+    // What was asked, in order: "attached", "detached", "set 191: 19 00 00 00", "get 202", "status",
+    // "reload", "refused".
+    std::vector<std::string> asked;
+    std::map<std::uint32_t, int> errors;  // of set and get options
+    std::vector<std::uint8_t> data = {1, 2, 3};
+    std::string status = "{}";
+
+    void PanelAttached(pid_t) override { asked.push_back("attached"); }
+    void PanelDetached() override { asked.push_back("detached"); }
+    int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) override {
+        constexpr const char* kDigits = "0123456789ABCDEF";
+        std::string line = "set " + std::to_string(option) + ":";
+        for (const std::uint8_t byte : payload.first(std::min<std::size_t>(payload.size(), 16))) {
+            line += {' ', kDigits[byte / 16], kDigits[byte % 16]};
+        }
+        asked.push_back(line);
+        return errors[option];
+    }
+    int GetOption(std::uint32_t option, std::vector<std::uint8_t>& found) override {
+        asked.push_back("get " + std::to_string(option));
+        found = data;
+        return errors[option];
+    }
+    std::string Status() override {
+        asked.push_back("status");
+        return status;
+    }
+    int Reload() override {
+        asked.push_back("reload");
+        return 0;
+    }
+    void ClientRefused(pid_t, uid_t) override { asked.push_back("refused"); }
+};
+
+}  // namespace vexil

@@ -1,0 +1,71 @@
+// What the log tells a musician, and when.
+#include <gmock/gmock.h>
+
+#include "tests/service/control/ServiceFixture.h"
+
+namespace vexil {
+namespace {
+
+class ServiceReportTest : public ServiceFixture {};
+
+TEST_F(ServiceReportTest, EnableLoggingSwitchesTheLines) {
+    stored.MiscOptions &= ~kEnableLogging;
+    Start();
+    service.PanelAttached(1);
+    EXPECT_EQ("", log.Text());
+    stored.MiscOptions |= kEnableLogging;
+    Apply();
+    EXPECT_EQ("Configuration: 0 outputs, 0 inputs, 0 local pipes.\n", log.Text());
+    log.Clear();
+    stored.MiscOptions &= ~kEnableLogging;
+    Apply();
+    service.PanelDetached();
+    EXPECT_EQ("", log.Text());
+}
+
+TEST_F(ServiceReportTest, TurningAwayIsLoggedAlways) {
+    stored.MiscOptions &= ~kEnableLogging;
+    Start();
+    service.ClientRefused(7, 1001);
+    EXPECT_EQ("Process 7 of user 1001 may not use this service and was turned away.\n", log.Text());
+}
+
+TEST_F(ServiceReportTest, LogTellsTheWaysThatChanged) {
+    Patch(0, 1);
+    Patch(2, 1);
+    Start();
+    log.Clear();
+    Patch(2, 8);
+    stored.LocalPipes = Bit(4);
+    stored.OutputPorts &= ~Bit(0);
+    Apply();
+    EXPECT_EQ(
+        "Configuration: 1 output, 2 inputs, 1 local pipe.\n"
+        "Port 11 is no output any more.\n"
+        "Port 13 sends to port 21 of \"studio\".\n"
+        "Port 15 is a local pipe.\n",
+        log.Text());
+}
+
+TEST_F(ServiceReportTest, LogTellsTheMidiSystemsComingAndGoing) {
+    Start();
+    EXPECT_EQ(1, log.Count("Music programs see the ports (memory).\n"));
+    backend.LoseSystem();
+    service.ServeBackend();
+    EXPECT_EQ(1, log.Count("Music programs do not see the ports. The MIDI system in memory is away.\n"));
+    service.ServeBackend();
+    EXPECT_EQ(1, log.Count("Music programs do not see the ports."));
+    backend.ReturnSystem();
+    service.ServeBackend();
+    EXPECT_EQ(2, log.Count("Music programs see the ports (memory).\n"));
+}
+
+TEST_F(ServiceReportTest, LogTellsATestThatNobodyHears) {
+    Start();
+    log.Clear();
+    OpenTest(0, "studio", 1);
+    EXPECT_EQ("Test of port 11: nobody hears its notes. Port 12 is not enabled as MIDI IN.\n", log.Text());
+}
+
+}  // namespace
+}  // namespace vexil

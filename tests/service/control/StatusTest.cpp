@@ -1,0 +1,198 @@
+// What the service tells of itself, by the keys on which others rely.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "driver/ControlChannel.h"
+#include "service/control/Status.h"
+#include "tests/service/control/ServiceFixture.h"
+
+namespace vexil {
+namespace {
+
+using nlohmann::json;
+using ::testing::HasSubstr;
+
+class StatusTest : public ServiceFixture {
+  protected:
+    json Status() { return json::parse(service.Status()); }
+};
+
+TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
+    computer.address = {192, 168, 1, 5};
+    computer.hardware = {0, 0x11, 0x22, 0x33, 0x44, 0x55};
+    Start();
+    service.SetMemory("locked");
+    service.SetControlPath("/run/x");
+    EXPECT_EQ(json::parse(R"({
+        "version": ")" VEXIL_VERSION R"(", "host": "studio", "names": ["studio"],
+        "midi": {"backend": "memory", "running": true, "problem": "", "realtime": ""},
+        "attached": false,
+        "options": {"wireless": false, "launchMonitor": true, "logging": true, "showConnectors": true,
+                    "sendGranularity": 2},
+        "memory": "locked", "control": "/run/x",
+        "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
+                   "enabled": true}],
+        "ports": []})"),
+              Status());
+}
+
+TEST_F(StatusTest, OfAPatchHasEndpointsRouteAndCounters) {
+    Patch(0, 1);
+    stored.CustomNames[0].Out_CustomName = "Stage piano";
+    stored.PortFlags[1] = {0, 0, 0, 1};
+    stored.Hosts[1].SrcHost = "localhost";
+    Start();
+    const auto player = backend.NewProgram();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Stage piano"));
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    player->Write({0x90, 60, 100, 62, 100});
+    Turn();
+    EXPECT_EQ(json::parse(R"([
+        {"port": 11, "index": 0, "pipe": false,
+         "output": {"name": "Stage piano", "address": "vexil3:Stage piano", "connections": 1, "problem": "",
+                    "target": {"computer": "studio", "port": 12}, "route": "local", "routeProblem": "",
+                    "messages": 2, "bytes": 5, "filtered": 0, "dropped": 0}},
+        {"port": 12, "index": 1, "pipe": false,
+         "input": {"name": "", "address": "vexil3:Port 12", "connections": 1, "problem": "",
+                   "source": {"computer": "localhost", "port": 11}, "messages": 2, "bytes": 6}}])"),
+              Status()["ports"]);
+}
+
+TEST_F(StatusTest, OfALocalPipeHasBothSides) {
+    stored.LocalPipes = Bit(9);
+    Start();
+    const json port = Status()["ports"].at(0);
+    EXPECT_EQ(22, port["port"]);
+    EXPECT_EQ(true, port["pipe"]);
+    EXPECT_EQ((json{{"computer", "studio"}, {"port", 22}}), port["output"]["target"]);
+    EXPECT_EQ("local", port["output"]["route"]);
+    EXPECT_EQ((json{{"computer", "studio"}, {"port", 22}}), port["input"]["source"]);
+}
+
+TEST_F(StatusTest, OfAnInputForEverybodyHasNoSource) {
+    stored.InputPorts = Bit(0);
+    Start();
+    EXPECT_EQ((json{{"computer", nullptr}, {"port", nullptr}}), Status()["ports"][0]["input"]["source"]);
+}
+
+TEST_F(StatusTest, OfATestOutputHasItsTargetAndWhyNobodyHearsIt) {
+    Start();
+    OpenTest(4, "stage", 63);
+    Set(4, PacketList({0x90, 60, 100}));
+    Turn();
+    EXPECT_EQ(json::parse(R"([{"port": 15, "index": 4, "pipe": false,
+        "test": {"open": true, "active": true, "target": {"computer": "stage", "port": 88}, "route": "remote",
+                 "routeProblem": "The computer \"stage\" cannot be reached.",
+                 "messages": 1, "bytes": 3, "filtered": 1, "dropped": 0}}])"),
+              Status()["ports"]);
+}
+
+TEST_F(StatusTest, OfATestOutputThatIsNotActiveSaysSo) {
+    Start();
+    ASSERT_EQ(0, Set(kOptionOpenTestOutput, TestRecord(4, "studio", 0)));
+    EXPECT_EQ(false, Status()["ports"][0]["test"]["active"]);
+}
+
+TEST_F(StatusTest, OfAMidiSystemThatIsAwayHasTheReason) {
+    stored.OutputPorts = 1;
+    Start();
+    backend.LoseSystem();
+    service.ServeBackend();
+    const json status = Status();
+    EXPECT_EQ(false, status["midi"]["running"]);
+    EXPECT_EQ("The MIDI system in memory is away.", status["midi"]["problem"]);
+    EXPECT_EQ("The MIDI system in memory is away.", status["ports"][0]["output"]["problem"]);
+}
+
+TEST_F(StatusTest, TellsWhyThereIsNoRealtimePriority) {
+    backend.realtimeProblem = "Not allowed.";
+    Start();
+    EXPECT_EQ("Not allowed.", Status()["midi"]["realtime"]);
+}
+
+TEST_F(StatusTest, FollowsPanelAndOptions) {
+    stored.MiscOptions = kUseWireless | kEnableLogging;
+    Start();
+    EXPECT_EQ(true, Status()["options"]["wireless"]);
+    EXPECT_EQ(false, Status()["options"]["launchMonitor"]);
+    EXPECT_EQ(false, Status()["options"]["showConnectors"]);
+    service.PanelAttached(1);
+    ASSERT_EQ(0, Set(kOptionWirelessOff));
+    ASSERT_EQ(0, Set(kOptionSendGranularity, PortNumber(55)));
+    EXPECT_EQ(true, Status()["attached"]);
+    EXPECT_EQ(false, Status()["options"]["wireless"]);
+    EXPECT_EQ(55, Status()["options"]["sendGranularity"]);
+    ASSERT_EQ(0, Set(kOptionWirelessOn));
+    service.PanelDetached();
+    EXPECT_EQ(false, Status()["attached"]);
+    EXPECT_EQ(true, Status()["options"]["wireless"]);
+}
+
+// The stored bit is kept cleared while a panel runs; what it was at the start and what the panel says counts.
+TEST_F(StatusTest, WirelessIsNotChangedByAReload) {
+    Start();
+    ASSERT_EQ(0, Set(kOptionWirelessOn));
+    Apply();
+    EXPECT_EQ(true, Status()["options"]["wireless"]);
+}
+
+TEST_F(StatusTest, QuantizationAboveTheLongestIsTheLongest) {
+    Start();
+    ASSERT_EQ(0, Set(kOptionSendGranularity, {1, 2, 3, 4}));
+    EXPECT_EQ(100, Status()["options"]["sendGranularity"]);
+}
+
+TEST_F(StatusTest, NamesThatAreNoUtf8AreReplacedAndTheRestIsThere) {
+    stored.OutputPorts = 1;
+    stored.CustomNames[0].Out_CustomName =
+        "a\xFF"
+        "b\n\"";
+    Start();
+    EXPECT_EQ(
+        "a\xEF\xBF\xBD"
+        "b\n\"",
+        Status()["ports"][0]["output"]["name"]);
+}
+
+TEST_F(StatusTest, OfEveryPortInFullUseFitsOnePacket) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        Patch(port, port);
+        stored.PortFlags[port].flags = 0;
+        stored.CustomNames[port].Out_CustomName = "A name of thirty-one characters";
+        stored.CustomNames[port].In_CustomName = "Another of thirty-two characters";
+        stored.Hosts[port].SrcHost = "localhost";
+    }
+    Start();
+    const json status = Status();
+    EXPECT_EQ(64U, status["ports"].size());
+    EXPECT_FALSE(status.contains("portsLeftOut"));
+}
+
+TEST_F(StatusTest, OfEndlessNamesLeavesPortsOutAndStillFits) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        Patch(port, port);
+        stored.CustomNames[port].Out_CustomName = svString('x', 4000);
+    }
+    Start();
+    const std::string text = service.Status();
+    EXPECT_LE(text.size(), kMaxControlData);
+    const json status = json::parse(text);
+    EXPECT_LT(status["ports"].size(), 64U);
+    EXPECT_EQ(64U, status["ports"].size() + status["portsLeftOut"].get<std::size_t>());
+}
+
+TEST_F(StatusTest, SummaryIsOneSentence) {
+    Patch(0, 1);
+    Start();
+    EXPECT_EQ("2 ports", service.Summary());
+    service.PanelAttached(1);
+    EXPECT_EQ("2 ports, panel attached", service.Summary());
+    backend.LoseSystem();
+    service.ServeBackend();
+    EXPECT_EQ("2 ports, panel attached. The MIDI system in memory is away.", service.Summary());
+}
+
+}  // namespace
+}  // namespace vexil
