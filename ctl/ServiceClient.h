@@ -1,6 +1,5 @@
-// One question to the service, over its control channel. The channel's own link (platform/linux) always
-// attaches, which takes the service from the panel; a question needs no attachment, so each is a connection
-// of its own that ends with the answer.
+// One question to the service, over its control channel. A question needs no attachment, which would take the
+// service from the panel: each is a connection of its own that ends with the answer.
 #pragma once
 
 #include <chrono>
@@ -43,7 +42,7 @@ class ServiceClient {
     ServiceAnswer Ask(std::uint32_t kind, std::uint32_t length) const;
 
     std::string path;
-    std::optional<uid_t> serviceUser;  // may serve here besides root and this process's own
+    std::optional<std::uint32_t> serviceUser;  // may serve here besides root and this process's own
     std::chrono::milliseconds patience;
 };
 

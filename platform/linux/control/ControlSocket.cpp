@@ -57,7 +57,7 @@ int ControlSocket::Socket(int domain, int type, int protocol) {
         return Failure(EPROTOTYPE);
     if (protocol != kSysProtoControl)
         return Failure(EPROTONOSUPPORT);
-    const int descriptor = ControlSocketLink::NewSocket();
+    const int descriptor = ControlConnection::NewSocket();
     if (descriptor != -1)
         entries[descriptor].link = std::make_unique<ControlSocketLink>(descriptor);
     return descriptor;
@@ -98,10 +98,7 @@ int ControlSocket::Connect(int descriptor, const void* address, std::uint32_t le
         return Failure(EINVAL);
 
     entry->address.unit = Uint32At(bytes + 8);
-    entry->address.serviceUser.reset();
-    struct stat owned {};
-    if (systemWide && stat(folder.c_str(), &owned) == 0)
-        entry->address.serviceUser = owned.st_uid;
+    entry->address.serviceUser = TrustedServiceUser(folder, systemWide);
     return Result(entry->link->Attach(entry->address));
 }
 

@@ -1,37 +1,11 @@
 #include "platform/linux/control/ControlSocketLink.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 namespace vexil {
 
-namespace {
-
-int MillisecondsUntil(std::chrono::steady_clock::time_point deadline) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-}
-
-}  // namespace
-
-ControlSocketLink::ControlSocketLink(int ownedDescriptor)
-    : descriptor(ownedDescriptor), packet(kMaxControlReplySize) {}
-
-ControlSocketLink::~ControlSocketLink() {
-    close(descriptor);
-}
-
-int ControlSocketLink::NewSocket() {
-    return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-}
+ControlSocketLink::ControlSocketLink(int ownedDescriptor) : connection(ownedDescriptor) {}
 
 int ControlSocketLink::Attach(const ControlAddress& controlAddress) {
     address = controlAddress;
@@ -69,7 +43,9 @@ int ControlSocketLink::Exchange(std::uint32_t kind, std::uint32_t number,
 int ControlSocketLink::Reattach(Deadline deadline) {
     state = State::Lost;
     lateSequence.reset();
-    if (const int error = Connect())
+    if (const int error = connection.Connect(address.path))
+        return Lose(error);
+    if (const int error = connection.CheckPeer(address.serviceUser))
         return Lose(error);
 
     ControlRequest request;
@@ -83,40 +59,6 @@ int ControlSocketLink::Reattach(Deadline deadline) {
     if (const int error = AwaitReply(request.sequence, deadline, &reply))
         return error;
     return TakeAttachReply(reply);
-}
-
-// A socket that was connected once cannot be connected again: a new one takes its descriptor.
-int ControlSocketLink::Connect() {
-    const int fresh = NewSocket();
-    if (fresh == -1)
-        return errno;
-    const int moved = dup3(fresh, descriptor, O_CLOEXEC);
-    const int moveError = errno;
-    close(fresh);
-    if (moved == -1)
-        return moveError;
-
-    sockaddr_un place{};
-    place.sun_family = AF_UNIX;
-    if (address.path.size() >= sizeof place.sun_path)
-        return ENAMETOOLONG;
-    std::memcpy(place.sun_path, address.path.c_str(), address.path.size() + 1);
-    if (connect(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0) {
-        // A service that leaves its queue of connections full is hung: not worth a pause of its own.
-        return errno == EAGAIN ? ETIMEDOUT : errno;
-    }
-    return CheckPeer();
-}
-
-// Whoever made the socket file, the panel talks to nobody but the services it may trust.
-int ControlSocketLink::CheckPeer() const {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
-        return errno;
-    if (peer.uid == 0 || peer.uid == geteuid() || address.serviceUser == peer.uid)
-        return 0;
-    return EACCES;
 }
 
 int ControlSocketLink::TakeAttachReply(const ControlReply& reply) {
@@ -192,63 +134,32 @@ int ControlSocketLink::SettleLateReply() {
     return state == State::Attaching ? TakeAttachReply(reply) : 0;
 }
 
+// After an error the link is Lost, unless it was the request alone that could not be sent.
 int ControlSocketLink::Send(const ControlRequest& request) {
-    const std::vector<std::uint8_t> bytes = PackControlRequest(request);
-    ssize_t sent = -1;
-    do
-        sent = send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    while (sent == -1 && errno == EINTR);
-    if (sent != -1)
-        return 0;
-    // One request is under way at a time, so a socket without room is one that cannot take this request at
-    // all.
-    if (errno == EAGAIN)
-        return ENOBUFS;
-    return errno == EMSGSIZE ? EMSGSIZE : Lose(errno);
+    const int error = connection.Send(request);
+    return error == 0 || error == ENOBUFS || error == EMSGSIZE ? error : Lose(error);
 }
 
 int ControlSocketLink::AwaitReply(std::uint32_t sequence, Deadline deadline, ControlReply* reply) {
-    for (;;) {
-        pollfd waiting{descriptor, POLLIN, 0};
-        const int ready = poll(&waiting, 1, MillisecondsUntil(deadline));
-        if (ready == -1 && errno != EINTR)
-            return Lose(errno);
-        const int error = Receive(sequence, reply);
-        if (error != EAGAIN)
-            return error;
-        if (std::chrono::steady_clock::now() >= deadline) {
-            lateSequence = sequence;
-            return ETIMEDOUT;
-        }
+    const int error = connection.AwaitReply(sequence, deadline, reply);
+    if (error == ETIMEDOUT) {
+        lateSequence = sequence;
+        return error;
     }
+    return error == 0 ? 0 : Lose(error);
 }
 
-// One packet, the reply to `sequence`. EAGAIN while there is none; after any other error the link is Lost.
+// EAGAIN while the reply has not come; after any other error the link is Lost.
 int ControlSocketLink::Receive(std::uint32_t sequence, ControlReply* reply) {
-    ssize_t size = -1;
-    do
-        size =
-            recv(descriptor, packet.data(), packet.size(), MSG_TRUNC);  // the packet's own size, even if cut
-    while (size == -1 && errno == EINTR);
-    if (size == -1)
-        return errno == EAGAIN ? EAGAIN : Lose(errno);
-    if (size == 0)
-        return Lose(ECONNRESET);
-    if (static_cast<std::size_t>(size) > packet.size())
-        return Lose(EPROTO);
-    const std::optional<ControlReply> unpacked =
-        UnpackControlReply({packet.data(), static_cast<std::size_t>(size)});
-    if (!unpacked || unpacked->sequence != sequence)
-        return Lose(EPROTO);
-    *reply = *unpacked;
-    return 0;
+    const int error = connection.Receive(sequence, reply);
+    return error == 0 || error == EAGAIN ? error : Lose(error);
 }
 
 // Ends the attachment, on the service's side as well; returns `error`.
 int ControlSocketLink::Lose(int error) {
     state = State::Lost;
     lateSequence.reset();
-    shutdown(descriptor, SHUT_RDWR);  // fails where the service has gone first
+    connection.ShutDown();
     return error;
 }
 

@@ -1,5 +1,5 @@
-// One descriptor's attachment to a driver service: packets out and in, under a deadline, attached again when
-// the service was restarted. Results are 0 or an errno value.
+// One descriptor's attachment to a driver service: requests under a deadline, attached again when the service
+// was restarted. Results are 0 or an errno value.
 #pragma once
 
 #include <chrono>
@@ -7,10 +7,11 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "driver/ControlChannel.h"
 #include "driver/OpenTestOutputs.h"
+#include "platform/linux/control/ControlConnection.h"
+#include "shared/System/Deadline.h"
 
 namespace vexil {
 
@@ -27,14 +28,9 @@ class ControlSocketLink {
     // A call waits no longer for the service, whatever it does.
     static constexpr std::chrono::milliseconds kReplyTime{250};
 
-    // Takes over an unconnected descriptor from NewSocket, which stays the link's for its whole life.
+    // Takes over an unconnected descriptor from ControlConnection::NewSocket, which stays the link's for its
+    // whole life.
     explicit ControlSocketLink(int ownedDescriptor);
-    ~ControlSocketLink();
-    ControlSocketLink(const ControlSocketLink&) = delete;
-    ControlSocketLink& operator=(const ControlSocketLink&) = delete;
-
-    // An unconnected, non-blocking descriptor, or -1 with errno.
-    static int NewSocket();
 
     // True from the first successful attachment on, whatever becomes of the service.
     bool WasAttached() const { return state != State::Unattached; }
@@ -50,7 +46,6 @@ class ControlSocketLink {
                  std::uint8_t* buffer, std::uint32_t* length);
 
   private:
-    using Deadline = std::chrono::steady_clock::time_point;
     enum class State {
         Unattached,  // never attached
         Attaching,   // attached again, but the reply is still missing
@@ -59,8 +54,6 @@ class ControlSocketLink {
     };
 
     int Reattach(Deadline deadline);
-    int Connect();
-    int CheckPeer() const;
     int TakeAttachReply(const ControlReply& reply);
     int Request(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer,
                 std::uint32_t* length);
@@ -72,12 +65,11 @@ class ControlSocketLink {
     int Receive(std::uint32_t sequence, ControlReply* reply);
     int Lose(int error);
 
-    const int descriptor;
+    ControlConnection connection;
     ControlAddress address;
     State state = State::Unattached;
     std::uint32_t lastSequence = 0;
     std::optional<std::uint32_t> lateSequence;  // of the request whose reply did not come in time
-    std::vector<std::uint8_t> packet;           // the last one received
     OpenTestOutputs testOutputs;
     bool mayLackTestOutputs = false;  // the service was attached anew and has not been told of all of them
 };
