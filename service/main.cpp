@@ -46,6 +46,11 @@ int Serve(const ServiceArguments& arguments) {
     const ServiceSignals signals;
     OpenServiceLog();
     const Paths paths = FindPaths(CurrentSurroundings());
+    if (!paths.standInRuntime.empty()) {
+        LogPrintf(
+            "XDG_RUNTIME_DIR is not set, and the system has made no such folder: %s stands in for it.\n",
+            paths.standInRuntime.c_str());
+    }
     std::string problem;
     const std::unique_ptr<ControlListener> listener = ControlListener::Open(paths, problem);
     if (!listener) {

@@ -19,18 +19,22 @@ std::optional<std::string> EnvironmentValue(const char* name) {
     return value == nullptr ? std::nullopt : std::optional<std::string>(value);
 }
 
-std::string PasswdHome(uid_t uid) {
+// Takes home and name from the user's passwd entry, if there is one.
+void ReadPasswdEntry(Surroundings& surroundings) {
     constexpr std::size_t kLargestEntry = 1U << 20;
     passwd entry{};
     passwd* found = nullptr;
     for (std::vector<char> buffer(4096); buffer.size() <= kLargestEntry; buffer.resize(buffer.size() * 2)) {
-        const int error = getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found);
+        const int error = getpwuid_r(surroundings.uid, &entry, buffer.data(), buffer.size(), &found);
         if (error == ERANGE) {
             continue;
         }
-        return error == 0 && found != nullptr && entry.pw_dir != nullptr ? entry.pw_dir : "";
+        if (error == 0 && found != nullptr) {
+            surroundings.passwdHome = entry.pw_dir != nullptr ? entry.pw_dir : "";
+            surroundings.userName = entry.pw_name != nullptr ? entry.pw_name : "";
+        }
+        return;
     }
-    return "";
 }
 
 bool IsAbsolute(const std::optional<std::string>& path) {
@@ -79,6 +83,13 @@ std::string MachineId(const std::string& path) {
     return valid ? id : "";
 }
 
+// The user as a part of a file name.
+std::string UserPart(const Surroundings& surroundings) {
+    const std::string& name = surroundings.userName;
+    const bool isFileName = !name.empty() && name.find('/') == std::string::npos;
+    return isFileName ? name : std::to_string(surroundings.uid);
+}
+
 std::string HostId(const Surroundings& surroundings) {
     std::string id = MachineId(surroundings.machineIdFile);
     if (id.empty()) {
@@ -96,7 +107,7 @@ Surroundings CurrentSurroundings() {
     surroundings.xdgRuntimeDir = EnvironmentValue("XDG_RUNTIME_DIR");
     surroundings.home = EnvironmentValue("HOME");
     surroundings.uid = getuid();
-    surroundings.passwdHome = PasswdHome(surroundings.uid);
+    ReadPasswdEntry(surroundings);
     std::array<char, HOST_NAME_MAX + 1> name{};
     if (gethostname(name.data(), name.size() - 1) == 0) {
         surroundings.hostName = name.data();
@@ -124,7 +135,12 @@ Paths FindPaths(const Surroundings& surroundings) {
     } else if (IsAbsolute(surroundings.xdgRuntimeDir)) {
         paths.control = *surroundings.xdgRuntimeDir + "/vexil3";
     } else {
-        paths.control = "/run/user/" + std::to_string(surroundings.uid) + "/vexil3";
+        std::string runtime = surroundings.runUser + "/" + std::to_string(surroundings.uid);
+        if (!FolderExists(runtime)) {
+            runtime = surroundings.temporary + "/runtime-" + UserPart(surroundings);
+            paths.standInRuntime = runtime;
+        }
+        paths.control = runtime + "/vexil3";
     }
     return paths;
 }

@@ -16,11 +16,17 @@ struct Surroundings {
     std::optional<std::string> xdgRuntimeDir;
     std::optional<std::string> home;
     std::string passwdHome;  // home folder of the user's passwd entry; empty when there is none
+    std::string userName;    // of the same entry
     uid_t uid = 0;
     std::string hostName;
     // Folders of a system-wide installation; each is used where it exists.
     std::string systemPreferences = "/var/lib/vexil3/preferences";
     std::string systemControl = "/run/vexil3";
+    // Where the system makes a folder for running services for each user who is logged in.
+    std::string runUser = "/run/user";
+    // Where a private one stands in for it. Fixed: programs that were started with different values of TMPDIR
+    // find each other.
+    std::string temporary = "/tmp";
     std::string machineIdFile = "/etc/machine-id";
 };
 
@@ -33,6 +39,10 @@ struct Paths {
     std::string currentUserPreferences;  // empty when the user has no home at all
     std::string control;                 // folder of the control channel's socket
     bool controlIsSystemWide = false;
+    // The folder that stands in for the user's folder of running services, which the system did not make;
+    // `control` is inside. Whoever makes it makes it for this user alone. Empty where the system made one.
+    // The toolkit of the panel uses the same one.
+    std::string standInRuntime;
     std::string hostId;  // never empty, holds no "/"
 };
 

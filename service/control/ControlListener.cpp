@@ -144,7 +144,8 @@ bool ControlListener::Make(const Paths& paths, std::string& problem) {
         if (!group) {
             return false;
         }
-    } else if (!PrepareOwnFolder(paths.control, problem)) {
+    } else if ((!paths.standInRuntime.empty() && !PrepareOwnFolder(paths.standInRuntime, problem)) ||
+               !PrepareOwnFolder(paths.control, problem)) {
         return false;
     }
     return Lock(paths.control, problem) && RemoveStaleSocket(problem) &&

@@ -22,6 +22,10 @@ class PathsTest : public testing::Test {
         surroundings.passwdHome = "/srv/people/ada";
         surroundings.uid = 1234;
         surroundings.hostName = "studio";
+        surroundings.userName = "ada";
+        surroundings.runUser = root + "/user";
+        surroundings.temporary = root + "/tmp";
+        std::filesystem::create_directories(root + "/user/1234");
         surroundings.systemPreferences = root + "/preferences";
         surroundings.systemControl = root + "/control";
         surroundings.machineIdFile = root + "/machine-id";
@@ -84,15 +88,34 @@ TEST_F(PathsTest, AFileIsNoSystemWideFolder) {
 }
 
 TEST_F(PathsTest, TheControlFolderIsSystemWideThenRuntimeThenRunUser) {
-    EXPECT_EQ(FindPaths(surroundings).control, "/run/user/1234/vexil3");
+    EXPECT_EQ(FindPaths(surroundings).control, root + "/user/1234/vexil3");
     surroundings.xdgRuntimeDir = "relative";
-    EXPECT_EQ(FindPaths(surroundings).control, "/run/user/1234/vexil3");
+    EXPECT_EQ(FindPaths(surroundings).control, root + "/user/1234/vexil3");
     surroundings.xdgRuntimeDir = "/tmp/runtime";
     EXPECT_EQ(FindPaths(surroundings).control, "/tmp/runtime/vexil3");
     EXPECT_FALSE(FindPaths(surroundings).controlIsSystemWide);
     std::filesystem::create_directory(surroundings.systemControl);
     EXPECT_EQ(FindPaths(surroundings).control, surroundings.systemControl);
     EXPECT_TRUE(FindPaths(surroundings).controlIsSystemWide);
+}
+
+TEST_F(PathsTest, WithoutAFolderForRunningServicesAPrivateOneStandsIn) {
+    std::filesystem::remove(root + "/user/1234");
+    EXPECT_EQ(FindPaths(surroundings).standInRuntime, root + "/tmp/runtime-ada");
+    EXPECT_EQ(FindPaths(surroundings).control, root + "/tmp/runtime-ada/vexil3");
+    surroundings.xdgRuntimeDir = "/tmp/runtime";
+    EXPECT_EQ(FindPaths(surroundings).standInRuntime, "");
+    surroundings.xdgRuntimeDir.reset();
+    std::filesystem::create_directory(surroundings.systemControl);
+    EXPECT_EQ(FindPaths(surroundings).standInRuntime, "");
+}
+
+TEST_F(PathsTest, AUserWithoutANameHasTheFolderThatStandsInByNumber) {
+    std::filesystem::remove(root + "/user/1234");
+    for (const char* name : {"", "a/b"}) {
+        surroundings.userName = name;
+        EXPECT_EQ(FindPaths(surroundings).standInRuntime, root + "/tmp/runtime-1234") << name;
+    }
 }
 
 TEST_F(PathsTest, TheHostIdIsTheMachineId) {
@@ -120,6 +143,8 @@ TEST(SurroundingsTest, ASystemWideInstallationHasItsFixedFolders) {
     const Surroundings surroundings;
     EXPECT_EQ(surroundings.systemPreferences, "/var/lib/vexil3/preferences");
     EXPECT_EQ(surroundings.systemControl, "/run/vexil3");
+    EXPECT_EQ(surroundings.runUser, "/run/user");
+    EXPECT_EQ(surroundings.temporary, "/tmp");
     EXPECT_EQ(surroundings.machineIdFile, "/etc/machine-id");
 }
 

@@ -165,6 +165,29 @@ TEST_F(ControlListenerTest, WithoutAPlaceForTheFolderItSaysSo) {
     EXPECT_EQ("Cannot make the folder " + paths.control + ": No such file or directory.", problem);
 }
 
+TEST_F(ControlListenerTest, MakesTheFolderThatStandsInForThisUserAlone) {
+    paths.standInRuntime = folder / "runtime-ada";
+    paths.control = paths.standInRuntime + "/vexil3";
+    const mode_t before = umask(0);
+    const auto listener = Open();
+    umask(before);
+    ASSERT_TRUE(listener) << problem;
+    EXPECT_EQ(0700U, ModeOf(paths.standInRuntime));
+    EXPECT_TRUE(RawClient(SocketPath()).IsConnected());
+}
+
+TEST_F(ControlListenerTest, FolderOfAnotherUserDoesNotStandIn) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to make a folder of another user";
+    }
+    paths.standInRuntime = folder / "runtime-ada";
+    paths.control = paths.standInRuntime + "/vexil3";
+    ASSERT_EQ(0, mkdir(paths.standInRuntime.c_str(), 0777));
+    ASSERT_EQ(0, chown(paths.standInRuntime.c_str(), 54321, 54321));
+    EXPECT_FALSE(Open());
+    EXPECT_EQ(paths.standInRuntime + " is no folder of this user.", problem);
+}
+
 TEST_F(ControlListenerTest, PathThatIsTooLongForASocketIsRefused) {
     paths.control = folder / std::string(100, 'x');
     EXPECT_FALSE(Open());
