@@ -1,5 +1,4 @@
 // vexil3ctl's streams and arguments.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,17 +10,9 @@
 #include "ctl/CollectedLog.h"
 #include "ctl/Ctl.h"
 #include "platform/linux/Paths.h"
+#include "shared/System/StandardStreams.h"
 
 namespace {
-
-// A standard stream that is closed would give its number to the next file that is opened. It becomes one
-// that fails, as it would have.
-void HoldStandardStreams() {
-    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
-        if (fcntl(stream, F_GETFD) == -1)
-            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-    }
-}
 
 // 0 or an errno value.
 int WriteAll(int descriptor, std::string_view text) {
@@ -38,7 +29,7 @@ int WriteAll(int descriptor, std::string_view text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    HoldStandardStreams();
+    vexil::HoldStandardStreams();
     vexil::CollectedLog log;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     vexil::CtlResult result = vexil::RunCtl(arguments, vexil::FindPaths(vexil::CurrentSurroundings()), log);

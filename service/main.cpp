@@ -1,5 +1,4 @@
 // vexil3d: the driver as a service of this computer.
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,6 +12,7 @@
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
 #include "service/control/Status.h"
+#include "shared/System/StandardStreams.h"
 #include "shared/System/svLog.h"
 
 namespace {
@@ -21,17 +21,6 @@ using namespace vexil;
 
 constexpr int kFailure = 1;
 constexpr int kMisuse = 2;
-
-// No other descriptor may ever be one of the three to which lines go.
-void OpenStandardStreams() {
-    int descriptor = -1;
-    do {
-        descriptor = open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor > STDERR_FILENO) {
-        close(descriptor);
-    }
-}
 
 // The log writes to standard output where it is given no file; here that is standard error, which the journal
 // keeps as well.
@@ -42,7 +31,6 @@ void OpenServiceLog() {
 }
 
 int Serve(const ServiceArguments& arguments) {
-    OpenStandardStreams();
     const ServiceSignals signals;
     OpenServiceLog();
     const Paths paths = FindPaths(CurrentSurroundings());
@@ -72,6 +60,7 @@ int Serve(const ServiceArguments& arguments) {
 }  // namespace
 
 int main(int argumentCount, char** argumentTexts) {
+    HoldStandardStreams();
     std::string problem;
     const auto arguments = ReadServiceArguments(
         std::vector<std::string>(argumentTexts + 1, argumentTexts + argumentCount), problem);

@@ -20,6 +20,7 @@
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/QtWidgets.h"
 #include "platform/qt/TerminationSignals.h"
+#include "shared/System/StandardStreams.h"
 
 namespace {
 
@@ -57,6 +58,7 @@ class LaterStarts {
 }  // namespace
 
 int main(int argc, char** argv) {
+    vexil::HoldStandardStreams();
     vexil::SessionInstance session;
     if (session.Enter(vexil::CurrentLaunchTokens(), kPatience) == vexil::SessionInstance::Start::Second)
         return 0;
