@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <thread>
 
 namespace vexil {
 
@@ -17,6 +19,10 @@ namespace {
 
 constexpr std::size_t kLineSize = 259;  // of a line, of its format and of the path, terminator included
 constexpr std::size_t kTimeTextSize = 64;
+
+// How long opening the log waits for others who have it locked.
+constexpr std::chrono::milliseconds kLockPatience{250};
+constexpr std::chrono::milliseconds kLockPoll{5};
 
 #if defined(__x86_64__)
 constexpr const char* kArchText = "arch=x86_64; ";
@@ -92,14 +98,26 @@ void FormatTime(char (&text)[kTimeTextSize]) {
         text[std::strlen(text) - 1] = '\0';
 }
 
+// Calls again what somebody else's lock is in the way of. Its result, which is -1 when the deadline came
+// first.
+template <class Call>
+int TryUntil(std::chrono::steady_clock::time_point deadline, const Call& call) {
+    for (;;) {
+        const bool last = std::chrono::steady_clock::now() >= deadline;
+        const int result = call();
+        if (result != -1 || last || (errno != EWOULDBLOCK && errno != EINTR))
+            return result;
+        std::this_thread::sleep_for(kLockPoll);
+    }
+}
+
 // Opens and locks the file, with a descriptor above the standard streams' even when one of theirs is free. -1
-// on failure.
+// on failure. Polled, since both calls would themselves wait without end, the first one for a lease.
 int OpenLockedFile(const char* path, int mode) {
-    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | ((mode & kLogCreate) != 0 ? O_TRUNC : O_APPEND);
-    int descriptor = -1;
-    do {
-        descriptor = ::open(path, flags, 0666);
-    } while (descriptor == -1 && errno == EINTR);
+    const auto deadline = std::chrono::steady_clock::now() + kLockPatience;
+    const bool create = (mode & kLogCreate) != 0;
+    const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | (create ? 0 : O_APPEND);
+    int descriptor = TryUntil(deadline, [&] { return ::open(path, flags, 0666); });
     if (descriptor >= 0 && descriptor <= STDERR_FILENO) {
         const int low = descriptor;
         descriptor = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -107,11 +125,9 @@ int OpenLockedFile(const char* path, int mode) {
     }
     if (descriptor == -1)
         return -1;
-    int locked = -1;
-    do {
-        locked = ::flock(descriptor, LOCK_SH);
-    } while (locked == -1 && errno == EINTR);
-    if (locked == -1) {
+    const int locked = TryUntil(deadline, [descriptor] { return ::flock(descriptor, LOCK_SH | LOCK_NB); });
+    // Emptied only now: what somebody has locked stays as it is. No regular file is not emptied either.
+    if (locked == -1 || (create && ::ftruncate(descriptor, 0) != 0 && errno != EINVAL)) {
         ::close(descriptor);
         return -1;
     }

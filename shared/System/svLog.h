@@ -23,8 +23,8 @@ inline constexpr const char* kDefaultLogFileName = "logfile.log";
 // Opens the log, shared-locked and writable for every user, and writes its header line: the version, the
 // processor that the program was built for, and the time. `prefix` (copied) starts every line; it becomes a
 // part of the line's format, so it holds no "%". `versionText` goes into the header line; both may be null or
-// empty. A path is cut to 258 characters. A file that cannot be opened sends the lines to standard output,
-// without a header. Always returns 1.
+// empty. A path is cut to 258 characters. A file that cannot be opened, or that somebody keeps locked for
+// more than 250 ms, sends the lines to standard output, without a header. Always returns 1.
 int OpenLog(const char* prefix, const char* versionText, int mode, const char* fileName);
 
 // Writes one line: the prefix and the formatted text, cut to 258 characters. Returns what write() returned,

@@ -14,6 +14,7 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstring>
@@ -190,24 +191,72 @@ TEST_F(Log, HoldsASharedLock) {
 }
 
 TEST_F(Log, WaitsForItsLockThroughSignals) {
-    const int holder = open(process.LogPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    static int holder = -1;
+    static volatile sig_atomic_t signals = 0;
+    holder = open(process.LogPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(holder, LOCK_EX), 0);
-    const pid_t child = process.Start([this, holder] {
-        close(holder);
+    EXPECT_EQ(process.Run([this] {
         struct sigaction action = {};
-        action.sa_handler = [](int) {};
+        action.sa_handler = [](int) {
+            signals = signals + 1;
+            if (signals == 3)
+                flock(holder, LOCK_UN);
+        };
         sigaction(SIGALRM, &action, nullptr);
         const itimerval often = {{0, 5000}, {0, 5000}};
         setitimer(ITIMER_REAL, &often, nullptr);
         OpenPanelLog();
-    });
-    usleep(100000);
-    EXPECT_EQ(process.Log(), "");
-    // The child's copy of the descriptor shares the lock; unlocking ends it for both.
-    flock(holder, LOCK_UN);
+        std::exit(signals >= 3 ? 0 : 1);
+    }),
+              0);
     close(holder);
-    EXPECT_EQ(LogProcess::Wait(child), 0);
     EXPECT_THAT(process.Log(), testing::MatchesRegex(kHeader + kClosing));
+}
+
+TEST_F(Log, ThatIsKeptLockedIsNotOpenedAfterAQuarterOfASecond) {
+    const int holder = open(process.LogPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    EXPECT_EQ(process.Run([this] {
+        alarm(60);  // rather than wait for ever
+        const auto start = std::chrono::steady_clock::now();
+        OpenPanelLog();
+        const auto waited = std::chrono::steady_clock::now() - start;
+        LogPrintf("line\n");
+        std::exit(waited >= std::chrono::milliseconds(250) && waited < std::chrono::seconds(10) ? 0 : 1);
+    }),
+              0);
+    EXPECT_EQ(process.Log(), "");
+    EXPECT_EQ(process.Output(), "CtrlPanel: line\n");
+    close(holder);
+}
+
+TEST_F(Log, ThatIsKeptLockedIsNotEmptied) {
+    std::ofstream(process.LogPath()) << "kept\n";
+    const int holder = open(process.LogPath().c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    process.Run([this] { OpenLog(kPrefix, kVersion, kLogCreate, process.LogPath().c_str()); });
+    EXPECT_EQ(process.Log(), "kept\n");
+    close(holder);
+}
+
+TEST_F(Log, ThatIsUnderALeaseIsNotOpenedAfterAQuarterOfASecond) {
+    const int holder = open(process.LogPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fcntl(holder, F_SETLEASE, F_WRLCK) != 0)
+        GTEST_SKIP() << "the file system knows no leases";
+    signal(SIGIO, SIG_IGN);  // by which the kernel asks for it
+    EXPECT_EQ(process.Run([this] {
+        close_range(3, ~0U, 0);
+        alarm(60);
+        const auto start = std::chrono::steady_clock::now();
+        OpenPanelLog();
+        const auto waited = std::chrono::steady_clock::now() - start;
+        LogPrintf("line\n");
+        std::exit(waited < std::chrono::seconds(10) ? 0 : 1);
+    }),
+              0);
+    EXPECT_EQ(process.Output(), "CtrlPanel: line\n");
+    close(holder);
+    signal(SIGIO, SIG_DFL);
 }
 
 TEST_F(Log, ThatCannotBeLockedIsNotOpened) {
