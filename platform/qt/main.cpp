@@ -20,6 +20,7 @@
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/QtWidgets.h"
 #include "platform/qt/TerminationSignals.h"
+#include "platform/qt/WaitInEventLoop.h"
 #include "shared/System/StandardStreams.h"
 
 namespace {
@@ -88,7 +89,7 @@ int main(int argc, char** argv) {
     const vexil::Paths paths = vexil::FindPaths(vexil::CurrentSurroundings());
     vexil::PlistPreferenceDomains preferences(paths);
     vexil::ControlSocket driver(paths.control, paths.controlIsSystemWide);
-    vexil::LogindRestarter restarter;
+    vexil::LogindRestarter restarter(vexil::WaitInEventLoop);
     vexil::LinuxHostClock clock;
     vexil::QtWidgets widgets;
     vexil::QtDialogs dialogs(widgets);

@@ -4,6 +4,7 @@ LogindRestarterTest.py PROGRAM: PROGRAM is RestartCaller, which prints the resul
 """
 import os
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
@@ -58,7 +59,7 @@ class LogindRestarter(unittest.TestCase):
 
     def run_caller(self, *arguments):
         return subprocess.run([PROGRAM, *arguments], env=self.environment, stdout=subprocess.PIPE, text=True,
-                              timeout=60, check=True).stdout.split()
+                              timeout=20, check=True).stdout.split()
 
     def calls(self):
         with open(self.log, encoding="utf-8") as file:
@@ -75,6 +76,13 @@ class LogindRestarter(unittest.TestCase):
         results = self.run_caller()
         self.assertGreater(int(results[0]), 0)
         self.assertEqual(results[1:], ["107", "22"])   # ENOTCONN, EINVAL
+
+    def test_a_bus_that_says_nothing_is_given_up(self):
+        with socket.socket(socket.AF_UNIX) as bus:
+            bus.bind(self.socket)
+            bus.listen()
+            results = self.run_caller()
+        self.assertEqual(results, ["110", "107", "22"])   # ETIMEDOUT, ENOTCONN, EINVAL
 
     def test_another_event_is_refused(self):
         self.start_bus()
