@@ -363,10 +363,8 @@ svString svString::SpanExcluding(const char* lpszCharSet) const {
 
 // Editing.
 
-// Cuts the text; one that is not longer stays as it is, shared or not.
+// Cuts the text to at most its own length.
 void svString::TruncateTo(int nLength) {
-    if (nLength >= GetData()->nDataLength)
-        return;
     CopyBeforeWrite();
     SetLength(nLength);
 }
@@ -399,8 +397,6 @@ void svString::TrimLeft() {
     int nBlanks = 0;
     while (nBlanks < nLength && IsWhiteSpace(m_pchData[nBlanks]))
         ++nBlanks;
-    if (nBlanks == 0)
-        return;
     CopyBeforeWrite();
     CopyText(m_pchData, m_pchData + nBlanks, nLength - nBlanks);
     SetLength(nLength - nBlanks);
@@ -461,22 +457,23 @@ int svString::Insert(int nIndex, const char* lpsz) {
 }
 
 int svString::Replace(char chOld, char chNew) {
-    const auto places = static_cast<int>(std::count(m_pchData, m_pchData + GetData()->nDataLength, chOld));
-    if (chOld == chNew || places == 0)
-        return 0;
     CopyBeforeWrite();
+    if (chOld == chNew)
+        return 0;
+    const auto places = static_cast<int>(std::count(m_pchData, m_pchData + GetData()->nDataLength, chOld));
     std::replace(m_pchData, m_pchData + GetData()->nDataLength, chOld, chNew);
     return places;
 }
 
 int svString::Replace(const char* lpszOld, const char* lpszNew) {
-    const std::int64_t nOldText = TextLength(lpszOld);
-    if (nOldText == 0)
-        return 0;
     // Copies, for either text may lie in the block that is written.
-    const std::string oldText(lpszOld);
+    const std::string oldText(lpszOld == nullptr ? "" : lpszOld);
     const std::string newText(lpszNew == nullptr ? "" : lpszNew);
+    const std::int64_t nOldText = TextLength(oldText.c_str());
     const std::int64_t nNewText = TextLength(newText.c_str());
+    CopyBeforeWrite();
+    if (oldText.empty())
+        return 0;
 
     const auto text = [this] {
         return std::string_view(m_pchData, static_cast<std::size_t>(GetData()->nDataLength));
@@ -488,7 +485,6 @@ int svString::Replace(const char* lpszOld, const char* lpszNew) {
     if (places == 0)
         return 0;
 
-    CopyBeforeWrite();
     const std::int64_t nNewLength = GetData()->nDataLength + (nNewText - nOldText) * places;
     Data* const replaced = AllocBuffer(nNewLength);
     char* to = replaced->Characters();
@@ -516,10 +512,8 @@ int svString::Replace(const char* lpszOld, const char* lpszNew) {
 
 int svString::Remove(char character) {
     const int nLength = GetData()->nDataLength;
-    const auto places = static_cast<int>(std::count(m_pchData, m_pchData + nLength, character));
-    if (places == 0)
-        return 0;
     CopyBeforeWrite();
+    const auto places = static_cast<int>(std::count(m_pchData, m_pchData + nLength, character));
     static_cast<void>(std::remove(m_pchData, m_pchData + nLength, character));
     SetLength(nLength - places);
     return places;

@@ -3,10 +3,10 @@
 // not fit makes a new block.
 //
 // Every string is in one of three states. Shared: its block is counted more than once and is copied before
-// this string is written. Private: counted once, written in place. Locked: LockBuffer was called; the block
-// is written in place and copies of the string get a block of their own. A string that is made empty, or
-// emptied by Empty(), has the one static empty block; an edit that happens to leave nothing (Delete,
-// TrimRight) keeps its block.
+// this string is written, also by an edit that then finds nothing to change. Private: counted once, written
+// in place. Locked: LockBuffer was called; the block is written in place and copies of the string get a block
+// of their own. A string that is made empty, or emptied by Empty(), has the one static empty block; an edit
+// that happens to leave nothing (Delete, TrimRight) keeps its block.
 //
 // Indices are byte positions from 0; -1 stands for "not found". A text argument may lie within the string
 // that is written.

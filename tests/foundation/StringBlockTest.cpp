@@ -184,6 +184,44 @@ INSTANTIATE_TEST_SUITE_P(
                     Edit{"Format", [](svString& string) { string.Format("%d", 1); }, 32}),
     [](const auto& edit) { return edit.param.name; });
 
+// An edit that finds nothing to change makes the block private all the same, and the text stays.
+class SharedStringEditWithoutEffect : public testing::TestWithParam<Edit> {};
+
+TEST_P(SharedStringEditWithoutEffect, CopiesTheBlockFirst) {
+    svString string("a text");
+    const svString other(string);
+    GetParam().run(string);
+    EXPECT_STREQ(string.c_str(), "a text");
+    EXPECT_STREQ(other.c_str(), "a text");
+    EXPECT_NE(string.GetHeader(), other.GetHeader());
+    EXPECT_EQ(Refs(string), 1);
+    EXPECT_EQ(Refs(other), 1);
+    EXPECT_EQ(string.GetAllocLength(), GetParam().allocLength);
+}
+
+TEST_P(SharedStringEditWithoutEffect, LeavesAPrivateBlockInItsPlace) {
+    svString string("a text");
+    const svString::Data* const block = string.GetHeader();
+    GetParam().run(string);
+    EXPECT_STREQ(string.c_str(), "a text");
+    EXPECT_EQ(string.GetHeader(), block);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Edits, SharedStringEditWithoutEffect,
+    testing::Values(Edit{"TrimRight", [](svString& string) { string.TrimRight(); }, 6},
+                    Edit{"TrimRightCharacter", [](svString& string) { string.TrimRight('x'); }, 6},
+                    Edit{"TrimRightSet", [](svString& string) { string.TrimRight("xyz"); }, 6},
+                    Edit{"TrimRightEmptySet", [](svString& string) { string.TrimRight(""); }, 6},
+                    Edit{"TrimLeft", [](svString& string) { string.TrimLeft(); }, 6},
+                    Edit{"ReplaceCharacter", [](svString& string) { string.Replace('z', 'y'); }, 6},
+                    Edit{"ReplaceCharacterByItself", [](svString& string) { string.Replace('t', 't'); }, 6},
+                    Edit{"ReplaceText", [](svString& string) { string.Replace("none", "some"); }, 6},
+                    Edit{"ReplaceEmptyText", [](svString& string) { string.Replace("", "some"); }, 6},
+                    Edit{"ReplaceNullText", [](svString& string) { string.Replace(nullptr, "some"); }, 6},
+                    Edit{"Remove", [](svString& string) { string.Remove('z'); }, 6}),
+    [](const auto& edit) { return edit.param.name; });
+
 TEST(StringBlock, IsKeptByAnEditThatLeavesNothing) {
     svString string("   ");
     const svString::Data* const block = string.GetHeader();
