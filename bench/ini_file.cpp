@@ -1,14 +1,22 @@
 // INI files: a large file opened, edited and closed, and the whole configuration exported and imported,
 // beside a plain copy of the same file with fgets and fputs. Each number is the best of several runs in
 // milliseconds. The files lie in memory, which leaves out the disk's time; a folder on a disk that is given
-// on the command line is measured as well. The exit status is 1 when a bound is missed in memory.
+// on the command line is measured as well. Then files of the greatest size that hold nothing but garbage, of
+// several kinds, and the same at a half and at a quarter of it: the cost is to grow with the size alone. The
+// exit status is 1 when a bound is missed in memory.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <string>
 
+#include "config/SafeRewrite.h"
 #include "config/SettingsFile.h"
 
 namespace {
@@ -20,6 +28,12 @@ constexpr int kRuns = 31;
 // What the work may take at most, in milliseconds, without the disk's time.
 constexpr double kLargeFileBound = 50;
 constexpr double kConfigurationBound = 5;
+// Of the garbage, loaded; the memory in megabytes, beyond that of a process which loads nothing.
+constexpr double kGarbageBound = 300;
+constexpr double kGarbageMemoryBound = 100;
+constexpr int kGarbageRuns = 5;
+// Four times the size may take this many times as long at most. The cache of the processor has its share.
+constexpr double kGrowthBound = 8;
 
 // Of the fastest run.
 struct Times {
@@ -34,9 +48,9 @@ double Now(clockid_t clock) {
 }
 
 template <class Work>
-Times Best(Work work) {
+Times Best(Work work, int runs = kRuns) {
     Times best;
-    for (int run = 0; run < kRuns; ++run) {
+    for (int run = 0; run < runs; ++run) {
         const double processor = Now(CLOCK_PROCESS_CPUTIME_ID);
         const double elapsed = Now(CLOCK_MONOTONIC);
         work();
@@ -112,6 +126,71 @@ void Import(const std::string& path, vexil::DriverConfiguration& record) {
     Require(file.Close(), "close the file");
 }
 
+// A file's text over and over: `first`, then `line` as often as fits.
+struct Garbage {
+    const char* name;
+    const char* first;
+    std::string line;
+};
+
+void WriteGarbage(const std::string& path, const Garbage& garbage, std::size_t size) {
+    std::string text = garbage.first;
+    while (text.size() + garbage.line.size() <= size) {
+        text += garbage.line;
+    }
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    Require(file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size(),
+            "write the file");
+    std::fclose(file);
+}
+
+// Megabytes at the most, of a process of its own.
+template <class Work>
+double PeakMemory(Work work) {
+    const pid_t child = ::fork();
+    Require(child != -1, "start a process");
+    if (child == 0) {
+        work();
+        ::_exit(0);
+    }
+    int status = 0;
+    rusage usage{};
+    Require(::wait4(child, &status, 0, &usage) == child && status == 0, "load in a process");
+    return static_cast<double>(usage.ru_maxrss) * 1024 / 1e6;
+}
+
+// Whether every number is within its bound.
+bool MeasureGarbage(const std::string& path) {
+    const std::array kinds = {
+        Garbage{"blank lines", "", "\n"},
+        Garbage{"blank lines in a section", "[Port_00]\n", "\n"},
+        Garbage{"lines of one letter", "", "x\n"},
+        Garbage{"empty headers", "", "[]\n"},
+        Garbage{"keys in a section", "[Port_00]\n", "k=\n"},
+        Garbage{"zero bytes", "", std::string(1, '\0')},
+        Garbage{"one long line", "", "x"},
+    };
+    vexil::DriverConfiguration record;
+    const double base = PeakMemory([] {});
+    bool within = true;
+    std::printf("  %-40s processor  elapsed   memory MB\n", "loaded");
+    for (const Garbage& garbage : kinds) {
+        Times first;
+        for (const int part : {4, 2, 1}) {
+            const std::size_t size = vexil::kMaxRewriteBytes / static_cast<std::size_t>(part);
+            WriteGarbage(path, garbage, size);
+            const Times times = Best([&] { Import(path, record); }, kGarbageRuns);
+            const double memory = PeakMemory([&] { Import(path, record); }) - base;
+            first = part == 4 ? times : first;
+            std::printf("  %4zu KiB %-31s %8.2f %8.2f %8.1f\n", size / 1024, garbage.name, times.processor,
+                        times.elapsed, memory);
+            within = within && times.processor <= kGarbageBound && memory <= kGarbageMemoryBound &&
+                     times.processor <= kGrowthBound * std::max(first.processor, 0.5);
+        }
+    }
+    return within;
+}
+
 // Whether every number is within its bound.
 bool Measure(const std::string& parent) {
     std::string folder = parent + "/vexil-bench-XXXXXX";
@@ -138,8 +217,9 @@ bool Measure(const std::string& parent) {
     const Times load = Best([&] { Import(path, record); });
     Print("64 ports with all names, loaded", load);
     Print("64 ports with all names, plain copy", Best([&] { PlainCopy(path, copy); }));
+    const bool isGarbageWithin = MeasureGarbage(path);
     std::filesystem::remove_all(folder);
-    return large.processor <= kLargeFileBound &&
+    return isGarbageWithin && large.processor <= kLargeFileBound &&
            std::max({fresh.processor, again.processor, load.processor}) <= kConfigurationBound;
 }
 
@@ -148,6 +228,8 @@ bool Measure(const std::string& parent) {
 int main(int argumentCount, char** arguments) {
     std::printf("milliseconds, best of %d; at most %.0f for the 50000 lines, %.0f for the ports\n", kRuns,
                 kLargeFileBound, kConfigurationBound);
+    std::printf("garbage: best of %d, at most %.0f ms and %.0f MB\n", kGarbageRuns, kGarbageBound,
+                kGarbageMemoryBound);
     const bool within = Measure("/dev/shm");
     if (argumentCount > 1) {
         Measure(arguments[1]);

@@ -25,6 +25,7 @@ bool IniFile::Open(const char* newPath) {
     // The result is not needed: edits that could not be written are in the log, and this file is another
     // matter.
     Close();
+    ForgetLines();
     if (newPath != nullptr) {
         path = newPath;
     }
@@ -41,23 +42,38 @@ bool IniFile::Open(const char* newPath) {
         return false;
     }
     // Asked again, of the file that was opened: the name may have been given to another file meanwhile.
-    if (::fstat(::fileno(stream), &status) != 0 || !IsPlainFile(status)) {
-        std::fclose(stream);
-        stream = nullptr;
+    std::rewind(stream);
+    if (::fstat(::fileno(stream), &status) != 0 || !IsPlainFile(status) || !ReadLines()) {
+        CloseStream();
+        ForgetLines();
         return false;
     }
-    std::rewind(stream);
-    ReadLines();
     return true;
 }
 
-void IniFile::ReadLines() {
-    PieceReader reader;
-    svString piece;
-    while (reader.Read(stream, piece)) {
-        lines.push_back(piece);
+bool IniFile::ReadLines() {
+    std::string text(kMaxRewriteBytes + 1, '\0');
+    const std::size_t length = std::fread(text.data(), 1, text.size(), stream);
+    if (length > kMaxRewriteBytes) {
+        return false;
     }
     readFailed = std::ferror(stream) != 0;
+    for (std::string_view rest(text.data(), length); !rest.empty();) {
+        const std::string_view piece = TakePiece(rest);
+        AppendLine(svString(piece.data(), static_cast<int>(piece.size())));
+    }
+    return true;
+}
+
+void IniFile::CloseStream() {
+    std::fclose(stream);
+    stream = nullptr;
+}
+
+void IniFile::ForgetLines() {
+    sections.Clear();
+    lines.clear();
+    modified = false;
 }
 
 bool IniFile::Close() {
@@ -65,12 +81,10 @@ bool IniFile::Close() {
         return true;
     }
     const bool saved = !modified || lines.empty() || WriteBack();
-    modified = false;
-    lines.clear();
+    ForgetLines();
     if (stream != nullptr) {
         // What was written has been flushed and synchronised by now, so closing has nothing left to lose.
-        std::fclose(stream);
-        stream = nullptr;
+        CloseStream();
     }
     return saved;
 }
@@ -117,30 +131,32 @@ bool IniFile::FindSection(Position from, const char* wanted, Position& header, s
     return false;
 }
 
-bool IniFile::FindBody(const char* section, Position& bodyBegin, Position& bodyEnd) const {
-    svString name;
-    if (IsEmptyName(section) || !FindSection(lines.begin(), section, bodyBegin, name)) {
-        return false;
-    }
-    ++bodyBegin;
-    FindSection(bodyBegin, nullptr, bodyEnd, name);
-    return true;
+bool IniFile::FindBody(const char* section, IniSections::Body& body) const {
+    return !IsEmptyName(section) && sections.Find(section, body);
+}
+
+void IniFile::AppendLine(const svString& line) {
+    lines.push_back(line);
+    sections.Append(std::prev(lines.end()));
+}
+
+void IniFile::InsertLine(Position before, const svString& line, const IniSections::Body& body) {
+    sections.Insert(lines.insert(before, line), body);
 }
 
 void IniFile::AppendHeader(const char* section) {
-    lines.push_back(svString("[") + section + "]");
+    AppendLine(svString("[") + section + "]");
     modified = true;
 }
 
 bool IniFile::GetValue(const char* section, const char* key, svString& value) const {
     value.Empty();
-    Position line;
-    Position end;
-    if (IsEmptyName(key) || !FindBody(section, line, end)) {
+    IniSections::Body body;
+    if (IsEmptyName(key) || !FindBody(section, body)) {
         return false;
     }
-    for (; line != end; ++line) {
-        svString found;
+    for (Position line = body.begin; line != body.end; ++line) {
+        std::string_view found;
         const char* text = nullptr;
         if (KeyName(*line, found, text) && found == key) {
             value = text;
@@ -158,28 +174,28 @@ void IniFile::SetValue(const char* section, const char* key, const char* value) 
     }
     const bool removing = IsEmptyName(value);
     const svString newLine = removing ? svString() : svString(key) + "=" + value;
-    Position line;
-    Position end;
-    if (!FindBody(section, line, end)) {
+    IniSections::Body body;
+    if (!FindBody(section, body)) {
         if (!removing) {
             AppendHeader(section);
-            lines.push_back(newLine);
+            AppendLine(newLine);
         }
         return;
     }
-    svString found;
+    std::string_view found;
     const char* text = nullptr;
-    while (line != end && !(KeyName(*line, found, text) && found == key)) {
+    Position line = body.begin;
+    while (line != body.end && !(KeyName(*line, found, text) && found == key)) {
         ++line;
     }
-    if (line == end && removing) {
+    if (line == body.end && removing) {
         return;
     }
-    if (line != end) {
+    if (line != body.end) {
         line = lines.erase(line);
     }
     if (!removing) {
-        lines.insert(line, newLine);
+        InsertLine(line, newLine, body);
     }
     modified = true;
 }
@@ -196,58 +212,59 @@ std::size_t IniFile::GetSectionNames(StringList& names) const {
 
 std::size_t IniFile::GetKeyNames(StringList& keys, const char* section) const {
     keys.clear();
-    Position line;
-    Position end;
-    if (!FindBody(section, line, end)) {
+    IniSections::Body body;
+    if (!FindBody(section, body)) {
         return 0;
     }
-    for (; line != end; ++line) {
-        svString key;
+    for (Position line = body.begin; line != body.end; ++line) {
+        std::string_view key;
         const char* text = nullptr;
         if (KeyName(*line, key, text)) {
-            keys.push_back(key);
+            keys.emplace_back(key.data(), static_cast<int>(key.size()));
         }
     }
     return keys.size();
 }
 
-std::size_t IniFile::GetSectionLines(StringList& body, const char* section) const {
-    body.clear();
-    Position line;
-    Position end;
-    if (!FindBody(section, line, end)) {
+std::size_t IniFile::GetSectionLines(StringList& texts, const char* section) const {
+    texts.clear();
+    IniSections::Body body;
+    if (!FindBody(section, body)) {
         return 0;
     }
-    for (; line != end; ++line) {
+    for (Position line = body.begin; line != body.end; ++line) {
         svString text(line->c_str());
         text.TrimLeft();
         text.TrimRight();
         if (!text.IsEmpty()) {
-            body.push_back(text);
+            texts.push_back(text);
         }
     }
-    return body.size();
+    return texts.size();
 }
 
 void IniFile::AddLine(const char* section, const char* line) {
     if (IsEmptyName(section)) {
         return;
     }
-    Position place;
-    Position end;
-    if (!FindBody(section, place, end)) {
+    IniSections::Body body;
+    const bool isThere = FindBody(section, body);
+    if (!isThere) {
         AppendHeader(section);
-        place = end = lines.end();
     }
     if (IsEmptyName(line)) {
         return;
     }
-    for (; place != end; ++place) {
+    if (!isThere) {
+        AppendLine(line);
+        return;
+    }
+    for (Position place = body.begin; place != body.end; ++place) {
         if (*place == line) {
             return;
         }
     }
-    lines.insert(end, svString(line));
+    InsertLine(body.end, line, body);
     modified = true;
 }
 
@@ -255,13 +272,12 @@ void IniFile::RemoveLine(const char* section, const char* line) {
     if (IsEmptyName(section)) {
         return;
     }
-    Position place;
-    Position end;
-    if (!FindBody(section, place, end)) {
+    IniSections::Body body;
+    if (!FindBody(section, body)) {
         AppendHeader(section);
         return;
     }
-    for (; line != nullptr && place != end; ++place) {
+    for (Position place = body.begin; line != nullptr && place != body.end; ++place) {
         if (*place == line) {
             lines.erase(place);
             modified = true;

@@ -16,16 +16,19 @@
 // Lines longer than kIniPieceLength are taken apart into pieces of that length, each a line of its own from
 // then on. Text behind a NUL byte is not seen by the lookups but stays in the line and is written back.
 //
+// Opening a file costs time and memory in proportion to its size, a look-up or an edit time in proportion to
+// its section's.
+//
 // One thread at a time. Other programs are not locked out of the file between Open and Close.
 #pragma once
 
 #include <cstddef>
 #include <cstdio>
-#include <list>
 #include <string>
 #include <vector>
 
 #include "config/IniLine.h"
+#include "config/IniSections.h"
 #include "config/SafeRewrite.h"
 #include "shared/System/svString.h"
 
@@ -33,8 +36,8 @@ namespace vexil {
 
 class IniFile {
   public:
-    using Lines = std::list<svString>;
-    using Position = Lines::const_iterator;
+    using Lines = IniSections::Lines;
+    using Position = IniSections::Position;
     using StringList = std::vector<svString>;
 
     // `fileCalls` must outlive this object; the default is the system's own calls.
@@ -45,7 +48,8 @@ class IniFile {
     IniFile& operator=(const IniFile&) = delete;
 
     // Closes the file that is open, if any, and opens the one at `newPath` (null: the one of the last Open),
-    // making an empty file where there is none. A save of it that was cut short is completed first. False,
+    // making an empty file where there is none. The list holds the file's lines and nothing that was edited
+    // while no file was open. A save of it that was cut short is completed first. False,
     // with nothing open, when the file cannot be opened for reading and writing, is not a plain file, is
     // larger than kMaxRewriteBytes, or is half written by a save that cannot be completed now.
     bool Open(const char* newPath);
@@ -66,9 +70,10 @@ class IniFile {
     void SetValue(const char* section, const char* key, const char* value);
 
     // Each clears the list, fills it in file order and returns its length.
-    std::size_t GetSectionNames(StringList& names) const;                      // duplicates included
-    std::size_t GetKeyNames(StringList& keys, const char* section) const;      // of every key line
-    std::size_t GetSectionLines(StringList& body, const char* section) const;  // trimmed, without blank lines
+    std::size_t GetSectionNames(StringList& names) const;                  // duplicates included
+    std::size_t GetKeyNames(StringList& keys, const char* section) const;  // of every key line
+    std::size_t GetSectionLines(StringList& texts,
+                                const char* section) const;  // trimmed, without blank lines
 
     // Adds a line to the end of a section unless the section holds exactly that line. The section is made
     // when it is missing, even for an empty or null line.
@@ -84,15 +89,21 @@ class IniFile {
     bool FindSection(Position from, const char* wanted, Position& header, svString& name) const;
 
   private:
-    void ReadLines();
+    // False when the file has grown beyond kMaxRewriteBytes.
+    bool ReadLines();
+    void CloseStream();
+    void ForgetLines();
     bool WriteBack();
-    // Finds the section and the bounds of its body. False for a null or empty name or a missing section.
-    bool FindBody(const char* section, Position& bodyBegin, Position& bodyEnd) const;
+    // False for a null or empty name or a missing section.
+    bool FindBody(const char* section, IniSections::Body& body) const;
+    void AppendLine(const svString& line);
+    void InsertLine(Position before, const svString& line, const IniSections::Body& body);
     void AppendHeader(const char* section);
 
     const RewriteCalls& calls;
     svString path;
     Lines lines;
+    IniSections sections{lines};
     std::FILE* stream = nullptr;  // null: not open
     bool modified = false;
     bool readFailed = false;  // the list ends where the file could not be read on

@@ -1,8 +1,17 @@
 #include "config/IniLine.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 
 namespace vexil {
+namespace {
+
+bool IsWhiteSpace(char character) {
+    return std::isspace(static_cast<unsigned char>(character)) != 0;
+}
+
+}  // namespace
 
 bool HeaderName(const svString& line, std::string_view& name) {
     if (line.GetLength() < 2) {
@@ -20,45 +29,33 @@ bool HeaderName(const svString& line, std::string_view& name) {
     return true;
 }
 
-bool KeyName(const svString& line, svString& key, const char*& value) {
+bool KeyName(const svString& line, std::string_view& key, const char*& value) {
     const int split = line.Find('=');
     if (split < 1) {
         return false;
     }
-    key = line.Left(split);
-    key.TrimLeft();
-    key.TrimRight();
-    value = line.c_str() + split + 1;
-    return !key.IsEmpty();
+    // As svString trims, without a string for each line that is looked at.
+    const char* begin = line.c_str();
+    const char* end = begin + split;
+    value = end + 1;
+    while (begin != end && IsWhiteSpace(end[-1])) {
+        --end;
+    }
+    while (begin != end && IsWhiteSpace(*begin)) {
+        ++begin;
+    }
+    key = std::string_view(begin, static_cast<std::size_t>(end - begin));
+    return !key.empty();
 }
 
-PieceReader::PieceReader() {
-    std::memset(buffer, '\n', sizeof buffer);
-}
-
-bool PieceReader::Read(std::FILE* stream, svString& piece) {
-    if (std::fgets(buffer, sizeof buffer, stream) == nullptr) {
-        return false;
+std::string_view TakePiece(std::string_view& text) {
+    std::string_view piece = text.substr(0, kIniPieceLength);
+    piece = piece.substr(0, std::min(piece.find('\n'), piece.size() - 1) + 1);
+    text.remove_prefix(piece.size());
+    while (!piece.empty() && (piece.back() == '\n' || piece.back() == '\r')) {
+        piece.remove_suffix(1);
     }
-    const std::size_t length = ReadLength();
-    std::size_t kept = length;
-    while (kept > 0 && (buffer[kept - 1] == '\n' || buffer[kept - 1] == '\r')) {
-        --kept;
-    }
-    piece = svString(buffer, static_cast<int>(kept));
-    std::memset(buffer, '\n', length + 1);
-    return true;
-}
-
-std::size_t PieceReader::ReadLength() const {
-    const char* const end = buffer + sizeof buffer;
-    const auto* lineEnd = static_cast<const char*>(std::memchr(buffer, '\n', sizeof buffer));
-    if (lineEnd == nullptr) {
-        return kIniPieceLength;
-    }
-    const auto index = static_cast<std::size_t>(lineEnd - buffer);
-    const bool wasRead = lineEnd + 1 < end && lineEnd[1] == '\0';
-    return wasRead ? index + 1 : index - 1;
+    return piece;
 }
 
 }  // namespace vexil

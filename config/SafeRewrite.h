@@ -29,9 +29,9 @@
 
 namespace vexil {
 
-// Larger files are refused: configurations are some ten kilobytes, and a file of short lines takes many times
-// its size in memory.
-inline constexpr std::size_t kMaxRewriteBytes = std::size_t{16} * 1024 * 1024;
+// Larger files are refused: configurations are some ten kilobytes, and a file of short lines takes 30 to 50
+// times its size in memory.
+inline constexpr std::size_t kMaxRewriteBytes = std::size_t{2} * 1024 * 1024;
 
 // How long a save waits for another one of the same file.
 inline constexpr std::chrono::milliseconds kRewriteWait{2000};

@@ -75,5 +75,21 @@ TEST_F(IniFileModelTest, RandomEditsAgreeWithTheModel) {
     }
 }
 
+// Each of them becomes a header in front of the ones before it.
+TEST_F(IniFileModelTest, ManyHeadersPutIntoOneSectionAgreeWithTheModel) {
+    const std::string text = "[a]\n[h0]\nx=1\n[z]\n";
+    Open(text);
+    NaiveIni model(text);
+    for (int number = 0; number < 200 && !HasFatalFailure(); ++number) {
+        const std::string name = "h" + std::to_string(number % 150);
+        ini.SetValue("a", "k", ("[" + name + "]").c_str());
+        model.SetValue("a", "k", "[" + name + "]");
+        ini.SetValue(name.c_str(), "n", std::to_string(number).c_str());
+        model.SetValue(name, "n", std::to_string(number));
+        ASSERT_EQ(FileLines(), model.Lines());
+    }
+    EXPECT_EQ(Saved(), model.Saved(text));
+}
+
 }  // namespace
 }  // namespace vexil::test

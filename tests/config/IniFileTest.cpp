@@ -89,6 +89,25 @@ TEST_F(IniFileTest, AClosedFileHasNoLines) {
     EXPECT_EQ(Value("a", "x"), "(none)");
 }
 
+TEST_F(IniFileTest, OpeningBeginsWithoutTheEditsOfTheTimeWhenNothingWasOpen) {
+    WriteText(path, "[a]\nx=1\n");
+    ini.SetValue("before", "y", "2");
+    ini.AddLine("before", "z");
+    ASSERT_TRUE(ini.Open(path.c_str()));
+    EXPECT_THAT(FileLines(), ElementsAre("[a]", "x=1"));
+    EXPECT_EQ(Value("before", "y"), "(none)");
+    EXPECT_EQ(Saved(), "[a]\nx=1\n");
+}
+
+TEST_F(IniFileTest, AFailedOpeningForgetsTheEditsOfTheTimeWhenNothingWasOpen) {
+    ini.SetValue("before", "y", "2");
+    ASSERT_FALSE(ini.Open(folder.Path().c_str()));
+    EXPECT_THAT(FileLines(), IsEmpty());
+    WriteText(path, "[a]\r\n");
+    ASSERT_TRUE(ini.Open(path.c_str()));
+    EXPECT_EQ(Saved(), "[a]\r\n");
+}
+
 TEST_F(IniFileTest, OneOpenedAnewIsNotModified) {
     Open("[a]\n");
     ini.SetValue("a", "x", "1");

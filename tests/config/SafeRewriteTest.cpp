@@ -508,6 +508,11 @@ TEST_F(SafeRewriteTest, AHugeFileIsRefused) {
     EXPECT_FALSE(ini.Open(path.c_str()));
 }
 
+TEST_F(SafeRewriteTest, AFileOfTheGreatestSizeIsOpened) {
+    WriteText(path, std::string(kMaxRewriteBytes, 'x'));
+    EXPECT_TRUE(ini.Open(path.c_str()));
+}
+
 TEST_F(SafeRewriteTest, AFileThatMayNotBeWrittenIsRefused) {
     WriteText(path, kOld);
     ::chmod(path.c_str(), 0444);

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <ctime>
+#include <functional>
 
 #include "tests/config/IniFixture.h"
 
@@ -327,6 +329,40 @@ TEST_F(SettingsFileTest, NoMorePortsThanTheRecordHasAreRead) {
     DriverConfiguration before;
     Import("[Port_64]\nFlags=1\n[Port_100]\nFlags=1\n", 1000);
     EXPECT_FALSE(Differs(before, record));
+}
+
+// Processor time, so that other programs do not count.
+double MillisecondsOf(const std::function<void()>& work) {
+    const std::clock_t start = std::clock();
+    work();
+    return 1e3 * static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+// Each of the five hundred values is looked up on its own; none of these look-ups may walk the file.
+TEST_F(SettingsFileTest, AnImportFromAnyTextTakesNoLongerThanAFewReadingsOfTheFile) {
+    const std::size_t size = kMaxRewriteBytes / 2;
+    std::string headers;
+    while (headers.size() < size) {
+        headers += "[]\n";
+    }
+    for (const std::string& text :
+         {std::string(size, '\n'), headers, "[Port_00]\n" + std::string(size, '\n')}) {
+        WriteText(path, text);
+        const double reading = MillisecondsOf([this] { EXPECT_TRUE(ini.Open(path.c_str())); });
+        const double importing = MillisecondsOf([this] { ImportSettings(kPortCount, ini, record); });
+        EXPECT_LT(importing, 10 * reading) << text.substr(0, 10);
+        ini.Close();
+    }
+}
+
+TEST_F(SettingsFileTest, AnExportIntoAnyTextTakesNoLongerThanAFewReadingsOfTheFile) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        record.CustomNames[port].In_CustomName = "[brackets]";
+    }
+    WriteText(path, std::string(kMaxRewriteBytes / 2, '\n'));
+    const double reading = MillisecondsOf([this] { EXPECT_TRUE(ini.Open(path.c_str())); });
+    const double exporting = MillisecondsOf([this] { ExportSettings(kPortCount, ini, record); });
+    EXPECT_LT(exporting, 10 * reading);
 }
 
 }  // namespace
