@@ -110,15 +110,15 @@ TrafficReport ReadTraffic(ObjectReader& side, bool withLosses) {
     return traffic;
 }
 
-RouteKind ReadRoute(ObjectReader& output) {
+RouteEnd ReadRoute(ObjectReader& output) {
     const std::string route = output.Text("route");
     if (route == "local")
-        return RouteKind::Local;
+        return RouteEnd::Local;
     if (route == "remote")
-        return RouteKind::Remote;
+        return RouteEnd::Remote;
     if (route != "nowhere")
         output.Complain("route", "is none that is known");
-    return RouteKind::Nowhere;
+    return RouteEnd::Nowhere;
 }
 
 OutputReport ReadOutput(ObjectReader output) {

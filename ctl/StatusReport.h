@@ -34,7 +34,7 @@ struct EndpointReport {
     std::string problem;  // why it is not there; else empty
 };
 
-enum class RouteKind { Local, Remote, Nowhere };
+enum class RouteEnd { Local, Remote, Nowhere };
 
 struct TargetReport {
     std::string computer;
@@ -44,7 +44,7 @@ struct TargetReport {
 struct OutputReport {
     EndpointReport endpoint;
     TargetReport target;
-    RouteKind route = RouteKind::Nowhere;
+    RouteEnd route = RouteEnd::Nowhere;
     std::string routeProblem;
     TrafficReport traffic;
 };

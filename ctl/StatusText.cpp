@@ -142,7 +142,7 @@ class PortTable {
                port.pipe ? "to its own input" : TargetText(output.target), output.traffic);
         AddProblem(output.endpoint.problem);
         AddProblem(output.routeProblem);
-        if (output.route == RouteKind::Nowhere && !output.target.computer.empty() &&
+        if (output.route == RouteEnd::Nowhere && !output.target.computer.empty() &&
             output.routeProblem.empty())
             AddProblem("What is sent there arrives nowhere.");
         AddLosses(output.traffic);

@@ -109,7 +109,7 @@ class CtrlPanel : public PanelHandlers, private TestOutput::Mediator, private Ho
     void EnableTestSection(bool on);
     void UpdateApplyButton();
     // The value of the local pipe box into the record, the groups and the test output.
-    void TakeLocalPipe();
+    void FollowLocalPipeBox();
     void SetSendQuantization();
     void EnableControls(int first, int last, bool on);
     void ShowText(int control, const char* text);

@@ -13,11 +13,11 @@ void CtrlPanel::RefreshPort() {
         RefreshSide(side);
     }
     RefreshSendImmediately();
-    TakeLocalPipe();
+    FollowLocalPipeBox();
     UpdateApplyButton();
 }
 
-void CtrlPanel::TakeLocalPipe() {
+void CtrlPanel::FollowLocalPipeBox() {
     if (IsChecked(kLocalPipe)) {
         edited.LocalPipes |= PortBit();
         widgets.SetEnabled(kMidiIn, false);

@@ -142,7 +142,7 @@ void CtrlPanel::SelectPort() {
 }
 
 void CtrlPanel::ToggleLocalPipe() {
-    TakeLocalPipe();
+    FollowLocalPipeBox();
     UpdateApplyButton();
 }
 

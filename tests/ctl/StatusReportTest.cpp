@@ -56,7 +56,7 @@ TEST(StatusReport, EveryFieldIsRead) {
     EXPECT_EQ(first.output->endpoint.connections, 1U);
     EXPECT_EQ(first.output->target.computer, "studio");
     EXPECT_EQ(first.output->target.port, 12U);
-    EXPECT_EQ(first.output->route, RouteKind::Local);
+    EXPECT_EQ(first.output->route, RouteEnd::Local);
     EXPECT_EQ(first.output->traffic.messages, 1284U);
     EXPECT_EQ(first.output->traffic.bytes, 3852U);
     EXPECT_EQ(first.output->traffic.filtered, 3U);
@@ -69,7 +69,7 @@ TEST(StatusReport, EveryFieldIsRead) {
     EXPECT_EQ(status->ports[1].input->sourceComputer, "studio");
     EXPECT_EQ(status->ports[1].input->sourcePort, 12U);
     EXPECT_FALSE(status->ports[1].test);
-    EXPECT_EQ(status->ports[2].output->route, RouteKind::Nowhere);
+    EXPECT_EQ(status->ports[2].output->route, RouteEnd::Nowhere);
     EXPECT_FALSE(status->ports[2].input);
 }
 
