@@ -22,8 +22,8 @@ constexpr double kBound = 300;
 
 class AddingSink : public vexil::EngineSink {
   public:
-    std::size_t Room(int) const override { return 32768; }
-    void Deliver(int, std::uint64_t, std::span<const std::uint8_t> bytes) override {
+    std::size_t Room(const vexil::Destination&) const override { return 32768; }
+    void Deliver(const vexil::Destination&, std::uint64_t, std::span<const std::uint8_t> bytes) override {
         for (const std::uint8_t byte : bytes) {
             sum += byte;
         }

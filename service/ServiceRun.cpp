@@ -64,7 +64,7 @@ class Run {
         loop.Add({server->EventDescriptor(), [this] { ServeClients(); },
                   [this] { return server ? server->Timeout() : -1; }});
         loop.Add({backend.EventDescriptor(), [this] { service.ServeBackend(); },
-                  [this] { return backend.ServiceTimeout(); }});
+                  [this] { return backend.EventTimeout(); }});
         // The kernel tells a change of the host name as urgent data of this file.
         loop.Add({hostName.Number(), [this] { service.ComputerChanged(); }, {}, POLLPRI});
         // What the service could not do before is done after every round.

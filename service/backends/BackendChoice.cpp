@@ -1,12 +1,12 @@
 #include "service/backends/BackendChoice.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <functional>
 #include <map>
 
 #include "service/backends/none/NoneBackend.h"
+#include "shared/System/Descriptor.h"
 #ifdef VEXIL_ALSA
 #include "service/backends/alsa/AlsaBackend.h"
 #endif
@@ -35,12 +35,7 @@ const std::map<std::string, Maker>& Makers() {
 }
 
 bool CanBeOpened(const std::string& device) {
-    const int descriptor = ::open(device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) {
-        return false;
-    }
-    ::close(descriptor);
-    return true;
+    return Descriptor(::open(device.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)).IsOpen();
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service/backends/MidiBackend.h"
+#include "service/backends/Endpoint.h"
 
 namespace vexil {
 

@@ -4,35 +4,17 @@
 // Threads. All operations are for the control thread. While IsRunning, a thread of the back end is the
 // engine's engine thread, and the control thread keeps to the engine's control half. While not, no thread of
 // the back end touches the engine, and its owner may drive it from the control thread; on a loss the back end
-// calls Engine::Forget once before it says that it has stopped running. Start and Service may change
-// IsRunning, nothing else does but Stop.
+// calls Engine::Forget once before it says that it has stopped running. Start and
+// HandleEvents may change IsRunning, nothing else does but Stop.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "service/backends/Endpoint.h"
 #include "service/engine/Engine.h"
 
 namespace vexil {
-
-// What music programs are to see of one side of a port.
-struct Endpoint {
-    int port = 0;         // 0 to 63
-    bool output = false;  // true: programs write to it (the port's output); false: they read from it
-    std::string name;     // as the user calls it, UTF-8, not necessarily unique or legal
-    bool hidden = false;  // kept out of port listings; a back end that cannot does not publish it
-
-    bool operator==(const Endpoint&) const = default;
-};
-
-// What a MIDI system made of it.
-struct PublishedEndpoint {
-    int port = 0;
-    bool output = false;
-    std::string address;  // as programs name it: "vexil3:Stage piano", "128:4 Stage piano"
-    int connections = 0;  // what is connected to it now
-    std::string problem;  // why it is not there although it is wanted; else empty
-};
 
 class MidiBackend {
   public:
@@ -58,22 +40,22 @@ class MidiBackend {
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
     // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has
-    // reached its readers; Service may go on with that, and with what needs its name or its room. Remembered
-    // while the MIDI system is away. The loss of an output's last writer, or of a writer where the system
-    // tells them apart, reaches the engine as WriterGone.
+    // reached its readers; HandleEvents may go on with that, and with what needs its name or its room.
+    // Remembered while the MIDI system is away. The loss of an output's last writer, or of a writer where the
+    // system tells them apart, reaches the engine as WriterGone.
     virtual void Publish(const std::vector<Endpoint>& endpoints) = 0;
     // One for each endpoint that was asked for, in the order of Publish. Asks the MIDI system.
     virtual std::vector<PublishedEndpoint> Published() const = 0;
 
-    // Becomes readable when Service has something to do (the system went or came back); -1 when it never
+    // Becomes readable when HandleEvents has something to do (the system went or came back); -1 when it never
     // has. The same for the whole life of the object.
     virtual int EventDescriptor() const = 0;
-    // When to call Service at the latest, in milliseconds from now; -1: only on the descriptor. Other than -1
-    // only for a bounded time after an event.
-    virtual int ServiceTimeout() const = 0;
+    // When to call HandleEvents at the latest, in milliseconds from now; -1: only on the descriptor. Other
+    // than -1 only for a bounded time after an event.
+    virtual int EventTimeout() const = 0;
     // Takes up what has happened: the loss of the MIDI system, its return, the end of what Publish began.
     // Never waits long (100 ms).
-    virtual void Service() = 0;
+    virtual void HandleEvents() = 0;
 
     // Why the engine's thread has no realtime priority; empty when it has or when there is none.
     virtual std::string RealtimeProblem() const = 0;

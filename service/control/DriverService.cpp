@@ -137,7 +137,7 @@ void DriverService::Stop() {
 }
 
 void DriverService::ServeBackend() {
-    parts.backend.Service();
+    parts.backend.HandleEvents();
     Settle();
     report.Backend(parts.backend);
 }

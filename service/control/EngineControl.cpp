@@ -10,8 +10,8 @@ namespace {
 
 class Nobody : public EngineSink {
   public:
-    std::size_t Room(int) const override { return std::numeric_limits<std::size_t>::max(); }
-    void Deliver(int, std::uint64_t, std::span<const std::uint8_t>) override {}
+    std::size_t Room(const Destination&) const override { return std::numeric_limits<std::size_t>::max(); }
+    void Deliver(const Destination&, std::uint64_t, std::span<const std::uint8_t>) override {}
 };
 
 }  // namespace

@@ -16,21 +16,10 @@
 #include <optional>
 #include <span>
 
+#include "service/engine/EngineSink.h"
 #include "service/routes/RouteTable.h"
 
 namespace vexil {
-
-// Where the engine leaves what inputs are to hear. Implemented by a back end; engine thread.
-class EngineSink {
-  public:
-    virtual ~EngineSink() = default;
-    // Bytes that the input of a port can take at this moment.
-    virtual std::size_t Room(int inputPort) const = 0;
-    // One whole message, or one piece of a system exclusive message (pieces come in order, with nothing of
-    // another source between them; a realtime message may stand between two pieces). Never more than Room.
-    // Times of one port never go back.
-    virtual void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) = 0;
-};
 
 // Longest time by which messages are held back, in tenths of a millisecond.
 inline constexpr std::uint32_t kLongestGranularity = 100;

@@ -123,7 +123,7 @@ bool InputMerger::DeliverFront(int source, int port, std::uint64_t end, bool may
         return FinishWay(source, port, sink);
     }
     const std::span<const std::uint8_t> bytes = queues.FrontBytes(source);
-    if (sink.Room(port) < bytes.size()) {
+    if (sink.Room(Destination::Input(port)) < bytes.size()) {
         return false;
     }
     Of(source).sounding.Heard(bytes);
@@ -139,7 +139,7 @@ bool InputMerger::DeliverFront(int source, int port, std::uint64_t end, bool may
 bool InputMerger::DeliverExclusive(int source, int port, std::uint64_t end, bool mayBegin, EngineSink& sink) {
     Source& way = Of(source);
     Input& input = inputs[static_cast<std::size_t>(port)];
-    const std::size_t room = std::min(sink.Room(port), kLongestDelivery);
+    const std::size_t room = std::min(sink.Room(Destination::Input(port)), kLongestDelivery);
     if (room == 0) {
         return false;
     }
@@ -187,7 +187,7 @@ std::optional<std::uint64_t> InputMerger::EndOfSilence(const Input& input) const
 bool InputMerger::CutSilentExclusive(int port, std::uint64_t end, EngineSink& sink) {
     Input& input = inputs[static_cast<std::size_t>(port)];
     const std::optional<std::uint64_t> due = EndOfSilence(input);
-    if (!due || *due >= end || sink.Room(port) < sizeof kEndOfExclusive) {
+    if (!due || *due >= end || sink.Room(Destination::Input(port)) < sizeof kEndOfExclusive) {
         return false;
     }
     Of(input.owner).inExclusive = false;
@@ -201,7 +201,7 @@ bool InputMerger::FinishWay(int source, int port, EngineSink& sink) {
     Source& way = Of(source);
     const Record end = queues.Front(source);
     if (way.inExclusive) {
-        if (sink.Room(port) < sizeof kEndOfExclusive) {
+        if (sink.Room(Destination::Input(port)) < sizeof kEndOfExclusive) {
             return false;
         }
         way.inExclusive = false;
@@ -210,7 +210,7 @@ bool InputMerger::FinishWay(int source, int port, EngineSink& sink) {
     }
     while (const std::optional<std::array<std::uint8_t, 3>> release = way.sounding.NextRelease()) {
         if (!IsHeldByAnother(source, port, *release)) {
-            if (sink.Room(port) < release->size()) {
+            if (sink.Room(Destination::Input(port)) < release->size()) {
                 return false;
             }
             Deliver(port, end.due, *release, sink);
@@ -241,7 +241,7 @@ void InputMerger::Deliver(int port, std::uint64_t due, std::span<const std::uint
     Input& input = inputs[static_cast<std::size_t>(port)];
     input.lastTime = std::max(input.lastTime, due);
     input.bytes.Add(bytes.size());
-    sink.Deliver(port, input.lastTime, bytes);
+    sink.Deliver(Destination::Input(port), input.lastTime, bytes);
 }
 
 std::optional<std::uint64_t> InputMerger::NextDue() const {

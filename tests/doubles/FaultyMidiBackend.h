@@ -65,10 +65,10 @@ class FaultyMidiBackend : public MidiBackend {
         return published;
     }
     int EventDescriptor() const override { return inner.EventDescriptor(); }
-    int ServiceTimeout() const override { return inner.ServiceTimeout(); }
-    void Service() override {
+    int EventTimeout() const override { return inner.EventTimeout(); }
+    void HandleEvents() override {
         StartInner();
-        inner.Service();
+        inner.HandleEvents();
     }
     std::string RealtimeProblem() const override {
         return realtimeProblem.empty() ? inner.RealtimeProblem() : realtimeProblem;

@@ -16,6 +16,7 @@
 
 #include "service/backends/EndpointNames.h"
 #include "service/backends/MidiBackend.h"
+#include "shared/System/Descriptor.h"
 #include "tests/doubles/MidiProgram.h"
 
 namespace vexil {
@@ -27,10 +28,7 @@ class MemoryMidiBackend : public MidiBackend {
     static constexpr std::uint64_t kCycle = 1'000'000;  // nanoseconds
 
     MemoryMidiBackend() : event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
-    ~MemoryMidiBackend() override {
-        Stop();
-        ::close(event);
-    }
+    ~MemoryMidiBackend() override { Stop(); }
     MemoryMidiBackend(const MemoryMidiBackend&) = delete;
     MemoryMidiBackend& operator=(const MemoryMidiBackend&) = delete;
 
@@ -56,7 +54,7 @@ class MemoryMidiBackend : public MidiBackend {
         Sink sink(*this);
         engine->Run(now, sink);
     }
-    // The system goes, with every connection, or comes back; the back end sees it in Service.
+    // The system goes, with every connection, or comes back; the back end sees it in HandleEvents.
     void LoseSystem() { SetSystem(false); }
     void ReturnSystem() { SetSystem(true); }
     std::unique_ptr<MidiProgram> NewProgram();
@@ -106,12 +104,12 @@ class MemoryMidiBackend : public MidiBackend {
         }
         return published;
     }
-    int EventDescriptor() const override { return event; }
-    int ServiceTimeout() const override { return -1; }
-    void Service() override {
+    int EventDescriptor() const override { return event.Number(); }
+    int EventTimeout() const override { return -1; }
+    void HandleEvents() override {
         std::uint64_t count = 0;
         [[maybe_unused]] const ssize_t ignored =
-            ::read(event, &count, sizeof count);  // nothing to read is fine
+            ::read(event.Number(), &count, sizeof count);  // nothing to read is fine
         if (running && !systemIsThere) {
             engine->Forget();
             running = false;
@@ -134,12 +132,12 @@ class MemoryMidiBackend : public MidiBackend {
     class Sink : public EngineSink {
       public:
         explicit Sink(MemoryMidiBackend& backend) : owner(backend) {}
-        std::size_t Room(int inputPort) const override {
-            const Node* node = owner.Find(inputPort, false);
+        std::size_t Room(const Destination& to) const override {
+            const Node* node = owner.Find(to.port, false);
             // An input that nobody sees takes everything.
             return node != nullptr ? node->room : std::numeric_limits<std::size_t>::max();
         }
-        void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+        void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
 
       private:
         MemoryMidiBackend& owner;
@@ -149,7 +147,7 @@ class MemoryMidiBackend : public MidiBackend {
         systemIsThere = isThere;
         const std::uint64_t one = 1;
         [[maybe_unused]] const ssize_t ignored =
-            ::write(event, &one, sizeof one);  // readable already is fine
+            ::write(event.Number(), &one, sizeof one);  // readable already is fine
     }
     void TakeUp();
     // A program has disconnected from an endpoint.
@@ -170,7 +168,7 @@ class MemoryMidiBackend : public MidiBackend {
         return const_cast<MemoryMidiBackend*>(this)->Find(port, output);
     }
 
-    const int event;
+    const Descriptor event;
     Engine* engine = nullptr;
     bool running = false;
     bool systemIsThere = true;
@@ -231,9 +229,9 @@ inline std::unique_ptr<MidiProgram> MemoryMidiBackend::NewProgram() {
     return std::make_unique<Program>(*this);
 }
 
-inline void MemoryMidiBackend::Sink::Deliver(int inputPort, std::uint64_t,
+inline void MemoryMidiBackend::Sink::Deliver(const Destination& to, std::uint64_t,
                                              std::span<const std::uint8_t> bytes) {
-    Node* node = owner.Find(inputPort, false);
+    Node* node = owner.Find(to.port, false);
     if (node == nullptr) {
         return;
     }

@@ -125,7 +125,7 @@ TYPED_TEST_P(MidiBackendContract, ItHasAName) {
 
 TYPED_TEST_P(MidiBackendContract, ItDoesNotRunBeforeItIsStarted) {
     EXPECT_FALSE(this->Backend().IsRunning());
-    EXPECT_EQ(this->Backend().ServiceTimeout(), -1);
+    EXPECT_EQ(this->Backend().EventTimeout(), -1);
 }
 
 TYPED_TEST_P(MidiBackendContract, ItSaysWhyItDoesNotRunAndOnlyThen) {
@@ -166,7 +166,7 @@ TYPED_TEST_P(MidiBackendContract, TheDescriptorStaysTheSame) {
     const int descriptor = this->Backend().EventDescriptor();
     this->Backend().Start(*this->engine);
     EXPECT_EQ(this->Backend().EventDescriptor(), descriptor);
-    this->Backend().Service();
+    this->Backend().HandleEvents();
     EXPECT_EQ(this->Backend().EventDescriptor(), descriptor);
     this->Backend().Stop();
     EXPECT_EQ(this->Backend().EventDescriptor(), descriptor);
@@ -186,7 +186,7 @@ TYPED_TEST_P(MidiBackendContract, StoppingWithoutAStartIsNothing) {
 
 TYPED_TEST_P(MidiBackendContract, NothingIsToBeServicedForLong) {
     this->Backend().Start(*this->engine);
-    EXPECT_TRUE(this->Eventually([&] { return this->Backend().ServiceTimeout() == -1; }));
+    EXPECT_TRUE(this->Eventually([&] { return this->Backend().EventTimeout() == -1; }));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(MidiBackendContract, ItHasAName, ItDoesNotRunBeforeItIsStarted,
@@ -577,7 +577,7 @@ TYPED_TEST_P(MidiTransportContract, TheLossOfTheSystemIsToldOf) {
         EXPECT_NE(endpoint.problem, "");
         EXPECT_EQ(endpoint.address, "");
     }
-    EXPECT_TRUE(this->Eventually([&] { return this->Backend().ServiceTimeout() == -1; }));
+    EXPECT_TRUE(this->Eventually([&] { return this->Backend().EventTimeout() == -1; }));
 }
 
 TYPED_TEST_P(MidiTransportContract, WhatSoundedWhenTheSystemWentIsForgotten) {

@@ -40,14 +40,12 @@ AlsaBackend::AlsaBackend()
     : lost(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       events(::epoll_create1(EPOLL_CLOEXEC)),
       problem("The ALSA sequencer is not in use.") {
-    AddTo(events, lost);
-    AddTo(events, device.Descriptor());
+    AddTo(events.Number(), lost.Number());
+    AddTo(events.Number(), device.EventDescriptor());
 }
 
 AlsaBackend::~AlsaBackend() {
     Stop();
-    ::close(events);
-    ::close(lost);
 }
 
 void AlsaBackend::Start(Engine& served) {
@@ -79,7 +77,7 @@ void AlsaBackend::Open() {
     retries = 0;
     problem.clear();
     Apply();
-    thread = std::make_unique<AlsaThread>(*engine, *client, lost);
+    thread = std::make_unique<AlsaThread>(*engine, *client, lost.Number());
 }
 
 void AlsaBackend::Lose(const std::string& reason) {
@@ -150,7 +148,7 @@ std::vector<PublishedEndpoint> AlsaBackend::Published() const {
     return published;
 }
 
-int AlsaBackend::ServiceTimeout() const {
+int AlsaBackend::EventTimeout() const {
     if (retries == 0) {
         return -1;
     }
@@ -158,9 +156,10 @@ int AlsaBackend::ServiceTimeout() const {
     return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
 }
 
-void AlsaBackend::Service() {
+void AlsaBackend::HandleEvents() {
     std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t ignored = ::read(lost, &count, sizeof count);  // nothing to read is fine
+    [[maybe_unused]] const ssize_t ignored =
+        ::read(lost.Number(), &count, sizeof count);  // nothing to read is fine
     const bool deviceChanged = device.Take();
     if (engine == nullptr) {
         return;

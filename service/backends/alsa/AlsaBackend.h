@@ -10,6 +10,7 @@
 
 #include "service/backends/MidiBackend.h"
 #include "service/backends/alsa/AlsaDeviceWatch.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -31,9 +32,9 @@ class AlsaBackend final : public MidiBackend {
     bool CanHide() const override { return true; }
     void Publish(const std::vector<Endpoint>& endpoints) override;
     std::vector<PublishedEndpoint> Published() const override;
-    int EventDescriptor() const override { return events; }
-    int ServiceTimeout() const override;
-    void Service() override;
+    int EventDescriptor() const override { return events.Number(); }
+    int EventTimeout() const override;
+    void HandleEvents() override;
     std::string RealtimeProblem() const override;
 
   private:
@@ -51,8 +52,8 @@ class AlsaBackend final : public MidiBackend {
     void Apply();
 
     AlsaDeviceWatch device;
-    const int lost;    // an event counter that the thread raises when it ends by itself
-    const int events;  // an epoll of the two
+    const Descriptor lost;    // an event counter that the thread raises when it ends by itself
+    const Descriptor events;  // an epoll of the two
     Engine* engine = nullptr;
     std::unique_ptr<AlsaClient> client;
     std::unique_ptr<AlsaThread> thread;

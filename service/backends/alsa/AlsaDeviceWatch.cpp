@@ -18,29 +18,23 @@ constexpr std::string_view kDeviceName = "seq";
 
 }  // namespace
 
-AlsaDeviceWatch::AlsaDeviceWatch() : descriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+AlsaDeviceWatch::AlsaDeviceWatch() : events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
     Watch();
-}
-
-AlsaDeviceWatch::~AlsaDeviceWatch() {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
 }
 
 void AlsaDeviceWatch::Watch() {
     if (folder < 0) {
-        folder = ::inotify_add_watch(descriptor, kFolder,
+        folder = ::inotify_add_watch(events.Number(), kFolder,
                                      IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_ATTRIB);
     }
     if (folder < 0 && parent < 0) {
-        parent = ::inotify_add_watch(descriptor, kParent, IN_CREATE | IN_MOVED_TO);
+        parent = ::inotify_add_watch(events.Number(), kParent, IN_CREATE | IN_MOVED_TO);
         // It may have come in between.
-        folder = ::inotify_add_watch(descriptor, kFolder,
+        folder = ::inotify_add_watch(events.Number(), kFolder,
                                      IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM | IN_ATTRIB);
     }
     if (folder >= 0 && parent >= 0) {
-        ::inotify_rm_watch(descriptor, parent);
+        ::inotify_rm_watch(events.Number(), parent);
         parent = -1;
     }
 }
@@ -49,7 +43,7 @@ bool AlsaDeviceWatch::Take() {
     bool changed = false;
     alignas(inotify_event) std::array<char, 4096> buffer;
     for (;;) {
-        const ssize_t size = ::read(descriptor, buffer.data(), buffer.size());
+        const ssize_t size = ::read(events.Number(), buffer.data(), buffer.size());
         if (size <= 0) {
             break;
         }

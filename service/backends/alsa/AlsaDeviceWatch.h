@@ -1,6 +1,8 @@
 // Tells when the device of the ALSA sequencer comes, goes or changes its permissions. One thread.
 #pragma once
 
+#include "shared/System/Descriptor.h"
+
 namespace vexil {
 
 inline constexpr const char* kAlsaDevice = "/dev/snd/seq";
@@ -8,12 +10,9 @@ inline constexpr const char* kAlsaDevice = "/dev/snd/seq";
 class AlsaDeviceWatch {
   public:
     AlsaDeviceWatch();
-    ~AlsaDeviceWatch();
-    AlsaDeviceWatch(const AlsaDeviceWatch&) = delete;
-    AlsaDeviceWatch& operator=(const AlsaDeviceWatch&) = delete;
 
     // Readable when something has changed; -1 when the kernel does not tell.
-    int Descriptor() const { return descriptor; }
+    int EventDescriptor() const { return events.Number(); }
     // Takes what has been told. True when the device may have changed.
     bool Take();
     bool IsThere() const;
@@ -21,7 +20,7 @@ class AlsaDeviceWatch {
   private:
     void Watch();
 
-    const int descriptor;
+    Descriptor events;
     int folder = -1;  // the watch on the devices of sound
     int parent = -1;  // the watch on the folder that it will be in; -1 while it is there
 };

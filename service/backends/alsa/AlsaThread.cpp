@@ -73,7 +73,6 @@ AlsaThread::~AlsaThread() {
     ending.store(true, std::memory_order_release);
     Wake();
     thread.join();
-    ::close(wakeEvent);
 }
 
 void AlsaThread::WaitForCycle() const {
@@ -87,20 +86,20 @@ void AlsaThread::WaitForCycle() const {
 void AlsaThread::Wake() {
     const std::uint64_t one = 1;
     // A counter that is full wakes as well.
-    [[maybe_unused]] const ssize_t ignored = ::write(wakeEvent, &one, sizeof one);
+    [[maybe_unused]] const ssize_t ignored = ::write(wakeEvent.Number(), &one, sizeof one);
 }
 
 std::optional<AlsaRoom> AlsaThread::RoomOf(int clientId) const {
     return AskAlsaRoom(client.Descriptor(), clientId);
 }
 
-std::size_t AlsaThread::Room(int inputPort) const {
-    return readers.Room(inputPort);
+std::size_t AlsaThread::Room(const Destination& to) const {
+    return readers.Room(to.port);
 }
 
-void AlsaThread::Deliver(int inputPort, std::uint64_t, std::span<const std::uint8_t> bytes) {
+void AlsaThread::Deliver(const Destination& to, std::uint64_t, std::span<const std::uint8_t> bytes) {
     delivered = true;
-    if (!readers.HasReaders(inputPort)) {
+    if (!readers.HasReaders(to.port)) {
         return;
     }
     while (!bytes.empty()) {
@@ -108,8 +107,8 @@ void AlsaThread::Deliver(int inputPort, std::uint64_t, std::span<const std::uint
         bytes = bytes.subspan(piece.size());
         snd_seq_event_t event;
         if (codec.Encode(piece, event)) {
-            client.Send(event, kFirstInputPort + inputPort);
-            readers.Sent(inputPort, snd_seq_ev_is_variable(&event) ? piece.size() : 0);
+            client.Send(event, kFirstInputPort + to.port);
+            readers.Sent(to.port, snd_seq_ev_is_variable(&event) ? piece.size() : 0);
         }
     }
 }
@@ -263,7 +262,7 @@ std::int64_t AlsaThread::NextTimeout() {
 bool AlsaThread::Sleep(std::int64_t timeout) {
     pollfd waited[] = {
         {client.Descriptor(), POLLIN, 0},
-        {wakeEvent, POLLIN, 0},
+        {wakeEvent.Number(), POLLIN, 0},
     };
     timespec time{};
     time.tv_sec = timeout / static_cast<std::int64_t>(kSecond);
@@ -273,7 +272,7 @@ bool AlsaThread::Sleep(std::int64_t timeout) {
     }
     if ((waited[1].revents & POLLIN) != 0) {
         std::uint64_t count = 0;
-        [[maybe_unused]] const ssize_t ignored = ::read(wakeEvent, &count, sizeof count);
+        [[maybe_unused]] const ssize_t ignored = ::read(wakeEvent.Number(), &count, sizeof count);
     }
     if ((waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
         GiveUp(-EIO);

@@ -12,6 +12,7 @@
 #include "service/backends/alsa/AlsaReaders.h"
 #include "service/backends/alsa/AlsaWriters.h"
 #include "service/engine/Engine.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -35,8 +36,8 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
 
   private:
     // The sink.
-    std::size_t Room(int inputPort) const override;
-    void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+    std::size_t Room(const Destination& to) const override;
+    void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
     void Wake() override;
     std::optional<AlsaRoom> RoomOf(int clientId) const override;
 
@@ -54,7 +55,7 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     Engine& engine;
     AlsaClient& client;
     const int lostEvent;
-    const int wakeEvent;
+    const Descriptor wakeEvent;
     AlsaCodec codec;
     AlsaWriters writers;
     mutable AlsaReaders readers;    // what is known of their room is found out when it is asked for

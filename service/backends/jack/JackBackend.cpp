@@ -4,7 +4,6 @@
 #include <sched.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cinttypes>
@@ -64,17 +63,15 @@ JackBackend::JackBackend(std::vector<JackServerWatch::Place> serverPlaces)
       events(::epoll_create1(EPOLL_CLOEXEC)) {
     epoll_event event{};
     event.events = EPOLLIN;
-    for (const int source : {wake, watch.Descriptor()}) {
+    for (const int source : {wake.Number(), watch.EventDescriptor()}) {
         if (source >= 0) {
-            ::epoll_ctl(events, EPOLL_CTL_ADD, source, &event);
+            ::epoll_ctl(events.Number(), EPOLL_CTL_ADD, source, &event);
         }
     }
 }
 
 JackBackend::~JackBackend() {
     Stop();
-    ::close(events);
-    ::close(wake);
 }
 
 void JackBackend::Start(Engine& served) {
@@ -123,7 +120,7 @@ void JackBackend::TryToOpen() {
         watch.TryFailed(JackServerWatch::Clock::now());
         return;
     }
-    process = std::make_unique<JackProcess>(*engine, client, wake);
+    process = std::make_unique<JackProcess>(*engine, client, wake.Number());
     // A library calls the one or the other.
     jack_on_info_shutdown(client, ShutdownWithReason, this);
     jack_on_shutdown(client, Shutdown, this);
@@ -157,7 +154,7 @@ void JackBackend::TakeUpLoss() {
     watch.Begin(JackServerWatch::Clock::now());
 }
 
-int JackBackend::ServiceTimeout() const {
+int JackBackend::EventTimeout() const {
     if (!leaving.empty()) {
         const bool isDue = std::any_of(leaving.begin(), leaving.end(),
                                        [this](const Leaving& side) { return MayGoOn(side); });
@@ -171,9 +168,9 @@ int JackBackend::ServiceTimeout() const {
     return static_cast<int>(std::max<decltype(left)>(left, 0));
 }
 
-void JackBackend::Service() {
+void JackBackend::HandleEvents() {
     eventfd_t count = 0;
-    static_cast<void>(::eventfd_read(wake, &count));  // nothing to read is fine
+    static_cast<void>(::eventfd_read(wake.Number(), &count));  // nothing to read is fine
     const auto now = JackServerWatch::Clock::now();
     watch.TakeEvents(now);
     if (process) {
@@ -428,7 +425,7 @@ void JackBackend::ShutdownWithReason(jack_status_t, const char*, void* backend) 
 void JackBackend::Shutdown(void* backend) {
     auto* self = static_cast<JackBackend*>(backend);
     self->serverHasGone = true;
-    static_cast<void>(::eventfd_write(self->wake, 1));  // a counter that is full is readable already
+    static_cast<void>(::eventfd_write(self->wake.Number(), 1));  // a counter that is full is readable already
 }
 
 void JackBackend::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* backend) {

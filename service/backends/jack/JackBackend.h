@@ -16,6 +16,7 @@
 #include "service/backends/MidiBackend.h"
 #include "service/backends/jack/JackProcess.h"
 #include "service/backends/jack/JackServerWatch.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -36,9 +37,9 @@ class JackBackend final : public MidiBackend {
     bool CanHide() const override { return false; }
     void Publish(const std::vector<Endpoint>& endpoints) override;
     std::vector<PublishedEndpoint> Published() const override;
-    int EventDescriptor() const override { return events; }
-    int ServiceTimeout() const override;
-    void Service() override;
+    int EventDescriptor() const override { return events.Number(); }
+    int EventTimeout() const override;
+    void HandleEvents() override;
     std::string RealtimeProblem() const override;
 
   private:
@@ -97,8 +98,8 @@ class JackBackend final : public MidiBackend {
     static int Process(jack_nframes_t frames, void* backend);
 
     JackServerWatch watch;
-    const int wake;    // raised when the server has gone or messages were lost
-    const int events;  // readable when `wake` or the watch is
+    const Descriptor wake;    // raised when the server has gone or messages were lost
+    const Descriptor events;  // readable when `wake` or the watch is
     std::atomic<bool> serverHasGone{false};
 
     Engine* engine = nullptr;              // null: not started, or stopped

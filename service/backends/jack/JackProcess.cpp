@@ -125,8 +125,8 @@ void JackProcess::EndWriters() {
     ending = gone.exchange(0, std::memory_order_acquire);
 }
 
-std::size_t JackProcess::Room(int inputPort) const {
-    const auto port = static_cast<std::size_t>(inputPort);
+std::size_t JackProcess::Room(const Destination& to) const {
+    const auto port = std::size_t{to.port};
     if (buffers[port] == nullptr) {
         // What nobody can hear is taken and forgotten, or it would wait for ever.
         return std::numeric_limits<std::size_t>::max();
@@ -135,8 +135,8 @@ std::size_t JackProcess::Room(int inputPort) const {
     return isPipeWire ? std::min(room, (kPackedRoom - packed[port]) / kPackedPacket * kPacket) : room;
 }
 
-void JackProcess::Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) {
-    const auto port = static_cast<std::size_t>(inputPort);
+void JackProcess::Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    const auto port = std::size_t{to.port};
     if (buffers[port] == nullptr) {
         return;
     }

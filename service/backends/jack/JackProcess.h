@@ -45,8 +45,8 @@ class JackProcess : private EngineSink {
     using Ports = std::array<std::atomic<jack_port_t*>, kMaxPorts>;
 
     // Of the engine's; `jack_midi_event_reserve` takes what Room has promised.
-    std::size_t Room(int inputPort) const override;
-    void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+    std::size_t Room(const Destination& to) const override;
+    void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
 
     void PrepareInputs(jack_nframes_t frames);
     void TakeEvents(jack_nframes_t frames);

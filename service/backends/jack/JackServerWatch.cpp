@@ -44,22 +44,17 @@ std::vector<JackServerWatch::Place> JackServerWatch::UsualPlaces() {
 }
 
 JackServerWatch::JackServerWatch(std::vector<Place> watchedPlaces)
-    : places(std::move(watchedPlaces)), descriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-    if (descriptor < 0) {
+    : places(std::move(watchedPlaces)), events(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+    if (!events.IsOpen()) {
         problem = std::string("The coming of a server cannot be watched for: ") + std::strerror(errno) + ".";
-    }
-}
-
-JackServerWatch::~JackServerWatch() {
-    if (descriptor >= 0) {
-        ::close(descriptor);
     }
 }
 
 void JackServerWatch::Begin(Clock::time_point now) {
     problem.clear();
     for (const Place& place : places) {
-        const int number = ::inotify_add_watch(descriptor, place.folder.c_str(), IN_CREATE | IN_MOVED_TO);
+        const int number =
+            ::inotify_add_watch(events.Number(), place.folder.c_str(), IN_CREATE | IN_MOVED_TO);
         if (number >= 0) {
             watched.push_back({number, place.prefix});
         } else if (errno != ENOENT) {
@@ -71,7 +66,7 @@ void JackServerWatch::Begin(Clock::time_point now) {
 
 void JackServerWatch::End() {
     for (const Watched& one : watched) {
-        ::inotify_rm_watch(descriptor, one.number);
+        ::inotify_rm_watch(events.Number(), one.number);
     }
     watched.clear();
     nextTry.reset();
@@ -83,7 +78,7 @@ void JackServerWatch::TakeEvents(Clock::time_point now) {
     alignas(inotify_event) std::array<char, 4096> buffer{};
     ssize_t length = 0;
     bool appeared = false;
-    while ((length = ::read(descriptor, buffer.data(), buffer.size())) > 0) {
+    while ((length = ::read(events.Number(), buffer.data(), buffer.size())) > 0) {
         for (std::size_t at = 0; at < static_cast<std::size_t>(length);) {
             inotify_event event{};
             std::memcpy(&event, &buffer[at], sizeof event);

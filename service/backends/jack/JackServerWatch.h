@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "shared/System/Descriptor.h"
+
 namespace vexil {
 
 class JackServerWatch {
@@ -25,13 +27,10 @@ class JackServerWatch {
     static std::vector<Place> UsualPlaces();
 
     explicit JackServerWatch(std::vector<Place> watchedPlaces);
-    ~JackServerWatch();
-    JackServerWatch(const JackServerWatch&) = delete;
-    JackServerWatch& operator=(const JackServerWatch&) = delete;
 
     // Readable when TakeEvents has something to do; -1 when the system gives no descriptor (then Problem says
     // so). The same for the whole life of the object.
-    int Descriptor() const { return descriptor; }
+    int EventDescriptor() const { return events.Number(); }
     std::string Problem() const { return problem; }
 
     // Begins to watch, and to give moments to try, the first at once.
@@ -54,7 +53,7 @@ class JackServerWatch {
     void StartTrying(Clock::time_point now);
 
     std::vector<Place> places;
-    int descriptor;
+    Descriptor events;
     std::string problem;
     std::vector<Watched> watched;
     std::optional<Clock::time_point> nextTry;

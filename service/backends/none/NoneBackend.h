@@ -19,8 +19,8 @@ class NoneBackend : public MidiBackend {
     void Publish(const std::vector<Endpoint>& endpoints) override { wanted = endpoints; }
     std::vector<PublishedEndpoint> Published() const override;
     int EventDescriptor() const override { return -1; }
-    int ServiceTimeout() const override { return -1; }
-    void Service() override {}
+    int EventTimeout() const override { return -1; }
+    void HandleEvents() override {}
     std::string RealtimeProblem() const override { return {}; }
 
   private:

@@ -10,7 +10,7 @@ namespace {
 struct NoneSubject {
     void SetUp() {}
     MidiBackend& Backend() { return backend; }
-    void Step() { backend.Service(); }
+    void Step() { backend.HandleEvents(); }
 
     NoneBackend backend;
 };
@@ -22,11 +22,11 @@ struct MemorySubject {
     std::unique_ptr<MidiProgram> NewProgram() { return backend.NewProgram(); }
     void LoseSystem() {
         backend.LoseSystem();
-        backend.Service();
+        backend.HandleEvents();
     }
     void ReturnSystem() {
         backend.ReturnSystem();
-        backend.Service();
+        backend.HandleEvents();
     }
 
     MemoryMidiBackend backend;
@@ -60,7 +60,7 @@ TEST_F(FaultyMidiBackendTest, ASystemThatIsAwayIsTakenUpWhenItIsThere) {
     EXPECT_FALSE(faulty.IsRunning());
     EXPECT_EQ(faulty.Problem(), "There is no server.");
     faulty.away.clear();
-    faulty.Service();
+    faulty.HandleEvents();
     EXPECT_TRUE(faulty.IsRunning());
     EXPECT_EQ(faulty.Problem(), "");
 }

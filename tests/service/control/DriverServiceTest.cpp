@@ -320,7 +320,7 @@ TEST_F(DriverServiceTest, AMidiSystemThatKeepsUpHasTheWholeTimeForEachStep) {
 
 TEST_F(DriverServiceTest, WithoutAMidiSystemAChangeIsTakenUpAtOnce) {
     backend.LoseSystem();
-    backend.Service();
+    backend.HandleEvents();
     Store();
     service.Start();
     service.StartBackend();

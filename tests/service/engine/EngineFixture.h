@@ -24,9 +24,9 @@ struct Delivery {
 // Keeps what every input hears. Room is limited per input until Refill.
 class MemorySink : public EngineSink {
   public:
-    std::size_t Room(int inputPort) const override { return room[static_cast<std::size_t>(inputPort)]; }
-    void Deliver(int inputPort, std::uint64_t time, std::span<const std::uint8_t> bytes) override {
-        const auto port = static_cast<std::size_t>(inputPort);
+    std::size_t Room(const Destination& to) const override { return room[to.port]; }
+    void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override {
+        const std::size_t port = to.port;
         EXPECT_FALSE(bytes.empty());
         EXPECT_LE(bytes.size(), room[port]);
         EXPECT_GE(time, lastTime[port]) << "time of input " << port;

@@ -52,9 +52,9 @@ constexpr int kInputs = 4;
 
 class ListeningSink : public EngineSink {
   public:
-    std::size_t Room(int) const override { return 4096; }
-    void Deliver(int inputPort, std::uint64_t, std::span<const std::uint8_t> bytes) override {
-        listeners[static_cast<std::size_t>(inputPort)].Hear(bytes);
+    std::size_t Room(const Destination&) const override { return 4096; }
+    void Deliver(const Destination& to, std::uint64_t, std::span<const std::uint8_t> bytes) override {
+        listeners[to.port].Hear(bytes);
     }
     std::array<InputListener, kMaxPorts> listeners;
 };

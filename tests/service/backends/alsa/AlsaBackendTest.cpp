@@ -349,7 +349,7 @@ TEST_F(AlsaBackendTest, NobodyWakesWhileNothingHappens) {
     writer.Write({0x90, 60, 100});
     ASSERT_EQ(Hear(reader, 3), (Bytes{0x90, 60, 100}));
     Settle();
-    EXPECT_EQ(Backend().ServiceTimeout(), -1);
+    EXPECT_EQ(Backend().EventTimeout(), -1);
     const long before = SwitchesOfThread("alsa");
     ASSERT_GT(before, 0);
     std::this_thread::sleep_for(std::chrono::seconds(3));

@@ -33,8 +33,8 @@ class AlsaSubject {
             }
         }
         pollfd event{backend.EventDescriptor(), POLLIN, 0};
-        if (::poll(&event, 1, 1) > 0 || backend.ServiceTimeout() == 0) {
-            backend.Service();
+        if (::poll(&event, 1, 1) > 0 || backend.EventTimeout() == 0) {
+            backend.HandleEvents();
         }
     }
     std::unique_ptr<MidiProgram> NewProgram() {

@@ -126,7 +126,7 @@ TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
     Backend().Publish(endpoints);
     subject->LoseSystem();
     ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning(); }));
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     subject->ReturnSystem();
     const auto back = std::chrono::steady_clock::now();
     ASSERT_TRUE(Eventually([&] { return Backend().IsRunning(); }));
@@ -140,17 +140,17 @@ TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
 
 TEST_F(JackBackendTest, NothingIsTriedAnyMoreWhileTheServerStaysAway) {
     subject->LoseSystem();
-    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning() && Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return !Backend().IsRunning() && Backend().EventTimeout() == -1; }));
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
     while (std::chrono::steady_clock::now() < end) {
         subject->Step();
-        ASSERT_EQ(Backend().ServiceTimeout(), -1);
+        ASSERT_EQ(Backend().EventTimeout(), -1);
     }
 }
 
 TEST_F(JackBackendTest, NothingWakesTheServiceWhileTheServerIsThere) {
     Backend().Publish(Both(0, "Port"));
-    EXPECT_EQ(Backend().ServiceTimeout(), -1);
+    EXPECT_EQ(Backend().EventTimeout(), -1);
     Writer(0);
     pollfd event{Backend().EventDescriptor(), POLLIN, 0};
     EXPECT_EQ(::poll(&event, 1, 300), 0);
@@ -167,8 +167,8 @@ TEST_F(JackBackendTest, AServerThatComesAfterTheStartIsTakenUp) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (!late.IsRunning() && std::chrono::steady_clock::now() < end) {
         pollfd event{late.EventDescriptor(), POLLIN, 0};
-        ::poll(&event, 1, late.ServiceTimeout() < 0 ? 100 : late.ServiceTimeout());
-        late.Service();
+        ::poll(&event, 1, late.EventTimeout() < 0 ? 100 : late.EventTimeout());
+        late.HandleEvents();
     }
     EXPECT_TRUE(late.IsRunning()) << late.Problem();
 }
@@ -262,8 +262,8 @@ TEST_F(JackBackendTest, ManyEndpointsThatGoLeaveRoomForOtherWorkInBetween) {
     Backend().Publish({});
     int rounds = 0;
     ASSERT_TRUE(Eventually([&] {
-        rounds += Backend().ServiceTimeout() == 0 ? 1 : 0;
-        return Backend().ServiceTimeout() == -1;
+        rounds += Backend().EventTimeout() == 0 ? 1 : 0;
+        return Backend().EventTimeout() == -1;
     }));
     EXPECT_GE(rounds, 8);
     EXPECT_TRUE(Listed(program, true, {}));
@@ -280,7 +280,7 @@ TEST_F(JackBackendTest, AnEndpointThatGoesWaitsForAReaderThatIsLate) {
     dynamic_cast<JackProgram&>(reader).BeLateWhenHeard(kLate);
     ASSERT_TRUE(PostWays({}));
     Backend().Publish({});
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
 }
 
@@ -297,7 +297,7 @@ TEST_F(JackBackendTest, AnEndpointThatGoesRepeatsNothing) {
     }
     MidiProgram::Bytes heard = Hear(reader, 3);
     Backend().Publish({{0, true, "Port", false}});
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     const MidiProgram::Bytes last = reader.Read();
     heard.insert(heard.end(), last.begin(), last.end());
     const auto count = static_cast<int>(heard.size() / 3);
@@ -317,7 +317,7 @@ TEST_F(JackBackendTest, AnEndpointThatIsWantedAgainBeforeItHasGoneKeepsItsConnec
     Backend().Publish(Both(0, "Another name"));
     EXPECT_EQ(ConnectionsOf(0, true), 1);
     EXPECT_EQ(ConnectionsOf(0, false), 1);
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     Settle();
     writer.Write({0x90, 60, 100});
     EXPECT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
@@ -327,7 +327,7 @@ TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
     Backend().Publish({{0, true, "Piano", false}, {1, true, "Organ", false}, {2, true, "Harp", false}});
     Backend().Publish({{1, true, "Piano", false}, {3, true, "Harp", false}, {4, true, "Organ", false}});
     EXPECT_EQ(AddressOf(1, true), "vexil3:Organ");
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     EXPECT_EQ(AddressOf(1, true), "vexil3:Piano");
     EXPECT_EQ(AddressOf(3, true), "vexil3:Harp");
     EXPECT_EQ(AddressOf(4, true), "vexil3:Organ");
@@ -340,7 +340,7 @@ TEST_F(JackBackendTest, AnEndpointComesUnderTheNameOfOneThatGoes) {
     Backend().Publish({{0, true, "Harp", false}});
     ASSERT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
     Backend().Publish({{1, true, "Harp", false}});
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     EXPECT_EQ(AddressOf(1, true), "vexil3:Harp");
     EXPECT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
     Writer(1);
@@ -368,7 +368,7 @@ TEST_F(JackBackendTest, EndpointsThatHadNoRoomComeWhenOthersHaveGone) {
     JackCrowd crowd;
     Backend().Publish(outputs(4));
     EXPECT_EQ(problems(), 4);
-    ASSERT_TRUE(Eventually([&] { return Backend().ServiceTimeout() == -1; }));
+    ASSERT_TRUE(Eventually([&] { return Backend().EventTimeout() == -1; }));
     EXPECT_EQ(problems(), 0);
 }
 

@@ -23,7 +23,7 @@ class JackServerWatchTest : public ::testing::Test {
 
     void Touch(const std::string& name) { std::ofstream(folder + "/" + name) << "x"; }
     static bool IsReadable(const JackServerWatch& watch) {
-        pollfd event{watch.Descriptor(), POLLIN, 0};
+        pollfd event{watch.EventDescriptor(), POLLIN, 0};
         return ::poll(&event, 1, 0) == 1;
     }
     // Tries until there is no next try; how many there were.

@@ -26,8 +26,8 @@ struct JackSubject {
     void Step() {
         pollfd event{backend.EventDescriptor(), POLLIN, 0};
         const bool hasEvent = ::poll(&event, 1, 1) == 1;
-        if (hasEvent || backend.ServiceTimeout() == 0) {
-            backend.Service();
+        if (hasEvent || backend.EventTimeout() == 0) {
+            backend.HandleEvents();
         }
     }
     std::unique_ptr<MidiProgram> NewProgram() { return std::make_unique<JackProgram>(); }

@@ -1,0 +1,27 @@
+// The sides of ports as music programs see them.
+#pragma once
+
+#include <string>
+
+namespace vexil {
+
+// What music programs are to see of one side of a port.
+struct Endpoint {
+    int port = 0;         // 0 to 63
+    bool output = false;  // true: programs write to it (the port's output); false: they read from it
+    std::string name;     // as the user calls it, UTF-8, not necessarily unique or legal
+    bool hidden = false;  // kept out of port listings; a back end that cannot does not publish it
+
+    bool operator==(const Endpoint&) const = default;
+};
+
+// What a MIDI system made of it.
+struct PublishedEndpoint {
+    int port = 0;
+    bool output = false;
+    std::string address;  // as programs name it: "vexil3:Stage piano", "128:4 Stage piano"
+    int connections = 0;  // what is connected to it now
+    std::string problem;  // why it is not there although it is wanted; else empty
+};
+
+}  // namespace vexil

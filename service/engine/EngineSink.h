@@ -1,0 +1,24 @@
+// Where the engine leaves what destinations are to hear.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "service/routes/Destination.h"
+
+namespace vexil {
+
+// A MIDI system is the sink of the inputs here, a network that of other computers. Engine thread.
+class EngineSink {
+  public:
+    virtual ~EngineSink() = default;
+    // Bytes that the destination can take at this moment.
+    virtual std::size_t Room(const Destination& to) const = 0;
+    // One whole message, or one piece of a system exclusive message (pieces come in order, with nothing of
+    // another source between them; a realtime message may stand between two pieces). Never more than Room.
+    // Times of one destination never go back.
+    virtual void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) = 0;
+};
+
+}  // namespace vexil
