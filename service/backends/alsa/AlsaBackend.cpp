@@ -39,7 +39,7 @@ void AddTo(int events, int descriptor) {
 AlsaBackend::AlsaBackend()
     : lost(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       events(::epoll_create1(EPOLL_CLOEXEC)),
-      problem("The ALSA sequencer is not in use.") {
+      problem("The ALSA sequencer is being started.") {
     AddTo(events.Number(), lost.Number());
     AddTo(events.Number(), device.EventDescriptor());
 }

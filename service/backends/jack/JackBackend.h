@@ -105,7 +105,7 @@ class JackBackend final : public MidiBackend {
     Engine* engine = nullptr;              // null: not started, or stopped
     jack_client_t* client = nullptr;       // null: not running
     std::unique_ptr<JackProcess> process;  // as long as there is a client
-    std::string problem = "It is not started.";
+    std::string problem = "JACK is being started.";
     std::vector<Endpoint> wanted;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
     std::vector<Leaving> leaving;

@@ -37,6 +37,17 @@ TEST(BackendChoiceTest, WhatIsChosenCanBeMade) {
     }
 }
 
+// What status says in the first moment, before the MIDI system has been begun.
+TEST(BackendChoiceTest, WhatIsMadeSaysThatItIsBeingStarted) {
+    std::string problem;
+#ifdef VEXIL_ALSA
+    EXPECT_EQ(MakeBackend("alsa", problem)->Problem(), "The ALSA sequencer is being started.");
+#endif
+#ifdef VEXIL_JACK
+    EXPECT_EQ(MakeBackend("jack", problem)->Problem(), "JACK is being started.");
+#endif
+}
+
 TEST(BackendChoiceTest, NoneCanAlwaysBeMade) {
     std::string problem;
     const std::unique_ptr<MidiBackend> backend = MakeBackend("none", problem);
