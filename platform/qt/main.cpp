@@ -56,6 +56,21 @@ class LaterStarts {
     std::unique_ptr<QSocketNotifier> notifier;
 };
 
+// Lets the driver's link go on between the panel's calls, also while a question is open.
+class DriverEvents {
+  public:
+    explicit DriverEvents(vexil::ControlSocket& driver) {
+        if (driver.EventDescriptor() < 0)
+            return;
+        notifier = std::make_unique<QSocketNotifier>(driver.EventDescriptor(), QSocketNotifier::Read);
+        QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
+                         [&driver] { driver.Serve(); });
+    }
+
+  private:
+    std::unique_ptr<QSocketNotifier> notifier;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -89,6 +104,7 @@ int main(int argc, char** argv) {
     const vexil::Paths paths = vexil::FindPaths(vexil::CurrentSurroundings());
     vexil::PlistPreferenceDomains preferences(paths);
     vexil::ControlSocket driver(paths.control, paths.controlIsSystemWide);
+    const DriverEvents driverEvents(driver);
     vexil::LogindRestarter restarter(vexil::WaitInEventLoop);
     vexil::LinuxHostClock clock;
     vexil::QtWidgets widgets;

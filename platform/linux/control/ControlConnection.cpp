@@ -99,6 +99,11 @@ int ControlConnection::AwaitReply(std::uint32_t sequence, Deadline deadline, Con
     }
 }
 
+bool ControlConnection::HasEnded() const {
+    pollfd waiting{descriptor.Number(), POLLRDHUP, 0};
+    return poll(&waiting, 1, 0) == 1;
+}
+
 void ControlConnection::ShutDown() {
     shutdown(descriptor.Number(), SHUT_RDWR);  // fails where the service has gone first
 }

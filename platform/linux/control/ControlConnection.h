@@ -48,6 +48,12 @@ class ControlConnection {
     // As Receive, but waits for the reply. ETIMEDOUT when it has not come by the deadline.
     int AwaitReply(std::uint32_t sequence, Deadline deadline, ControlReply* reply);
 
+    // Whether the service has closed the connection.
+    bool HasEnded() const;
+
+    // For an event loop to wait at.
+    int Number() const { return descriptor.Number(); }
+
     // Ends the connection on the service's side as well.
     void ShutDown();
 

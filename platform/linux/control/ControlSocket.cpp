@@ -1,5 +1,6 @@
 #include "platform/linux/control/ControlSocket.h"
 
+#include <sys/epoll.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
@@ -46,7 +47,9 @@ bool IsUnitOfTheControl(const std::uint8_t* address, std::uint32_t length) {
 }  // namespace
 
 ControlSocket::ControlSocket(std::string folderOfSockets, bool systemWideInstallation)
-    : folder(std::move(folderOfSockets)), systemWide(systemWideInstallation) {}
+    : events(epoll_create1(EPOLL_CLOEXEC)),
+      folder(std::move(folderOfSockets)),
+      systemWide(systemWideInstallation) {}
 
 ControlSocket::~ControlSocket() = default;
 
@@ -58,8 +61,13 @@ int ControlSocket::Socket(int domain, int type, int protocol) {
     if (protocol != kSysProtoControl)
         return Failure(EPROTONOSUPPORT);
     const int descriptor = ControlConnection::NewSocket();
-    if (descriptor != -1)
-        entries[descriptor].link = std::make_unique<ControlSocketLink>(descriptor);
+    if (descriptor == -1)
+        return -1;
+    auto& link = entries[descriptor].link;
+    link = std::make_unique<ControlSocketLink>(descriptor);
+    epoll_event event{};
+    event.events = EPOLLIN;
+    epoll_ctl(events.Number(), EPOLL_CTL_ADD, link->EventDescriptor(), &event);
     return descriptor;
 }
 
@@ -132,6 +140,11 @@ int ControlSocket::GetOption(int descriptor, int level, int option, void* buffer
 
 int ControlSocket::Close(int descriptor) {
     return entries.erase(descriptor) != 0 ? 0 : Failure(EBADF);
+}
+
+void ControlSocket::Serve() {
+    for (const auto& [descriptor, entry] : entries)
+        entry.link->Serve();
 }
 
 ControlSocket::Entry* ControlSocket::Find(int descriptor) {

@@ -2,7 +2,8 @@
 // named after the control, in one folder. driver/ControlChannel.h gives the packets.
 //
 // A call takes at most about 250 ms, whatever the service does. A service that has ended and is back is
-// attached anew within the call that needs it, and has the test outputs that were open. Broken answers end
+// attached anew within the call that needs it, and has the test outputs that were open, the wireless mode and
+// the send quantization time. Broken answers end
 // the attachment and are errors of the call (EPROTO). One thread only.
 #pragma once
 
@@ -13,6 +14,7 @@
 
 #include "driver/KernelControl.h"
 #include "platform/linux/control/ControlSocketLink.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -46,6 +48,13 @@ class ControlSocket : public KernelControl {
 
     int Close(int descriptor) override;
 
+    // For the program's event loop, which calls Serve whenever the descriptor is readable (-1 where the
+    // kernel gives none). There the end of a test note that a call could not deliver goes out as soon as the
+    // service can take it, and a service that was restarted is attached and put right, both without a further
+    // call. Serve takes at most about 250 ms, and only what a call would take.
+    int EventDescriptor() const { return events.Number(); }
+    void Serve();
+
   private:
     struct Entry {
         ControlAddress address;  // `path` is empty until the control was looked up
@@ -57,6 +66,7 @@ class ControlSocket : public KernelControl {
     // The link for an option call; null, with errno, when there is none to use.
     ControlSocketLink* LinkForOption(int descriptor, int level);
 
+    const Descriptor events;  // an epoll set of the links' own
     const std::string folder;
     const bool systemWide;
     std::map<int, Entry> entries;  // by descriptor, each a file descriptor of this process

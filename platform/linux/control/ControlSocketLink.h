@@ -1,5 +1,12 @@
 // One descriptor's attachment to a driver service: requests under a deadline, attached again when the service
 // was restarted. Results are 0 or an errno value.
+//
+// The link stands between a panel that asks once and a service that may be late, or gone for a while. What
+// both must agree on it puts right by itself, before it passes on the next request and, where an event loop
+// serves it, without one: a service that was restarted gets the test outputs, the wireless mode and the send
+// quantization time again; the end of a test note that did not reach the service is owed and goes out first;
+// a test output that the service has closed, while the panel counts it as open, is opened again before the
+// next play.
 #pragma once
 
 #include <chrono>
@@ -9,8 +16,11 @@
 #include <string>
 
 #include "driver/ControlChannel.h"
+#include "driver/LastSettings.h"
 #include "driver/OpenTestOutputs.h"
+#include "driver/OwedNoteOffs.h"
 #include "platform/linux/control/ControlConnection.h"
+#include "platform/linux/control/LinkWatch.h"
 #include "shared/System/Deadline.h"
 
 namespace vexil {
@@ -27,6 +37,9 @@ class ControlSocketLink {
   public:
     // A call waits no longer for the service, whatever it does.
     static constexpr std::chrono::milliseconds kReplyTime{250};
+    // How soon a service that has gone is looked for again; the time doubles up to the longer one.
+    static constexpr std::chrono::milliseconds kFirstRetry{250};
+    static constexpr std::chrono::milliseconds kLastRetry{2000};
 
     // Takes over an unconnected descriptor from ControlConnection::NewSocket, which stays the link's for its
     // whole life.
@@ -40,10 +53,15 @@ class ControlSocketLink {
 
     // One request of a link that was attached. `buffer` takes at most *length bytes of the reply's data,
     // *length becomes their number; both null when the reply has none. When the service turns out to be gone
-    // it is attached again, once, told of the test outputs that the one before had open, and the request sent
-    // again: the driver's options may all be given twice.
+    // it is attached again, once, put right, and the request sent again: the driver's options may all be
+    // given twice.
     int Exchange(std::uint32_t kind, std::uint32_t number, std::span<const std::uint8_t> payload,
                  std::uint8_t* buffer, std::uint32_t* length);
+
+    // Readable when Serve has something to do.
+    int EventDescriptor() const { return watch.Number(); }
+    // Goes on with what no call has to wait for. Takes no longer than a call.
+    void Serve();
 
   private:
     enum class State {
@@ -53,25 +71,52 @@ class ControlSocketLink {
         Lost,  // to be attached again: the service is gone or has broken the rules
     };
 
+    // What became of a request.
+    struct Trip {
+        enum class Fate { NotSent, Unanswered, Answered };
+        Fate fate = Fate::NotSent;
+        int error = 0;
+        bool IsAnswered() const { return fate == Fate::Answered; }
+    };
+
+    // A reply that did not come in time, and what it will tell besides.
+    struct LateReply {
+        std::uint32_t sequence = 0;
+        std::optional<DriverSetting> noteOff{};       // to this one, which is owed until then
+        std::optional<std::uint32_t> closedOutput{};  // to the closing of this port's test output
+    };
+
     int Reattach(Deadline deadline);
     int TakeAttachReply(const ControlReply& reply);
-    int Request(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer,
-                std::uint32_t* length);
+    Trip Carry(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer, std::uint32_t* length);
+    Trip Request(const ControlRequest& request, Deadline deadline, std::uint8_t* buffer,
+                 std::uint32_t* length);
+    void Remember(const ControlRequest& request, const Trip& trip);
+    int PutRight(Deadline deadline);
     int OpenTestOutputsAgain(Deadline deadline);
-    int RoundTrip(ControlRequest request, Deadline deadline, std::uint8_t* buffer, std::uint32_t* length);
+    int OpenTestOutputAgain(std::uint32_t port, Deadline deadline);
+    int GiveOwedNoteOffs(Deadline deadline);
+    int GiveLastSettings(Deadline deadline);
+    Trip Set(const DriverSetting& setting, Deadline deadline);
+    Trip RoundTrip(ControlRequest request, Deadline deadline, std::uint8_t* buffer, std::uint32_t* length);
     int SettleLateReply();
     int Send(const ControlRequest& request);
     int AwaitReply(std::uint32_t sequence, Deadline deadline, ControlReply* reply);
     int Receive(std::uint32_t sequence, ControlReply* reply);
     int Lose(int error);
+    void Wait();
 
     ControlConnection connection;
     ControlAddress address;
     State state = State::Unattached;
     std::uint32_t lastSequence = 0;
-    std::optional<std::uint32_t> lateSequence;  // of the request whose reply did not come in time
+    std::optional<LateReply> lateReply;
     OpenTestOutputs testOutputs;
-    bool mayLackTestOutputs = false;  // the service was attached anew and has not been told of all of them
+    LastSettings lastSettings;
+    OwedNoteOffs owedNoteOffs;
+    bool isFresh = false;  // the service was attached anew and has not been told all it has to know
+    LinkWatch watch;
+    std::chrono::milliseconds retry = kFirstRetry;
 };
 
 }  // namespace vexil
