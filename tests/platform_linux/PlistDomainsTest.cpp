@@ -59,9 +59,7 @@ class PlistDomainsTest : public testing::Test {
     PreferenceFolder folder;
     // Has the preferences of all users in a folder of group 4321, as root alone can.
     bool ShareFolder() {
-        folder.paths.anyUserPreferences = folder.root + "/system";
-        folder.paths.anyUserIsSystemWide = true;
-        fs::create_directory(folder.paths.anyUserPreferences);
+        folder.Share();
         return chown(folder.paths.anyUserPreferences.c_str(), 0, 4321) == 0;
     }
 
@@ -243,17 +241,6 @@ TEST_F(PlistDomainsTest, APipeInTheFilesPlaceIsSetAsideWithoutWaiting) {
     fs::create_directories(folder.paths.anyUserPreferences);
     ASSERT_EQ(mkfifo(folder.File().c_str(), 0600), 0);
     ExpectSetAsideAndUsable();
-}
-
-TEST_F(PlistDomainsTest, ASymbolicLinkIsSetAsideAndNotFollowed) {
-    folder.PutList("<key>A</key><integer>7</integer>");
-    const std::string target = folder.root + "/target";
-    fs::rename(folder.File(), target);
-    fs::create_symlink(target, folder.File());
-    const std::string before = folder.ContentOf(target);
-    ExpectSetAsideAndUsable();
-    EXPECT_TRUE(fs::is_symlink(AsideName()));
-    EXPECT_EQ(folder.ContentOf(target), before);
 }
 
 TEST_F(PlistDomainsTest, ASocketInTheFilesPlaceIsSetAside) {

@@ -39,14 +39,21 @@ class PreferenceFolder {
     std::string File() const {
         return paths.anyUserPreferences + "/" + kTestDomain + "." + paths.hostId + ".plist";
     }
+    // Has the preferences of all users in a folder of a system-wide installation.
+    void Share() {
+        paths.anyUserPreferences = root + "/system";
+        paths.anyUserIsSystemWide = true;
+        std::filesystem::create_directory(paths.anyUserPreferences);
+    }
     // Puts a file of another program in the place of the domain's.
     void Put(const std::string& content) const {
         std::filesystem::create_directories(paths.anyUserPreferences);
         std::ofstream(File(), std::ios::binary | std::ios::trunc) << content;
     }
-    void PutList(const std::string& entries) const {
-        Put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + entries +
-            "</dict></plist>\n");
+    void PutList(const std::string& entries) const { Put(List(entries)); }
+    static std::string List(const std::string& entries) {
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + entries +
+               "</dict></plist>\n";
     }
     std::string Content() const { return ContentOf(File()); }
     static std::string ContentOf(const std::string& path) {
@@ -77,7 +84,9 @@ class PreferenceFolder {
 class TestDomain {
   public:
     explicit TestDomain(const PreferenceFolder& folder) : domains(folder.paths) {}
-    TestDomain(const PreferenceFolder& folder, const DurabilityCalls& calls) : domains(folder.paths, calls) {}
+    TestDomain(const PreferenceFolder& folder, const DurabilityCalls& calls,
+               Unparsable whileUnparsable = Unparsable::Wait)
+        : domains(folder.paths, calls, whileUnparsable) {}
 
     PropertyRef Read(const std::string& key) {
         return domains.CopyValue(key, kTestDomain, kTestUser, kTestHost);

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <thread>
 #include <utility>
 
 #include "platform/linux/preferences/PropertyListCheck.h"
@@ -15,6 +17,9 @@ namespace vexil {
 namespace {
 
 constexpr std::chrono::milliseconds kLockPatience{2000};
+// Where nothing may wait for long.
+constexpr std::chrono::milliseconds kShortLockPatience{100};
+constexpr std::chrono::milliseconds kSettlePoll{10};
 constexpr mode_t kUserMode = 0600;
 constexpr mode_t kSystemWideMode = 0660;
 
@@ -24,53 +29,15 @@ std::string ErrorText(int error) {
     return std::string(strerror_r(error, buffer.data(), buffer.size())) + " (" + std::to_string(error) + ")";
 }
 
-bool SameTime(const timespec& left, const timespec& right) {
-    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
-}
-
-bool IsBefore(const timespec& left, const timespec& right) {
-    return left.tv_sec != right.tv_sec ? left.tv_sec < right.tv_sec : left.tv_nsec < right.tv_nsec;
-}
-
-// Whether a further change of the file could get the same time stamps as the state now seen: time stamps
-// advance with the coarse clock.
-bool MayChangeUnseen(const timespec& changed) {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    return !IsBefore(changed, now);
-}
-
-const char* KindOf(mode_t mode) {
-    switch (mode & S_IFMT) {
-        case S_IFDIR:
-            return "a folder";
-        case S_IFLNK:
-            return "a symbolic link";
-        case S_IFIFO:
-            return "a pipe";
-        case S_IFSOCK:
-            return "a socket";
-        default:
-            return "a device";
-    }
-}
-
 }  // namespace
 
-DomainFile::DomainFile(DomainPlace domainPlace, const DurabilityCalls& durabilityCalls, Report reporter)
+DomainFile::DomainFile(DomainPlace domainPlace, const DurabilityCalls& durabilityCalls,
+                       Unparsable whileUnparsable, Report reporter)
     : place(std::move(domainPlace)),
       path(place.folder + "/" + place.name),
       calls(durabilityCalls),
+      unparsable(whileUnparsable),
       report(std::move(reporter)) {}
-
-bool DomainFile::Identity::operator==(const Identity& other) const {
-    return exists == other.exists && device == other.device && inode == other.inode && size == other.size &&
-           SameTime(modified, other.modified) && SameTime(changed, other.changed);
-}
-
-DomainFile::Identity DomainFile::IdentityOf(const struct stat& status) {
-    return {true, status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
-}
 
 bool DomainFile::Fail(const char* task, const FileFailure& failure) {
     report(std::string(task) + ": " + failure.operation + ": " + ErrorText(failure.error) + ": " + path);
@@ -104,8 +71,17 @@ bool DomainFile::Synchronize() {
     return done;
 }
 
+std::optional<std::chrono::milliseconds> DomainFile::LookAgainIn() const {
+    if (!lookAgainAt) {
+        return std::nullopt;
+    }
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(*lookAgainAt - Clock::now()),
+                    std::chrono::milliseconds(0));
+}
+
 void DomainFile::Unlock() {
     lock.Close();
+    fileFolder.Close();
     folder.Close();
 }
 
@@ -115,10 +91,12 @@ void DomainFile::DropUnchanged() {
     });
 }
 
-void DomainFile::Take(PropertyList list, const Identity& identity) {
+void DomainFile::Take(PropertyList list, const FileIdentity& identity) {
     stored = std::move(list);
     seen = identity;
     blocked = false;
+    unparsableSince.reset();
+    lookAgainAt.reset();
 }
 
 // Takes up what is at the file's place now, when it is not what was seen last. False when that cannot be
@@ -126,111 +104,124 @@ void DomainFile::Take(PropertyList list, const Identity& identity) {
 bool DomainFile::Refresh() {
     // Another program may replace the file between two looks; each time round it has done so anew.
     for (int attempt = 0; attempt < 100; ++attempt) {
-        struct stat status {};
-        if (place.folder.empty() || lstat(path.c_str(), &status) != 0) {
-            const int error = place.folder.empty() ? ENOENT : errno;
-            if (error != ENOENT && error != ENOTDIR && error != EACCES) {
-                return Fail("Cannot read preferences", {"lstat", error});
-            }
-            if (error == EACCES) {
-                SetBadFileAside("folder not accessible", {}, FileFailure{"lstat", error});
-            } else if (!seen || seen->exists || blocked) {
-                Take(PropertyList(), {});
-            }
-            return true;
+        const LinkedFile file =
+            place.folder.empty() ? LinkedFile{} : FindLinkedFile(place.folder, place.name, !place.systemWide);
+        path = file.path;
+        if (file.state == LinkedFile::State::Missing || file.state == LinkedFile::State::Failed) {
+            return TakeMissing(file);
         }
-        const Identity identity = IdentityOf(status);
+        const FileIdentity identity = IdentityOf(file.status);
         if (seen && *seen == identity) {
             return true;
         }
+        if (file.state == LinkedFile::State::Refused) {
+            LeaveBadFile(file.refusal, identity, "Preferences not used: " + file.refusal + ": " + path);
+            return true;
+        }
         std::string problem;
-        switch (Load(status, problem)) {
+        switch (Load(file.status, problem)) {
             case Content::Read:
                 return true;
             case Content::Failed:
                 return false;
-            case Content::Bad: {
-                const bool wasLocked = lock.IsOpen();
-                const FileResult obstacle = Lock(false);
-                if (wasLocked || obstacle) {
-                    SetBadFileAside(problem, identity, obstacle);
+            case Content::Unparsable:
+                if (MaySettle()) {
+                    if (unparsable == Unparsable::GoOnWith) {
+                        return true;
+                    }
+                    // How often it is looked at until then does not count.
+                    attempt = 0;
+                    break;
+                }
+                [[fallthrough]];
+            case Content::Bad:
+                if (TakeBad(file.status, problem)) {
                     return true;
                 }
-                // Looked at again, now that no other writer can be about to do the same.
                 break;
-            }
-            case Content::Missing:
+            case Content::Changing:
                 break;
         }
     }
     return Fail("Cannot read preferences", {"open", EAGAIN});
 }
 
-DomainFile::Content DomainFile::Read(const struct stat& status, std::string& text, std::string& problem) {
-    if (!S_ISREG(status.st_mode)) {
-        problem = KindOf(status.st_mode);
-        return Content::Bad;
-    }
-    // O_NONBLOCK: what was a file a moment ago may be a pipe by now.
-    Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat opened {};
-    if (!file.IsOpen()) {
-        if (errno == EACCES || errno == EPERM) {
-            problem = "not readable";
-            return Content::Bad;
+bool DomainFile::TakeMissing(const LinkedFile& file) {
+    if (file.state == LinkedFile::State::Missing) {
+        if (!seen || seen->exists || blocked) {
+            Take(PropertyList(), {});
         }
-        if (errno == ENOENT || errno == ELOOP || errno == ENXIO) {
-            return Content::Missing;
-        }
-        Fail("Cannot read preferences", {"open", errno});
-        return Content::Failed;
+        return true;
     }
-    if (fstat(file.Number(), &opened) != 0) {
-        Fail("Cannot read preferences", {"fstat", errno});
-        return Content::Failed;
+    if (file.error != EACCES) {
+        return Fail("Cannot read preferences", {"lstat", file.error});
     }
-    if (!(IdentityOf(opened) == IdentityOf(status))) {
-        return Content::Missing;
+    SetBadFileAside("folder not accessible", {}, FileFailure{"lstat", file.error});
+    return true;
+}
+
+// Whether a file that cannot be parsed now may still be complete in a moment. Waits a part of that moment
+// where that is wanted.
+bool DomainFile::MaySettle() {
+    const Clock::time_point now = Clock::now();
+    if (!unparsableSince) {
+        unparsableSince = now;
     }
-    if (opened.st_size > static_cast<off_t>(kMaxPropertyListBytes)) {
-        problem = "too large";
-        return Content::Bad;
+    const Clock::time_point end = *unparsableSince + kSettleTime;
+    if (now >= end) {
+        return false;
     }
-    // One byte more than the limit tells a file that has grown meanwhile.
-    text.resize(static_cast<std::size_t>(opened.st_size) + 1);
-    std::size_t length = 0;
-    while (length < text.size()) {
-        const ssize_t count = read(file.Number(), text.data() + length, text.size() - length);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            Fail("Cannot read preferences", {"read", errno});
-            return Content::Failed;
-        }
-        if (count == 0) {
-            break;
-        }
-        length += static_cast<std::size_t>(count);
+    if (unparsable == Unparsable::Wait) {
+        std::this_thread::sleep_for(kSettlePoll);
+    } else {
+        lookAgainAt = end;
     }
-    if (length == text.size()) {
-        return Content::Missing;
+    return true;
+}
+
+// False when it is to be looked at again.
+bool DomainFile::TakeBad(const struct stat& status, const std::string& problem) {
+    const FileIdentity identity = IdentityOf(status);
+    if (place.keptAsItIs) {
+        LeaveBadFile(problem, identity, "Preferences not used: " + problem + ": " + path);
+        return true;
     }
-    text.resize(length);
-    seenFile = std::move(file);
-    return Content::Read;
+    const bool wasLocked = lock.IsOpen();
+    const FileResult obstacle = Lock(false);
+    // Once more, now that no other writer can be about to do the same.
+    if (!wasLocked && !obstacle) {
+        return false;
+    }
+    if (obstacle && obstacle->error == ETIMEDOUT && unparsable == Unparsable::GoOnWith && unparsableSince &&
+        Clock::now() < *unparsableSince + kSettleTime + kLockPatience) {
+        // Whoever holds the lock may be about to replace the file.
+        lookAgainAt = Clock::now() + kSettleTime;
+        return true;
+    }
+    SetBadFileAside(problem, identity, obstacle);
+    return true;
 }
 
 DomainFile::Content DomainFile::Load(const struct stat& status, std::string& problem) {
-    std::string text;
-    const bool unsettled = MayChangeUnseen(status.st_ctim);
-    if (const Content content = Read(status, text, problem); content != Content::Read) {
-        return content;
+    const bool unsettled = MayChangeUnseen(status);
+    FileReading reading = ReadFile(path, status, kMaxPropertyListBytes);
+    switch (reading.result) {
+        case FileReading::Result::Read:
+            break;
+        case FileReading::Result::Changing:
+            return Content::Changing;
+        case FileReading::Result::Bad:
+            problem = reading.problem;
+            return Content::Bad;
+        case FileReading::Result::Failed:
+            Fail("Cannot read preferences", reading.failure);
+            return Content::Failed;
     }
-    std::optional<PropertyList> list = PropertyList::Read(text, problem);
+    std::optional<PropertyList> list = PropertyList::Read(reading.bytes, problem);
     if (!list) {
-        return Content::Bad;
+        return Content::Unparsable;
     }
+    seenFile = std::move(reading.file);
     Take(std::move(*list), IdentityOf(status));
     if (unsettled) {
         seen.reset();
@@ -244,7 +235,7 @@ FileAccess DomainFile::AccessOfNewFile(bool keepExisting) const {
     struct stat existing {};
     struct stat parent {};
     const bool hasParent = fstat(folder.Number(), &parent) == 0;
-    if (keepExisting && fstatat(folder.Number(), place.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (keepExisting && lstat(path.c_str(), &existing) == 0) {
         access.mode = existing.st_mode & 0777U;
         access.group = existing.st_gid;
         // Only root can give a file away; it does, so that a user's preferences stay the user's.
@@ -266,7 +257,9 @@ FileResult DomainFile::Lock(bool makeFolder) {
     if (lock.IsOpen()) {
         return {};
     }
-    const std::chrono::milliseconds patience = lockTimedOut ? std::chrono::milliseconds(0) : kLockPatience;
+    const std::chrono::milliseconds longest =
+        unparsable == Unparsable::Wait ? kLockPatience : kShortLockPatience;
+    const std::chrono::milliseconds patience = lockTimedOut ? std::chrono::milliseconds(0) : longest;
     FileResult failure = OpenFolder(place.folder, makeFolder && !place.systemWide, calls, folder);
     if (!failure) {
         failure = TakeLock(folder, place.name + ".lock", AccessOfNewFile(false), patience, lock);
@@ -275,31 +268,49 @@ FileResult DomainFile::Lock(bool makeFolder) {
     return failure;
 }
 
+// The folder of the file itself, in which it is replaced or renamed.
+FileResult DomainFile::OpenFileFolder() {
+    return OpenFolder(FolderOf(path), false, calls, fileFolder);
+}
+
 bool DomainFile::TrySetAside(const std::string& problem, FileResult& failure) {
     std::string newName;
-    failure = SetAside(folder, place.name, newName);
+    failure = OpenFileFolder();
+    if (!failure) {
+        failure = SetAside(fileFolder, NameOf(path), newName);
+    }
     if (failure) {
         return false;
     }
-    report("Preferences set aside: " + problem + ": " + place.folder + "/" + newName);
+    report("Preferences set aside: " + problem + ": " + FolderOf(path) + "/" + newName);
     Take(PropertyList(), {});
     return true;
 }
 
-// What is at the file's place cannot be used. Renames it, which only the holder of the lock may do; else the
-// domain is blocked until what is there changes.
-void DomainFile::SetBadFileAside(const std::string& problem, const Identity& identity, FileResult obstacle) {
-    if (!obstacle && TrySetAside(problem, obstacle)) {
-        return;
-    }
+// What is at the file's place cannot be used and stays there: the domain is blocked until that changes.
+void DomainFile::LeaveBadFile(const std::string& problem, const FileIdentity& identity,
+                              const std::string& line) {
     const bool known = blocked && seen && *seen == identity;
     Take(PropertyList(), identity);
     blocked = true;
+    mayBeSetAside = false;
     blockedProblem = problem;
     if (!known) {
-        report("Preferences cannot be set aside: " + problem + ": " + obstacle->operation + ": " +
-               ErrorText(obstacle->error) + ": " + path);
+        report(line);
     }
+}
+
+// What is at the file's place cannot be used. Renames it, which only the holder of the lock may do; else the
+// domain is blocked.
+void DomainFile::SetBadFileAside(const std::string& problem, const FileIdentity& identity,
+                                 FileResult obstacle) {
+    if (!obstacle && TrySetAside(problem, obstacle)) {
+        return;
+    }
+    LeaveBadFile(problem, identity,
+                 "Preferences cannot be set aside: " + problem + ": " + obstacle->operation + ": " +
+                     ErrorText(obstacle->error) + ": " + path);
+    mayBeSetAside = true;
 }
 
 bool DomainFile::Write() {
@@ -310,9 +321,12 @@ bool DomainFile::Write() {
         return false;
     }
     DropUnchanged();
+    if (lookAgainAt) {
+        return Fail("Cannot write preferences", {"parse", EAGAIN});
+    }
     FileResult failure;
     // The reason of an earlier failure may be gone; if not, it has been reported.
-    if (blocked && !TrySetAside(blockedProblem, failure)) {
+    if (blocked && !(mayBeSetAside && TrySetAside(blockedProblem, failure))) {
         return false;
     }
     if (pending.empty()) {
@@ -329,8 +343,11 @@ bool DomainFile::Write() {
 
 bool DomainFile::Store(const PropertyList::Change& change) {
     Descriptor file;
-    if (const FileResult failure =
-            ReplaceFile(folder, place.name, change.xml, AccessOfNewFile(true), calls, file)) {
+    FileResult failure = OpenFileFolder();
+    if (!failure) {
+        failure = ReplaceFile(fileFolder, NameOf(path), change.xml, AccessOfNewFile(true), calls, file);
+    }
+    if (failure) {
         seen.reset();
         return Fail("Cannot write preferences", *failure);
     }

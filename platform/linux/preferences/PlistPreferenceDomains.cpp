@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 
+#include "config/DriverPreferences.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
@@ -30,8 +31,20 @@ std::string FileName(const std::string& application, const std::string& hostId) 
 
 }  // namespace
 
-PlistPreferenceDomains::PlistPreferenceDomains(const Paths& folders, const DurabilityCalls& durabilityCalls)
-    : paths(folders), calls(durabilityCalls) {}
+PlistPreferenceDomains::PlistPreferenceDomains(const Paths& folders, const DurabilityCalls& durabilityCalls,
+                                               Unparsable whileUnparsable)
+    : paths(folders), calls(durabilityCalls), unparsable(whileUnparsable) {}
+
+std::optional<std::chrono::milliseconds> PlistPreferenceDomains::LookAgainIn() const {
+    std::optional<std::chrono::milliseconds> soonest;
+    for (const auto& [place, file] : files) {
+        const std::optional<std::chrono::milliseconds> time = file.LookAgainIn();
+        if (time && (!soonest || *time < *soonest)) {
+            soonest = time;
+        }
+    }
+    return soonest;
+}
 
 PropertyRef PlistPreferenceDomains::CopyValue(const std::string& key, const std::string& application,
                                               UserScope user, HostScope) {
@@ -57,9 +70,10 @@ DomainFile& PlistPreferenceDomains::File(const std::string& application, UserSco
     }
     const bool anyUser = user == UserScope::kCFPreferencesAnyUser;
     DomainPlace place{anyUser ? paths.anyUserPreferences : paths.currentUserPreferences,
-                      anyUser && paths.anyUserIsSystemWide, FileName(application, paths.hostId)};
+                      anyUser && paths.anyUserIsSystemWide, FileName(application, paths.hostId),
+                      application == kOlderDriverDomain};
     return files
-        .try_emplace({application, user}, std::move(place), calls,
+        .try_emplace({application, user}, std::move(place), calls, unparsable,
                      [this](const std::string& line) { Log(line); })
         .first->second;
 }

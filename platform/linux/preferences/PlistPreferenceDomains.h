@@ -3,13 +3,17 @@
 //
 // A write takes up what the file holds by then, changes the keys that were set here and no other, and is
 // permanent when Synchronize returns true. A file that is damaged, too large or too deep, or no regular file,
-// is renamed beside its place, never overwritten, and the domain is empty from then on. Every failure is one
-// line in the log; a line that comes before the log is open waits for it.
+// is renamed beside its place, never overwritten, and the domain is empty from then on; one of the older
+// driver domain stays as it is. Damaged is a file that cannot be parsed now and 250 ms later: another program
+// may be writing it in place. Every failure is one line in the log; a line that comes before the log is open
+// waits for it.
 //
 // One thread.
 #pragma once
 
+#include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,7 +28,12 @@ namespace vexil {
 class PlistPreferenceDomains : public PreferenceDomains {
   public:
     explicit PlistPreferenceDomains(const Paths& folders,
-                                    const DurabilityCalls& durabilityCalls = SystemDurabilityCalls());
+                                    const DurabilityCalls& durabilityCalls = SystemDurabilityCalls(),
+                                    Unparsable whileUnparsable = Unparsable::Wait);
+
+    // The time until a domain is to be synchronised again because its file could not be parsed the last time;
+    // none: all could. Only with Unparsable::GoOnWith, where nothing waits.
+    std::optional<std::chrono::milliseconds> LookAgainIn() const;
 
     PropertyRef CopyValue(const std::string& key, const std::string& application, UserScope user,
                           HostScope host) override;
@@ -39,6 +48,7 @@ class PlistPreferenceDomains : public PreferenceDomains {
 
     Paths paths;
     DurabilityCalls calls;
+    Unparsable unparsable;
     std::map<std::pair<std::string, UserScope>, DomainFile> files;
     std::vector<std::string> waitingLines;
 };
