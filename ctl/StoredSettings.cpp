@@ -89,8 +89,8 @@ bool HoldsSettings(const IniFile& file) {
 // wants to see saved, or completed by a settings file.
 bool StoredSettings::ReadStored(PreferenceBatch& batch, DriverConfiguration& configuration) {
     batch.Synchronize(kDriverDomain, kUser, kHost);
-    batch.Synchronize(kOlderDriverDomain, kUser, kHost);
-    // Lines so far are the domains'. What the loader says of single values later is worth knowing, no more.
+    // Lines so far are the domain's. What the older domain and the loader say later is worth knowing, no
+    // more.
     std::string lines = log.Take();
     if (lines.empty())
         DriverPreferences(batch).LoadConfiguration(kPortCount, configuration);

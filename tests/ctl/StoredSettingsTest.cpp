@@ -210,6 +210,15 @@ TEST_F(StoredSettingsTest, ADamagedStoreIsNeitherSavedNorCompletedByAFile) {
     EXPECT_TRUE(settings.Save(path)) << "what was damaged is out of the way now";
 }
 
+TEST_F(StoredSettingsTest, ADamagedStoreOfThePreviousGenerationStaysAndIsSaid) {
+    const std::string older =
+        folder.paths.anyUserPreferences + "/" + kOlderDriverDomain + "." + folder.paths.hostId + ".plist";
+    CtlFolder::Put(older, "<plist><dict><key>half");
+    EXPECT_TRUE(settings.Save(folder.File("saved.vexil3")));
+    EXPECT_THAT(settings.Problem(), StartsWith("Preferences not used: "));
+    EXPECT_EQ(CtlFolder::Content(older), "<plist><dict><key>half");
+}
+
 TEST_F(StoredSettingsTest, AStoreThatCannotBeReadIsNotSaved) {
     MemoryPreferenceDomains memory;
     FaultyPreferenceDomains faulty(memory);

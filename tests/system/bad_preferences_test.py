@@ -97,16 +97,30 @@ class BadPreferences(panel_test.PanelTest):
         self.assert_works(panel)
         self.assertEqual([stat.S_ISFIFO(pipe.lstat().st_mode) for pipe in self.aside()], [True])
 
-    def test_a_symbolic_link_in_the_files_place_is_set_aside_and_its_target_left_alone(self):
+    def test_a_symbolic_link_is_followed_and_the_file_it_leads_to_replaced(self):
         target = self.desktop.home / "elsewhere"
         target.write_bytes(GOOD)
         self.path.symlink_to(target)
         panel = self.start()
+        self.assertEqual(self.lines(panel), [])
+        panel.enter(NAME, "Stage piano")
+        self.apply(panel)
+        self.assert_quits(panel)
+        self.assertEqual(self.path.readlink(), target)
+        before = plistlib.loads(GOOD)
+        self.assert_same_values(plistlib.loads(target.read_bytes()), before | {"01 Out_CustomName": "Stage piano"})
+        self.assertEqual(self.aside(), [])
+
+    def test_a_symbolic_link_to_a_folder_is_left_alone(self):
+        self.path.symlink_to(self.desktop.home)
+        panel = self.start()
         lines = self.lines(panel)
         self.assertEqual(len(lines), 1, lines)
-        self.assert_works(panel)
-        self.assertEqual(target.read_bytes(), GOOD)
-        self.assertEqual([link.readlink() for link in self.aside()], [target])
+        self.assertIn("not used: a symbolic link", lines[0])
+        panel.enter(NAME, "Stage piano")
+        self.apply(panel)
+        self.assert_quits(panel)
+        self.assertEqual(self.path.readlink(), self.desktop.home)
 
     def test_a_file_that_cannot_be_read_is_set_aside(self):
         self.path.write_bytes(GOOD)
@@ -139,8 +153,8 @@ class BadPreferences(panel_test.PanelTest):
         lines = self.lines(panel)
         self.assertEqual(len(lines), 1, lines)
         self.assert_works(panel)
-        kept = [path, *path.parent.glob(path.name + ".damaged-*")]
-        self.assertEqual([one.read_bytes() for one in kept if one.exists()], [GOOD[:100]])
+        self.assertEqual(path.read_bytes(), GOOD[:100])
+        self.assertEqual(list(path.parent.glob(path.name + ".*")), [])
 
     def test_a_home_without_the_folder_gets_one(self):
         shutil.rmtree(self.desktop.home / ".config")
