@@ -1,6 +1,7 @@
 #include "config/IniFile.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -30,6 +31,7 @@ bool IniFile::Open(const char* newPath) {
         path = newPath;
     }
     struct stat status {};
+    isNew = ::lstat(path.c_str(), &status) != 0 && errno == ENOENT;
     // Asked before opening, since opening a device can act on it or wait.
     if (::stat(path.c_str(), &status) == 0 && !IsPlainFile(status)) {
         return false;
@@ -81,12 +83,25 @@ bool IniFile::Close() {
         return true;
     }
     const bool saved = !modified || lines.empty() || WriteBack();
+    if (!saved && isNew) {
+        RemoveNewFile();
+    }
     ForgetLines();
     if (stream != nullptr) {
         // What was written has been flushed and synchronised by now, so closing has nothing left to lose.
         CloseStream();
     }
     return saved;
+}
+
+// Opening made it, and nothing was saved in it.
+void IniFile::RemoveNewFile() const {
+    struct stat status {};
+    // Another program may have filled it meanwhile.
+    if (::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0 &&
+        std::remove(path.c_str()) != 0) {
+        LogPrintf("IniFile: an empty file is left behind (%s): %s\n", std::strerror(errno), path.c_str());
+    }
 }
 
 bool IniFile::WriteBack() {
@@ -114,6 +129,9 @@ bool IniFile::WriteBack() {
                          std::fflush(stream) == 0 && calls.syncData(::fileno(stream)) == 0;
     if (!written) {
         LogPrintf("IniFile: not saved whole (%s): %s\n", std::strerror(errno), path.c_str());
+        if (isNew && ::ftruncate(::fileno(stream), 0) == 0) {
+            rewrite.Abandon();  // there is no older text that it would complete
+        }
         return false;
     }
     rewrite.Commit();

@@ -94,6 +94,7 @@ class IniFile {
     void CloseStream();
     void ForgetLines();
     bool WriteBack();
+    void RemoveNewFile() const;
     // False for a null or empty name or a missing section.
     bool FindBody(const char* section, IniSections::Body& body) const;
     void AppendLine(const svString& line);
@@ -106,6 +107,7 @@ class IniFile {
     IniSections sections{lines};
     std::FILE* stream = nullptr;  // null: not open
     bool modified = false;
+    bool isNew = false;       // there was no file before it was opened
     bool readFailed = false;  // the list ends where the file could not be read on
 };
 

@@ -106,5 +106,37 @@ TEST_F(SaveDiskFullTest, WithoutRoomForTheFileTheCopyHoldsTheNewTextUntilThereIs
     });
 }
 
+TEST_F(SaveDiskFullTest, ANewFileThatCannotBeSavedLeavesNothingBehind) {
+    OnSmallDisk([this] {
+        Fill(2);
+        if (Save(std::string(4 * kPage, 'v'))) {
+            return 1;
+        }
+        if (std::filesystem::exists(path)) {
+            return 2;
+        }
+        if (CopyExists()) {
+            return 3;
+        }
+        return 0;
+    });
+}
+
+TEST_F(SaveDiskFullTest, ANewFileForWhichThereIsRoomOnceOnlyLeavesNothingBehind) {
+    OnSmallDisk([this] {
+        Fill(7);
+        if (Save(std::string(4 * kPage, 'v'))) {
+            return 1;
+        }
+        if (std::filesystem::exists(path)) {
+            return 2;
+        }
+        if (CopyExists()) {
+            return 3;
+        }
+        return 0;
+    });
+}
+
 }  // namespace
 }  // namespace vexil::test
