@@ -79,6 +79,8 @@ void QtDesktop::RunEventLoop() {
 }
 
 void QtDesktop::EndEventLoop() {
+    if (mayEnd && !mayEnd())
+        return;
     widgets.EndPresses();
     loopEnded = true;
     if (loop != nullptr)

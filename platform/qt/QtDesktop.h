@@ -1,7 +1,9 @@
 // The display, the event loop and the window as a whole on Qt.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include <QObject>
 
@@ -39,6 +41,10 @@ class QtDesktop : public Desktop {
     // off come as one.
     void RequestClose();
 
+    // `call` may have the end of the event loop put off by false, and run a question meanwhile.
+    void SetMayEnd(std::function<bool()> call) { mayEnd = std::move(call); }
+    bool RunsEventLoop() const { return loop != nullptr; }
+
     // Brings the window to the front, and the question that is open in it. False while there is no window to
     // be seen. The arguments are those of ComeToFront.
     bool BringToFront(const std::string& startupId, const std::string& activationToken);
@@ -47,6 +53,7 @@ class QtDesktop : public Desktop {
     void EndSession(QSessionManager& manager);
 
     QtWidgets& widgets;
+    std::function<bool()> mayEnd;
     QEventLoop* loop = nullptr;  // the innermost run
     bool closePending = false;   // a request that was put off
     bool loopEnded = false;      // since it was last set

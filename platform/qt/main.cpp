@@ -1,5 +1,6 @@
 // The panel's program: puts the panel together with the platform it runs on.
 #include <QApplication>
+#include <QDialog>
 #include <QIcon>
 #include <QSocketNotifier>
 
@@ -14,7 +15,7 @@
 #include "platform/linux/control/ControlSocket.h"
 #include "platform/linux/desktop/LogindRestarter.h"
 #include "platform/linux/desktop/SessionInstance.h"
-#include "platform/linux/preferences/PlistPreferenceDomains.h"
+#include "platform/linux/preferences/SummedPreferenceDomains.h"
 #include "platform/qt/PanelStyle.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/QtDialogs.h"
@@ -71,6 +72,59 @@ class DriverEvents {
     std::unique_ptr<QSocketNotifier> notifier;
 };
 
+// Tells the person once that settings could not be stored: at the next turn of the event loop, when the rest
+// of them has failed as well, or before it ends, which it then does not.
+class StoreFailures {
+  public:
+    StoreFailures(vexil::SummedPreferenceDomains& store, vexil::QtDesktop& qtDesktop,
+                  vexil::QtDialogs& qtDialogs)
+        : preferences(store), desktop(qtDesktop), dialogs(qtDialogs) {
+        preferences.SetFailureCame([this] { Came(); });
+        desktop.SetMayEnd([this] { return !Tell(); });
+    }
+
+  private:
+    void Came() {
+        // Nobody has asked for what is stored as the panel starts and ends; the log has it.
+        if (!desktop.RunsEventLoop())
+            preferences.EndSum();
+        else
+            QMetaObject::invokeMethod(
+                &turn, [this] { TellLater(); }, Qt::QueuedConnection);
+    }
+
+    void TellLater() {
+        auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (question == nullptr)
+            Tell();
+        else
+            QObject::connect(
+                question, &QDialog::finished, &turn, [this] { TellLater(); }, Qt::QueuedConnection);
+    }
+
+    // True when there was something to tell.
+    bool Tell() {
+        const std::string reason = preferences.EndSum();
+        if (reason.empty())
+            return false;
+        vexil::AlertRequest request;
+        request.message = "The settings could not be stored: " + reason;
+        request.hasExplanation = true;
+        request.explanation =
+            "The window still shows them. Save keeps them in a file; Apply tries again after the next "
+            "change.";
+        request.defaultButton = {vexil::AlertButton::Kind::Titled, "Ok"};
+        request.kind = vexil::kAlertCaution;
+        dialogs.RunAlert(request);
+        return true;
+    }
+
+    vexil::SummedPreferenceDomains& preferences;
+    vexil::QtDesktop& desktop;
+    vexil::QtDialogs& dialogs;
+    QObject turn;  // for whose life turns of the event loop are waited for
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -102,7 +156,7 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     const vexil::Paths paths = vexil::FindPaths(vexil::CurrentSurroundings());
-    vexil::PlistPreferenceDomains preferences(paths);
+    vexil::SummedPreferenceDomains preferences(paths);
     vexil::ControlSocket driver(paths.control, paths.controlIsSystemWide);
     const DriverEvents driverEvents(driver);
     vexil::LogindRestarter restarter(vexil::WaitInEventLoop);
@@ -112,6 +166,7 @@ int main(int argc, char** argv) {
     vexil::QtDesktop desktop(widgets);
     const vexil::TerminationSignals terminationSignals([&desktop] { desktop.RequestClose(); });
     const LaterStarts laterStarts(session, desktop);
+    const StoreFailures storeFailures(preferences, desktop, dialogs);
 
     return vexil::RunPanel(executablePath.c_str(),
                            {widgets, dialogs, desktop, restarter, clock, driver, preferences});

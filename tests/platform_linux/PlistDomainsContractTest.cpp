@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "platform/linux/preferences/SummedPreferenceDomains.h"
 #include "tests/doubles/PreferenceDomainsContract.h"
 #include "tests/platform_linux/PreferenceFolder.h"
 
@@ -26,9 +27,10 @@ DurabilityCalls BreakableCalls() {
     return calls;
 }
 
-struct PlistBed {
-    PlistBed() : domains(folder.paths, BreakableCalls()) { writingIsBroken = false; }
-    ~PlistBed() { writingIsBroken = false; }
+template <class DomainsType>
+struct Bed {
+    Bed() : domains(folder.paths, BreakableCalls()) { writingIsBroken = false; }
+    ~Bed() { writingIsBroken = false; }
 
     PreferenceDomains& Domains() { return domains; }
     std::unique_ptr<PreferenceDomains> AnotherView() {
@@ -47,10 +49,11 @@ struct PlistBed {
     }
 
     PreferenceFolder folder;
-    PlistPreferenceDomains domains;
+    DomainsType domains;
 };
 
-INSTANTIATE_TYPED_TEST_SUITE_P(Plist, PreferenceDomainsContract, PlistBed);
+using PlistBeds = testing::Types<Bed<PlistPreferenceDomains>, Bed<SummedPreferenceDomains>>;
+INSTANTIATE_TYPED_TEST_SUITE_P(Plist, PreferenceDomainsContract, PlistBeds);
 
 }  // namespace
 }  // namespace vexil

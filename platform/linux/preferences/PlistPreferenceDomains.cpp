@@ -1,5 +1,7 @@
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 
+#include <utility>
+
 #include "config/DriverPreferences.h"
 #include "shared/System/svLog.h"
 
@@ -74,11 +76,15 @@ DomainFile& PlistPreferenceDomains::File(const std::string& application, UserSco
                       application == kOlderDriverDomain};
     return files
         .try_emplace({application, user}, std::move(place), calls, unparsable,
-                     [this](const std::string& line) { Log(line); })
+                     [this](const std::string& line) {
+                         if (!takeLine || !takeLine(line)) {
+                             WriteLine(line);
+                         }
+                     })
         .first->second;
 }
 
-void PlistPreferenceDomains::Log(const std::string& text) {
+void PlistPreferenceDomains::WriteLine(const std::string& text) {
     const std::string line = text.substr(0, kLongestLine);
     if (LogIsOpen()) {
         LogPrintf("%s\n", line.c_str());

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -41,14 +42,19 @@ class PlistPreferenceDomains : public PreferenceDomains {
                   HostScope host) override;
     bool Synchronize(const std::string& application, UserScope user, HostScope host) override;
 
+    // `take` may take a line, without line end, that would go to the log; true when it has.
+    void SetTakeLine(std::function<bool(const std::string& line)> take) { takeLine = std::move(take); }
+    // A line for the log; it waits until the log is open.
+    void WriteLine(const std::string& text);
+
   private:
     DomainFile& File(const std::string& application, UserScope user);
-    void Log(const std::string& text);
     void WriteWaitingLines();
 
     Paths paths;
     DurabilityCalls calls;
     Unparsable unparsable;
+    std::function<bool(const std::string& line)> takeLine;
     std::map<std::pair<std::string, UserScope>, DomainFile> files;
     std::vector<std::string> waitingLines;
 };
