@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,10 +36,16 @@ void Serve() {
                                                          static_cast<std::uint8_t>(port), false};
     }
     backend.Publish(endpoints);
-    engine.PostRoutes(std::move(table));
-    if (!backend.IsRunning()) {
-        Fail(backend.Problem().c_str());
+    const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!backend.IsRunning() || !backend.IsTakenUp()) {
+        if (std::chrono::steady_clock::now() > latest) {
+            Fail(backend.Problem().c_str());
+        }
+        pollfd event{backend.EventDescriptor(), POLLIN, 0};
+        ::poll(&event, 1, 10);
+        backend.HandleEvents();
     }
+    engine.PostRoutes(std::move(table));
     std::printf("ready\n");
     std::fflush(stdout);
     char ignored = 0;
@@ -136,13 +143,20 @@ void Client::Connect(jack_client_t* client, const std::string& from, const std::
     }
 }
 
-void StartServer() {
+void StartServer(bool isSynchronous) {
     if (const std::string reason = JackTestServer::WhyNot(); !reason.empty()) {
         Fail(reason.c_str());
     }
-    if (!JackTestServer::Instance().Start()) {
+    JackTestServer& server = JackTestServer::Instance();
+    server.End();
+    server.SetSynchronous(isSynchronous);
+    if (!server.Start()) {
         Fail("the JACK server does not start");
     }
+    std::printf("JACK server: %s\n", isSynchronous
+                                         ? "synchronous (jackd -S): each cycle waits for every program"
+                                         : "asynchronous, as most run: no cycle waits for a program");
+    std::fflush(stdout);
 }
 
 }  // namespace vexil::bench

@@ -52,7 +52,9 @@ class Client {
     jack_client_t* client;
 };
 
-// The server of this process, started.
-void StartServer();
+// The server of this process, started anew; prints one line that says how it runs. A synchronous one waits in
+// each cycle for every program, so that nothing is lost on a busy computer; an asynchronous one waits for
+// nobody.
+void StartServer(bool isSynchronous);
 
 }  // namespace vexil::bench

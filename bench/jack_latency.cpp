@@ -1,7 +1,9 @@
 // How long a message takes from one music program to another on JACK: through a port of the service, and by a
 // direct connection of the same two programs, in the same cycles. Once in the frames of JACK, which is when
-// it sounds, and once by the clock, from the writer's callback to the reader's. The exit status is 1 when the
-// way through the service takes more than one period longer, at the median or at the 99th percentile.
+// it sounds, and once by the clock, from the writer's callback to the reader's. First on a synchronous
+// server, then on an asynchronous one. The exit status is 1 when the way through the service takes more than
+// one period longer, at the median or at the 99th percentile, or when a message is lost on a synchronous
+// server; an asynchronous one may lose some of any program that is late, so they are only counted there.
 #include <jack/midiport.h>
 
 #include <algorithm>
@@ -118,7 +120,7 @@ bool Compare(const char* what, const std::vector<double>& direct, const std::vec
 
 // The direct way and that through the service, measured together. The reader of each is a program of its own,
 // or both are the writer itself, so that the ways are rings.
-bool Measure(bool isRing) {
+bool Measure(bool isRing, bool mayLose) {
     Program writer;
     std::array<Program, 2> readers;
     std::array<Way, 2> ways;  // direct, through the service
@@ -155,20 +157,24 @@ bool Measure(bool isRing) {
     bool isMet = Compare("in frames", ways[0].inFrames, ways[1].inFrames);
     isMet = Compare("by clock", ways[0].byClock, ways[1].byClock) && isMet;
     const auto written = static_cast<std::size_t>(writer.sequence);
-    if (written == 0 || ways[0].inFrames.size() != written || ways[1].inFrames.size() != written) {
-        std::printf("heard directly %zu, through the service %zu: MISSED\n", ways[0].inFrames.size(),
-                    ways[1].inFrames.size());
-        isMet = false;
-    }
-    return isMet;
+    const std::size_t heard = std::min(ways[0].inFrames.size(), ways[1].inFrames.size());
+    const bool isWhole = written != 0 && (mayLose ? heard != 0 : heard == written);
+    std::printf("heard      directly %zu, through the service %zu, of %zu   %s\n", ways[0].inFrames.size(),
+                ways[1].inFrames.size(), written, isWhole ? (mayLose ? "no bound" : "met") : "MISSED");
+    return isMet && isWhole;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
     ServiceProcess::ServeIfAsked(count, arguments);
-    StartServer();
-    const ServiceProcess service;
-    const bool isMet = Measure(false);
-    return Measure(true) && isMet ? 0 : 1;
+    bool isMet = true;
+    for (const bool isSynchronous : {true, false}) {
+        StartServer(isSynchronous);
+        const ServiceProcess service;
+        for (const bool isRing : {false, true}) {
+            isMet = Measure(isRing, !isSynchronous) && isMet;
+        }
+    }
+    return isMet ? 0 : 1;
 }

@@ -89,7 +89,7 @@ double Load(const ServiceProcess& service, std::chrono::seconds duration) {
 int main(int count, char** arguments) {
     ServiceProcess::ServeIfAsked(count, arguments);
     const std::chrono::seconds duration(count == 2 ? std::atoi(arguments[1]) : 60);
-    StartServer();
+    StartServer(true);
     const ServiceProcess service;
     Writer writer;
     Reader reader;

@@ -40,7 +40,7 @@ int Serve(const ServiceArguments& arguments) {
             paths.standInRuntime.c_str());
     }
     std::string problem;
-    const std::unique_ptr<ControlListener> listener = ControlListener::Open(paths, problem);
+    std::unique_ptr<ControlListener> listener = ControlListener::Open(paths, problem);
     if (!listener) {
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
@@ -54,7 +54,14 @@ int Serve(const ServiceArguments& arguments) {
     PlistPreferenceDomains preferences(paths);
     DriverService service({preferences, engine, *backend, LookUpThisComputer, DriverService::Clock::now});
     service.SetControlPath(listener->Path());
-    return RunService(signals, *listener, *backend, service) ? 0 : kFailure;
+    const int result = RunService(signals, *listener, *backend, service) ? 0 : kFailure;
+    if (backend->IsStuck()) {
+        listener.reset();
+        LogPrintf("The MIDI system does not answer; the service ends without its leave.\n");
+        // A thread that may touch all of this is still there.
+        _exit(result);
+    }
+    return result;
 }
 
 }  // namespace

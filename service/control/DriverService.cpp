@@ -120,7 +120,7 @@ int DriverService::Timeout() const {
 }
 
 void DriverService::BeginStop() {
-    stopBy = parts.now() + kLongestRelease;
+    stopBy = parts.now() + kLongestLastRelease;
     // Nobody would release what programs still play.
     RouteTable closed = engineControl.Routes();
     closed.routes = {};

@@ -44,6 +44,8 @@ class DriverService : public ControlServer::Mediator {
     // A MIDI system that gets no processor for a while releases what sounds a while later; only one that
     // hangs is given up.
     static constexpr std::chrono::milliseconds kLongestRelease{2000};
+    // And before the end: with the end of the MIDI system's back end, 3 s after the signal at the latest.
+    static constexpr std::chrono::milliseconds kLongestLastRelease{1500};
     // Endpoints that come into sight between two looks at what clients want.
     static constexpr std::size_t kPublishedAtOnce = 8;
 
@@ -65,7 +67,7 @@ class DriverService : public ControlServer::Mediator {
 
     // Begins to end: everything that sounds is released, and nothing is heard any more.
     void BeginStop();
-    // It has been, or kLongestRelease is over.
+    // It has been, or kLongestLastRelease is over.
     bool MayStop() const;
     // Ends the MIDI system.
     void Stop();

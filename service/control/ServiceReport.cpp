@@ -83,17 +83,23 @@ void ServiceReport::TestClosed(int port) const {
 void ServiceReport::Backend(const MidiBackend& backend) {
     const bool isRunning = backend.IsRunning();
     std::string problem = backend.Problem();
+    std::string realtime = backend.RealtimeProblem();
+    if (problem.ends_with(kIsBeingStarted)) {
+        return;
+    }
     if (isRunning && !backendWasRunning) {
         Line("Music programs see the ports (" + std::string(backend.Name()) + ").");
-        const std::string realtime = backend.RealtimeProblem();
-        if (!realtime.empty()) {
-            Line("MIDI may come late: no realtime priority. " + realtime);
-        }
     } else if (!isRunning && (backendWasRunning || problem != backendProblem)) {
         Line("Music programs do not see the ports. " + problem);
+    } else if (isRunning && problem != backendProblem) {
+        Line(problem.empty() ? "The MIDI system answers again." : problem);
+    }
+    if (!realtime.empty() && realtime != backendRealtime) {
+        Line("MIDI may come late: no realtime priority. " + realtime);
     }
     backendWasRunning = isRunning;
     backendProblem = std::move(problem);
+    backendRealtime = std::move(realtime);
 }
 
 void ServiceReport::Line(const std::string& text) const {

@@ -40,6 +40,7 @@ class ServiceReport {
     std::array<std::string, kMaxPorts> ways;  // what was last said of each output
     bool backendWasRunning = false;
     std::string backendProblem;
+    std::string backendRealtime;
 };
 
 }  // namespace vexil

@@ -34,6 +34,7 @@ class FaultyMidiBackend : public MidiBackend {
         toStart = nullptr;
         inner.Stop();
     }
+    bool IsStuck() const override { return inner.IsStuck(); }
     bool IsRunning() const override { return inner.IsRunning(); }
     std::string Problem() const override { return toStart != nullptr ? problem : inner.Problem(); }
     bool CanHide() const override { return inner.CanHide(); }

@@ -82,6 +82,7 @@ class MemoryMidiBackend : public MidiBackend {
         running = false;
         nodes.clear();
     }
+    bool IsStuck() const override { return false; }
     bool IsRunning() const override { return running; }
     std::string Problem() const override {
         return running ? "" : engine == nullptr ? "It is not started." : "The MIDI system in memory is away.";

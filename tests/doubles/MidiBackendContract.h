@@ -7,6 +7,8 @@
 //   std::unique_ptr<MidiProgram> NewProgram();   an independent program; the system is there
 //   void LoseSystem();          the MIDI system dies; no program is open
 //   void ReturnSystem();
+// and, where the system takes up what is published after Publish has returned:
+//   bool IsTakenUp();           it has
 //
 // A subject that cannot be made on this machine calls GTEST_SKIP in SetUp(), which it supplies as well.
 #pragma once
@@ -60,6 +62,13 @@ class BackendFixture : public ::testing::Test {
     }
     static std::vector<Endpoint> Both(int port, const std::string& name) {
         return {{port, true, name + " out", false}, {port, false, name + " in", false}};
+    }
+    // Publishes; returns when the system has taken it up. A subject that takes its time says when.
+    void Publish(const std::vector<Endpoint>& endpoints) {
+        Backend().Publish(endpoints);
+        if constexpr (requires { subject->IsTakenUp(); }) {
+            EXPECT_TRUE(Eventually([&] { return subject->IsTakenUp(); }));
+        }
     }
     // Output `from` is heard at input `to`, for each pair.
     bool PostWays(const std::vector<std::pair<int, int>>& ways) {
@@ -247,14 +256,14 @@ class MidiTransportContract : public BackendFixture<Subject> {
 TYPED_TEST_SUITE_P(MidiTransportContract);
 
 TYPED_TEST_P(MidiTransportContract, EndpointsAreListedOnTheirSide) {
-    this->Backend().Publish({{0, true, "Piano", false}, {3, false, "Strings", false}});
+    this->Publish({{0, true, "Piano", false}, {3, false, "Strings", false}});
     MidiProgram& program = this->Program();
     EXPECT_TRUE(this->Listed(program, true, {this->AddressOf(0, true)}));
     EXPECT_TRUE(this->Listed(program, false, {this->AddressOf(3, false)}));
 }
 
 TYPED_TEST_P(MidiTransportContract, TheAddressHasTheName) {
-    this->Backend().Publish({{0, true, "B\xC3\xBChne 1", false}});
+    this->Publish({{0, true, "B\xC3\xBChne 1", false}});
     EXPECT_THAT(this->AddressOf(0, true), ::testing::HasSubstr("B\xC3\xBChne 1"));
 }
 
@@ -264,7 +273,7 @@ TYPED_TEST_P(MidiTransportContract, EqualNamesGetAddressesOfTheirOwn) {
         endpoints.push_back({port, true, "Same", false});
         endpoints.push_back({port, false, "Same", false});
     }
-    this->Backend().Publish(endpoints);
+    this->Publish(endpoints);
     std::set<std::string> addresses;
     for (const PublishedEndpoint& endpoint : this->Backend().Published()) {
         EXPECT_EQ(endpoint.problem, "");
@@ -283,11 +292,11 @@ TYPED_TEST_P(MidiTransportContract, AnyNameIsPublished) {
     for (int byte = 1; byte < 256; ++byte) {
         everyByte += static_cast<char>(byte);
     }
-    this->Backend().Publish({{0, true, everyByte, false},
-                             {1, true, std::string(2000, 'x'), false},
-                             {2, true, "", false},
-                             {3, true, "a:b/c", false},
-                             {4, true, ":", false}});
+    this->Publish({{0, true, everyByte, false},
+                   {1, true, std::string(2000, 'x'), false},
+                   {2, true, "", false},
+                   {3, true, "a:b/c", false},
+                   {4, true, ":", false}});
     for (const PublishedEndpoint& endpoint : this->Backend().Published()) {
         EXPECT_EQ(endpoint.problem, "") << endpoint.port;
         EXPECT_NE(endpoint.address, "") << endpoint.port;
@@ -297,33 +306,32 @@ TYPED_TEST_P(MidiTransportContract, AnyNameIsPublished) {
 }
 
 TYPED_TEST_P(MidiTransportContract, HiddenEndpointsAreNotListed) {
-    this->Backend().Publish(
-        {{0, true, "Hidden", true}, {0, false, "Hidden too", true}, {1, true, "Shown", false}});
+    this->Publish({{0, true, "Hidden", true}, {0, false, "Hidden too", true}, {1, true, "Shown", false}});
     MidiProgram& program = this->Program();
     EXPECT_TRUE(this->Listed(program, true, {this->AddressOf(1, true)}));
     EXPECT_TRUE(this->Listed(program, false, {}));
 }
 
 TYPED_TEST_P(MidiTransportContract, AHiddenEndpointIsThereWhereItCanBeHidden) {
-    this->Backend().Publish({{0, true, "Piano", false}});
+    this->Publish({{0, true, "Piano", false}});
     this->Writer(0);
     ASSERT_TRUE(this->Connected(0, true, 1));
-    this->Backend().Publish({{0, true, "Piano", true}});
+    this->Publish({{0, true, "Piano", true}});
     EXPECT_EQ(this->Backend().CanHide(), this->Backend().Published()[0].problem.empty());
     EXPECT_TRUE(this->Connected(0, true, this->Backend().CanHide() ? 1 : 0));
 }
 
 TYPED_TEST_P(MidiTransportContract, AnEndpointCanBeHiddenAndShownAgain) {
-    this->Backend().Publish({{0, true, "Piano", false}});
-    this->Backend().Publish({{0, true, "Piano", true}});
+    this->Publish({{0, true, "Piano", false}});
+    this->Publish({{0, true, "Piano", true}});
     MidiProgram& program = this->Program();
     EXPECT_TRUE(this->Listed(program, true, {}));
-    this->Backend().Publish({{0, true, "Piano", false}});
+    this->Publish({{0, true, "Piano", false}});
     EXPECT_TRUE(this->Listed(program, true, {this->AddressOf(0, true)}));
 }
 
 TYPED_TEST_P(MidiTransportContract, WhatIsWrittenArrivesWhereTheRouteLeads) {
-    this->Backend().Publish({{0, true, "a", false}, {7, false, "b", false}, {8, false, "c", false}});
+    this->Publish({{0, true, "a", false}, {7, false, "b", false}, {8, false, "c", false}});
     ASSERT_TRUE(this->PostWays({{0, 7}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(7);
@@ -336,7 +344,7 @@ TYPED_TEST_P(MidiTransportContract, WhatIsWrittenArrivesWhereTheRouteLeads) {
 }
 
 TYPED_TEST_P(MidiTransportContract, EveryMessageOfMidiIsCarried) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -369,7 +377,7 @@ TYPED_TEST_P(MidiTransportContract, EveryMessageOfMidiIsCarried) {
 }
 
 TYPED_TEST_P(MidiTransportContract, ALongSystemExclusiveArrivesWhole) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -389,7 +397,7 @@ TYPED_TEST_P(MidiTransportContract, ALongSystemExclusiveArrivesWhole) {
 }
 
 TYPED_TEST_P(MidiTransportContract, ManyMessagesArriveInTheirOrder) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -404,7 +412,7 @@ TYPED_TEST_P(MidiTransportContract, ManyMessagesArriveInTheirOrder) {
 }
 
 TYPED_TEST_P(MidiTransportContract, SeveralWritersOfOneOutputAreMerged) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& reader = this->Reader(0);
     constexpr int kWriters = 3;
@@ -433,7 +441,7 @@ TYPED_TEST_P(MidiTransportContract, SeveralWritersOfOneOutputAreMerged) {
 }
 
 TYPED_TEST_P(MidiTransportContract, SeveralReadersOfOneInputHearTheSame) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& first = this->Reader(0);
@@ -445,7 +453,7 @@ TYPED_TEST_P(MidiTransportContract, SeveralReadersOfOneInputHearTheSame) {
 }
 
 TYPED_TEST_P(MidiTransportContract, ConnectionsAreCounted) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     EXPECT_EQ(this->ConnectionsOf(0, true), 0);
     MidiProgram& writer = this->Writer(0);
     EXPECT_TRUE(this->Connected(0, true, 1));
@@ -457,11 +465,11 @@ TYPED_TEST_P(MidiTransportContract, ConnectionsAreCounted) {
 }
 
 TYPED_TEST_P(MidiTransportContract, ARenamedEndpointKeepsItsConnections) {
-    this->Backend().Publish({{0, true, "Old out", false}, {0, false, "Old in", false}});
+    this->Publish({{0, true, "Old out", false}, {0, false, "Old in", false}});
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
-    this->Backend().Publish({{0, true, "New out", false}, {0, false, "New in", false}});
+    this->Publish({{0, true, "New out", false}, {0, false, "New in", false}});
     EXPECT_THAT(this->AddressOf(0, true), ::testing::HasSubstr("New out"));
     if (this->NewNamesAreListed()) {
         EXPECT_TRUE(this->Listed(this->Program(), true, {this->AddressOf(0, true)}));
@@ -474,10 +482,10 @@ TYPED_TEST_P(MidiTransportContract, ARenamedEndpointKeepsItsConnections) {
 }
 
 TYPED_TEST_P(MidiTransportContract, EndpointsCanTradeNames) {
-    this->Backend().Publish({{0, true, "A", false}, {1, true, "B", false}});
+    this->Publish({{0, true, "A", false}, {1, true, "B", false}});
     this->Writer(0);
     ASSERT_TRUE(this->Connected(0, true, 1));
-    this->Backend().Publish({{0, true, "B", false}, {1, true, "A", false}});
+    this->Publish({{0, true, "B", false}, {1, true, "A", false}});
     EXPECT_TRUE(this->Connected(0, true, 1));
     EXPECT_EQ(this->ConnectionsOf(1, true), 0);
     EXPECT_TRUE(this->AddressOf(0, true).ends_with("B")) << this->AddressOf(0, true);
@@ -485,13 +493,12 @@ TYPED_TEST_P(MidiTransportContract, EndpointsCanTradeNames) {
 }
 
 TYPED_TEST_P(MidiTransportContract, OtherEndpointsKeepTheirConnections) {
-    this->Backend().Publish(this->Both(0, "Stays"));
+    this->Publish(this->Both(0, "Stays"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
-    this->Backend().Publish(
-        {{1, true, "New", false}, {0, false, "Stays in", false}, {0, true, "Stays out", false}});
-    this->Backend().Publish(this->Both(0, "Stays"));
+    this->Publish({{1, true, "New", false}, {0, false, "Stays in", false}, {0, true, "Stays out", false}});
+    this->Publish(this->Both(0, "Stays"));
     EXPECT_TRUE(this->Connected(0, true, 1));
     EXPECT_TRUE(this->Connected(0, false, 1));
     writer.Write({0xC0, 4});
@@ -499,25 +506,25 @@ TYPED_TEST_P(MidiTransportContract, OtherEndpointsKeepTheirConnections) {
 }
 
 TYPED_TEST_P(MidiTransportContract, AWithdrawnEndpointIsNotListed) {
-    this->Backend().Publish({{0, true, "a", false}, {1, true, "b", false}});
-    this->Backend().Publish({{1, true, "b", false}});
+    this->Publish({{0, true, "a", false}, {1, true, "b", false}});
+    this->Publish({{1, true, "b", false}});
     EXPECT_TRUE(this->Listed(this->Program(), true, {this->AddressOf(1, true)}));
 }
 
 TYPED_TEST_P(MidiTransportContract, TheReleaseOfAHeldNoteArrivesBeforeItsInputIsWithdrawn) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
     writer.Write({0x90, 60, 100});
     ASSERT_EQ(this->Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
     ASSERT_TRUE(this->PostWays({}));
-    this->Backend().Publish({});
+    this->Publish({});
     EXPECT_THAT(this->Hear(reader, 3), ::testing::ElementsAre(0x80, 60, ::testing::_));
 }
 
 TYPED_TEST_P(MidiTransportContract, TheReleaseOfAHeldNoteArrivesBeforeTheEnd) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -532,7 +539,7 @@ TYPED_TEST_P(MidiTransportContract, TheReleaseOfAHeldNoteArrivesBeforeTheEnd) {
 }
 
 TYPED_TEST_P(MidiTransportContract, AWriterThatDisconnectsHoldsNoNote) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -543,7 +550,7 @@ TYPED_TEST_P(MidiTransportContract, AWriterThatDisconnectsHoldsNoNote) {
 }
 
 TYPED_TEST_P(MidiTransportContract, AWriterThatClosesHoldsNoNote) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& writer = this->Writer(0);
     MidiProgram& reader = this->Reader(0);
@@ -554,7 +561,7 @@ TYPED_TEST_P(MidiTransportContract, AWriterThatClosesHoldsNoNote) {
 }
 
 TYPED_TEST_P(MidiTransportContract, AProgramThatComesAgainBeginsAnew) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     MidiProgram& reader = this->Reader(0);
     for (int round = 0; round < 3; ++round) {
@@ -567,7 +574,7 @@ TYPED_TEST_P(MidiTransportContract, AProgramThatComesAgainBeginsAnew) {
 }
 
 TYPED_TEST_P(MidiTransportContract, TheLossOfTheSystemIsToldOf) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     this->subject->LoseSystem();
     ASSERT_TRUE(this->Eventually([&] { return !this->Backend().IsRunning(); }));
     EXPECT_NE(this->Backend().Problem(), "");
@@ -581,7 +588,7 @@ TYPED_TEST_P(MidiTransportContract, TheLossOfTheSystemIsToldOf) {
 }
 
 TYPED_TEST_P(MidiTransportContract, WhatSoundedWhenTheSystemWentIsForgotten) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     {
         MidiProgram& writer = this->Writer(0);
@@ -601,7 +608,7 @@ TYPED_TEST_P(MidiTransportContract, WhatSoundedWhenTheSystemWentIsForgotten) {
 }
 
 TYPED_TEST_P(MidiTransportContract, TheReturnOfTheSystemBringsEverythingBack) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     ASSERT_TRUE(this->PostWays({{0, 0}}));
     for (int round = 0; round < 2; ++round) {
         this->subject->LoseSystem();
@@ -623,7 +630,7 @@ TYPED_TEST_P(MidiTransportContract, TheReturnOfTheSystemBringsEverythingBack) {
 }
 
 TYPED_TEST_P(MidiTransportContract, ItCanBeStoppedWhileTheSystemIsAway) {
-    this->Backend().Publish(this->Both(0, "Port"));
+    this->Publish(this->Both(0, "Port"));
     this->subject->LoseSystem();
     ASSERT_TRUE(this->Eventually([&] { return !this->Backend().IsRunning(); }));
     this->Backend().Stop();

@@ -27,6 +27,7 @@ class AlsaBackend final : public MidiBackend {
     const char* Name() const override { return "alsa"; }
     void Start(Engine& served) override;
     void Stop() override;
+    bool IsStuck() const override { return false; }
     bool IsRunning() const override { return thread != nullptr; }
     std::string Problem() const override { return problem; }
     bool CanHide() const override { return true; }

@@ -42,10 +42,11 @@ std::size_t PackedSize(std::size_t size) {
 
 }  // namespace
 
-JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDescriptor)
+JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDescriptor, JackPulse& jackPulse)
     : engine(served),
       client(jackClient),
       wake(wakeDescriptor),
+      pulse(jackPulse),
       isPipeWire(RunsOnPipeWire()),
       clock(jack_get_sample_rate(jackClient), Now()) {}
 
@@ -73,6 +74,7 @@ void JackProcess::Disconnected(const jack_port_t* jackPort) {
 }
 
 int JackProcess::Cycle(jack_nframes_t frames) {
+    pulse.Cycle();
     clock.Begin(jack_last_frame_time(client), frames);
     PrepareInputs(frames);
     engine.TakeCommands(clock.Start());

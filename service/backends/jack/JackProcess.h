@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "service/backends/jack/FrameClock.h"
+#include "service/backends/jack/JackPulse.h"
 #include "service/engine/Engine.h"
 
 namespace vexil {
@@ -20,7 +21,7 @@ namespace vexil {
 class JackProcess : private EngineSink {
   public:
     // `wakeDescriptor` is an eventfd that is raised when messages were lost.
-    JackProcess(Engine& engine, jack_client_t* client, int wakeDescriptor);
+    JackProcess(Engine& engine, jack_client_t* client, int wakeDescriptor, JackPulse& jackPulse);
     JackProcess(const JackProcess&) = delete;
     JackProcess& operator=(const JackProcess&) = delete;
 
@@ -56,6 +57,7 @@ class JackProcess : private EngineSink {
     Engine& engine;
     jack_client_t* client;
     int wake;
+    JackPulse& pulse;
     const bool isPipeWire;
 
     Ports outputs{};

@@ -13,6 +13,7 @@ class NoneBackend : public MidiBackend {
     const char* Name() const override { return "none"; }
     void Start(Engine&) override {}
     void Stop() override {}
+    bool IsStuck() const override { return false; }
     bool IsRunning() const override { return false; }
     std::string Problem() const override;
     bool CanHide() const override { return true; }

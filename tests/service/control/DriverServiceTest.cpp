@@ -475,10 +475,10 @@ TEST_F(DriverServiceTest, WhatIsPlayedWhileItEndsIsHeardByNobody) {
     EXPECT_THAT(listener->Read(), IsEmpty());
 }
 
-TEST_F(DriverServiceTest, EndsAfterTwoSecondsWhereTheMidiSystemHangs) {
+TEST_F(DriverServiceTest, EndsAfterAMomentWhereTheMidiSystemHangs) {
     Start();
     service.BeginStop();
-    now += 1999ms;
+    now += DriverService::kLongestLastRelease - 1ms;
     EXPECT_FALSE(service.MayStop());
     now += 1ms;
     EXPECT_TRUE(service.MayStop());

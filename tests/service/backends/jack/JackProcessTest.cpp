@@ -25,7 +25,7 @@ class JackProcessTest : public ::testing::Test {
         ASSERT_TRUE(JackTestServer::Instance().Start());
         client = jack_client_open("cycles", JackNoStartServer, nullptr);
         ASSERT_NE(client, nullptr);
-        process = std::make_unique<JackProcess>(engine, client, wake);
+        process = std::make_unique<JackProcess>(engine, client, wake, pulse);
     }
     void TearDown() override {
         if (client != nullptr) {
@@ -47,6 +47,7 @@ class JackProcessTest : public ::testing::Test {
 
     const int wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     Engine engine;
+    JackPulse pulse;
     jack_client_t* client = nullptr;  // never active: the test runs the cycles
     std::unique_ptr<JackProcess> process;
 };

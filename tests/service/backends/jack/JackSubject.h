@@ -30,6 +30,7 @@ struct JackSubject {
             backend.HandleEvents();
         }
     }
+    bool IsTakenUp() const { return backend.IsTakenUp(); }
     std::unique_ptr<MidiProgram> NewProgram() { return std::make_unique<JackProgram>(); }
     void LoseSystem() { server.Kill(); }
     void ReturnSystem() { ASSERT_TRUE(server.Start()); }

@@ -176,10 +176,15 @@ void JackTestServer::End() {
     Signal(SIGTERM);
 }
 
-void JackTestServer::Signal(int number) {
+void JackTestServer::Send(int number) {
     for (const pid_t process : processes) {
         ::kill(process, number);
     }
+}
+
+void JackTestServer::Signal(int number) {
+    Send(number);
+    Send(SIGCONT);
     for (const pid_t process : processes) {
         ::waitpid(process, nullptr, 0);
     }

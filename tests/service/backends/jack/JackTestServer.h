@@ -2,6 +2,7 @@
 // runs on PipeWire's libjack. Nothing of another server of this computer is touched.
 #pragma once
 
+#include <signal.h>
 #include <sys/types.h>
 
 #include <string>
@@ -26,6 +27,9 @@ class JackTestServer {
     bool Start();
     // Kills it without warning.
     void Kill();
+    // It stands still until Resume, and does not answer.
+    void Pause() { Send(SIGSTOP); }
+    void Resume() { Send(SIGCONT); }
     // Ends it as a user does.
     void End();
 
@@ -33,6 +37,7 @@ class JackTestServer {
     JackTestServer();
     void SpawnServer();
     void Spawn(const std::vector<std::string>& command);
+    void Send(int number);
     void Signal(int number);
 
     bool synchronous = true;

@@ -1,0 +1,133 @@
+// The service as one client of a JACK server, from its opening to its closing: registers, renames and
+// withdraws its ports. JACK's process thread is the engine thread while it is active.
+//
+// Each operation waits for JACK as long as JACK takes, without limit. One thread, that of JackControlThread;
+// JACK's own threads only raise flags.
+#pragma once
+
+#include <jack/jack.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "service/backends/Endpoint.h"
+#include "service/backends/MidiBackend.h"
+#include "service/backends/jack/JackProcess.h"
+#include "service/backends/jack/JackPulse.h"
+
+namespace vexil {
+
+inline constexpr const char* kJackClientName = "vexil3";
+
+class JackSession {
+  public:
+    // A client that does not take part in cycles yet. `wakeDescriptor` is an eventfd, raised when Continue
+    // has something to do. Null, with a sentence in `problem`, when there is no server or it does not take
+    // one.
+    static std::unique_ptr<JackSession> Open(Engine& engine, int wakeDescriptor, JackPulse& pulse,
+                                             std::string& problem);
+    // Ends and joins JACK's threads of this client, also when the server has gone.
+    ~JackSession();
+    JackSession(const JackSession&) = delete;
+    JackSession& operator=(const JackSession&) = delete;
+
+    // Takes part in cycles: the process thread drives the engine from now on. False when JACK does not let
+    // it.
+    bool Activate();
+    bool IsActive() const { return isActive; }
+    // The server has gone; nothing but the destructor is of use any more.
+    bool HasGone() const { return serverHasGone; }
+
+    // Replaces the set of endpoints, as MidiBackend::Publish.
+    void Publish(const std::vector<Endpoint>& endpoints);
+    // When to call Continue, in milliseconds from now; -1: when `wakeDescriptor` is raised.
+    int Timeout() const;
+    // Goes on with what Publish has begun.
+    void Continue();
+    // Everything that Publish asked for has been done or refused.
+    bool IsSettled() const { return leaving.empty(); }
+    // Until what was delivered has been read, 500 ms at most.
+    void WaitUntilRead() const;
+
+    // One for each endpoint that is shown, in the order of Publish.
+    std::vector<PublishedEndpoint> Published() const;
+    std::string RealtimeProblem() const;
+    // Messages that JACK had no room for, since the last call.
+    std::uint64_t TakeLost() { return process ? process->TakeLost() : 0; }
+
+  private:
+    // One side of one port of the service.
+    struct Side {
+        jack_port_t* port = nullptr;  // JACK's; null: there is none
+        std::string name;             // by which JACK knows it, without the client's
+        std::string problem;          // why there is none, although it is wanted
+    };
+    // What a side that is to go is waited for: an input until its readers have heard all, then until it is
+    // empty; either then until the process thread does not use it any more.
+    enum class Step : std::uint8_t { Heard, Empty, Unused };
+    // A side that is to go. JACK has it until it has taken the last step.
+    struct Leaving {
+        int port = 0;
+        bool output = false;
+        jack_port_t* jackPort = nullptr;
+        std::string name;
+        Step step = Step::Heard;
+        unsigned since = 0;                            // JackProcess::Cycles() at its beginning
+        unsigned cycles = 0;                           // that have to end from then on
+        std::chrono::steady_clock::time_point latest;  // it is waited for no longer
+    };
+    // What JACK is to have: a side and its name, which is legal and no other's.
+    struct Wanted {
+        int port;
+        bool output;
+        std::string name;
+    };
+
+    JackSession(Engine& engine, jack_client_t* jackClient, int wakeDescriptor, JackPulse& jackPulse);
+
+    Side& SideOf(int port, bool output) { return sides[output ? 1 : 0][static_cast<std::size_t>(port)]; }
+    const Side& SideOf(int port, bool output) const {
+        return sides[output ? 1 : 0][static_cast<std::size_t>(port)];
+    }
+
+    void MakeVisible();
+    bool IsVisible(int port, bool output) const;
+    void TakeUpEndpoints();
+    void BringBack();
+    void Withdraw();
+    unsigned CyclesUntilReleased() const;
+    void Begin(Step step, Leaving& side) const;
+    bool MayGoOn(const Leaving& side) const;
+    void Unregister(const Leaving& side);
+    std::set<std::string> LeavingNames() const;
+    std::set<std::string> NamesInUse() const;
+    void Rename();
+    bool Rename(Side& side, const std::string& name);
+    void Register();
+
+    // JACK's threads.
+    static void Shutdown(void* session);
+    static void ShutdownWithReason(jack_status_t code, const char* reason, void* session);
+    static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session);
+    static int Process(jack_nframes_t frames, void* session);
+
+    jack_client_t* client;
+    const int wake;
+    JackPulse& pulse;
+    const std::string address;  // that all its ports' names begin with
+    std::atomic<bool> serverHasGone{false};
+    std::unique_ptr<JackProcess> process;
+    bool isActive = false;
+    std::vector<Endpoint> wanted;
+    std::vector<Wanted> visible;
+    std::array<std::array<Side, kMaxPorts>, 2> sides;
+    std::vector<Leaving> leaving;
+};
+
+}  // namespace vexil
