@@ -1,6 +1,6 @@
-# The Debian packages vexil3 and vexil3d. packaging/make-packages configures for them and makes them.
-set(components vexil3 vexil3d)
-set(VEXIL_PACKAGE_RELEASE 1 CACHE STRING "Release of the packages of this version")
+# The Debian packages vexil3, vexil3d and vexil3d-system. packaging/make-packages configures for them and makes them.
+set(components vexil3 vexil3d vexil3d-system)
+set(VEXIL_PACKAGE_RELEASE 2 CACHE STRING "Release of the packages of this version")
 foreach(component ${components})
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${component})
   install(FILES debian/copyright DESTINATION ${documents} COMPONENT ${component})
@@ -15,7 +15,9 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_NAME vexil3)
 set(CPACK_PACKAGE_VENDOR "The Vexil III developers")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+# The prefix that the units are told is the one on the user's computer, not the folder in which a package is put together.
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 # What a maintainer made as root or not: the same permissions.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -43,24 +45,50 @@ carries MIDI within one computer.")
 
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_NAME vexil3d)
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SECTION sound)
-set(CPACK_DEBIAN_VEXIL3D_PACKAGE_DEPENDS
-  "systemd | systemd-standalone-sysusers | systemd-sysusers, systemd | systemd-standalone-tmpfiles | systemd-tmpfiles")
-set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SUGGESTS "vexil3")
-set(CPACK_DEBIAN_VEXIL3D_PACKAGE_CONTROL_EXTRA "${CMAKE_CURRENT_BINARY_DIR}/control/postinst;\
-${CMAKE_CURRENT_BINARY_DIR}/control/prerm;${CMAKE_CURRENT_BINARY_DIR}/control/postrm;\
-${CMAKE_CURRENT_BINARY_DIR}/control/conffiles")
+# Its user managers start the driver; whoever has none starts it by hand.
+set(CPACK_DEBIAN_VEXIL3D_PACKAGE_RECOMMENDS "systemd")
+set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SUGGESTS "vexil3, vexil3d-system")
 set(CPACK_COMPONENT_VEXIL3D_DESCRIPTION "driver for MIDI over the local network
 Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.
 
-This is the driver as a service, with a command line for computers without
-a screen. This version carries MIDI within one computer. The package vexil3
-has the control panel.")
-foreach(script postinst prerm postrm)
-  configure_file(debian/vexil3d.${script} control/${script} COPYONLY
-    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+This is the driver, which starts with each user's session and uses the MIDI
+system that the user has, with a command line for computers without a screen.
+This version carries MIDI within one computer. The package vexil3 has the
+control panel.")
+
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_NAME vexil3d-system)
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_DEPENDS "vexil3d (= ${PROJECT_VERSION}-${VEXIL_PACKAGE_RELEASE}),\
+ systemd | systemd-standalone-sysusers | systemd-sysusers, systemd | systemd-standalone-tmpfiles | systemd-tmpfiles")
+# Until then the driver for all users was the only one, in the package vexil3d.
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_BREAKS "vexil3d (<< 3.3.900-2~)")
+set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_REPLACES "vexil3d (<< 3.3.900-2~)")
+set(CPACK_COMPONENT_VEXIL3D-SYSTEM_DESCRIPTION "one MIDI driver for all users of the computer
+Vexil III carries MIDI between the computers of a local network. Its driver
+offers 64 virtual MIDI ports to every music program.
+
+With this package one driver starts with the computer, in place of each
+user's own. It uses the ALSA sequencer. Members of the group vexil3 share one
+configuration.")
+
+foreach(component vexil3d vexil3d-system)
+  string(TOUPPER ${component} upper)
+  file(GLOB scripts CONFIGURE_DEPENDS debian/${component}.preinst debian/${component}.postinst debian/${component}.prerm
+    debian/${component}.postrm debian/${component}.conffiles)
+  set(control "")
+  foreach(script ${scripts})
+    get_filename_component(kind ${script} LAST_EXT)
+    string(SUBSTRING ${kind} 1 -1 kind)
+    set(permissions OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    if(NOT kind STREQUAL "conffiles")
+      list(APPEND permissions OWNER_EXECUTE GROUP_EXECUTE WORLD_EXECUTE)
+    endif()
+    configure_file(${script} control/${component}/${kind} COPYONLY FILE_PERMISSIONS ${permissions})
+    list(APPEND control ${CMAKE_CURRENT_BINARY_DIR}/control/${component}/${kind})
+  endforeach()
+  set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA "${control}")
 endforeach()
-configure_file(debian/vexil3d.conffiles control/conffiles COPYONLY
-  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 
 include(CPack)

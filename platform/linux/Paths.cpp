@@ -46,6 +46,10 @@ bool FolderExists(const std::string& path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+bool MayWriteTo(const std::string& folder) {
+    return faccessat(AT_FDCWD, folder.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 // The base directory rules: a value that is unset, empty or relative counts as not given.
 std::string ConfigHome(const Surroundings& surroundings) {
     if (IsAbsolute(surroundings.xdgConfigHome)) {
@@ -124,12 +128,15 @@ Paths FindPaths(const Surroundings& surroundings) {
         paths.anyUserPreferences = config + "/vexil3/preferences/any-user";
         paths.currentUserPreferences = config + "/vexil3/preferences/current-user";
     }
-    paths.anyUserIsSystemWide = FolderExists(surroundings.systemPreferences);
+    paths.controlIsSystemWide = FolderExists(surroundings.systemControl);
+    // A shared folder can outlive the driver for all users: its members go on with what they share, and
+    // everybody else has a configuration of their own.
+    paths.anyUserIsSystemWide = FolderExists(surroundings.systemPreferences) &&
+                                (paths.controlIsSystemWide || MayWriteTo(surroundings.systemPreferences));
     if (paths.anyUserIsSystemWide) {
         paths.anyUserPreferences = surroundings.systemPreferences;
     }
 
-    paths.controlIsSystemWide = FolderExists(surroundings.systemControl);
     if (paths.controlIsSystemWide) {
         paths.control = surroundings.systemControl;
     } else if (IsAbsolute(surroundings.xdgRuntimeDir)) {

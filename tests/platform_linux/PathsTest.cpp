@@ -82,6 +82,28 @@ TEST_F(PathsTest, TheSystemWideFolderIsForAnyUserOnlyAndOnlyWhereItExists) {
     EXPECT_EQ(paths.currentUserPreferences, "/home/ada/.config/vexil3/preferences/current-user");
 }
 
+TEST_F(PathsTest, ASharedFolderWithoutTheDriverForAllUsersIsForItsMembers) {
+    std::filesystem::create_directory(surroundings.systemPreferences);
+    std::filesystem::permissions(surroundings.systemPreferences, std::filesystem::perms::owner_read);
+    std::filesystem::permissions(root, std::filesystem::perms::all);
+    const uid_t user = geteuid();
+    // Root may write to every folder.
+    ASSERT_TRUE(user != 0 || seteuid(54321) == 0);
+    const Paths ofAStranger = FindPaths(surroundings);
+    ASSERT_EQ(0, seteuid(user));
+    EXPECT_FALSE(ofAStranger.anyUserIsSystemWide);
+    EXPECT_EQ(ofAStranger.anyUserPreferences, "/home/ada/.config/vexil3/preferences/any-user");
+    std::filesystem::permissions(surroundings.systemPreferences, std::filesystem::perms::owner_all);
+    EXPECT_TRUE(FindPaths(surroundings).anyUserIsSystemWide);
+}
+
+TEST_F(PathsTest, ASharedFolderIsForEverybodyWhereTheDriverForAllUsersIs) {
+    std::filesystem::create_directory(surroundings.systemPreferences);
+    std::filesystem::permissions(surroundings.systemPreferences, std::filesystem::perms::owner_read);
+    std::filesystem::create_directory(surroundings.systemControl);
+    EXPECT_TRUE(FindPaths(surroundings).anyUserIsSystemWide);
+}
+
 TEST_F(PathsTest, AFileIsNoSystemWideFolder) {
     std::ofstream(surroundings.systemPreferences) << "x";
     EXPECT_FALSE(FindPaths(surroundings).anyUserIsSystemWide);

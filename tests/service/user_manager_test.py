@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Usage: user_manager_test.py VEXIL3D UNIT_FOLDER
+"""Usage: user_manager_test.py VEXIL3D VEXIL3CTL UNIT_FOLDER
 
 The units under a real service manager of a user, in name spaces of its own: whoever connects starts the service, a killed
 one comes back, reload and end are the manager's. The units are checked as they are installed.
@@ -21,6 +21,7 @@ MANAGER = "/lib/systemd/systemd"
 CGROUPS = pathlib.Path("/sys/fs/cgroup")
 
 units = None
+vexil3ctl = None
 
 
 def obstacle():
@@ -48,13 +49,10 @@ class UserManager(running_service.ServiceTest):
         super().setUp()
         before = groups()
         self.addCleanup(lambda: self.remove_groups(groups() - before))
-        folder = self.surroundings.home / ".config/systemd/user"
-        folder.mkdir(parents=True)
-        for unit in ("vexil3d.service", "vexil3d.socket"):
-            lines = (units / unit).read_text().splitlines()
-            lines = [f"ExecStart={running_service.program} --midi none" if line.startswith("ExecStart=") else line
-                     for line in lines]
-            (folder / unit).write_text("\n".join(lines) + "\n")
+        self.folder = self.surroundings.home / ".config/systemd/user"
+        self.folder.mkdir(parents=True)
+        # The manager of this test is root's, for whom the units are not.
+        self.put_units(without="ConditionUser=")
         # A folder of its own where the system keeps what runs: no bus and no manager of the computer can be reached.
         # As the first process of its name space the manager would take itself for the computer's.
         start = (f"mount -t tmpfs none /run && mkdir -p /run/systemd/system && "
@@ -66,6 +64,14 @@ class UserManager(running_service.ServiceTest):
         self.addCleanup(self.end_manager)
         wait_until((self.surroundings.runtime / "systemd/private").exists)
         wait_until(lambda: self.ask("is-active", "basic.target").stdout == "active\n")
+
+    def put_units(self, without):
+        for unit in ("vexil3d.service", "vexil3d.socket"):
+            lines = (units / unit).read_text().splitlines()
+            built = {"ExecStart": f"{running_service.program} --midi none", "ExecReload": f"{vexil3ctl} reload"}
+            lines = [f"{key}={built[key]}" if (key := line.partition("=")[0]) in built else line
+                     for line in lines if not without or not line.startswith(without)]
+            (self.folder / unit).write_text("\n".join(lines) + "\n")
 
     def end_manager(self):
         self.manager.kill()
@@ -110,6 +116,14 @@ class UserManager(running_service.ServiceTest):
         units_of_both = ("vexil3d.service", "vexil3d.socket")
         self.assertEqual(self.ask("is-active", *units_of_both).stdout, "active\nactive\n")
         self.assertEqual(self.ask("is-enabled", *units_of_both).stdout, "enabled\nenabled\n")
+
+    def test_root_gets_no_driver(self):
+        self.put_units(without=None)
+        self.assertEqual(self.ask("daemon-reload").returncode, 0)
+        self.ask("start", "vexil3d.socket", "vexil3d.service")
+        self.assertEqual(self.shown("ConditionResult"), "no")
+        self.assertEqual(self.shown("ActiveState"), "inactive")
+        self.assertFalse(self.surroundings.control.exists())
 
     def test_killed_service_is_back_within_two_seconds(self):
         self.start()
@@ -162,15 +176,16 @@ class Units(unittest.TestCase):
         if not shutil.which(command[0]):
             self.skipTest("missing: systemd-analyze")
         service = (units / "vexil3d.service").read_text()
-        program = next(line for line in service.splitlines() if line.startswith("ExecStart=")).split("=")[1]
+        folder = next(line for line in service.splitlines() if line.startswith("ExecStart=")).split("=")[1].rpartition("/")[0]
         done = subprocess.run(command, env=environment, capture_output=True, text=True, check=False)
-        # The program is not installed yet.
-        complaints = [line for line in done.stderr.splitlines() if program not in line]
+        # The programs are not installed yet.
+        complaints = [line for line in done.stderr.splitlines() if f"{folder}/vexil3" not in line]
         self.assertEqual(complaints, [])
 
 
 if __name__ == "__main__":
     units = pathlib.Path(sys.argv.pop())
+    vexil3ctl = sys.argv.pop()
     reason = obstacle()
     if reason:
         print(f"Skipped: {reason}")
