@@ -105,19 +105,27 @@ void RoundButton::keyPressEvent(QKeyEvent* event) {
         event->ignore();
         return;
     }
-    if (!event->isAutoRepeat())
-        Press(HeldBy::Key, QRectF(rect()).center());
+    if (event->isAutoRepeat() || keyDown)
+        return;
+    keyDown.emplace();
+    Press(HeldBy::Key, QRectF(rect()).center());
 }
 
 void RoundButton::keyReleaseEvent(QKeyEvent* event) {
     const bool isButtonKey = event->key() == Qt::Key_Space || event->key() == Qt::Key_Select;
-    if (heldBy == HeldBy::Key && isButtonKey && !event->isAutoRepeat())
-        EndPress();
-    else if (!isButtonKey)
+    if (!isButtonKey) {
         event->ignore();
+        return;
+    }
+    if (event->isAutoRepeat())
+        return;
+    keyDown.reset();
+    if (heldBy == HeldBy::Key)
+        EndPress();
 }
 
 void RoundButton::focusOutEvent(QFocusEvent* event) {
+    keyDown.reset();  // its release goes elsewhere
     if (heldBy == HeldBy::Key)
         EndPress();
     QPushButton::focusOutEvent(event);

@@ -4,6 +4,9 @@
 #include <QPointF>
 #include <QPushButton>
 
+#include <optional>
+
+#include "platform/qt/KeyRepeat.h"
 #include "platform/qt/QtControl.h"
 #include "platform/qt/Reporter.h"
 
@@ -14,7 +17,8 @@ namespace vexil {
 // A press is one mouse down event whose `next` runs the event loop until the press has ended: by the release,
 // wherever the pointer is; or because it cannot be seen to end any more: the grab is lost, the window is
 // deactivated, hidden or asked to close, the button is disabled, the application ends. The space bar holds
-// the button too, and a press by assistive technology, which has no end of its own, lasts a moment.
+// the button too, once for as long as it is down, and a press by assistive technology, which has no end of
+// its own, lasts a moment.
 class RoundButton : public QPushButton, public QtControl {
   public:
     // `parent` lies in the window.
@@ -48,6 +52,8 @@ class RoundButton : public QPushButton, public QtControl {
     bool ended = true;
     bool releasedInside = false;
     QEventLoop* loop = nullptr;  // while waiting
+    // From the press of a key to its release, also when the button's press has ended before.
+    std::optional<HeldKeyWithoutReleases> keyDown;
 };
 
 }  // namespace vexil
