@@ -8,6 +8,7 @@
 #include <QScrollBar>
 #include <QWheelEvent>
 
+#include "platform/qt/FieldText.h"
 #include "platform/qt/KeyEvents.h"
 #include "platform/qt/SettingsFileDrop.h"
 
@@ -55,7 +56,7 @@ void ComboBox::WriteText(const QString& text) {
 
 void ComboBox::AppendItem(const QString& text) {
     // The first item of an empty list would become the text.
-    KeepingText([&] { addItem(text); });
+    KeepingText([&] { addItem(PickedText(text)); });
 }
 
 void ComboBox::RemoveItem(int index) {

@@ -19,6 +19,7 @@ class ComboBox : public QComboBox, public QtControl {
     bool ReadText(QString& text) const override;
     void WriteText(const QString& text) override;
 
+    // The item is PickedText of this text: what is picked is what the list shows.
     void AppendItem(const QString& text);
     // Harmless when there is no such item.
     void RemoveItem(int index);

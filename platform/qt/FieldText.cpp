@@ -139,6 +139,13 @@ QString DrawnTitle(const QString& title) {
     return drawn;
 }
 
+QString PickedText(const QString& text) {
+    int cursor = 0;
+    QString picked = WithoutLineBreaks(text, cursor);
+    picked.removeIf([](QChar character) { return character.category() == QChar::Other_Control; });
+    return picked;
+}
+
 QString WithoutLineBreaks(const QString& text, int& cursor) {
     qsizetype first = 0;
     qsizetype end = text.size();

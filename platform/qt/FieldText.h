@@ -15,6 +15,10 @@ std::string EncodeText(const QString& text);
 // For titles, which are never mnemonics: control characters are left out, ampersands shown as such.
 QString DrawnTitle(const QString& title);
 
+// A text to pick from a list, as the list shows it in one line and a field takes it: line breaks as below,
+// other control characters left out.
+QString PickedText(const QString& text);
+
 // A field's text without line breaks and zero characters: at either end they are dropped, within the text
 // each break becomes a blank. `cursor`, a position in `text`, follows.
 QString WithoutLineBreaks(const QString& text, int& cursor);

@@ -92,11 +92,31 @@ void Put(std::vector<std::uint8_t>& bytes, char tag, const Value& value) {
     std::copy(value.begin(), value.end(), std::back_inserter(bytes));
 }
 
+bool IsControlByte(unsigned char byte) {
+    return byte < 0x20 || byte == 0x7F;
+}
+
+// In UTF-8 the second block of control characters is C2 80 to C2 9F.
+bool HoldsControlCharacter(const std::string& name) {
+    unsigned char before = 0;
+    for (const char character : name) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (IsControlByte(byte) || (before == 0xC2 && byte >= 0x80 && byte < 0xA0)) {
+            return true;
+        }
+        before = byte;
+    }
+    return false;
+}
+
 }  // namespace
 
 std::vector<std::uint8_t> MakeHostRecords(const std::vector<HostRecord>& hosts) {
     std::vector<std::uint8_t> list;
     for (const HostRecord& host : hosts) {
+        if (HoldsControlCharacter(host.name)) {
+            continue;
+        }
         std::vector<std::uint8_t> record;
         Put(record, 'N', host.name);
         record.push_back(0);

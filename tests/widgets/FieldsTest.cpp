@@ -98,6 +98,17 @@ TEST_F(Fields, AssistiveTechnologySetsATextAndItIsReported) {
     }
 }
 
+TEST_F(Fields, PickedNameIsTheOneThatTheListShows) {
+    for (const char* name : {"stage\nleft\n", "stage\tleft", "\x01stage\x7f left"})
+        widgets.AppendItem(kTargetComputer, name);
+    svString item;
+    for (const auto& [index, shown] : {std::pair{0, "stage left"}, {1, "stageleft"}, {2, "stage left"}}) {
+        EXPECT_EQ(Find<QComboBox>(kTargetComputer).itemText(index).toStdString(), shown);
+        ASSERT_TRUE(widgets.ItemText(kTargetComputer, index, item));
+        EXPECT_STREQ(item.c_str(), shown);
+    }
+}
+
 TEST_F(Fields, LineBreaksAtTheEndsOfAPasteAreDroppedAndThoseWithinBecomeBlanks) {
     for (const int field : {kInputName, kTargetComputer}) {
         person.Click(field, false);

@@ -52,6 +52,24 @@ TEST(HostRecords, AreReadByThePanelsParser) {
     EXPECT_EQ(list.size(), infos.cachedLength);
 }
 
+TEST(HostRecords, OfNamesWithControlCharactersAreLeftOut) {
+    for (const char* name : {"stage\nleft", "\x01", "a\x1F", "a\x7F", "a\xC2\x80", "a\xC2\x9F", "tab\t"}) {
+        HostRecord host = Example();
+        host.name = name;
+        const Bytes list = MakeHostRecords({host, Example()});
+        EXPECT_THAT(ParseHostInfos(list.data(), list.size()).names, ElementsAre(StrEq("ab")));
+    }
+}
+
+TEST(HostRecords, OfNamesInAnyScriptAreListed) {
+    for (const char* name : {"B\xC3\xBChne", "a b", "\xC2\xA0", "\xE8\x88\x9E\xE5\x8F\xB0"}) {
+        HostRecord host = Example();
+        host.name = name;
+        const Bytes list = MakeHostRecords({host});
+        EXPECT_THAT(ParseHostInfos(list.data(), list.size()).names, ElementsAre(StrEq(name)));
+    }
+}
+
 TEST(HostRecords, ThatDoNotFitAreLeftOutWhole) {
     const std::vector<HostRecord> hosts(1000, Example());
     const Bytes list = MakeHostRecords(hosts);
