@@ -67,7 +67,9 @@ void PanelWindow::closeEvent(QCloseEvent* event) {
         closeRequested = true;
         return;
     }
+    const bool wasClosing = std::exchange(closing, true);
     DeliverEvent(*handlers, PanelEvent{EventKind::WindowClose}, NothingNext);
+    closing = wasClosing;
 }
 
 void PanelWindow::dragEnterEvent(QDragEnterEvent* event) {

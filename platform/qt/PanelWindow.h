@@ -16,6 +16,8 @@ class PanelWindow : public QWidget {
     // A close request that came before goes to them from the event loop: nobody asks a second time to end a
     // program that was starting.
     void SetHandlers(PanelHandlers& newHandlers);
+    // Whether the panel is just dealing with a close request: what it asks meanwhile is about that one.
+    bool IsClosing() const { return closing; }
     // Draws a frame of one pixel around a child that has none.
     void FrameChild(QWidget& child);
 
@@ -30,6 +32,7 @@ class PanelWindow : public QWidget {
     QRect ChildFrame() const;
 
     PanelHandlers* handlers = nullptr;
+    bool closing = false;
     bool closeRequested = false;  // while there were no handlers
     QWidget* framedChild = nullptr;
 };

@@ -72,6 +72,7 @@ int QtDesktop::DisplayHeight() const {
 }
 
 void QtDesktop::RunEventLoop() {
+    loopEnded = false;
     QEventLoop running;
     QEventLoop* const outer = std::exchange(loop, &running);
     running.exec();
@@ -129,6 +130,8 @@ void QtDesktop::RequestClose() {
         window->close();
         return;
     }
+    if (widgets.IsClosing() || loopEnded)
+        return;  // answered by that question
     if (std::exchange(closePending, true))
         return;  // comes with the one before
     QObject::connect(

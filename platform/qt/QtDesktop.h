@@ -38,7 +38,8 @@ class QtDesktop : public Desktop {
 
     // A request to end that comes from outside the window (a session that ends, a signal): the same as the
     // close box, and put off while a question is open, until that has been answered. Several that were put
-    // off come as one.
+    // off come as one. While the question is the one about an end that was asked for before, its answer
+    // counts for this request too.
     void RequestClose();
 
     // `call` may have the end of the event loop put off by false, and run a question meanwhile.
@@ -56,7 +57,7 @@ class QtDesktop : public Desktop {
     std::function<bool()> mayEnd;
     QEventLoop* loop = nullptr;  // the innermost run
     bool closePending = false;   // a request that was put off
-    bool loopEnded = false;      // since it was last set
+    bool loopEnded = false;      // since it last began, or was last set
     QObject sessionEnd;          // for whose life the end of the session is heard of
 };
 

@@ -93,6 +93,10 @@ QWidget* QtWidgets::Window() const {
     return window.get();
 }
 
+bool QtWidgets::IsClosing() const {
+    return window && window->IsClosing();
+}
+
 void QtWidgets::EndPresses() {
     if (auto* button = dynamic_cast<RoundButton*>(ControlAt(kTestButton)))
         button->EndPress();

@@ -26,6 +26,9 @@ class QtWidgets : public Widgets {
     // The window, owned by this object; null when there is none.
     QWidget* Window() const;
 
+    // Whether the panel is just dealing with a request to close the window.
+    bool IsClosing() const;
+
     // Ends the press of the test button, if it is held.
     void EndPresses();
 

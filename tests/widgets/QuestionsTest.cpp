@@ -200,6 +200,34 @@ TEST_F(Questions, RequestsWhileAQuestionIsOpenComeAgainAsOne) {
     EXPECT_EQ(Count(EventKind::WindowClose), 2) << "a later request is one of its own";
 }
 
+TEST_F(Questions, RequestsDuringTheQuestionAboutAnEndAreAnsweredByIt) {
+    bool asked = false;
+    handlers.during = [&](const PanelEvent& event) {
+        if (event.kind != EventKind::WindowClose || asked)
+            return;
+        asked = true;
+        Ask([this](QMessageBox&) {
+            desktop.RequestClose();
+            desktop.RequestClose();
+        });
+    };
+    person.CloseWindow();
+    person.Settle();
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(Count(EventKind::WindowClose), 1) << "a request was put off";
+    handlers.during = {};
+    desktop.RequestClose();
+    EXPECT_EQ(Count(EventKind::WindowClose), 2) << "a later request is one of its own";
+}
+
+TEST_F(Questions, RequestDuringTheQuestionAtTheEndOfTheLoopIsAnsweredByIt) {
+    QTimer::singleShot(0, person.Window(), [this] { desktop.EndEventLoop(); });
+    desktop.RunEventLoop();
+    Ask([this](QMessageBox&) { desktop.RequestClose(); });
+    person.Settle();
+    EXPECT_EQ(Count(EventKind::WindowClose), 0);
+}
+
 // The desktop's own file chooser is another program's window; the toolkit's stands behind it unseen.
 TEST_F(Questions, WindowComesToTheFrontWhenItsQuestionIsAnotherProgramsWindow) {
     const UnseenQuestion question(*person.Window());
