@@ -1,10 +1,13 @@
 #include "platform/qt/PanelStyle.h"
 
+#include <algorithm>
+
 #include <QComboBox>
 #include <QPainter>
 #include <QStyleOption>
 
 #include "platform/qt/Shades.h"
+#include "platform/qt/TitleFit.h"
 
 namespace vexil {
 
@@ -47,6 +50,17 @@ void PanelStyle::drawComplexControl(ComplexControl control, const QStyleOptionCo
     QProxyStyle::drawComplexControl(control, option, painter, widget);
     if (control == CC_ComboBox && !(option->state & State_HasFocus))
         DrawEdgeOnDark(*option, *painter);
+}
+
+// A line that is centred in a place too low for it would be cut above and below.
+void PanelStyle::drawItemText(QPainter* painter, const QRect& rect, int flags, const QPalette& palette,
+                              bool enabled, const QString& text, QPalette::ColorRole textRole) const {
+    const QFontMetrics metrics = painter->fontMetrics();
+    QRect place = rect;
+    if (metrics.height() > rect.height())
+        place.setTop(rect.top() + BaselineIn(metrics, rect.height()) - metrics.ascent());
+    place.setHeight(std::max(rect.height(), metrics.height()));
+    QProxyStyle::drawItemText(painter, place, flags, palette, enabled, text, textRole);
 }
 
 }  // namespace vexil

@@ -146,6 +146,7 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
     // A letter that is underlined would change the title.
     if (spec.number == kLoad || spec.number == kSave || spec.number == kApply)
         static_cast<QPushButton&>(widget).setShortcut(QKeySequence("Alt+" + QString(spec.title).left(1)));
+    DescribeNumber(spec.number);
     for (const int text : TextsOf(spec.number))
         static_cast<QLabel&>(ControlAt(text)->Widget()).setBuddy(&widget);
     return kNoErr;
@@ -236,9 +237,8 @@ void QtWidgets::DescribeNumber(int control) {
         return;
     QString number;
     shown->ReadText(number);
-    const QString description =
-        number + ". " + DecodeText(kControlTable[static_cast<std::size_t>(control)].tip);
-    shown->Widget().setAccessibleDescription(description);
+    const QString tip = DecodeText(kControlTable[static_cast<std::size_t>(control)].tip);
+    shown->Widget().setAccessibleDescription(number.isEmpty() ? tip : number + ". " + tip);
 }
 
 bool QtWidgets::IsEnabled(int control) const {

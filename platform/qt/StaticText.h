@@ -7,6 +7,8 @@
 
 namespace vexil {
 
+// Draws its text from the top, at the same height in every place, so that the texts of a row stand on one
+// line. A text that is too long for its place, as a number out of the usual range is, is drawn narrower.
 class StaticText : public QLabel, public QtControl {
   public:
     StaticText(const QString& title, QWidget* parent);
@@ -17,6 +19,7 @@ class StaticText : public QLabel, public QtControl {
 
   protected:
     void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 };
 
 }  // namespace vexil

@@ -201,9 +201,17 @@ TEST_F(Layout, TipsAreReadOutToo) {
         QWidget* widget = person.Find(spec.number);
         if (auto* combo = qobject_cast<QComboBox*>(widget))
             widget = combo->lineEdit();  // the description of a combo box is its name
+        // A number comes before what it is for.
+        const std::string number = spec.number == kTestChannelNumber ? "1. " : "";
         EXPECT_EQ(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Description).toStdString(),
-                  spec.tip);
+                  number + spec.tip);
     }
+}
+
+TEST_F(Layout, TestChannelIsReadOutFromTheStart) {
+    QAccessibleInterface* channel = QAccessible::queryAccessibleInterface(person.Find(kTestChannelNumber));
+    EXPECT_EQ(channel->text(QAccessible::Description).toStdString(),
+              std::string("1. ") + kControlTable[kTestChannelNumber].tip);
 }
 
 TEST_F(Layout, NumbersAreReadOutAsTheyAreShown) {
