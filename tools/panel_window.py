@@ -89,7 +89,7 @@ class Panel:
         return _has(self.control(name), pyatspi.STATE_CHECKED)
 
     def text(self, name):
-        text = self._editable(name).queryText()
+        text = self.editable(name).queryText()
         return text.getText(0, -1)
 
     def value(self, name):
@@ -112,7 +112,7 @@ class Panel:
 
     def enter(self, name, text):
         """Replaces a field's text through assistive technology."""
-        self._editable(name).queryEditableText().setTextContents(text)
+        self.editable(name).queryEditableText().setTextContents(text)
         wait_until(lambda: self.text(name) == text, PATIENCE, f"the text {text!r} in {name}")
 
     def type(self, text, *keys):
@@ -198,7 +198,7 @@ class Panel:
         return subprocess.run(["xdotool", *arguments], env=self.desktop.environment, check=True, timeout=PATIENCE,
                               stdout=subprocess.PIPE, text=True).stdout
 
-    def _editable(self, name):
+    def editable(self, name):
         """The field itself, or the field inside a combo box."""
         control = self.control(name)
         if "EditableText" in pyatspi.listInterfaces(control):

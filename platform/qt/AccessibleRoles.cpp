@@ -1,12 +1,15 @@
 #include "platform/qt/AccessibleRoles.h"
 
 #include <algorithm>
+#include <vector>
 
 #include <QAccessible>
 #include <QAccessibleWidget>
 
+#include "panel/ControlTable.h"
 #include "platform/qt/LittleArrows.h"
 #include "platform/qt/PanelWindow.h"
+#include "platform/qt/QtControl.h"
 #include "platform/qt/TickedSlider.h"
 
 namespace vexil {
@@ -77,13 +80,59 @@ class AccessibleTickedSlider : public QAccessibleWidget, public QAccessibleValue
     TickedSlider& slider;
 };
 
+// The number of a control, or of the first one in a pane; what is no control comes last.
+int PlaceInOrder(const QObject* object) {
+    int place = kControlCount;
+    for (int number = 0; number < kControlCount && place == kControlCount; ++number) {
+        const QString name = ControlName(number);
+        if (object != nullptr &&
+            (object->objectName() == name || object->findChild<QWidget*>(name) != nullptr))
+            place = number;
+    }
+    return place;
+}
+
+// Its parts in the order of their numbers, which is the one on the screen. The toolkit would give the order
+// in which they are drawn.
+class AccessibleWindow : public QAccessibleWidget {
+  public:
+    explicit AccessibleWindow(PanelWindow& window) : QAccessibleWidget(&window, QAccessible::Window) {}
+
+    QAccessibleInterface* child(int index) const override {
+        const std::vector<QAccessibleInterface*> parts = Parts();
+        const bool isThere = index >= 0 && index < static_cast<int>(parts.size());
+        return isThere ? parts[static_cast<std::size_t>(index)] : nullptr;
+    }
+    int indexOfChild(const QAccessibleInterface* part) const override {
+        const std::vector<QAccessibleInterface*> parts = Parts();
+        const auto found = std::find_if(parts.begin(), parts.end(), [part](QAccessibleInterface* one) {
+            return part != nullptr && one->object() == part->object();
+        });
+        return found == parts.end() ? -1 : static_cast<int>(found - parts.begin());
+    }
+
+  private:
+    std::vector<QAccessibleInterface*> Parts() const {
+        std::vector<QAccessibleInterface*> parts;
+        for (int index = 0; index < childCount(); ++index) {
+            if (QAccessibleInterface* part = QAccessibleWidget::child(index))
+                parts.push_back(part);
+        }
+        std::stable_sort(parts.begin(), parts.end(),
+                         [](QAccessibleInterface* one, QAccessibleInterface* other) {
+                             return PlaceInOrder(one->object()) < PlaceInOrder(other->object());
+                         });
+        return parts;
+    }
+};
+
 QAccessibleInterface* MakeAccessible(const QString& /*className*/, QObject* object) {
     if (auto* arrows = dynamic_cast<LittleArrows*>(object))
         return new AccessibleArrows(*arrows);
     if (auto* slider = dynamic_cast<TickedSlider*>(object))
         return new AccessibleTickedSlider(*slider);
     if (auto* window = dynamic_cast<PanelWindow*>(object))
-        return new QAccessibleWidget(window, QAccessible::Window);
+        return new AccessibleWindow(*window);
     return nullptr;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <QAbstractItemView>
+#include <QAccessible>
 #include <QCompleter>
 #include <QLineEdit>
 #include <QScrollBar>
@@ -20,6 +21,18 @@ QLineEdit& MakeEditable(QComboBox& box) {
     box.setEditable(true);
     return *box.lineEdit();
 }
+
+// What changes while an object of this class lives, assistive technology is not told of.
+class UntoldToAssistance {
+  public:
+    UntoldToAssistance() : before(QAccessible::installUpdateHandler([](QAccessibleEvent*) {})) {}
+    ~UntoldToAssistance() { QAccessible::installUpdateHandler(before); }
+    UntoldToAssistance(const UntoldToAssistance&) = delete;
+    UntoldToAssistance& operator=(const UntoldToAssistance&) = delete;
+
+  private:
+    QAccessible::UpdateHandler before;
+};
 
 bool MovesThroughList(const QKeyEvent& key) {
     return key.key() == Qt::Key_Up || key.key() == Qt::Key_Down || key.key() == Qt::Key_PageUp ||
@@ -126,6 +139,7 @@ void ComboBox::wheelEvent(QWheelEvent* event) {
 }
 
 void ComboBox::KeepingText(const std::function<void()>& change) {
+    const UntoldToAssistance untold;  // the text is the same after it
     fieldEvents.Quietly([&] {
         QLineEdit& line = *lineEdit();
         const QString text = line.text();

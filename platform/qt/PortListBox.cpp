@@ -1,10 +1,14 @@
 #include "platform/qt/PortListBox.h"
 
 #include <algorithm>
+#include <utility>
 
+#include <QGuiApplication>
+#include <QInputMethod>
 #include <QItemSelectionModel>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QShortcut>
 
 #include "platform/qt/KeyEvents.h"
 
@@ -29,6 +33,10 @@ PortListBox::PortListBox(const Reporter& listReporter, int rows, int rowHeight, 
         addItem(added);
     }
     SelectRow(0);
+    for (const auto& [key, distance] : {std::pair{Qt::Key_PageUp, -1}, std::pair{Qt::Key_PageDown, 1}}) {
+        auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | key), this);
+        connect(shortcut, &QShortcut::activated, this, [this, step = distance] { ChooseNeighbour(step); });
+    }
     connect(selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { SelectionChanged(); });
 }
 
@@ -117,6 +125,16 @@ void PortListBox::EndDrag() {
     reportedRow = -1;
     if (moved)
         reporter.Hit();
+}
+
+void PortListBox::ChooseNeighbour(int distance) {
+    const int row = std::clamp(SelectedRow() + distance, 0, count() - 1);
+    if (row == SelectedRow())
+        return;
+    // What an input method is still composing belongs to the port before.
+    QGuiApplication::inputMethod()->commit();
+    SelectRow(row);
+    reporter.Hit();
 }
 
 // Assistive technology selects and deselects in the model itself.

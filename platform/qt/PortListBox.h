@@ -11,7 +11,7 @@ namespace vexil {
 // A row is selected by pressing the mouse button on it, by dragging there, and by the Up and Down keys. No
 // other key moves the selection, and no modifier extends it or takes it away. A press is a control hit at
 // once; so is the end of a drag on another row, and a row chosen by assistive technology. A key is a key
-// event.
+// event. Control with Page Up and Page Down is, anywhere in the window, a press on the row before and after.
 class PortListBox : public QListWidget, public QtControl {
   public:
     PortListBox(const Reporter& listReporter, int rows, int rowHeight, QWidget* parent);
@@ -36,6 +36,7 @@ class PortListBox : public QListWidget, public QtControl {
   private:
     int RowAt(const QPoint& point) const;
     void EndDrag();
+    void ChooseNeighbour(int distance);
     void SelectionChanged();
 
     Reporter reporter;

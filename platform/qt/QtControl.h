@@ -7,6 +7,11 @@
 
 namespace vexil {
 
+// The object name by which the control's widget is found: `control-NN`.
+inline QString ControlName(int control) {
+    return QString::asprintf("control-%02d", control);
+}
+
 class QtControl {
   public:
     QtControl() = default;

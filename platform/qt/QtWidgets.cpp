@@ -130,7 +130,7 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
     controls[static_cast<std::size_t>(spec.number)] = {control, true};
     control->Outer().setGeometry(PlaceOf(spec));
     QWidget& widget = control->Widget();
-    widget.setObjectName(QString::asprintf("control-%02d", spec.number));
+    widget.setObjectName(ControlName(spec.number));
     const QString name = DecodeText(spec.accessibleName);
     widget.setAccessibleName(name);
     const QString tip = DecodeText(spec.tip);

@@ -3,6 +3,7 @@
 place in the order of the Tab key."""
 
 import panel_test
+import stored_configuration as stored
 from private_desktop import wait_until
 
 # Number, name, role, and the name of its label where it has one. The combo boxes tell their names otherwise: what an
@@ -126,6 +127,41 @@ class Accessible(panel_test.PanelTest):
         panel.close()
         panel.answer("Settings have not been previously applied. Apply settings?", "Quit")
         self.assertEqual(panel.process.wait(panel_test.PATIENCE), 0)
+
+    def test_window_is_read_out_in_the_order_of_the_screen(self):
+        panel = self.start()
+        numbers = {(name, role): number for number, name, role, _ in CONTROLS}
+        found = [numbers[self.name_of(accessible), accessible.getRoleName()]
+                 for accessible in self.everything_of(panel.window) if accessible.getRoleName() != "filler"]
+        self.assertEqual(found, [number for number, _, _, _ in CONTROLS])
+        self.assert_quits(panel)
+
+    def test_change_of_port_tells_once_of_each_text_that_is_another(self):
+        import pyatspi
+        from gi.repository import GLib
+        values = stored.defaults()
+        values.update({"01 DstHost": "alpha", "02 DstHost": "beta"})
+        stored.store(self.desktop.preferences, values)
+        self.start_driver("--host", "alpha", "--host", "beta", "--host", "gamma")
+        panel = self.start()
+        texts = []
+        # Comes behind everything that came of the change of port.
+        toggled = []
+        for heard, kind in ((texts, "object:text-changed"), (toggled, "object:state-changed:checked")):
+            listener = heard.append
+            pyatspi.Registry.registerEventListener(listener, kind)
+            self.addCleanup(pyatspi.Registry.deregisterEventListener, listener, kind)
+        panel.select_port("Port 12")
+        panel.toggle("Show Connectors")
+
+        def has_heard():
+            GLib.MainContext.default().iteration(False)
+            return toggled
+        wait_until(has_heard, panel_test.PATIENCE, "the click on the check box")
+        fields = [panel.editable(named(number)) for number in COMBO_BOXES]
+        told = [(named(number), event.type.minor, event.any_data) for event in texts
+                for number, field in zip(COMBO_BOXES, fields) if event.source == field]
+        self.assertEqual(told, [(named(15), "delete", "alpha"), (named(15), "insert", "beta")])
 
     def test_tab_goes_through_the_controls_in_a_natural_order_and_back(self):
         self.start_driver()

@@ -43,6 +43,33 @@ TEST_F(Controls, ClickOnTheSelectedRowIsAHitToo) {
     EXPECT_EQ(Story(), Lines{"0 hit"});
 }
 
+TEST_F(Controls, ControlWithPageUpAndPageDownChoosesThePortFromAnywhere) {
+    for (const int focused : {kPortList, kInputName, kTargetComputer, kTargetPortArrows, kLocalPipe,
+                              kQuantizationSlider, kTestButton}) {
+        person.TabTo(focused);
+        handlers.calls.clear();
+        const int row = widgets.SelectedRow();
+        QTest::keyClick(Window(), Qt::Key_PageDown, Qt::ControlModifier);
+        EXPECT_EQ(widgets.SelectedRow(), row + 1) << focused;
+        QTest::keyClick(Window(), Qt::Key_PageDown, Qt::ControlModifier);
+        QTest::keyClick(Window(), Qt::Key_PageUp, Qt::ControlModifier);
+        EXPECT_EQ(widgets.SelectedRow(), row + 1) << focused;
+        // Every hit comes to the list and to the window; the keys themselves come to nobody.
+        EXPECT_EQ(Count(EventKind::ControlHit), 2 * 3) << focused;
+        EXPECT_EQ(Story(), Lines{"0 hit"}) << focused;
+        EXPECT_TRUE(person.Find(focused)->hasFocus()) << focused;
+    }
+}
+
+TEST_F(Controls, ControlWithPageUpAndPageDownStopsAtTheEndsOfTheList) {
+    QTest::keyClick(Window(), Qt::Key_PageUp, Qt::ControlModifier);
+    EXPECT_EQ(widgets.SelectedRow(), 0);
+    widgets.SelectRow(63);
+    QTest::keyClick(Window(), Qt::Key_PageDown, Qt::ControlModifier);
+    EXPECT_EQ(widgets.SelectedRow(), 63);
+    EXPECT_TRUE(handlers.calls.empty());
+}
+
 TEST_F(Controls, OtherMouseButtonsDoNotSelect) {
     for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton})
         QTest::mouseClick(Window(), button, {}, Row(5));

@@ -208,6 +208,23 @@ TEST_F(Layout, TipsAreReadOutToo) {
     }
 }
 
+TEST_F(Layout, PartsOfTheWindowAreReadOutInTheOrderOfTheScreen) {
+    QAccessibleInterface* window = QAccessible::queryAccessibleInterface(person.Window());
+    ASSERT_NE(window, nullptr);
+    std::vector<std::string> order;
+    for (int index = 0; index < window->childCount(); ++index) {
+        QAccessibleInterface* part = window->child(index);
+        ASSERT_NE(part, nullptr);
+        EXPECT_EQ(window->indexOfChild(part), index);
+        // What holds a group has no name: the group is the first in it.
+        const bool isPane = part->object()->objectName().isEmpty();
+        order.push_back((isPane ? part->child(0) : part)->text(QAccessible::Name).toStdString());
+    }
+    EXPECT_EQ(order,
+              (std::vector<std::string>{"Ports", "Local pipe (loopback) mode", "About", "MIDI IN", "MIDI OUT",
+                                        "Settings", "Realtime Options", "Load", "Save", "Apply"}));
+}
+
 TEST_F(Layout, TestChannelIsReadOutFromTheStart) {
     QAccessibleInterface* channel = QAccessible::queryAccessibleInterface(person.Find(kTestChannelNumber));
     EXPECT_EQ(channel->text(QAccessible::Description).toStdString(),
