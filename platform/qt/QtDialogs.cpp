@@ -1,23 +1,27 @@
 #include "platform/qt/QtDialogs.h"
 
+#include <algorithm>
 #include <array>
+#include <optional>
 
 #include <QFile>
-#include <QFileDialog>
+#include <QFontMetrics>
 #include <QLabel>
 #include <QList>
 #include <QMessageBox>
 #include <QPushButton>
 
 #include "platform/qt/FieldText.h"
+#include "platform/qt/FileChooser.h"
+#include "platform/qt/FocusKeeper.h"
 #include "platform/qt/QtWidgets.h"
 
 namespace vexil {
 
 namespace {
 
-constexpr const char* kSettingsType = "com.sonavert.vexil3.vexp3";
-constexpr const char* kSettingsSuffix = "vexil3";
+// A line of an explanation is broken where it is longer than this, pixels.
+constexpr int kLongestLine = 460;
 
 QMessageBox::Icon IconOf(int kind) {
     switch (kind) {
@@ -38,6 +42,20 @@ struct ButtonStyle {
     const char* toolkitTitle;
 };
 
+void ShowExplanation(QMessageBox& box, const QString& text) {
+    box.setInformativeText(text);
+    auto* label = box.findChild<QLabel*>("qt_msgbox_informativelabel");
+    if (label == nullptr)
+        return;
+    // The format of the message is not for this text, which would guess at markup in, say, a file's name.
+    label->setTextFormat(Qt::PlainText);
+    // The toolkit breaks it at the width of the message above, which may be shorter than a single line.
+    int longest = 0;
+    for (const QString& line : text.split('\n'))
+        longest = std::max(longest, label->fontMetrics().horizontalAdvance(line));
+    label->setMinimumWidth(std::min(longest + 1, kLongestLine));
+}
+
 QPushButton* AddButton(QMessageBox& box, const AlertButton& button, const ButtonStyle& style) {
     if (button.kind == AlertButton::Kind::None)
         return nullptr;
@@ -53,6 +71,7 @@ QPushButton* AddButton(QMessageBox& box, const AlertButton& button, const Button
 QtDialogs::QtDialogs(QtWidgets& qtWidgets) : widgets(qtWidgets) {}
 
 int QtDialogs::RunAlert(const AlertRequest& request) {
+    const FocusKeeper keepFocus(widgets.Window());
     QMessageBox box(widgets.Window());
     box.setWindowModality(Qt::WindowModal);
     if (QWidget* window = widgets.Window())
@@ -61,10 +80,7 @@ int QtDialogs::RunAlert(const AlertRequest& request) {
     box.setTextFormat(Qt::PlainText);
     box.setText(DecodeText(request.message.c_str()));
     if (request.hasExplanation) {
-        box.setInformativeText(DecodeText(request.explanation.c_str()));
-        // The format above is not for this text, which would guess at markup in, say, a file's name.
-        if (auto* label = box.findChild<QLabel*>("qt_msgbox_informativelabel"))
-            label->setTextFormat(Qt::PlainText);
+        ShowExplanation(box, DecodeText(request.explanation.c_str()));
     }
 
     const bool hasCancel = request.cancelButton.kind != AlertButton::Kind::None;
@@ -100,21 +116,15 @@ int QtDialogs::RunAlert(const AlertRequest& request) {
 }
 
 std::int32_t QtDialogs::RunFileChooser(bool save, const std::string& proposedName,
-                                       const std::string& typeIdentifier, std::string& path) {
-    QFileDialog dialog(widgets.Window());
-    dialog.setWindowModality(Qt::WindowModal);
-    dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
-    dialog.setFileMode(save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-    dialog.setWindowTitle(save ? "Save Settings" : "Load Settings");
-    if (save || typeIdentifier == kSettingsType)
-        dialog.setNameFilters({"Vexil III settings (*.vexil3)", "All files (*)"});
-    if (save) {
-        dialog.setDefaultSuffix(kSettingsSuffix);
-        dialog.selectFile(QFile::decodeName(QByteArray::fromStdString(proposedName)));
-    }
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+                                       const std::string& /*typeIdentifier*/, std::string& path) {
+    QWidget* window = widgets.Window();
+    const FocusKeeper keepFocus(window);
+    const std::optional<QString> chosen =
+        save ? ChooseFileToSave(window, QFile::decodeName(QByteArray::fromStdString(proposedName)))
+             : ChooseFileToLoad(window);
+    if (!chosen)
         return kUserCanceled;
-    path = QFile::encodeName(dialog.selectedFiles().constFirst()).toStdString();
+    path = QFile::encodeName(*chosen).toStdString();
     return 0;
 }
 

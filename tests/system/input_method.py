@@ -1,7 +1,10 @@
 #!/usr/bin/python3
 """Stands for an input method on the session bus, as the toolkit meets it through the portal of IBus: writes "ready", then composes
 a text under the cursor at the first letter that is typed, writes "composing", and never commits it by itself. Further keys are none
-of its business."""
+of its business. With --idle no key is, and it takes its time to say so, as a busy one does."""
+
+import collections
+import sys
 
 import dbus
 import dbus.mainloop.glib
@@ -13,6 +16,7 @@ PORTAL = "org.freedesktop.IBus.Portal"
 CONTEXT = "org.freedesktop.IBus.InputContext"
 COMPOSED = "Klavier"
 RELEASE = 1 << 30  # in the state of a key event
+THINKING = 40  # milliseconds
 
 
 def text(characters):
@@ -28,15 +32,26 @@ class Context(dbus.service.Object):
 
     # pylint: disable=invalid-name
     composing = False
+    idle = "--idle" in sys.argv
 
-    @dbus.service.method(CONTEXT, in_signature="uuu", out_signature="b")
-    def ProcessKeyEvent(self, symbol, _code, state):
-        if self.composing or state & RELEASE or not chr(symbol).isalpha():
-            return False
-        self.composing = True
-        self.UpdatePreeditText(text(COMPOSED), dbus.UInt32(len(COMPOSED)), True)
-        print("composing", flush=True)
-        return True
+    answers = collections.deque()
+
+    @dbus.service.method(CONTEXT, in_signature="uuu", out_signature="b", async_callbacks=("answer", "_fail"))
+    def ProcessKeyEvent(self, symbol, _code, state, answer, _fail):
+        if self.idle:
+            self.answers.append(answer)
+            GLib.timeout_add(THINKING, self.pass_a_key_on)
+        elif self.composing or state & RELEASE or not chr(symbol).isalpha():
+            answer(False)
+        else:
+            self.composing = True
+            self.UpdatePreeditText(text(COMPOSED), dbus.UInt32(len(COMPOSED)), True)
+            print("composing", flush=True)
+            answer(True)
+
+    def pass_a_key_on(self):
+        self.answers.popleft()(False)
+        return False
 
     @dbus.service.signal(CONTEXT, signature="vub")
     def UpdatePreeditText(self, composed, cursor, visible):

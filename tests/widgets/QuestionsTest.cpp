@@ -1,8 +1,5 @@
-// Alerts and file choosers as they are seen, and requests to close that come from outside.
-#include <QDialogButtonBox>
-#include <QFileDialog>
+// Alerts as they are seen, and requests to close that come from outside.
 #include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
@@ -14,7 +11,6 @@
 
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/TerminationSignals.h"
-#include "tests/scenarios/TempFolder.h"
 #include "tests/widgets/AnsweredAlert.h"
 #include "tests/widgets/WindowFixture.h"
 
@@ -31,20 +27,6 @@ class Questions : public WindowFixture {
             box.close();
         });
         return dialogs.RunAlert(request);
-    }
-    std::int32_t Choose(bool save, std::string& path, const std::function<void(QFileDialog&)>& answer) {
-        QTimer::singleShot(0, person.Window(), [answer] {
-            auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            ASSERT_NE(dialog, nullptr);
-            answer(*dialog);
-        });
-        return dialogs.RunFileChooser(save, save ? "default.vexil3" : "",
-                                      save ? "" : "com.sonavert.vexil3.vexp3", path);
-    }
-    static void Enter(QFileDialog& dialog, const std::string& name) {
-        auto* line = dialog.findChild<QLineEdit*>("fileNameEdit");
-        line->setText(QString::fromStdString(name));
-        QTest::keyClick(line, Qt::Key_Return);
     }
 
     QtDialogs dialogs{widgets};
@@ -133,44 +115,6 @@ TEST_F(Questions, EndOfTheEventLoopLeavesAnOpenQuestionToBeAnswered) {
     EXPECT_EQ(answer, kAlertOtherButton);
 }
 
-TEST_F(Questions, SaveAddsTheSuffixThatATypedNameLacks) {
-    const TempFolder folder;
-    std::string path;
-    EXPECT_EQ(Choose(true, path, [&](QFileDialog& dialog) { Enter(dialog, folder.Path("name")); }), 0);
-    EXPECT_EQ(path, folder.Path("name.vexil3"));
-}
-
-TEST_F(Questions, SaveProposesTheNameAndAsksBeforeAnExistingFileIsTaken) {
-    const TempFolder folder;
-    folder.Write("old.vexil3", "kept");
-    std::string path = "as it was";
-    bool asked = false;
-    const std::int32_t status = Choose(true, path, [&](QFileDialog& dialog) {
-        EXPECT_EQ(dialog.findChild<QLineEdit*>("fileNameEdit")->text(), "default.vexil3");
-        QTimer::singleShot(0, &dialog, [&] {
-            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            asked = box != nullptr;
-            if (asked)
-                box->button(QMessageBox::No)->click();
-            dialog.reject();
-        });
-        Enter(dialog, folder.Path("old.vexil3"));
-    });
-    EXPECT_TRUE(asked);
-    EXPECT_EQ(status, kUserCanceled);
-    EXPECT_EQ(path, "as it was");
-    EXPECT_EQ(folder.Read("old.vexil3"), "kept");
-}
-
-TEST_F(Questions, LoadOffersSettingsFilesAndAllFiles) {
-    std::string path;
-    Choose(false, path, [](QFileDialog& dialog) {
-        EXPECT_EQ(dialog.nameFilters(), (QStringList{"Vexil III settings (*.vexil3)", "All files (*)"}));
-        EXPECT_EQ(dialog.fileMode(), QFileDialog::ExistingFile);
-        dialog.reject();
-    });
-}
-
 // --- requests to close from outside ---
 
 TEST_F(Questions, RequestFromOutsideIsACloseRequest) {
@@ -226,6 +170,18 @@ TEST_F(Questions, RequestDuringTheQuestionAtTheEndOfTheLoopIsAnsweredByIt) {
     Ask([this](QMessageBox&) { desktop.RequestClose(); });
     person.Settle();
     EXPECT_EQ(Count(EventKind::WindowClose), 0);
+}
+
+TEST_F(Questions, LineOfAnExplanationThatHasRoomIsNotBroken) {
+    request.message = "Short";
+    request.hasExplanation = true;
+    request.explanation = "A line that is longer than the message above it\n\n";
+    Ask([](QMessageBox& box) {
+        auto* label = box.findChild<QLabel*>("qt_msgbox_informativelabel");
+        ASSERT_NE(label, nullptr);
+        const int longest = label->fontMetrics().horizontalAdvance(label->text().split('\n')[0]);
+        EXPECT_GE(label->width(), longest);
+    });
 }
 
 // The desktop's own file chooser is another program's window; the toolkit's stands behind it unseen.
