@@ -34,7 +34,8 @@ set(CPACK_DEBIAN_VEXIL3_PACKAGE_NAME vexil3)
 set(CPACK_DEBIAN_VEXIL3_PACKAGE_SECTION sound)
 # The panel keeps its configuration where the service of the same version reads it.
 set(CPACK_DEBIAN_VEXIL3_PACKAGE_DEPENDS "vexil3d (= ${PROJECT_VERSION}-${VEXIL_PACKAGE_RELEASE})")
-set(CPACK_DEBIAN_VEXIL3_PACKAGE_RECOMMENDS "qt6-wayland")
+# The desktop's own file chooser and colours, and the toolkit's words in the user's language.
+set(CPACK_DEBIAN_VEXIL3_PACKAGE_RECOMMENDS "qt6-gtk-platformtheme, qt6-translations-l10n, qt6-wayland")
 set(CPACK_COMPONENT_VEXIL3_DESCRIPTION "control panel for MIDI over the local network
 Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.

@@ -21,6 +21,7 @@
 #include "platform/qt/RoundButton.h"
 #include "platform/qt/StaticText.h"
 #include "platform/qt/TickedSlider.h"
+#include "platform/qt/TipLines.h"
 
 namespace vexil {
 
@@ -134,8 +135,7 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
     const QString name = DecodeText(spec.accessibleName);
     widget.setAccessibleName(name);
     const QString tip = DecodeText(spec.tip);
-    // As formatted text, which the toolkit breaks into lines.
-    widget.setToolTip("<p>" + tip.toHtmlEscaped() + "</p>");
+    widget.setToolTip(TipInLines(tip));
     widget.setAccessibleDescription(tip);
     if (ComboBox* combo = ComboAt(spec.number)) {
         // The text of an editable combo box hides its name.

@@ -21,6 +21,7 @@
 #include "platform/qt/QtDialogs.h"
 #include "platform/qt/QtWidgets.h"
 #include "platform/qt/TerminationSignals.h"
+#include "platform/qt/ToolkitTranslations.h"
 #include "platform/qt/WaitInEventLoop.h"
 #include "shared/System/StandardStreams.h"
 
@@ -149,6 +150,7 @@ int main(int argc, char** argv) {
     // The toolkit sets the user's locale; numbers are formatted and read in the one that files are written
     // in.
     std::setlocale(LC_NUMERIC, "C");
+    vexil::LoadToolkitTranslations(application);
     QApplication::setApplicationName("vexil3");
     QGuiApplication::setDesktopFileName("com.sonavert.vexil3");
     QGuiApplication::setWindowIcon(QIcon(":/vexil3.png"));

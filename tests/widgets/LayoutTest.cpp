@@ -13,7 +13,6 @@
 #include <QStyleOptionButton>
 #include <QStyleOptionGroupBox>
 #include <QTest>
-#include <QTextDocumentFragment>
 #include <QToolTip>
 
 #include <algorithm>
@@ -192,7 +191,7 @@ TEST_F(Layout, PointerThatRestsOnAControlShowsItsTip) {
         QHelpEvent resting(QEvent::ToolTip, under->mapFrom(person.Window(), point),
                            person.Window()->mapToGlobal(point));
         QApplication::sendEvent(under, &resting);
-        EXPECT_EQ(QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText().toStdString(), spec.tip);
+        EXPECT_EQ(QToolTip::text().replace('\n', ' ').toStdString(), spec.tip);
     }
 }
 
