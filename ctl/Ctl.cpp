@@ -14,6 +14,7 @@
 #include "ctl/StoredSettings.h"
 #include "ctl/TerminalText.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
+#include "shared/System/Version.h"
 
 namespace vexil {
 
@@ -216,7 +217,7 @@ CtlResult RunCtl(const std::vector<std::string>& arguments, const Paths& paths, 
     if (informing == "--help")
         return {kCtlDone, kHelp, {}};
     if (informing == "--version")
-        return {kCtlDone, "vexil3ctl " VEXIL_VERSION "\n", {}};
+        return {kCtlDone, std::string("vexil3ctl ") + kVersion + "\n", {}};
 
     std::string problem;
     const std::optional<Request> request = Parse(arguments, problem);

@@ -1,16 +1,12 @@
 // The About box, and behind the Command key the removal of the host list cache.
 #include "panel/CtrlPanel.h"
 #include "panel/RestartRequest.h"
+#include "shared/System/Version.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
 
 namespace {
-
-// The parts of the version text that start-up writes into the log.
-constexpr int kVersionMajor = 3;
-constexpr int kVersionMinor = 3;
-constexpr int kVersionBuild = 900;
 
 constexpr const char* kCacheName = "Target computer list cache";
 

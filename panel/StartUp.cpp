@@ -1,6 +1,7 @@
 #include "panel/StartUp.h"
 
 #include "config/DriverPreferences.h"
+#include "shared/System/Version.h"
 #include "shared/System/svLog.h"
 #include "shared/System/svModule.h"
 
@@ -11,7 +12,6 @@ namespace {
 constexpr const char* kDisplayName = "Vexil III";
 constexpr const char* kModuleVersion = "3";
 constexpr const char* kLogPrefix = "CtrlPanel: ";
-constexpr const char* kVersionText = "Ver 3.3.900";
 constexpr const char* kLogFile = "/Library/Logs/vexil3.log";
 
 }  // namespace
@@ -20,7 +20,9 @@ int RunPanel(const char* executablePath, const PanelPlatform& platform) {
     // A path whose folders cannot be walked is no reason not to run: the names are set either way.
     svModule::Initialise(executablePath, kDisplayName, kModuleVersion);
     const bool logging = DriverPreferences(platform.preferences).GetLoggingOption();
-    OpenLog(kLogPrefix, kVersionText, logging ? kLogAppend : kLogDisabled, kLogFile);
+    svString version;
+    version.Format("Ver %s", kVersion);
+    OpenLog(kLogPrefix, version.c_str(), logging ? kLogAppend : kLogDisabled, kLogFile);
     return RunUserInterface(platform);
 }
 

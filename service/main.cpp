@@ -11,8 +11,8 @@
 #include "service/backends/BackendChoice.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
-#include "service/control/Status.h"
 #include "shared/System/StandardStreams.h"
+#include "shared/System/Version.h"
 #include "shared/System/svLog.h"
 
 namespace {
@@ -27,7 +27,7 @@ constexpr int kMisuse = 2;
 void OpenServiceLog() {
     std::fflush(stdout);
     dup2(STDERR_FILENO, STDOUT_FILENO);
-    OpenLog("", kServiceVersion, kLogAppend, "");
+    OpenLog("", kVersion, kLogAppend, "");
 }
 
 int Serve(const ServiceArguments& arguments) {
@@ -80,7 +80,7 @@ int main(int argumentCount, char** argumentTexts) {
             std::fputs(kServiceHelp, stdout);
             return 0;
         case ServiceArguments::Task::Version:
-            std::printf("vexil3d %s\n", kServiceVersion);
+            std::printf("vexil3d %s\n", kVersion);
             return 0;
         default:
             return Serve(*arguments);

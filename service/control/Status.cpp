@@ -6,6 +6,7 @@
 
 #include "driver/ControlChannel.h"
 #include "service/control/RouteText.h"
+#include "shared/System/Version.h"
 
 namespace vexil {
 
@@ -134,8 +135,7 @@ std::string Text(const Json& json) {
 std::string MakeStatus(const StatusSources& sources) {
     const DriverConfiguration& configuration = sources.configuration;
     const auto hasOption = [&](std::uint32_t option) { return (configuration.MiscOptions & option) != 0; };
-    Json status = {
-        {"version", kServiceVersion}, {"host", sources.hosts.front().name}, {"names", sources.names}};
+    Json status = {{"version", kVersion}, {"host", sources.hosts.front().name}, {"names", sources.names}};
     status["midi"] = {{"backend", sources.backend.Name()},
                       {"running", sources.backend.IsRunning()},
                       {"problem", sources.backend.Problem()},

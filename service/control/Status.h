@@ -29,8 +29,6 @@ struct StatusSources {
     std::string control;                // path of the control channel's socket
 };
 
-inline constexpr const char* kServiceVersion = VEXIL_VERSION;
-
 // Never longer than kMaxControlData: ports that do not fit are left out, the last ones first, and their
 // number is given as "portsLeftOut". Bytes that are no UTF-8 become U+FFFD.
 std::string MakeStatus(const StatusSources& sources);

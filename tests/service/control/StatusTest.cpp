@@ -5,6 +5,7 @@
 
 #include "driver/ControlChannel.h"
 #include "service/control/Status.h"
+#include "shared/System/Version.h"
 #include "tests/service/control/ServiceFixture.h"
 
 namespace vexil {
@@ -24,8 +25,8 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
     Start();
     service.SetMemory("locked");
     service.SetControlPath("/run/x");
-    EXPECT_EQ(json::parse(R"({
-        "version": ")" VEXIL_VERSION R"(", "host": "studio", "names": ["studio"],
+    EXPECT_EQ(
+        json::parse(std::string(R"({"version": ")") + kVersion + R"(", "host": "studio", "names": ["studio"],
         "midi": {"backend": "memory", "running": true, "problem": "", "realtime": ""},
         "attached": false,
         "options": {"wireless": false, "launchMonitor": true, "logging": true, "showConnectors": true,
@@ -34,7 +35,7 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
         "ports": []})"),
-              Status());
+        Status());
 }
 
 TEST_F(StatusTest, OfAPatchHasEndpointsRouteAndCounters) {
