@@ -6,7 +6,6 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -14,6 +13,7 @@
 #include "service/PollLoop.h"
 #include "service/ServiceNotifier.h"
 #include "service/control/ControlServer.h"
+#include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
@@ -103,11 +103,7 @@ class Run {
         }
     }
 
-    int UntilAlive() const {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(nextAlive - DriverService::Clock::now());
-        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-    }
+    int UntilAlive() const { return MillisecondsUntil(nextAlive); }
 
     void TellAlive() {
         notifier.Alive();

@@ -12,6 +12,7 @@
 
 #include "driver/DriverOptions.h"
 #include "driver/LittleEndian.h"
+#include "shared/System/Deadline.h"
 
 namespace vexil {
 
@@ -71,12 +72,7 @@ ControlServer::~ControlServer() {
 }
 
 int ControlServer::Timeout() const {
-    if (!listenAgain) {
-        return -1;
-    }
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(*listenAgain - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    return listenAgain ? MillisecondsUntil(*listenAgain) : -1;
 }
 
 void ControlServer::Serve() {

@@ -12,6 +12,7 @@
 #include "service/control/OptionPayloads.h"
 #include "service/control/RouteText.h"
 #include "service/control/Status.h"
+#include "shared/System/Deadline.h"
 
 namespace vexil {
 
@@ -77,8 +78,7 @@ std::vector<std::string> NamesOf(const HostRecord& computer) {
 }
 
 int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_point now, int poll) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now).count();
-    return static_cast<int>(std::clamp<std::chrono::milliseconds::rep>(left, 0, poll));
+    return std::min(MillisecondsUntil(end, now), poll);
 }
 
 }  // namespace

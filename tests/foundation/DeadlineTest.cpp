@@ -30,7 +30,8 @@ TEST(DeadlineTest, ADeadlineTooFarForAnIntegerIsTheLongestWait) {
 }
 
 TEST(DeadlineTest, ADeadlineIsMeasuredFromThePresent) {
-    const int left = MillisecondsUntil(std::chrono::steady_clock::now() + hours(1));
+    const Deadline deadline = std::chrono::steady_clock::now() + hours(1);
+    const int left = MillisecondsUntil(deadline);
     EXPECT_GT(left, 3600'000 - 60'000);
     EXPECT_LE(left, 3600'000);
 }

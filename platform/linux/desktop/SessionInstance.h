@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "shared/System/Deadline.h"
+
 struct sd_bus;
 struct sd_bus_message;
 struct sd_bus_slot;
@@ -57,8 +59,6 @@ class SessionInstance {
     struct FreeSlot {
         void operator()(sd_bus_slot* slot) const;
     };
-    using Deadline = std::chrono::steady_clock::time_point;
-
     bool Connect(Deadline deadline);
     bool TakeName(bool fromAnother);
     bool Ask(const LaunchTokens& tokens, Deadline deadline);

@@ -11,6 +11,7 @@
 #include "service/backends/EndpointNames.h"
 #include "service/backends/alsa/AlsaClient.h"
 #include "service/backends/alsa/AlsaThread.h"
+#include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
@@ -149,11 +150,7 @@ std::vector<PublishedEndpoint> AlsaBackend::Published() const {
 }
 
 int AlsaBackend::EventTimeout() const {
-    if (retries == 0) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextRetry - Clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    return retries == 0 ? -1 : MillisecondsUntil(nextRetry);
 }
 
 void AlsaBackend::HandleEvents() {

@@ -8,6 +8,7 @@
 #include <cinttypes>
 #include <ctime>
 
+#include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
@@ -77,8 +78,7 @@ int JackBackend::EventTimeout() const {
     if (!overdue) {
         return -1;
     }
-    const auto left = std::chrono::ceil<milliseconds>(*overdue - JackPulse::Clock::now()).count();
-    return static_cast<int>(std::max<decltype(left)>(left, 0));
+    return MillisecondsUntil(*overdue);
 }
 
 void JackBackend::HandleEvents() {

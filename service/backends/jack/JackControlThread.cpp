@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "service/backends/jack/JackSession.h"
+#include "shared/System/Deadline.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -138,11 +139,7 @@ class JackControlThread::Work {
     }
 
     static int Until(const std::optional<Clock::time_point>& moment) {
-        if (!moment) {
-            return -1;
-        }
-        const auto left = std::chrono::ceil<milliseconds>(*moment - Clock::now()).count();
-        return static_cast<int>(std::max<decltype(left)>(left, 0));
+        return moment ? MillisecondsUntil(*moment) : -1;
     }
 
     // Whether cycles have begun to stand still, or to go on, since the last look.
