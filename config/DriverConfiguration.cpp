@@ -78,7 +78,7 @@ bool IsAdmissible(const DriverConfiguration& configuration) {
 
 unsigned ShownPortNumber(int port, int portCount) {
     const auto index = static_cast<unsigned>(port);
-    if (portCount != 64)
+    if (portCount != kPortCount)
         return index + 1;
     return (index / 8 + 1) * 10 + (index % 8 + 1);
 }

@@ -8,8 +8,8 @@
 
 namespace vexil {
 
-inline constexpr int kMaxPorts = 64;   // room in the record; loading and saving run over all of them
-inline constexpr int kPortCount = 64;  // ports the panel works with
+inline constexpr int kMaxPorts = 64;          // room in the record; loading and saving run over all of them
+inline constexpr int kPortCount = kMaxPorts;  // ports the panel works with
 
 // PortEntry::flags.
 inline constexpr std::uint8_t kSendImmediately = 0x01;
@@ -23,7 +23,9 @@ inline constexpr std::uint32_t kEnableLogging = 0x4;
 inline constexpr std::uint32_t kUseWireless = 0x8;  // takes effect at the panel's next start
 
 inline constexpr std::uint32_t kDefaultMiscOptions = 7;
+// SendGranularity, in tenths of a millisecond.
 inline constexpr std::uint32_t kDefaultSendGranularity = 2;
+inline constexpr std::uint32_t kMaxSendGranularity = 100;
 
 // One port's options; stored as one little-endian 32-bit value, `flags` in the low byte.
 struct PortEntry {

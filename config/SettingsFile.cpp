@@ -12,7 +12,6 @@ namespace {
 constexpr const char* kOptionsSection = "Options";
 constexpr const char* kGeneralSection = "General";
 constexpr const char* kSendGranularityKey = "SendGranularity";
-constexpr std::int32_t kMaxSendGranularity = 100;
 
 // The switches, last bit first.
 constexpr std::array kOptionKeys = {"UseWireless", "EnableLogging", "LaunchMonitor", "ShowEndpoints"};
@@ -144,8 +143,8 @@ void ImportSettings(std::int32_t portCount, IniFile& file, DriverConfiguration& 
         }
     }
     if (file.GetValue(kGeneralSection, kSendGranularityKey, value) && !value.IsEmpty()) {
-        configuration.SendGranularity =
-            static_cast<std::uint32_t>(std::clamp(NumberOf(value), 0, kMaxSendGranularity));
+        configuration.SendGranularity = static_cast<std::uint32_t>(
+            std::clamp(NumberOf(value), 0, static_cast<std::int32_t>(kMaxSendGranularity)));
     }
     for (int port = 0; port < std::min(portCount, kMaxPorts); ++port) {
         ImportPort(port, file, configuration);

@@ -130,7 +130,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         {314, 490, 330, 530}, 0, 0, 0, kRealtimeGroup, "Send Quantization Time in ms",
         kQuantizationTip},
     {kQuantizationSlider, ControlKind::Slider, "",
-        {340, 215, 360, 540}, 0, 0, 100, kRealtimeGroup, "Send Quantization Time",
+        {340, 215, 360, 540}, 0, 0, kMaxSendGranularity, kRealtimeGroup, "Send Quantization Time",
         kQuantizationTip},
 
     {kLoad, ControlKind::PushButton, "Load",

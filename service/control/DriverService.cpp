@@ -287,7 +287,7 @@ int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
 }
 
 void DriverService::SetQuantization(std::uint32_t tenths) {
-    const std::uint32_t limited = std::min(tenths, kLongestGranularity);
+    const std::uint32_t limited = std::min(tenths, kMaxSendGranularity);
     if (limited != sendGranularity) {
         sendGranularity = limited;
         report.Quantization(limited);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <utility>
 
+#include "config/DriverConfiguration.h"
 #include "service/engine/InputMerger.h"
 #include "service/engine/MidiParser.h"
 #include "service/engine/SpscQueue.h"
@@ -123,7 +124,7 @@ void Engine::State::CarryOut(Command& command, std::uint64_t now) {
             TakeBytes(test, now, std::span<const std::uint8_t>(command.bytes).first(command.length));
             break;
         case Command::Kind::Quantization:
-            quantum = std::min(command.sendGranularity, kLongestGranularity) * kNanosecondsPerGranularity;
+            quantum = std::min(command.sendGranularity, kMaxSendGranularity) * kNanosecondsPerGranularity;
             break;
         case Command::Kind::WriterGone:
             EndWriters(command.port, now);

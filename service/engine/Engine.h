@@ -21,8 +21,6 @@
 
 namespace vexil {
 
-// Longest time by which messages are held back, in tenths of a millisecond.
-inline constexpr std::uint32_t kLongestGranularity = 100;
 inline constexpr std::size_t kLongestTestBytes = 512;
 // Nanoseconds for which a system exclusive of which nothing comes keeps other sources from its input. Then it
 // is ended there, and its rest is left out.
@@ -69,7 +67,7 @@ class Engine {
     // Plays bytes on a port's test source now. At most kLongestTestBytes; more are not posted. Running status
     // does not go on from one call to the next; a system exclusive does.
     bool PostTestBytes(int port, std::span<const std::uint8_t> bytes);
-    // Tenths of a millisecond; 0 sends at once. More than kLongestGranularity counts as that.
+    // Tenths of a millisecond; 0 sends at once. More than kMaxSendGranularity counts as that.
     bool PostQuantization(std::uint32_t sendGranularity);
     // Ends the way of one output's present writers: a program that wrote to it has gone.
     bool PostWriterGone(int port);

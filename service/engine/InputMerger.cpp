@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <limits>
 
+#include "service/engine/MidiStatus.h"
+
 namespace vexil {
 
 namespace {
 
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
-constexpr std::uint8_t kEndOfExclusive[] = {0xF7};
 
 int InputAfter(const Record& endOfWay) {
     return endOfWay.nextInput == kNoInput ? -1 : endOfWay.nextInput;
@@ -187,13 +188,13 @@ std::optional<std::uint64_t> InputMerger::EndOfSilence(const Input& input) const
 bool InputMerger::CutSilentExclusive(int port, std::uint64_t end, EngineSink& sink) {
     Input& input = inputs[static_cast<std::size_t>(port)];
     const std::optional<std::uint64_t> due = EndOfSilence(input);
-    if (!due || *due >= end || sink.Room(Destination::Input(port)) < sizeof kEndOfExclusive) {
+    if (!due || *due >= end || sink.Room(Destination::Input(port)) < sizeof kEndBytes) {
         return false;
     }
     Of(input.owner).inExclusive = false;
     cutSources.Add(input.owner);
     input.owner = -1;
-    Deliver(port, *due, kEndOfExclusive, sink);
+    Deliver(port, *due, kEndBytes, sink);
     return true;
 }
 
@@ -201,12 +202,12 @@ bool InputMerger::FinishWay(int source, int port, EngineSink& sink) {
     Source& way = Of(source);
     const Record end = queues.Front(source);
     if (way.inExclusive) {
-        if (sink.Room(Destination::Input(port)) < sizeof kEndOfExclusive) {
+        if (sink.Room(Destination::Input(port)) < sizeof kEndBytes) {
             return false;
         }
         way.inExclusive = false;
         inputs[static_cast<std::size_t>(port)].owner = -1;
-        Deliver(port, end.due, kEndOfExclusive, sink);
+        Deliver(port, end.due, kEndBytes, sink);
     }
     while (const std::optional<std::array<std::uint8_t, 3>> release = way.sounding.NextRelease()) {
         if (!IsHeldByAnother(source, port, *release)) {

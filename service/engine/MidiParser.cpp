@@ -2,14 +2,11 @@
 
 #include <algorithm>
 
+#include "service/engine/MidiStatus.h"
+
 namespace vexil {
 
 namespace {
-
-constexpr std::uint8_t kStartOfExclusive = 0xF0;
-constexpr std::uint8_t kEndOfExclusive = 0xF7;
-constexpr std::uint8_t kFirstRealtime = 0xF8;
-constexpr std::uint8_t kEndBytes[] = {kEndOfExclusive};
 
 bool IsStatus(std::uint8_t byte) {
     return byte >= 0x80;

@@ -2,12 +2,11 @@
 
 #include <new>
 
+#include "service/engine/MidiStatus.h"
+
 namespace vexil {
 
 namespace {
-
-constexpr std::uint8_t kStartOfExclusive = 0xF0;
-constexpr std::uint8_t kEndOfExclusive = 0xF7;
 
 // A piece begins a system exclusive, or goes on with data bytes, or is its end.
 bool IsPieceOfExclusive(std::span<const std::uint8_t> bytes) {

@@ -2,14 +2,11 @@
 
 #include <algorithm>
 
+#include "service/engine/MidiStatus.h"
+
 namespace vexil {
 
 namespace {
-
-constexpr std::uint8_t kStartOfExclusive = 0xF0;
-constexpr std::uint8_t kEndOfExclusive = 0xF7;
-constexpr std::uint8_t kFirstRealtime = 0xF8;
-constexpr std::uint8_t kEndBytes[] = {kEndOfExclusive};
 
 // Whose releases wait: no client has this address.
 constexpr WriterAddress kReleases{255, 255};

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <thread>
 
+#include "config/DriverConfiguration.h"
 #include "service/backends/EndpointNames.h"
 #include "shared/System/svLog.h"
 
@@ -200,7 +201,7 @@ void JackSession::Withdraw() {
 
 // The notes of a port end behind what the engine still holds back for it.
 unsigned JackSession::CyclesUntilReleased() const {
-    constexpr unsigned kHeldBackPerSecond = 10'000 / kLongestGranularity;
+    constexpr unsigned kHeldBackPerSecond = 10'000 / kMaxSendGranularity;
     const unsigned heldBack =
         jack_get_sample_rate(client) / kHeldBackPerSecond / std::max(jack_get_buffer_size(client), 1U) + 1;
     return kCyclesUntilWritersEnd + heldBack;

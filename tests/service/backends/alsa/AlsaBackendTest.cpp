@@ -324,7 +324,7 @@ TEST_F(AlsaBackendTest, WhatIsPostedIsCarriedOutWithoutAnyEvent) {
 TEST_F(AlsaBackendTest, AMessageIsHeldBackToTheNextMultiple) {
     Backend().Publish(Both(0, "Port"));
     ASSERT_TRUE(PostWays({{0, 0}}));
-    ASSERT_TRUE(engine->PostQuantization(kLongestGranularity));
+    ASSERT_TRUE(engine->PostQuantization(kMaxSendGranularity));
     ASSERT_TRUE(CarriedOut());
     AlsaProgram reader;
     ASSERT_TRUE(reader.ReadFrom(AddressOf(0, false)));

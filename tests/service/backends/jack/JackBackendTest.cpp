@@ -258,7 +258,7 @@ TEST_F(JackBackendTest, EndpointsThatAreHiddenLeaveNoNoteHeld) {
 TEST_F(JackBackendTest, WhatIsHeldBackWhenEndpointsAreHiddenIsHeardAndReleased) {
     Publish(Both(0, "Port"));
     ASSERT_TRUE(PostWays({{0, 0}}));
-    ASSERT_TRUE(engine->PostQuantization(kLongestGranularity) && CarriedOut());
+    ASSERT_TRUE(engine->PostQuantization(kMaxSendGranularity) && CarriedOut());
     MidiProgram& reader = Reader(0);
     MidiProgram& writer = Writer(0);
     std::vector<Endpoint> hidden = Both(0, "Port");
