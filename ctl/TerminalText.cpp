@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
+#include <optional>
+
+#include "shared/System/Utf8.h"
 
 namespace vexil {
 
@@ -42,24 +44,9 @@ constexpr std::array kWidest = {Range{0x1100, 0x115F},   Range{0x2E80, 0x303E}, 
 
 // The character at the start of a text that is not empty.
 Character FirstCharacter(std::string_view text) {
-    const auto lead = static_cast<unsigned char>(text[0]);
-    if (lead < 0x80)
-        return {lead, 1, true};
-    const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() < size)
-        return {};
-    char32_t code = lead & (0xFFU >> (size + 1));
-    for (std::size_t i = 1; i < size; ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xC0U) != 0x80)
-            return {};
-        code = code << 6 | (byte & 0x3FU);
-    }
-    constexpr std::array<char32_t, 5> kLeast = {0, 0, 0x80, 0x800, 0x10000};
-    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-    if (code < kLeast[size] || code > 0x10FFFF || surrogate)
-        return {};
-    return {code, size, true};
+    std::string_view rest = text;
+    const std::optional<char32_t> code = TakeUtf8(rest);
+    return code ? Character{*code, text.size() - rest.size(), true} : Character{};
 }
 
 std::size_t WidthOf(char32_t code) {

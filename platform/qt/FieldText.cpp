@@ -1,5 +1,10 @@
 #include "platform/qt/FieldText.h"
 
+#include <optional>
+#include <string_view>
+
+#include "shared/System/Utf8.h"
+
 namespace vexil {
 
 namespace {
@@ -7,63 +12,6 @@ namespace {
 constexpr char16_t kByteEscape = 0xDC00;
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr unsigned char kFirstEscapedByte = 0x80;
-
-bool IsContinuation(unsigned char byte) {
-    return (byte & 0xC0) == 0x80;
-}
-
-// Length of the well-formed UTF-8 sequence at `bytes` (zero-terminated, so reading stops in time) and its
-// character; 0 when there is none.
-int ReadSequence(const unsigned char* bytes, char32_t& character) {
-    const unsigned char lead = bytes[0];
-    int length = 0;
-    char32_t smallest = 0;
-    if (lead < 0x80) {
-        character = lead;
-        return 1;
-    }
-    if ((lead & 0xE0) == 0xC0) {
-        length = 2;
-        smallest = 0x80;
-        character = lead & 0x1F;
-    } else if ((lead & 0xF0) == 0xE0) {
-        length = 3;
-        smallest = 0x800;
-        character = lead & 0x0F;
-    } else if ((lead & 0xF8) == 0xF0) {
-        length = 4;
-        smallest = 0x10000;
-        character = lead & 0x07;
-    } else {
-        return 0;
-    }
-    for (int i = 1; i < length; ++i) {
-        if (!IsContinuation(bytes[i]))
-            return 0;
-        character = (character << 6) | (bytes[i] & 0x3F);
-    }
-    const bool isSurrogate = character >= 0xD800 && character <= 0xDFFF;
-    return character < smallest || character > 0x10FFFF || isSurrogate ? 0 : length;
-}
-
-void AppendUtf8(std::string& bytes, char32_t character) {
-    const auto append = [&bytes](char32_t byte) { bytes += static_cast<char>(byte); };
-    if (character < 0x80) {
-        append(character);
-    } else if (character < 0x800) {
-        append(0xC0 | (character >> 6));
-        append(0x80 | (character & 0x3F));
-    } else if (character < 0x10000) {
-        append(0xE0 | (character >> 12));
-        append(0x80 | ((character >> 6) & 0x3F));
-        append(0x80 | (character & 0x3F));
-    } else {
-        append(0xF0 | (character >> 18));
-        append(0x80 | ((character >> 12) & 0x3F));
-        append(0x80 | ((character >> 6) & 0x3F));
-        append(0x80 | (character & 0x3F));
-    }
-}
 
 bool IsLineBreak(QChar character) {
     switch (character.unicode()) {
@@ -88,22 +36,18 @@ bool IsUnwanted(QChar character) {
 
 QString DecodeText(const char* text) {
     QString decoded;
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text);
-    while (*bytes != 0) {
-        char32_t character = 0;
-        const int length = ReadSequence(bytes, character);
-        if (length == 0) {
-            decoded += QChar(static_cast<char16_t>(kByteEscape + *bytes));
-            ++bytes;
-            continue;
-        }
-        if (QChar::requiresSurrogates(character)) {
-            decoded += QChar(QChar::highSurrogate(character));
-            decoded += QChar(QChar::lowSurrogate(character));
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const std::optional<char32_t> character = TakeUtf8(rest);
+        if (!character) {
+            decoded += QChar(static_cast<char16_t>(kByteEscape + static_cast<unsigned char>(rest.front())));
+            rest.remove_prefix(1);
+        } else if (QChar::requiresSurrogates(*character)) {
+            decoded += QChar(QChar::highSurrogate(*character));
+            decoded += QChar(QChar::lowSurrogate(*character));
         } else {
-            decoded += QChar(static_cast<char16_t>(character));
+            decoded += QChar(static_cast<char16_t>(*character));
         }
-        bytes += length;
     }
     return decoded;
 }

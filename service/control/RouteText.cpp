@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "shared/System/Utf8.h"
+
 namespace vexil {
 
 namespace {
@@ -27,11 +29,7 @@ std::string NameText(const std::string& name) {
     if (text.size() <= kLongestName) {
         return text;
     }
-    std::size_t end = kLongestName;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-        --end;  // not inside a character
-    }
-    return text.substr(0, end) + "...";
+    return std::string(WholeCharacters(text, kLongestName)) + "...";
 }
 
 const char* RouteKindText(RouteKind kind) {

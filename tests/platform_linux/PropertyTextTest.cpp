@@ -5,6 +5,8 @@
 #include <random>
 #include <string>
 
+#include "shared/System/Utf8.h"
+
 namespace vexil {
 namespace {
 

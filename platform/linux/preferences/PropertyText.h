@@ -8,7 +8,6 @@
 // "B\xFChne" (Latin-1) is stored as B U+F7FC h n e.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,10 +27,6 @@ std::string XmlSafeText(std::string_view text);
 // form.
 PropertyString TextOfStored(std::string_view stored);
 
-// Takes the character at the start of `text` off it; none, with `text` as it was, when there is no valid
-// UTF-8 form.
-std::optional<char32_t> TakeUtf8(std::string_view& text);
-void AppendUtf8(std::string& text, char32_t character);
 // Whether an XML 1.0 document may hold the character.
 bool IsXmlCharacter(char32_t character);
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/linux/preferences/PropertyText.h"
+#include "shared/System/Utf8.h"
 
 namespace vexil {
 namespace {
