@@ -90,19 +90,9 @@ void CtrlPanel::Run() {
     desktop.ShowWindow();
     widgets.InstallWindowHandler(*this);
 
-    for (;;) {
+    do
         desktop.RunEventLoop();
-        if (!unappliedChanges)
-            break;
-        const int answer = AskAboutUnappliedChanges();
-        if (answer == kAlertCancelButton)
-            continue;
-        if (answer == kAlertOtherButton)
-            unappliedChanges = false;
-        else if (answer == kAlertDefaultButton)
-            Apply();
-        break;
-    }
+    while (!ConfirmClose());
 
     testOutput.Close();
     desktop.HideWindow();
@@ -112,7 +102,9 @@ void CtrlPanel::Run() {
 bool CtrlPanel::ConfirmClose() {
     if (!unappliedChanges)
         return true;
-    const int answer = AskAboutUnappliedChanges();
+    const int answer = Ask("Settings have not been previously applied. Apply settings?",
+                           "You also can continue to make settings clicking <Cancel> or revert using <Quit>.",
+                           kQuitButton, kCancelButton, kApplyAndQuitButton, kAlertCaution);
     if (answer == kAlertCancelButton)
         return false;
     if (answer == kAlertOtherButton)
@@ -120,12 +112,6 @@ bool CtrlPanel::ConfirmClose() {
     else if (answer == kAlertDefaultButton)
         Apply();
     return true;
-}
-
-int CtrlPanel::AskAboutUnappliedChanges() {
-    return Ask("Settings have not been previously applied. Apply settings?",
-               "You also can continue to make settings clicking <Cancel> or revert using <Quit>.",
-               kQuitButton, kCancelButton, kApplyAndQuitButton, kAlertCaution);
 }
 
 // The bit is kept out of the store while the panel runs, so it takes effect at the next start, and only after

@@ -63,9 +63,9 @@ class CtrlPanel : public PanelHandlers, private TestOutput::Mediator, private Ho
     bool HasUnappliedChanges();
 
     // --- closing ---
-    // Asks about unapplied changes, if there are any. True when the panel may close.
+    // Asks about unapplied changes, if there are any: at a click on the close box, and when the event loop
+    // has ended by itself. True when the panel may close.
     bool ConfirmClose();
-    int AskAboutUnappliedChanges();
     void StoreWirelessOption();
 
     // --- events ---
