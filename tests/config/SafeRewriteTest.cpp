@@ -490,6 +490,18 @@ TEST_F(SafeRewriteTest, AnUnfinishedSaveThatCannotBeCompletedRefusesTheOpening) 
     EXPECT_EQ(Reopened(), kNew);
 }
 
+TEST_F(SafeRewriteTest, ATextThatIsSeenButNotSafeKeepsItsCopy) {
+    LeaveCopy();
+    WriteText(path, kNew);
+    RewriteCalls calls = kSystemRewriteCalls;
+    calls.syncData = FailWithEio;
+    IniFile file(calls);
+    EXPECT_FALSE(file.Open(path.c_str()));
+    EXPECT_TRUE(std::filesystem::exists(copyPath));
+    EXPECT_EQ(Reopened(), kNew);
+    ExpectOnlyTheFile();
+}
+
 // What is no file.
 
 TEST_F(SafeRewriteTest, AFifoADeviceAndAFolderAreRefusedAtOnce) {
@@ -511,6 +523,33 @@ TEST_F(SafeRewriteTest, AHugeFileIsRefused) {
 TEST_F(SafeRewriteTest, AFileOfTheGreatestSizeIsOpened) {
     WriteText(path, std::string(kMaxRewriteBytes, 'x'));
     EXPECT_TRUE(ini.Open(path.c_str()));
+}
+
+TEST_F(SafeRewriteTest, ASaveOfTheLargestSizeIsTaken) {
+    WriteText(path, kOld);
+    SafeRewrite rewrite(kSystemRewriteCalls);
+    EXPECT_TRUE(rewrite.Begin(path.c_str(), std::string(kMaxRewriteBytes, 'x')));
+    rewrite.Abandon();
+}
+
+TEST_F(SafeRewriteTest, ASaveAboveTheLargestSizeIsRefused) {
+    WriteText(path, kOld);
+    SafeRewrite rewrite(kSystemRewriteCalls);
+    EXPECT_FALSE(rewrite.Begin(path.c_str(), std::string(kMaxRewriteBytes + 1, 'x')));
+    EXPECT_EQ(ReadText(path), kOld);
+    ExpectOnlyTheFile();
+}
+
+TEST_F(SafeRewriteTest, AnUnfinishedSaveOfTheLargestSizeIsCompleted) {
+    WriteText(path, std::string(kMaxRewriteBytes, 'o'));
+    const std::string text(kMaxRewriteBytes, 'n');
+    {
+        SafeRewrite rewrite(kSystemRewriteCalls);
+        ASSERT_TRUE(rewrite.Begin(path.c_str(), text));
+    }
+    EXPECT_EQ(SafeRewrite(kSystemRewriteCalls).FinishPending(path.c_str()), PendingSave::None);
+    EXPECT_TRUE(ReadText(path) == text);
+    ExpectOnlyTheFile();
 }
 
 TEST_F(SafeRewriteTest, AFileThatMayNotBeWrittenIsRefused) {

@@ -124,6 +124,38 @@ TEST(ControlChannel, RepliesWhoseErrorIsNoErrnoAreNone) {
     EXPECT_FALSE(UnpackControlReply(With(reply, 7, 0xFF)));
 }
 
+TEST(ControlChannel, TheHighestErrnoIsRead) {
+    const auto packet = PackControlReply({.sequence = 1, .error = 4095, .data = {}});
+    ASSERT_TRUE(UnpackControlReply(packet));
+    EXPECT_EQ(4095U, UnpackControlReply(packet)->error);
+    EXPECT_FALSE(UnpackControlReply(PackControlReply({.sequence = 1, .error = 4096, .data = {}})));
+}
+
+TEST(ControlChannel, RepliesOf64KiBAreReadAndLongerOnesAreNone) {
+    const Bytes data(65536, 0x5A);
+    const auto packet = PackControlReply({.sequence = 1, .error = 0, .data = data});
+    const auto reply = UnpackControlReply(packet);
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(data, Bytes(reply->data.begin(), reply->data.end()));
+    EXPECT_FALSE(UnpackControlReply(PackControlReply({.sequence = 1, .error = 0, .data = Bytes(65537)})));
+}
+
+TEST(ControlChannel, RequestsOf64KiBAreReadAndLongerOnesAreNone) {
+    const Bytes payload(65537, 0x5A);
+    for (const std::uint32_t length : {65536U, 65537U}) {
+        const std::span<const std::uint8_t> sent(payload.data(), length);
+        const bool isRead = length == 65536;
+        EXPECT_EQ(
+            isRead,
+            UnpackControlRequest(PackControlRequest({1, kControlSetOption, 192, length, sent})).has_value());
+        EXPECT_EQ(
+            isRead,
+            UnpackControlRequest(PackControlRequest({1, kControlGetOption, 202, length, {}})).has_value());
+        EXPECT_EQ(isRead,
+                  UnpackControlRequest(PackControlRequest({1, kControlStatus, 0, length, {}})).has_value());
+    }
+}
+
 TEST(ControlChannel, ReadingAPackedRequestGivesItBack) {
     const Bytes payload(kMaxControlData, 0x5A);
     const auto packet = PackControlRequest({.sequence = 0xFFFFFFFF,

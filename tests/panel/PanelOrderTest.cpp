@@ -1,6 +1,9 @@
 // What must have happened before what, as it is seen from beneath the panel.
+#include <fstream>
 #include <functional>
+#include <string>
 
+#include "tests/config/TemporaryFolder.h"
 #include "tests/panel/PanelFixture.h"
 
 namespace vexil {
@@ -109,6 +112,25 @@ TEST_F(PanelOrder, WirelessBitIsStoredBehindTheHiddenWindow) {
     EXPECT_EQ(RunUserInterface(Watched()), 0);
     EXPECT_EQ(atHide, 0U);
     EXPECT_EQ(Stored().MiscOptions, kUseWireless);
+}
+
+TEST_F(PanelOrder, LoadedSettingsAreShownAfterTheHostsHaveBeenBrowsed) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "stage.vexil3";
+    std::ofstream(path) << "[Port_00]\nOutName=Loaded\n";
+    memoryDialogs.alertAnswers.push_back({AlertHit::Other, {}});
+    std::string atBrowse = "no browsing";
+    watchingDesktop.Post([&] {
+        watchingDriver.onOption = [&](int option) {
+            if (option == kOptionBrowseHosts)
+                atBrowse = memoryWidgets.Of(kOutputName).text;
+        };
+        hands.DropFile(path.c_str());
+        EXPECT_EQ(memoryWidgets.Of(kOutputName).text, "Loaded");
+        watchingDesktop.EndEventLoop();
+    });
+    EXPECT_EQ(RunUserInterface(Watched()), 0);
+    EXPECT_EQ(atBrowse, "");
 }
 
 TEST_F(PanelOrder, ConnectionIsClosedBeforeTheWindowIsDisposedOf) {

@@ -231,6 +231,23 @@ TEST_F(PlistDomainsTest, ATooLargeFileIsSetAside) {
     ExpectSetAsideAndUsable();
 }
 
+TEST_F(PlistDomainsTest, AFileOfTheLargestSizeIsRead) {
+    folder.PutList("<key>A</key><integer>7</integer>");
+    std::string content = folder.Content();
+    content.resize(1U << 20U, '\n');
+    folder.Put(content);
+    EXPECT_TRUE(domain.Holds("A", 7));
+    EXPECT_TRUE(folder.OtherNames().empty());
+}
+
+TEST_F(PlistDomainsTest, AFileOneByteAboveTheLargestSizeIsSetAside) {
+    folder.PutList("<key>A</key><integer>7</integer>");
+    std::string content = folder.Content();
+    content.resize((1U << 20U) + 1, '\n');
+    folder.Put(content);
+    ExpectSetAsideAndUsable();
+}
+
 TEST_F(PlistDomainsTest, AFolderInTheFilesPlaceIsSetAside) {
     fs::create_directories(folder.File() + "/inside");
     ExpectSetAsideAndUsable();

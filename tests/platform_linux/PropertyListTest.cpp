@@ -314,6 +314,23 @@ TEST(PropertyListTest, AListThatCouldNotBeReadBackIsNotWritten) {
     EXPECT_FALSE(empty.Prepare({{"A", MakePropertyDictionary({{"K", deep}})}}, problem));
 }
 
+TEST(PropertyListTest, AListOfTheLargestSizeIsWrittenAndReadBack) {
+    const PropertyList empty;
+    std::string problem;
+    const auto prepareText = [&](std::size_t length) {
+        const PropertyString text{std::string(length, 'x')};
+        return empty.Prepare({{"A", std::make_shared<const PropertyValue>(PropertyValue::Content(text))}},
+                             problem);
+    };
+    const std::size_t around = prepareText(0)->xml.size();
+    const auto largest = prepareText((1U << 20U) - around);
+    ASSERT_TRUE(largest) << problem;
+    EXPECT_EQ(largest->xml.size(), 1U << 20U);
+    EXPECT_TRUE(Read(largest->xml));
+    EXPECT_FALSE(prepareText((1U << 20U) - around + 1));
+    EXPECT_EQ(problem, "too large");
+}
+
 TEST(PropertyListTest, AnUnknownValueThatWouldGetTooDeepIsNotWritten) {
     const auto list = Read(List(Entry(Nested("<array>", "<true/>", "</array>", 63))));
     ASSERT_TRUE(list);

@@ -258,6 +258,20 @@ TEST_F(ControlServerTest, SilentClientsMakeRoomForNewOnes) {
     EXPECT_EQ(0U, Set(*panel, 190));
 }
 
+TEST_F(ControlServerTest, RoomIsMadeByTheClientThatWasSilentLongest) {
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (std::size_t count = 0; count < ControlServer::kMaxClients; ++count) {
+        clients.push_back(Connect());
+    }
+    EXPECT_EQ(0U, Ask(*clients[0], kControlReload, 0).error);
+    const auto newcomer = Connect();
+    EXPECT_TRUE(clients[1]->IsClosed());
+    EXPECT_FALSE(clients[0]->IsClosed());
+    EXPECT_FALSE(clients[2]->IsClosed());
+    EXPECT_FALSE(clients.back()->IsClosed());
+    EXPECT_EQ(0U, Ask(*newcomer, kControlReload, 0).error);
+}
+
 TEST_F(ControlServerTest, ThousandConnectionsAtOnceAreTakenAndThePanelStays) {
     const auto panel = Attached();
     std::vector<std::unique_ptr<RawClient>> clients;

@@ -1,6 +1,8 @@
 // What the log tells a musician, and when.
 #include <gmock/gmock.h>
 
+#include "service/control/ServiceReport.h"
+#include "tests/doubles/FaultyMidiBackend.h"
 #include "tests/service/control/ServiceFixture.h"
 
 namespace vexil {
@@ -58,6 +60,17 @@ TEST_F(ServiceReportTest, LogTellsTheMidiSystemsComingAndGoing) {
     backend.ReturnSystem();
     service.ServeBackend();
     EXPECT_EQ(2, log.Count("Music programs see the ports (memory).\n"));
+}
+
+TEST_F(ServiceReportTest, LogTellsAMidiSystemThatIsAwayFromTheBeginning) {
+    FaultyMidiBackend faulty{backend};
+    faulty.away = "It sleeps.";
+    ServiceReport report;
+    report.SetEnabled(true);
+    faulty.Start(engine);
+    report.Backend(faulty);
+    report.Backend(faulty);
+    EXPECT_EQ("Music programs do not see the ports. It sleeps.\n", log.Text());
 }
 
 TEST_F(ServiceReportTest, LogTellsATestThatNobodyHears) {

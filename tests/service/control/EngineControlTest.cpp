@@ -1,0 +1,53 @@
+// What the control thread's half of the engine does when the engine's queue is full.
+#include "service/control/EngineControl.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/doubles/MemoryMidiBackend.h"
+
+namespace vexil {
+namespace {
+
+class EngineControlTest : public ::testing::Test {
+  protected:
+    // Changes test routes until the engine, which nobody drives, takes no more.
+    void FillQueue() {
+        for (int count = 0; count < 100'000 && !control.HasUnposted(); ++count) {
+            control.SetTestRoute(count % kMaxPorts, Route{});
+        }
+        ASSERT_TRUE(control.HasUnposted());
+    }
+
+    Engine engine{std::size_t{1} << 20};
+    MemoryMidiBackend backend;
+    EngineControl control{engine, backend};
+};
+
+TEST_F(EngineControlTest, WithoutAMidiSystemEverythingIsCarriedOutAtOnce) {
+    control.SetTestRoute(0, Route{});
+    EXPECT_TRUE(control.IsCaughtUp());
+}
+
+TEST_F(EngineControlTest, WhatFoundNoRoomIsPostedAndCarriedOutInTheTurnInWhichTheMidiSystemHasGone) {
+    backend.Start(engine);
+    FillQueue();
+    backend.LoseSystem();
+    backend.HandleEvents();
+    control.Settle();
+    EXPECT_FALSE(control.HasUnposted());
+    EXPECT_TRUE(control.IsCaughtUp());
+}
+
+TEST_F(EngineControlTest, WhatFoundNoRoomIsPostedOnceTheMidiSystemHasTakenTheRest) {
+    backend.Start(engine);
+    FillQueue();
+    backend.Cycle();
+    control.Settle();
+    EXPECT_FALSE(control.HasUnposted());
+    EXPECT_FALSE(control.IsCaughtUp());
+    backend.Cycle();
+    EXPECT_TRUE(control.IsCaughtUp());
+}
+
+}  // namespace
+}  // namespace vexil
