@@ -147,6 +147,7 @@ class BodyWriter {
     BodyWriter(std::span<std::uint8_t> out, const BodyHeader& header);
 
     std::size_t Size() const { return writer.Size(); }
+    std::size_t Room() const { return writer.Room(); }
     bool HasFrames() const { return Size() > kBodyHeaderSize; }
 
     // Records of consecutive numbers share a frame; another number begins another.

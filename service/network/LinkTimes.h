@@ -1,0 +1,17 @@
+// The times of an association, in microseconds. docs/link-protocol.md states them.
+#pragma once
+
+#include <cstdint>
+
+namespace vexil {
+
+inline constexpr std::uint64_t kAckDelay = 1000;            // of records without a gap
+inline constexpr std::uint64_t kAliveInterval = 1'000'000;  // something is sent this often at least
+inline constexpr std::uint64_t kEarlyAlive = 500'000;       // and with the peer's, when ours is this old
+inline constexpr std::uint64_t kProbeAfter = 1'100'000;     // of silence
+inline constexpr std::uint64_t kProbeInterval = 150'000;
+inline constexpr std::uint64_t kLostAfter = 2'000'000;  // of silence
+inline constexpr std::int32_t kLateNoteOn = 500'000;    // a note-on that is later is left out
+inline constexpr int kByes = 3;                         // a bye goes this often
+
+}  // namespace vexil

@@ -1,0 +1,332 @@
+#include "service/network/SendWindow.h"
+
+#include <algorithm>
+
+#include "service/network/Require.h"
+
+namespace vexil {
+
+namespace {
+
+// Kept for records that begin, end and describe ways.
+constexpr std::size_t kKeptBytes = std::size_t{16} << 10;
+constexpr std::uint32_t kKeptRecords = 1024;
+
+constexpr std::uint8_t kAcknowledged = 4;
+constexpr int kSendsShift = 4;
+constexpr int kMostCounted = 15;
+constexpr int kMostUnaskedSends = 4;  // the first and three more behind new records
+
+constexpr int kMarkShift = 6;  // a mark is a time in units of 64 us
+constexpr std::uint64_t kFirstRepeat = 2000;
+constexpr std::uint64_t kQuiet = 1900;  // sent less than this ago: not part of a repeat yet
+constexpr std::uint64_t kShortestInterval = 6000;
+constexpr std::uint64_t kIntervalAboveRoundTrips = 4000;
+constexpr std::uint64_t kLongestInterval = 50000;
+constexpr std::size_t kBodiesOfRepeat = 16;
+// The socket's buffer of an ordinary user holds some 90 full datagrams.
+constexpr std::size_t kMostBurst = 48;
+constexpr std::uint64_t kBurstTime = 1000;
+
+int SendsOf(const StoredRecord& record) {
+    return record.flags >> kSendsShift;
+}
+
+std::size_t WireSize(const StoredRecord& record) {
+    return SizeOfRecord(record.type, record.ByteCount());
+}
+
+std::uint16_t AgeOf(std::uint32_t due, std::uint64_t now) {
+    const std::int32_t microseconds = Distance(static_cast<std::uint32_t>(now), due);
+    if (microseconds <= 0) {
+        return 0;
+    }
+    const std::uint32_t age = static_cast<std::uint32_t>(microseconds) / kAgeUnit;
+    return static_cast<std::uint16_t>(std::min<std::uint32_t>(age, kOldestAge));
+}
+
+}  // namespace
+
+SendWindow::SendWindow()
+    : ring(new StoredRecord[kMostRecords]), pieces(kMostUnacknowledgedPieces + kKeptBytes) {}
+
+void SendWindow::Reset() {
+    oldest = fresh = next = 0;
+    unacknowledged = unacknowledgedPieces = 0;
+    pieces.Clear();
+    gaps = {};
+    holeAt = 0;
+    holeNumber = 0;
+    holesAgain = 0;
+    repeat = {};
+    repeatDue = 0;
+    interval = 0;
+}
+
+std::size_t SendWindow::PieceRoom() const {
+    const std::size_t free = pieces.FreeBytes();
+    const std::size_t inStore = free > kKeptBytes ? free - kKeptBytes : 0;
+    const bool isFull = next - oldest >= kMostRecords - kKeptRecords;
+    return isFull ? 0 : std::min(inStore, kMostUnacknowledgedPieces - unacknowledgedPieces);
+}
+
+bool SendWindow::HasRoom(const LinkRecord& record) const {
+    const std::size_t size = SizeOfRecord(record.type, record.bytes.size());
+    const bool isMusic = record.type == RecordType::Message || record.type == RecordType::Piece;
+    if (!isMusic) {
+        return next - oldest < kMostRecords - 1 && HasRoomFor(record, pieces);
+    }
+    if (next - oldest >= kMostRecords - kKeptRecords) {
+        return false;
+    }
+    if (record.type == RecordType::Message) {
+        return unacknowledged + size <= kMostUnacknowledged;
+    }
+    return unacknowledgedPieces + size <= kMostUnacknowledgedPieces && HasRoomFor(record, pieces, kKeptBytes);
+}
+
+void SendWindow::Push(const LinkRecord& record, std::uint32_t due) {
+    Require(HasRoom(record), "HasRoom(record)");
+    StoredRecord& stored = At(next++);
+    stored = Store(record, due, pieces);
+    unacknowledged += WireSize(stored);
+    unacknowledgedPieces += record.type == RecordType::Piece ? WireSize(stored) : 0;
+}
+
+void SendWindow::Settle(std::uint32_t number) {
+    StoredRecord& record = At(number);
+    if ((record.flags & kAcknowledged) != 0) {
+        return;
+    }
+    record.flags |= kAcknowledged;
+    unacknowledged -= WireSize(record);
+    unacknowledgedPieces -= record.type == RecordType::Piece ? WireSize(record) : 0;
+    Discard(record, pieces);
+}
+
+void SendWindow::Acknowledge(std::uint64_t now, std::uint32_t allBelow) {
+    if (Distance(allBelow, oldest) <= 0 || Distance(fresh, allBelow) < 0) {
+        return;  // old, or of something that was never sent
+    }
+    while (oldest != allBelow) {
+        Settle(oldest++);
+    }
+    Progressed(now);
+}
+
+void SendWindow::TakeGaps(std::uint64_t now, const Gaps& reported) {
+    if (Distance(fresh, reported.highest) <= 0) {
+        return;
+    }
+    const std::size_t before = unacknowledged;
+    std::uint32_t number = oldest;
+    for (std::size_t index = 0; index < reported.count; ++index) {
+        const Hole& hole = reported.holes[index];
+        while (Distance(hole.first, number) > 0) {
+            Settle(number++);
+        }
+        number = Distance(hole.end, number) > 0 ? hole.end : number;
+    }
+    if (reported.count < kMostHoles) {
+        while (Distance(reported.highest, number) >= 0) {
+            Settle(number++);
+        }
+    }
+    while (oldest != fresh && (At(oldest).flags & kAcknowledged) != 0) {
+        ++oldest;
+    }
+    gaps = reported;
+    holeAt = 0;
+    holeNumber = gaps.count > 0 ? gaps.holes[0].first : 0;
+    holesAgain = 0;
+    if (unacknowledged != before) {
+        Progressed(now);
+    }
+}
+
+void SendWindow::Progressed(std::uint64_t now) {
+    if (oldest == fresh) {
+        repeatDue = 0;
+        repeat = {};
+    } else if (interval != 0) {
+        interval = FirstInterval();
+        repeatDue = now + interval;
+    }
+}
+
+std::uint64_t SendWindow::FirstInterval() const {
+    return std::max(kShortestInterval, roundTrip + roundTrip / 2 + kIntervalAboveRoundTrips);
+}
+
+std::uint64_t SendWindow::QuietTime() const {
+    return std::max(kQuiet, roundTrip);
+}
+
+std::uint64_t SendWindow::SinceSent(std::uint64_t now, const StoredRecord& record) const {
+    const auto mark = static_cast<std::uint16_t>(now >> kMarkShift);
+    return std::uint64_t{static_cast<std::uint16_t>(mark - record.mark)} << kMarkShift;
+}
+
+bool SendWindow::WantsToSend(std::uint64_t now) const {
+    if (burst >= kMostBurst && now < burstBegin + kBurstTime) {
+        return false;
+    }
+    return fresh != next || holeAt < gaps.count || (holesAgain != 0 && now >= holesAgain) ||
+           repeat.at != repeat.end || (repeatDue != 0 && now >= repeatDue);
+}
+
+std::optional<std::uint64_t> SendWindow::NextTimeout() const {
+    std::optional<std::uint64_t> first;
+    if (fresh != next || holeAt < gaps.count || repeat.at != repeat.end) {
+        first = 0;
+    }
+    for (const std::uint64_t time : {holesAgain, repeatDue}) {
+        if (time != 0 && (!first || time < *first)) {
+            first = time;
+        }
+    }
+    return first && burst >= kMostBurst ? std::max(*first, burstBegin + kBurstTime) : first;
+}
+
+bool SendWindow::Write(std::uint64_t now, std::uint32_t number, BodyWriter& body) {
+    StoredRecord& stored = At(number);
+    LinkRecord record = Load(stored, pieces, scratch);
+    record.age = AgeOf(stored.due, now);
+    if (!body.AddRecord(number, record)) {
+        return false;
+    }
+    const int sends = std::min(SendsOf(stored) + 1, kMostCounted);
+    repeated += sends > 1 ? 1 : 0;
+    stored.flags =
+        static_cast<std::uint8_t>((stored.flags & ((1 << kSendsShift) - 1)) | sends << kSendsShift);
+    stored.mark = static_cast<std::uint16_t>(now >> kMarkShift);
+    return true;
+}
+
+void SendWindow::Fill(std::uint64_t now, BodyWriter& body) {
+    if (now >= burstBegin + kBurstTime) {
+        burstBegin = now;
+        burst = 0;
+    }
+    if (!WantsToSend(now)) {
+        return;
+    }
+    const std::size_t before = body.Size();
+    const std::uint32_t firstFresh = fresh;
+    const bool hasFresh = FillFresh(now, body);
+    if (holesAgain != 0 && now >= holesAgain) {
+        holesAgain = 0;
+        holeAt = 0;
+        holeNumber = gaps.count > 0 ? gaps.holes[0].first : 0;
+    }
+    FillHoles(now, body);
+    if (hasFresh) {
+        FillYoungest(now, firstFresh, body);
+    } else {
+        FillRepeat(now, body);
+    }
+    burst += body.Size() > before ? 1U : 0U;
+}
+
+bool SendWindow::FillFresh(std::uint64_t now, BodyWriter& body) {
+    const std::uint32_t before = fresh;
+    while (fresh != next && Write(now, fresh, body)) {
+        ++fresh;
+    }
+    if (fresh == before) {
+        return false;
+    }
+    interval = 0;
+    repeatDue = now + kFirstRepeat;
+    repeat = {};
+    return true;
+}
+
+// Every hole that was reported, but no record more often than each round trip.
+void SendWindow::FillHoles(std::uint64_t now, BodyWriter& body) {
+    while (holeAt < gaps.count) {
+        const Hole& hole = gaps.holes[holeAt];
+        std::uint32_t number = Distance(oldest, holeNumber) > 0 ? oldest : holeNumber;
+        for (; Distance(hole.end, number) > 0; ++number) {
+            if ((At(number).flags & kAcknowledged) != 0) {
+                continue;
+            }
+            const std::uint64_t since = SinceSent(now, At(number));
+            if (since < QuietTime()) {
+                const std::uint64_t again = now + QuietTime() - since;
+                holesAgain = holesAgain == 0 ? again : std::min(holesAgain, again);
+                continue;
+            }
+            if (!Write(now, number, body)) {
+                holeNumber = number;
+                return;
+            }
+        }
+        ++holeAt;
+        holeNumber = holeAt < gaps.count ? gaps.holes[holeAt].first : 0;
+    }
+}
+
+// Behind new records, those before them that are still unacknowledged, as many as fit.
+void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWriter& body) {
+    constexpr std::size_t kMostRuns = 8;
+    constexpr std::size_t kFrameSize = 7;
+    std::size_t room = body.Room();
+    std::uint32_t first = before;
+    std::size_t runs = 0;
+    bool inRun = false;
+    while (first != oldest) {
+        const StoredRecord& record = At(first - 1);
+        const bool goes = (record.flags & kAcknowledged) == 0 && SendsOf(record) < kMostUnaskedSends &&
+                          record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
+        const std::size_t size = WireSize(record) + (inRun ? 0 : kFrameSize);
+        if (goes && (size > room || (!inRun && runs == kMostRuns))) {
+            break;
+        }
+        if (!goes && SendsOf(record) >= kMostUnaskedSends) {
+            break;  // those before it have gone as often
+        }
+        room -= goes ? size : 0;
+        runs += goes && !inRun ? 1 : 0;
+        inRun = goes;
+        --first;
+    }
+    for (; first != before; ++first) {
+        const StoredRecord& record = At(first);
+        const bool goes = (record.flags & kAcknowledged) == 0 &&
+                          record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
+        if (goes && !Write(now, first, body)) {
+            return;
+        }
+    }
+}
+
+void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
+    if (repeatDue != 0 && now >= repeatDue) {
+        repeat = {oldest, fresh};
+        repeatBodies = 0;
+        interval = interval == 0
+                       ? FirstInterval()
+                       : std::min(interval + interval / 2, std::max(kLongestInterval, FirstInterval()));
+        repeatDue = now + interval;
+    }
+    if (repeat.at == repeat.end) {
+        return;
+    }
+    if (Distance(oldest, repeat.at) > 0) {
+        repeat.at = oldest;
+    }
+    for (; Distance(repeat.end, repeat.at) > 0; ++repeat.at) {
+        const StoredRecord& record = At(repeat.at);
+        if ((record.flags & kAcknowledged) == 0 && SinceSent(now, record) >= kQuiet &&
+            !Write(now, repeat.at, body)) {
+            if (++repeatBodies >= kBodiesOfRepeat) {
+                break;
+            }
+            return;
+        }
+    }
+    repeat = {};
+}
+
+}  // namespace vexil

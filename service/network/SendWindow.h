@@ -1,0 +1,113 @@
+// The records on their way to one peer: numbers them, says which go into a datagram at a time, and keeps each
+// until the peer is known to have it.
+//
+// New records leave at once. Behind them, as far as the datagram goes, the youngest that are not acknowledged
+// go again, so that most losses cost no round trip. What the peer reports as missing goes again at once. When
+// nothing new comes, what is not acknowledged goes once more after 2 ms, then at growing intervals.
+//
+// No socket and no clock: times come in, in microseconds. One thread at a time; nothing is allocated once it
+// is made.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "service/network/LinkCodec.h"
+#include "service/network/PieceStore.h"
+#include "service/network/StoredRecord.h"
+
+namespace vexil {
+
+// Bytes in records, as they stand on the wire, that may be unacknowledged: a short message finds no room
+// beyond. Pieces of system exclusive have half of it to themselves, which short messages cannot take from
+// them.
+inline constexpr std::size_t kMostUnacknowledged = std::size_t{256} << 10;
+inline constexpr std::size_t kMostUnacknowledgedPieces = kMostUnacknowledged / 2;
+// Records that may be unacknowledged. A record further ahead is not taken by the peer.
+inline constexpr std::uint32_t kMostRecords = 32768;
+
+class SendWindow {
+  public:
+    SendWindow();
+
+    // Forgets everything and numbers from 0.
+    void Reset();
+
+    // Whether a record finds room. Those that begin, end and describe ways have a little of their own beyond
+    // the limits.
+    bool HasRoom(const LinkRecord& record) const;
+    // Bytes of pieces that find room.
+    std::size_t PieceRoom() const;
+    // Half empty at least: a good time to begin again.
+    bool IsRelaxed() const {
+        return unacknowledged < kMostUnacknowledged / 2 && next - oldest < kMostRecords / 2;
+    }
+    bool IsEmpty() const { return next == oldest; }
+    // Takes a record for which there is room. `due`: low bits of the time at which it is to leave, for its
+    // age.
+    void Push(const LinkRecord& record, std::uint32_t due);
+
+    // What the peer says of its own.
+    void Acknowledge(std::uint64_t now, std::uint32_t allBelow);
+    void TakeGaps(std::uint64_t now, const Gaps& gaps);
+    // Smoothed, microseconds.
+    void SetRoundTrip(std::uint64_t microseconds) { roundTrip = microseconds; }
+
+    // Whether Fill would write something now.
+    bool WantsToSend(std::uint64_t now) const;
+    // Writes records into a body that is to leave now, or nothing.
+    void Fill(std::uint64_t now, BodyWriter& body);
+    // When WantsToSend may become true without anything else happening; null when never.
+    std::optional<std::uint64_t> NextTimeout() const;
+
+    std::uint64_t Repeated() const { return repeated; }
+
+  private:
+    // Which records go again: from `at` up to `end`, those not sent for `quiet`.
+    struct Run {
+        std::uint32_t at = 0;
+        std::uint32_t end = 0;
+    };
+
+    StoredRecord& At(std::uint32_t number) { return ring[number & (kMostRecords - 1)]; }
+    const StoredRecord& At(std::uint32_t number) const { return ring[number & (kMostRecords - 1)]; }
+    void Settle(std::uint32_t number);
+    bool Write(std::uint64_t now, std::uint32_t number, BodyWriter& body);
+    std::uint64_t SinceSent(std::uint64_t now, const StoredRecord& record) const;
+    bool FillFresh(std::uint64_t now, BodyWriter& body);
+    void FillHoles(std::uint64_t now, BodyWriter& body);
+    void FillYoungest(std::uint64_t now, std::uint32_t before, BodyWriter& body);
+    void FillRepeat(std::uint64_t now, BodyWriter& body);
+    void Progressed(std::uint64_t now);
+    std::uint64_t FirstInterval() const;
+    std::uint64_t QuietTime() const;
+
+    // Not zeroed: memory that is never used costs nothing.
+    std::unique_ptr<StoredRecord[]> ring;
+    PieceStore pieces;
+    RecordScratch scratch{};
+    std::uint32_t oldest = 0;  // not acknowledged
+    std::uint32_t fresh = 0;   // the first that was never sent
+    std::uint32_t next = 0;    // number of the next that is pushed
+    std::size_t unacknowledged = 0;
+    std::size_t unacknowledgedPieces = 0;
+    std::uint64_t roundTrip = 0;
+    std::uint64_t repeated = 0;
+
+    Gaps gaps;                     // as reported last
+    std::size_t holeAt = 0;        // of gaps, that is to go next; gaps.count: none
+    std::uint32_t holeNumber = 0;  // within it; 0 with a new hole
+    std::uint64_t holesAgain = 0;  // when holes go again that were too young; 0: never
+
+    Run repeat;                    // of what is not acknowledged
+    std::uint64_t repeatDue = 0;   // when it begins; 0: never
+    std::uint64_t interval = 0;    // to the next repeat; 0: the first, after 2 ms, is still to come
+    std::size_t repeatBodies = 0;  // of the present run
+
+    std::uint64_t burstBegin = 0;  // so many bodies a millisecond and no more
+    std::size_t burst = 0;
+};
+
+}  // namespace vexil
