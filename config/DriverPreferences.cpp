@@ -192,6 +192,20 @@ bool DriverPreferences::GetLoggingOption() const {
     return (options & kEnableLogging) != 0;
 }
 
+bool DriverPreferences::CompleteOptions(bool withWireless) const {
+    const PreferencesStore older(domains, kOlderDriverDomain, true);
+    PreferencesStore current(domains, kDriverDomain, true);
+    if (!current.IsInitialized())
+        return false;
+    if (current.GetObjectOfType("InputPorts", PropertyType::Data, current.User()) != nullptr)
+        return true;
+    const std::int32_t stored = older.GetInt("MiscOptions", older.User(), kAbsent);
+    const std::uint32_t options =
+        stored == kAbsent ? kDefaultMiscOptions : static_cast<std::uint32_t>(stored);
+    const auto completed = static_cast<std::int32_t>(withWireless ? options : options & ~kUseWireless);
+    return current.SetInt("MiscOptions", current.User(), &completed);
+}
+
 bool DriverPreferences::ReadCache(void* buffer, std::uint32_t* size) const {
     const PreferencesStore store(domains, kDriverDomain, true);
     return store.GetBinary("Cache", store.User(), buffer, size);

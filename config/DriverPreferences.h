@@ -53,6 +53,12 @@ class DriverPreferences {
     // Bit 2 of the stored MiscOptions of the current, else the older domain; true when none are stored.
     bool GetLoggingOption() const;
 
+    // Where no configuration was ever saved (the current domain has no InputPorts), stores the MiscOptions
+    // that a load gives with none in the current domain: those of the older one, else the defaults. What a
+    // panel left there at its start is no choice of a person's. Without `withWireless` bit 3 is cleared.
+    // False when that could not be stored, or the domain not be read.
+    bool CompleteOptions(bool withWireless) const;
+
     // The host list cache, an opaque block. ReadCache: as PreferencesStore::GetBinary.
     bool ReadCache(void* buffer, std::uint32_t* size) const;
     void WriteCache(const void* bytes, std::uint32_t length) const;

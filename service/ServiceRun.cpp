@@ -23,10 +23,11 @@ namespace {
 class Run {
   public:
     Run(const ServiceSignals& serviceSignals, const ControlListener& listener, MidiBackend& midiBackend,
-        DriverService& driverService)
+        DriverService& driverService, StoreWatch& watchOfStore)
         : signals(serviceSignals),
           backend(midiBackend),
           service(driverService),
+          storeWatch(watchOfStore),
           server(std::make_unique<ControlServer>(listener.Socket(), listener.Group(), service)),
           hostName(open("/proc/sys/kernel/hostname", O_RDONLY | O_CLOEXEC)) {}
 
@@ -65,6 +66,8 @@ class Run {
                   [this] { return server ? server->Timeout() : -1; }});
         loop.Add({backend.EventDescriptor(), [this] { service.ServeBackend(); },
                   [this] { return backend.EventTimeout(); }});
+        loop.Add({storeWatch.EventDescriptor(), [this] { storeWatch.Serve(); },
+                  [this] { return server ? storeWatch.Timeout() : -1; }});
         // The kernel tells a change of the host name as urgent data of this file.
         loop.Add({hostName.Number(), [this] { service.ComputerChanged(); }, {}, POLLPRI});
         // What the service could not do before is done after every round.
@@ -92,6 +95,7 @@ class Run {
         if (server) {
             notifier.Stopping();
             loop.Forget(server->EventDescriptor());
+            loop.Forget(storeWatch.EventDescriptor());
             server.reset();
             service.BeginStop();
         }
@@ -113,6 +117,7 @@ class Run {
     const ServiceSignals& signals;
     MidiBackend& backend;
     DriverService& service;
+    StoreWatch& storeWatch;
     std::unique_ptr<ControlServer> server;  // null once the service is ending
     const Descriptor hostName;
     ServiceNotifier notifier;
@@ -140,8 +145,8 @@ int ServiceSignals::Take() const {
 }
 
 bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
-                DriverService& service) {
-    Run run(signals, listener, backend, service);
+                DriverService& service, StoreWatch& storeWatch) {
+    Run run(signals, listener, backend, service, storeWatch);
     if (!run.HasEvents()) {
         LogPrintf("The system has no descriptors to give.\n");
         return false;

@@ -5,6 +5,7 @@
 #include "service/backends/MidiBackend.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
+#include "service/control/StoreWatch.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -26,6 +27,6 @@ class ServiceSignals {
 // Starts the service and serves until SIGTERM or SIGINT has come and what sounded is released. False, with a
 // line in the log, when the system has not what it takes.
 bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
-                DriverService& service);
+                DriverService& service, StoreWatch& storeWatch);
 
 }  // namespace vexil

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "config/DriverPreferences.h"
+#include "platform/linux/preferences/InotifyPreferenceWatch.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "service/ServiceArguments.h"
 #include "service/ServiceRun.h"
@@ -51,10 +53,14 @@ int Serve(const ServiceArguments& arguments) {
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
     }
-    PlistPreferenceDomains preferences(paths);
+    // From before the first reading on, so that no change is missed.
+    InotifyPreferenceWatch watch(paths, kDriverDomain, UserScope::kCFPreferencesAnyUser);
+    PlistPreferenceDomains preferences(paths, SystemDurabilityCalls(), Unparsable::GoOnWith);
     DriverService service({preferences, engine, *backend, LookUpThisComputer, DriverService::Clock::now});
     service.SetControlPath(listener->Path());
-    const int result = RunService(signals, *listener, *backend, service) ? 0 : kFailure;
+    StoreWatch storeWatch({watch, [&preferences] { return preferences.LookAgainIn(); },
+                           [&service] { service.StoreChanged(); }, StoreWatch::Clock::now});
+    const int result = RunService(signals, *listener, *backend, service, storeWatch) ? 0 : kFailure;
     if (backend->IsStuck()) {
         listener.reset();
         LogPrintf("The MIDI system does not answer; the service ends without its leave.\n");

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <utility>
 
-#include "config/DriverPreferences.h"
 #include "driver/DriverOptions.h"
 #include "service/backends/EndpointNames.h"
 #include "service/control/OptionPayloads.h"
@@ -84,9 +83,10 @@ int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_p
 }  // namespace
 
 DriverService::DriverService(Parts serviceParts)
-    : parts(std::move(serviceParts)), engineControl(parts.engine, parts.backend) {}
+    : parts(std::move(serviceParts)), store(parts.preferences), engineControl(parts.engine, parts.backend) {}
 
 void DriverService::Start() {
+    store.Complete(attached);
     Reload();
     wireless = (configuration.MiscOptions & kUseWireless) != 0;
 }
@@ -153,6 +153,16 @@ void DriverService::ComputerChanged() {
     }
 }
 
+void DriverService::StoreChanged() {
+    if (stopBy) {
+        return;
+    }
+    const std::optional<StoredConfiguration::Change> change = store.Look(attached);
+    if (change) {
+        TakeUp(change->configuration, change->granularity);
+    }
+}
+
 std::string DriverService::Summary() const {
     const int used = std::popcount(routes.outputEndpoints | routes.inputEndpoints);
     const std::string problem = parts.backend.Problem();
@@ -165,6 +175,10 @@ std::string DriverService::Summary() const {
 
 void DriverService::PanelAttached(pid_t process) {
     attached = true;
+    // Before the panel has its answer and reads what is stored. Later panels find what this one left.
+    if (!std::exchange(wasAttached, true)) {
+        store.Complete(attached);
+    }
     report.PanelAttached(process);
 }
 
@@ -235,12 +249,18 @@ std::string DriverService::Status() {
 }
 
 int DriverService::Reload() {
-    DriverPreferences(parts.preferences).LoadCurrentConfiguration(kPortCount, configuration);
+    TakeUp(store.Read(), true);
+    return 0;
+}
+
+void DriverService::TakeUp(const DriverConfiguration& read, bool granularity) {
+    configuration = read;
     report.SetEnabled((configuration.MiscOptions & kEnableLogging) != 0);
-    SetQuantization(configuration.SendGranularity);
+    if (granularity) {
+        SetQuantization(configuration.SendGranularity);
+    }
     TakeUp();
     report.Configuration(configuration, routes);
-    return 0;
 }
 
 void DriverService::ClientRefused(pid_t process, uid_t user) {

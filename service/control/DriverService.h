@@ -1,5 +1,6 @@
 // The driver behind the control channel: takes up the configuration, keeps the routes, the endpoints and the
-// test outputs in step with it, and answers the options. Never writes the configuration.
+// test outputs in step with it, and answers the options. Of the configuration it writes nothing but what
+// StoredConfiguration completes.
 //
 // A change of the configuration goes in this order: the engine gets the new routes and releases what sounds
 // on ways that end; when that has been heard, or after kLongestRelease, endpoints come and go. A way, also
@@ -24,6 +25,7 @@
 #include "service/control/EngineControl.h"
 #include "service/control/HostRecords.h"
 #include "service/control/ServiceReport.h"
+#include "service/control/StoredConfiguration.h"
 #include "service/control/TestOutputs.h"
 
 namespace vexil {
@@ -76,6 +78,9 @@ class DriverService : public ControlServer::Mediator {
     void ServeBackend();
     // The host name may have changed: routes follow it.
     void ComputerChanged();
+    // The stored configuration may have changed: takes up the values that differ from the last look at it.
+    // What the channel has set since then (options 191, 195, 196) stays where the stored value is the same.
+    void StoreChanged();
 
     // One sentence on how things stand, for the service manager.
     std::string Summary() const;
@@ -98,6 +103,8 @@ class DriverService : public ControlServer::Mediator {
     void SetQuantization(std::uint32_t tenths);
     void SetWireless(bool on);
 
+    // What was read of the store, with its send quantization or without.
+    void TakeUp(const DriverConfiguration& read, bool granularity);
     void TakeUp();
     // Bit p: programs hear the input of port p, and are to go on doing so.
     std::uint64_t HeardInputs() const;
@@ -111,6 +118,7 @@ class DriverService : public ControlServer::Mediator {
     void RetargetTest(int port);
 
     const Parts parts;
+    StoredConfiguration store;
     EngineControl engineControl;
     DriverConfiguration configuration;
     RouteTable routes{};  // as the configuration has them
@@ -123,6 +131,7 @@ class DriverService : public ControlServer::Mediator {
     std::optional<Clock::time_point> publishBy;  // the two differ; taken up then at the latest
     std::optional<Clock::time_point> stopBy;
     bool attached = false;
+    bool wasAttached = false;  // ever
     bool wireless = false;
     std::uint32_t sendGranularity = 0;
     ServiceReport report;

@@ -53,7 +53,15 @@ class PortStatus {
         const bool isThere = found != published.end();
         json["address"] = isThere ? found->address : "";
         json["connections"] = isThere ? found->connections : 0;
-        json["problem"] = isThere ? found->problem : "";
+        json["problem"] = isThere ? ProblemOf(*found) : "";
+    }
+
+    // Whatever the MIDI system makes of a hidden endpoint, its user does not find it.
+    std::string ProblemOf(const PublishedEndpoint& endpoint) const {
+        const bool isHidden = (sources.configuration.MiscOptions & kShowConnectors) == 0;
+        return endpoint.problem.empty() && isHidden
+                   ? "Show Connectors is off: programs do not list this port."
+                   : endpoint.problem;
     }
 
     static Json Target(const std::string& computer, int port) {

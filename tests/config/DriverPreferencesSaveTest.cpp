@@ -292,5 +292,55 @@ TEST_F(CacheTest, SurvivesASave) {
     EXPECT_TRUE(Current().contains("Cache"));
 }
 
+class CompleteOptionsTest : public DriverPreferencesTest {
+  protected:
+    std::int32_t Options() {
+        const PropertyRef options = Current()["MiscOptions"];
+        for (int number = 0; number < 16; ++number) {
+            if (SameProperty(options, MakePropertyNumber(number)))
+                return number;
+        }
+        return -1;
+    }
+};
+
+TEST_F(CompleteOptionsTest, WhereNothingIsStoredTheDefaultsAre) {
+    EXPECT_TRUE(preferences.CompleteOptions(true));
+    EXPECT_EQ(Options(), 7);
+    EXPECT_EQ(domains.Changes().size(), 1u);
+}
+
+TEST_F(CompleteOptionsTest, WhatAPanelLeftBehindAtItsStartDoesNotCount) {
+    preferences.SetWirelessOption(false);
+    EXPECT_TRUE(preferences.CompleteOptions(true));
+    EXPECT_EQ(Options(), 7);
+}
+
+TEST_F(CompleteOptionsTest, TheOlderDomainComesBeforeTheDefaults) {
+    Older()["MiscOptions"] = MakePropertyNumber(9);
+    preferences.SetWirelessOption(false);
+    EXPECT_TRUE(preferences.CompleteOptions(true));
+    EXPECT_EQ(Options(), 9);
+    EXPECT_TRUE(preferences.CompleteOptions(false));
+    EXPECT_EQ(Options(), 1);
+    EXPECT_TRUE(SameProperty(Older()["MiscOptions"], MakePropertyNumber(9)));
+}
+
+TEST_F(CompleteOptionsTest, ASavedConfigurationIsLeftAlone) {
+    DriverConfiguration configuration;
+    configuration.MiscOptions = 0;
+    preferences.SaveConfiguration(kPortCount, configuration);
+    domains.Forget();
+    EXPECT_TRUE(preferences.CompleteOptions(true));
+    EXPECT_EQ(Options(), 0);
+    EXPECT_TRUE(domains.Changes().empty());
+}
+
+TEST_F(CompleteOptionsTest, WhatCannotBeStoredIsSaid) {
+    domains.Storage().writable = false;
+    EXPECT_FALSE(preferences.CompleteOptions(true));
+    EXPECT_EQ(Options(), -1);
+}
+
 }  // namespace
 }  // namespace vexil

@@ -47,7 +47,7 @@ ALLOWED = {
 # Tests and benchmarks may include the whole core and what belongs to tests. Those that may know a platform or the service:
 USERS = {"tests", "bench"}
 PLATFORM_USERS = {
-    "platform/linux": {"tests/platform_linux", "tests/fuzz", "tests/service", "tests/ctl", "bench"},
+    "platform/linux": {"tests/platform_linux", "tests/doubles", "tests/fuzz", "tests/service", "tests/ctl", "bench"},
     "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
     "service": {"tests/service", "tests/doubles", "tests/fuzz", "bench"},
     "ctl": {"tests/ctl", "tests/fuzz"},

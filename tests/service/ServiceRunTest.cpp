@@ -12,6 +12,7 @@
 #include "service/backends/none/NoneBackend.h"
 #include "tests/config/TemporaryFolder.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
+#include "tests/doubles/MemoryPreferenceWatch.h"
 #include "tests/service/control/RawClient.h"
 
 namespace vexil {
@@ -47,8 +48,11 @@ TEST(ServiceRun, AnswersWhoHasConnectedBeforeItStartsTheMidiSystem) {
     SlowBackend backend;
     DriverService service(
         {preferences, engine, backend, [] { return HostRecord{}; }, DriverService::Clock::now});
+    MemoryPreferenceWatch watch;
+    StoreWatch storeWatch(
+        {watch, [] { return std::nullopt; }, [&] { service.StoreChanged(); }, StoreWatch::Clock::now});
     bool isGood = false;
-    std::thread thread([&] { isGood = RunService(signals, *listener, backend, service); });
+    std::thread thread([&] { isGood = RunService(signals, *listener, backend, service, storeWatch); });
     pollfd answer{panel.Number(), POLLIN, 0};
     EXPECT_EQ(1, poll(&answer, 1, 10000));
     EXPECT_EQ((RawClient::Reply{1, 0, {}}), panel.Receive());

@@ -2,6 +2,7 @@
 """vexil3d as it runs: its beginning and end, its configuration, and what it tells the service manager."""
 
 import os
+import plistlib
 import signal
 import socket
 import stat
@@ -160,7 +161,23 @@ class Configuration(running_service.ServiceTest):
         self.assertIn("STATUS=2 ports", self.surroundings.heard("READY=1"))
         self.assertEqual([port["port"] for port in self.client().status()["ports"]], [12, 13])
 
-    def test_nothing_is_ever_written(self):
+    def test_a_change_by_another_program_is_taken_up_by_itself(self):
+        service = self.start()
+        client = self.client()
+        self.surroundings.store({"InputPorts": stored.mask(63), "OutputPorts": stored.mask()})
+        wait_until(lambda: [port["port"] for port in client.status()["ports"]] == [88])
+        self.assertIn("Configuration: 0 outputs, 1 input, 0 local pipes.\n", service.log())
+
+    def test_the_file_that_a_link_leads_to_is_watched(self):
+        target = self.surroundings.home / "kept"
+        stored.path(self.surroundings.preferences).parent.mkdir(parents=True)
+        stored.path(self.surroundings.preferences).symlink_to(target)
+        self.start()
+        client = self.client()
+        target.write_bytes(plistlib.dumps({"InputPorts": stored.mask(63), "OutputPorts": stored.mask()}))
+        wait_until(lambda: [port["port"] for port in client.status()["ports"]] == [88])
+
+    def test_a_saved_configuration_is_never_written(self):
         self.surroundings.store({"MiscOptions": 15})
         before = stored.path(self.surroundings.preferences).stat()
         service = self.start()
@@ -171,18 +188,46 @@ class Configuration(running_service.ServiceTest):
         after = stored.path(self.surroundings.preferences).stat()
         self.assertEqual((before.st_ino, before.st_mtime_ns), (after.st_ino, after.st_mtime_ns))
 
-    def test_without_a_configuration_no_file_is_made(self):
+    def test_without_a_configuration_the_options_alone_are_stored(self):
         service = self.start()
         self.assertEqual(self.client().ask(RELOAD), (0, b""))
         self.assertEqual(service.end(), 0)
-        self.assertEqual(list(self.surroundings.home.rglob("*")), [])
+        self.assertEqual(stored.read(self.surroundings.preferences), {"MiscOptions": 7})
+
+    def test_options_that_no_one_saved_are_completed(self):
+        stored.store(self.surroundings.preferences, {"MiscOptions": 0})
+        self.start()
+        self.assertEqual(stored.read(self.surroundings.preferences), {"MiscOptions": 7})
+        self.assertTrue(self.client().status()["options"]["showConnectors"])
 
     def test_damaged_configuration_gives_the_defaults_and_a_line(self):
         self.surroundings.store()
         stored.path(self.surroundings.preferences).write_bytes(b"<plist>broken")
         service = self.start()
         self.assertEqual([port["port"] for port in self.client().status()["ports"]], [11])
-        self.assertIn(".damaged-", service.log())
+        wait_until(lambda: ".damaged-" in service.log())
+        wait_until(lambda: stored.path(self.surroundings.preferences).exists())
+        self.assertEqual(stored.read(self.surroundings.preferences), {"MiscOptions": 7})
+
+    def test_a_configuration_that_is_being_written_is_waited_for(self):
+        self.surroundings.store({"InputPorts": stored.mask(63), "OutputPorts": stored.mask()})
+        service = self.start()
+        client = self.client()
+        path = stored.path(self.surroundings.preferences)
+        for port in range(5):
+            content = plistlib.dumps({"InputPorts": stored.mask(port), "OutputPorts": stored.mask()})
+            start = time.monotonic()
+            with path.open("r+b") as file:
+                file.truncate(0)
+                self.assertEqual(client.ask(RELOAD), (0, b""))
+                before = client.status()["ports"]
+                file.write(content)
+            took = time.monotonic() - start
+            wait_until(lambda port=port: [one["index"] for one in client.status()["ports"]] == [port])
+            # On a machine that takes longer, the file may rightly be set aside.
+            if took < 0.2:
+                self.assertEqual([one["index"] for one in before], [port - 1 if port else 63])
+                self.assertEqual(list(path.parent.glob("*.damaged-*")), [], service.log())
 
     def test_enable_logging_switches_the_lines(self):
         self.surroundings.store({"MiscOptions": 3})
@@ -254,6 +299,7 @@ class Manager(running_service.ServiceTest):
             self.surroundings.heard("WATCHDOG=1", 0.5)
 
     def test_idle_it_never_wakes_up(self):
+        self.surroundings.store(stored.defaults())
         service = self.start()
         self.panel()
         time.sleep(0.3)

@@ -164,6 +164,9 @@ bool DomainFile::TakeMissing(const LinkedFile& file) {
 // where that is wanted.
 bool DomainFile::MaySettle() {
     const Clock::time_point now = Clock::now();
+    if (place.keptAsItIs && unparsable == Unparsable::GoOnWith) {
+        return false;  // nothing is told when that file changes, so nobody would look again
+    }
     if (!unparsableSince) {
         unparsableSince = now;
     }
@@ -322,7 +325,8 @@ bool DomainFile::Write() {
     }
     DropUnchanged();
     if (lookAgainAt) {
-        return Fail("Cannot write preferences", {"parse", EAGAIN});
+        report("Cannot write preferences while another program writes them: " + path);
+        return false;
     }
     FileResult failure;
     // The reason of an earlier failure may be gone; if not, it has been reported.

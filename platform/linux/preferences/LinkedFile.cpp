@@ -60,6 +60,22 @@ std::string NameOf(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
+std::vector<std::string> LinkChain(const std::string& path) {
+    std::vector<std::string> chain = {path};
+    struct stat status {};
+    for (int links = 0; links < kMostLinks; ++links) {
+        if (lstat(chain.back().c_str(), &status) != 0 || !IsLink(status)) {
+            break;
+        }
+        std::string target = LinkText(chain.back());
+        if (target.empty()) {
+            break;
+        }
+        chain.push_back(std::move(target));
+    }
+    return chain;
+}
+
 LinkedFile FindLinkedFile(const std::string& folder, const std::string& name, bool follow) {
     const std::string place = folder + "/" + name;
     LinkedFile file;

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <string>
+#include <vector>
 
 namespace vexil {
 
@@ -25,6 +26,9 @@ struct LinkedFile {
 // What is at `folder`/`name`. With `follow`, links are followed to a regular file of the caller; root follows
 // none in the folder of another user, who could lead it anywhere. Without, a link is what is there.
 LinkedFile FindLinkedFile(const std::string& folder, const std::string& name, bool follow);
+
+// The paths that links lead through from `path` on, which is the first; the last is no link, or missing.
+std::vector<std::string> LinkChain(const std::string& path);
 
 // The folder and the name of a path, which is to hold a "/".
 std::string FolderOf(const std::string& path);

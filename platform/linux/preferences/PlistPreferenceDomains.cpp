@@ -33,6 +33,13 @@ std::string FileName(const std::string& application, const std::string& hostId) 
 
 }  // namespace
 
+DomainPlace PlaceOfDomain(const Paths& paths, const std::string& application, UserScope user) {
+    const bool anyUser = user == UserScope::kCFPreferencesAnyUser;
+    return {anyUser ? paths.anyUserPreferences : paths.currentUserPreferences,
+            anyUser && paths.anyUserIsSystemWide, FileName(application, paths.hostId),
+            application == kOlderDriverDomain};
+}
+
 PlistPreferenceDomains::PlistPreferenceDomains(const Paths& folders, const DurabilityCalls& durabilityCalls,
                                                Unparsable whileUnparsable)
     : paths(folders), calls(durabilityCalls), unparsable(whileUnparsable) {}
@@ -70,12 +77,8 @@ DomainFile& PlistPreferenceDomains::File(const std::string& application, UserSco
     if (found != files.end()) {
         return found->second;
     }
-    const bool anyUser = user == UserScope::kCFPreferencesAnyUser;
-    DomainPlace place{anyUser ? paths.anyUserPreferences : paths.currentUserPreferences,
-                      anyUser && paths.anyUserIsSystemWide, FileName(application, paths.hostId),
-                      application == kOlderDriverDomain};
     return files
-        .try_emplace({application, user}, std::move(place), calls, unparsable,
+        .try_emplace({application, user}, PlaceOfDomain(paths, application, user), calls, unparsable,
                      [this](const std::string& line) {
                          if (!takeLine || !takeLine(line)) {
                              WriteLine(line);

@@ -26,6 +26,9 @@
 
 namespace vexil {
 
+// Where the file of a domain is.
+DomainPlace PlaceOfDomain(const Paths& paths, const std::string& application, UserScope user);
+
 class PlistPreferenceDomains : public PreferenceDomains {
   public:
     explicit PlistPreferenceDomains(const Paths& folders,

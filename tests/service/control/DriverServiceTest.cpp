@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "tests/service/control/ServiceFixture.h"
@@ -14,12 +15,16 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 const Bytes kNoteOn = {0x90, 60, 100};
 const Bytes kNoteOff = {0x80, 60, 64};
 
-class DriverServiceTest : public ServiceFixture {};
+class DriverServiceTest : public ServiceFixture {
+  protected:
+    int Granularity() { return nlohmann::json::parse(service.Status())["options"]["sendGranularity"]; }
+};
 
 TEST_F(DriverServiceTest, PublishesWhatIsEnabledUnderItsNames) {
     stored.OutputPorts = Bit(0) | Bit(1);
@@ -46,6 +51,84 @@ TEST_F(DriverServiceTest, ShowConnectorsOffHidesTheEndpoints) {
     stored.MiscOptions |= kShowConnectors;
     Apply();
     EXPECT_THAT(backend.NewProgram()->Listed(true), ElementsAre("vexil3:Port 11"));
+}
+
+// The panel's own start leaves options without a bit behind, where nothing was stored.
+TEST_F(DriverServiceTest, CompletesAnEmptyStoreAtItsStart) {
+    DriverPreferences(preferences).SetWirelessOption(false);
+    service.Start();
+    DriverConfiguration panels;
+    DriverPreferences(preferences).LoadConfiguration(kPortCount, panels);
+    EXPECT_EQ(panels.MiscOptions, kDefaultMiscOptions);
+    ASSERT_EQ(servicePreferences.Changes().size(), 1u);
+    EXPECT_EQ(servicePreferences.Changes().front().key, "MiscOptions");
+}
+
+TEST_F(DriverServiceTest, CompletesTheStoreBeforeItsFirstPanelReadsIt) {
+    service.Start();
+    const PreferenceDomainId id{kDriverDomain, UserScope::kCFPreferencesAnyUser,
+                                HostScope::kCFPreferencesCurrentHost};
+    const PreferenceDomainId older{kOlderDriverDomain, UserScope::kCFPreferencesAnyUser,
+                                   HostScope::kCFPreferencesCurrentHost};
+    storage->domains[id].clear();
+    storage->domains[older]["MiscOptions"] = MakePropertyNumber(3 | static_cast<int>(kUseWireless));
+    service.PanelAttached(1);
+    EXPECT_TRUE(SameProperty(storage->domains[id]["MiscOptions"], MakePropertyNumber(3)))
+        << "without Use Wireless, which a panel stores away while it runs";
+    service.PanelDetached();
+    storage->domains[id].clear();
+    service.PanelAttached(2);
+    EXPECT_TRUE(storage->domains[id].empty()) << "the first one only";
+}
+
+TEST_F(DriverServiceTest, TakesUpWhatOthersStore) {
+    Start();
+    log.Clear();
+    stored.OutputPorts = Bit(3);
+    Store();
+    service.StoreChanged();
+    Turn();
+    EXPECT_THAT(Addresses(), ElementsAre("> vexil3:Port 14"));
+    EXPECT_THAT(log.Text(), HasSubstr("Configuration: 1 output"));
+}
+
+TEST_F(DriverServiceTest, ATimeSetByThePanelStaysUntilTheStoredOneChanges) {
+    Start();
+    Set(kOptionSendGranularity, PortNumber(50));
+    stored.OutputPorts = Bit(3);
+    Store();
+    service.StoreChanged();
+    EXPECT_EQ(Granularity(), 50);
+    stored.SendGranularity = 70;
+    Store();
+    service.StoreChanged();
+    EXPECT_EQ(Granularity(), 70);
+    Set(kOptionSendGranularity, PortNumber(50));
+    Apply();
+    EXPECT_EQ(Granularity(), 70) << "option 190 takes up everything";
+}
+
+TEST_F(DriverServiceTest, TheHostListAndUseWirelessAreNoChangeOfTheStore) {
+    Start();
+    Set(kOptionWirelessOn);
+    log.Clear();
+    DriverPreferences(preferences).WriteCache("abc", 3);
+    DriverPreferences(preferences).SetWirelessOption(true);
+    service.StoreChanged();
+    DriverPreferences(preferences).SetWirelessOption(false);
+    service.StoreChanged();
+    EXPECT_EQ(log.Text(), "");
+    EXPECT_EQ(nlohmann::json::parse(service.Status())["options"]["wireless"], true);
+}
+
+TEST_F(DriverServiceTest, AServiceThatEndsTakesNothingUpAnyMore) {
+    Start();
+    service.BeginStop();
+    stored.OutputPorts = Bit(3);
+    Store();
+    service.StoreChanged();
+    Turn();
+    EXPECT_THAT(Addresses(), IsEmpty());
 }
 
 TEST_F(DriverServiceTest, NeverWritesTheConfiguration) {

@@ -38,6 +38,18 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
         Status());
 }
 
+TEST_F(StatusTest, SaysOfEveryHiddenEndpointThatItIsHidden) {
+    Patch(0, 1);
+    stored.MiscOptions &= ~kShowConnectors;
+    for (const bool canHide : {true, false}) {
+        backend.canHide = canHide;
+        Start();
+        const json ports = Status()["ports"];
+        EXPECT_NE(ports[0]["output"]["problem"], "") << canHide;
+        EXPECT_NE(ports[1]["input"]["problem"], "") << canHide;
+    }
+}
+
 TEST_F(StatusTest, OfAPatchHasEndpointsRouteAndCounters) {
     Patch(0, 1);
     stored.CustomNames[0].Out_CustomName = "Stage piano";
