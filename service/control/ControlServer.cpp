@@ -12,6 +12,7 @@
 
 #include "driver/DriverOptions.h"
 #include "driver/LittleEndian.h"
+#include "service/control/PassedDescriptors.h"
 #include "shared/System/Deadline.h"
 
 namespace vexil {
@@ -54,12 +55,16 @@ bool IsAllowed(int connection, const ucred& peer, const std::optional<gid_t>& gr
 
 }  // namespace
 
-ControlServer::ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator)
+ControlServer::ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator,
+                             Passing passing)
     : listeningSocket(listening),
       group(allowedGroup),
       driver(mediator),
       events(epoll_create1(EPOLL_CLOEXEC)),
       packet(kMaxControlRequestSize) {
+    if (passing == Passing::Refused) {
+        RefusePassedDescriptors(listeningSocket);  // where it cannot be refused, it is dropped
+    }
     if (events.IsOpen() && !AddEvents(listeningSocket, kListenerKey)) {
         events.Close();
     }
@@ -128,6 +133,7 @@ bool ControlServer::AcceptOne() {
     if (getsockopt(connection.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 ||
         !IsAllowed(connection.Number(), peer, group)) {
         driver.ClientRefused(peer.pid, peer.uid);
+        CloseConnection(std::move(connection), closer);
         return true;
     }
     if (clients.size() == kMaxClients) {
@@ -136,6 +142,8 @@ bool ControlServer::AcceptOne() {
     const std::uint64_t key = nextKey++;
     if (AddEvents(connection.Number(), key)) {
         clients[key] = {std::move(connection), peer.pid, round};
+    } else {
+        CloseConnection(std::move(connection), closer);
     }
     return true;
 }
@@ -167,10 +175,11 @@ void ControlServer::PauseListening() {
 }
 
 ControlServer::Outcome ControlServer::ServeOne(std::uint64_t key, Client& client) {
-    ssize_t size = -1;
-    do {
-        size = recv(client.socket.Number(), packet.data(), packet.size(), MSG_TRUNC);
-    } while (size == -1 && errno == EINTR);
+    // They would fill the table of descriptors while the ones before them are being closed.
+    if (closer.IsBusy() && NextCarriesDescriptors(client.socket.Number())) {
+        return Outcome::Over;
+    }
+    const ssize_t size = ReceiveWithoutDescriptors(client.socket.Number(), packet, closer);
     if (size == -1) {
         return errno == EAGAIN ? Outcome::Served : Outcome::Over;
     }
@@ -268,6 +277,7 @@ void ControlServer::Close(std::uint64_t key) {
     if (client == clients.end()) {
         return;
     }
+    CloseConnection(std::move(client->second.socket), closer);
     clients.erase(client);
     if (attached == key) {
         attached.reset();

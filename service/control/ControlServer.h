@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "driver/ControlChannel.h"
+#include "service/control/DescriptorCloser.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -47,10 +48,16 @@ class ControlServer {
     // makes room. The attached panel never does.
     static constexpr std::size_t kMaxClients = 32;
 
+    // What becomes of a descriptor that a client passes with a packet. Refused: the kernel does not let it,
+    // where it can (Linux 6.16); else as Dropped: it is closed, on a thread of its own, as that may take its
+    // time, and a client that passes one while that thread is busy is closed.
+    enum class Passing { Refused, Dropped };
+
     // `listening` is a listening, non-blocking packet socket, which stays the caller's. Clients may be of
     // root, of this process's user and, where there is a group, of its members. All that is passed must
     // outlive the server.
-    ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator);
+    ControlServer(int listening, std::optional<gid_t> allowedGroup, Mediator& mediator,
+                  Passing passing = Passing::Refused);
     // Closes every connection; an attached panel is detached.
     ~ControlServer();
     ControlServer(const ControlServer&) = delete;
@@ -98,6 +105,7 @@ class ControlServer {
     const std::optional<gid_t> group;
     Mediator& driver;
     Descriptor events;
+    DescriptorCloser closer;
     Clients clients;
     std::uint64_t nextKey = 1;
     std::uint64_t round = 0;

@@ -19,13 +19,14 @@ class ControlServerFixture : public ::testing::Test {
     using Bytes = RawClient::Bytes;
     using Reply = RawClient::Reply;
 
-    explicit ControlServerFixture(std::optional<gid_t> group = std::nullopt) {
+    explicit ControlServerFixture(std::optional<gid_t> group = std::nullopt,
+                                  ControlServer::Passing passing = ControlServer::Passing::Refused) {
         sockaddr_un place{};
         place.sun_family = AF_UNIX;
         std::memcpy(place.sun_path, path.c_str(), path.size() + 1);
         EXPECT_EQ(0, bind(listening.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place));
         EXPECT_EQ(0, listen(listening.Number(), 2000));
-        server = std::make_unique<ControlServer>(listening.Number(), group, driver);
+        server = std::make_unique<ControlServer>(listening.Number(), group, driver, passing);
     }
 
     // Rounds until nothing is left to do.
