@@ -281,8 +281,7 @@ int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
     const int error = tests.Activate(payload, port);
     if (error == 0) {
         RetargetTest(port);
-        report.TestOpened(port, tests.Find(port)->record, tests.RouteOf(port, configuration, localNames),
-                          configuration);
+        report.TestOpened(port);
     }
     return error;
 }
@@ -303,6 +302,8 @@ int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
     if (error != 0 || data.empty()) {
         return error;
     }
+    report.TestPlayed(port, tests.Find(port)->record, tests.RouteOf(port, configuration, localNames),
+                      configuration);
     return engineControl.PlayTest(port, data) ? 0 : ENOBUFS;
 }
 

@@ -31,9 +31,12 @@ std::string WayOfOutput(int port, const DriverConfiguration& configuration, cons
 }  // namespace
 
 void ServiceReport::Configuration(const DriverConfiguration& configuration, const RouteTable& routes) {
-    Line("Configuration: " + Count(configuration.OutputPorts, " output, ", " outputs, ") +
-         Count(configuration.InputPorts, " input, ", " inputs, ") +
-         Count(configuration.LocalPipes, " local pipe.", " local pipes."));
+    if (!known || Differs(*known, configuration)) {
+        Line("Configuration: " + Count(configuration.OutputPorts, " output, ", " outputs, ") +
+             Count(configuration.InputPorts, " input, ", " inputs, ") +
+             Count(configuration.LocalPipes, " local pipe.", " local pipes."));
+        known = configuration;
+    }
     for (int port = 0; port < kMaxPorts; ++port) {
         const auto index = static_cast<std::size_t>(port);
         const bool isUsed = (routes.outputEndpoints >> port & 1) != 0;
@@ -66,8 +69,11 @@ void ServiceReport::ClientRefused(pid_t process, uid_t user) {
               static_cast<int>(process), static_cast<unsigned>(user));
 }
 
-void ServiceReport::TestOpened(int port, const TestOutputRecord& record, const Route& route,
-                               const DriverConfiguration& configuration) const {
+void ServiceReport::TestPlayed(int port, const TestOutputRecord& record, const Route& route,
+                               const DriverConfiguration& configuration) {
+    if (std::exchange(testWasPlayed[static_cast<std::size_t>(port)], true)) {
+        return;
+    }
     const std::string problem =
         RouteProblemText(route, record.targetComputer, record.entry.targetPort, configuration);
     Line("Test of port " + PortText(port) +
@@ -76,8 +82,10 @@ void ServiceReport::TestOpened(int port, const TestOutputRecord& record, const R
                           : ": nobody hears its notes. " + problem));
 }
 
-void ServiceReport::TestClosed(int port) const {
-    Line("Test of port " + PortText(port) + " closed.");
+void ServiceReport::TestClosed(int port) {
+    if (std::exchange(testWasPlayed[static_cast<std::size_t>(port)], false)) {
+        Line("Test of port " + PortText(port) + " closed.");
+    }
 }
 
 void ServiceReport::Backend(const MidiBackend& backend) {

@@ -7,7 +7,9 @@
 #include <sys/types.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "service/backends/MidiBackend.h"
@@ -19,7 +21,8 @@ class ServiceReport {
   public:
     void SetEnabled(bool on) { enabled = on; }
 
-    // A configuration was read: one line, and one for each output whose way has changed.
+    // A configuration was read: one line if it is another one than before, and one for each output whose way
+    // has changed.
     void Configuration(const DriverConfiguration& configuration, const RouteTable& routes);
     void Quantization(std::uint32_t tenths) const;
     void Wireless(bool on) const;
@@ -27,9 +30,12 @@ class ServiceReport {
     void PanelDetached() const;
     // A refusal is told whatever is switched on.
     static void ClientRefused(pid_t process, uid_t user);
-    void TestOpened(int port, const TestOutputRecord& record, const Route& route,
-                    const DriverConfiguration& configuration) const;
-    void TestClosed(int port) const;
+    // A test output is told of when it is first played, and when one that was is closed: a panel opens one
+    // for each letter of a name that is typed.
+    void TestOpened(int port) { testWasPlayed[static_cast<std::size_t>(port)] = false; }
+    void TestPlayed(int port, const TestOutputRecord& record, const Route& route,
+                    const DriverConfiguration& configuration);
+    void TestClosed(int port);
     // When the MIDI system has come or gone, or is away for another reason than before.
     void Backend(const MidiBackend& backend);
 
@@ -37,7 +43,9 @@ class ServiceReport {
     void Line(const std::string& text) const;
 
     bool enabled = false;
-    std::array<std::string, kMaxPorts> ways;  // what was last said of each output
+    std::optional<DriverConfiguration> known;  // the last one
+    std::array<std::string, kMaxPorts> ways;   // what was last said of each output
+    std::array<bool, kMaxPorts> testWasPlayed{};
     bool backendWasRunning = false;
     std::string backendProblem;
     std::string backendRealtime;

@@ -36,6 +36,12 @@ std::string TimeOfDay(JackPulse::Clock::time_point moment) {
     return text;
 }
 
+void TellLoss(std::uint64_t lost) {
+    if (lost != 0) {
+        LogPrintf("JACK had no room for %" PRIu64 " messages; they are lost.\n", lost);
+    }
+}
+
 }  // namespace
 
 JackBackend::JackBackend(std::vector<JackServerWatch::Place> serverPlaces)
@@ -59,6 +65,7 @@ void JackBackend::Stop() {
     }
     isStuck = !thread->Stop(kLongestStop);
     thread.reset();
+    TellLoss(losses.TakeAll());
     engine = nullptr;
     client = 0;
     problem = "It is stopped.";
@@ -74,7 +81,10 @@ std::string JackBackend::Problem() const {
 }
 
 int JackBackend::EventTimeout() const {
-    const auto overdue = thread ? thread->OverdueAt() : std::nullopt;
+    auto overdue = thread ? thread->OverdueAt() : std::nullopt;
+    if (const auto due = thread ? losses.DueAt() : std::nullopt; due && (!overdue || *due < *overdue)) {
+        overdue = due;
+    }
     if (!overdue) {
         return -1;
     }
@@ -88,9 +98,8 @@ void JackBackend::HandleEvents() {
         return;
     }
     const JackControlThread::Results results = thread->TakeResults();
-    if (results.lost != 0) {
-        LogPrintf("JACK had no room for %" PRIu64 " messages; they are lost.\n", results.lost);
-    }
+    losses.Add(results.lost);
+    TellLoss(losses.Take(LossSum::Clock::now()));
     if (client != 0 && results.closed >= client) {
         client = 0;
         engine->Forget();

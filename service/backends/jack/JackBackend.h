@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "service/backends/LossSum.h"
 #include "service/backends/MidiBackend.h"
 #include "service/backends/jack/JackControlThread.h"
 #include "service/backends/jack/JackServerWatch.h"
@@ -44,8 +45,9 @@ class JackBackend final : public MidiBackend {
     std::string WhyNotThere(const Endpoint& endpoint) const;
 
     const std::vector<JackServerWatch::Place> places;
-    const Descriptor event;                     // raised by the thread
-    Engine* engine = nullptr;                   // null: not started, or stopped
+    const Descriptor event;    // raised by the thread
+    Engine* engine = nullptr;  // null: not started, or stopped
+    LossSum losses;
     std::unique_ptr<JackControlThread> thread;  // as long as there is an engine
     unsigned client = 0;                        // that drives the engine: which of those opened; 0: none
     std::string problem = "JACK is being started.";

@@ -77,7 +77,37 @@ TEST_F(ServiceReportTest, LogTellsATestThatNobodyHears) {
     Start();
     log.Clear();
     OpenTest(0, "studio", 1);
+    Set(0, PacketList({0x90, 60, 100}));
     EXPECT_EQ("Test of port 11: nobody hears its notes. Port 12 is not enabled as MIDI IN.\n", log.Text());
+}
+
+TEST_F(ServiceReportTest, ATestOutputIsToldOfWhenItIsFirstPlayedAndThenWhenItCloses) {
+    Start();
+    log.Clear();
+    for (const char* typed : {"l", "lo", "loc", "local"}) {
+        OpenTest(0, typed, 1);
+        ASSERT_EQ(0, Set(kOptionDeactivateTestOutput, PortNumber(0)));
+    }
+    OpenTest(0, "studio", 1);
+    EXPECT_EQ("", log.Text());
+    Set(0, PacketList({0x90, 60, 100}));
+    Set(0, PacketList({0x90, 60, 100}));
+    Set(kOptionDeactivateTestOutput, PortNumber(0));
+    EXPECT_EQ(
+        "Test of port 11: nobody hears its notes. Port 12 is not enabled as MIDI IN.\n"
+        "Test of port 11 closed.\n",
+        log.Text());
+}
+
+TEST_F(ServiceReportTest, TheConfigurationIsToldOfOnlyWhenItHasChanged) {
+    Start();
+    log.Clear();
+    Apply();
+    Apply();
+    EXPECT_EQ("", log.Text());
+    stored.CustomNames[0].Out_CustomName = "Piano";
+    Apply();
+    EXPECT_EQ("Configuration: 0 outputs, 0 inputs, 0 local pipes.\n", log.Text());
 }
 
 }  // namespace
