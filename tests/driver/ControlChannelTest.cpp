@@ -115,6 +115,8 @@ TEST(ControlChannel, RepliesOfAnotherLengthThanTheySayAreNone) {
 
 TEST(ControlChannel, RepliesWithAnErrorAndDataAreNone) {
     EXPECT_FALSE(UnpackControlReply(With(kDataReply, 4, 5)));
+    const Bytes oneByte = {1};
+    EXPECT_FALSE(UnpackControlReply(PackControlReply({.sequence = 1, .error = 5, .data = oneByte})));
 }
 
 TEST(ControlChannel, RepliesWhoseErrorIsNoErrnoAreNone) {

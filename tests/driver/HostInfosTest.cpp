@@ -48,6 +48,12 @@ TEST(HostInfos, AnotherByteAtTheStartIsAnEmptyListWithoutCache) {
     ExpectParsed({}, 0, Buffer(Bytes{'n', 'x'}));
 }
 
+TEST(HostInfos, ANameWhoseEndLiesBehindTheBytesIsNotListed) {
+    const std::uint8_t bytes[] = {'N', 'a', 'b', 0};
+    EXPECT_TRUE(ParseHostInfos(bytes, 3).names.empty());
+    EXPECT_EQ(ParseHostInfos(bytes, 4).names.size(), 1U);
+}
+
 TEST(HostInfos, OneRecordIsCachedWithTheByteThatEndsIt) {
     ExpectParsed({"ab"}, 22, Buffer(HostRecord("ab")));
 }

@@ -12,6 +12,8 @@ class EngineControlTest : public ::testing::Test {
   protected:
     // Changes test routes until the engine, which nobody drives, takes no more.
     void FillQueue() {
+        control.Settle();
+        ASSERT_FALSE(control.HasUnposted());
         for (int count = 0; count < 100'000 && !control.HasUnposted(); ++count) {
             control.SetTestRoute(count % kMaxPorts, Route{});
         }
