@@ -1,5 +1,7 @@
 #include "ctl/Ctl.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -9,10 +11,12 @@
 
 #include "config/DriverConfiguration.h"
 #include "ctl/ServiceClient.h"
+#include "ctl/SettingsCheck.h"
 #include "ctl/StatusReport.h"
 #include "ctl/StatusText.h"
 #include "ctl/StoredSettings.h"
 #include "ctl/TerminalText.h"
+#include "ctl/WholeFile.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "shared/System/Version.h"
 
@@ -27,10 +31,13 @@ constexpr const char* kHelp =
     "  status [--json]   show the service, its ports and what goes through them\n"
     "  hosts [--json]    show the computers that the service knows\n"
     "  load FILE         store the settings of FILE and have the service take them up\n"
+    "  check FILE        tell what in FILE means nothing, and change nothing\n"
     "  save FILE         write the stored settings into FILE\n"
+    "  defaults          store the default settings and have the service take them up\n"
     "  reload            have the service read the stored settings again\n"
     "\n"
     "  --json            as the service tells it, for programs\n"
+    "  --replace         load: what FILE lacks gets its default, else it stays as it is\n"
     "  --help            show this\n"
     "  --version         show the version\n"
     "\n"
@@ -40,16 +47,22 @@ struct Command {
     std::string_view name;
     bool takesFile = false;
     bool takesJson = false;
+    bool takesReplace = false;
 };
-constexpr std::array kCommands = {Command{"status", false, true}, Command{"hosts", false, true},
-                                  Command{"load", true, false}, Command{"save", true, false},
-                                  Command{"reload", false, false}};
+constexpr std::array kCommands = {Command{.name = "status", .takesJson = true},
+                                  Command{.name = "hosts", .takesJson = true},
+                                  Command{.name = "load", .takesFile = true, .takesReplace = true},
+                                  Command{.name = "check", .takesFile = true},
+                                  Command{.name = "save", .takesFile = true},
+                                  Command{.name = "defaults"},
+                                  Command{.name = "reload"}};
 
 // What the arguments ask for.
 struct Request {
     std::string command;
     std::string file;
     bool json = false;
+    bool replace = false;
 };
 
 // Each line of `text` with the program's name in front.
@@ -76,6 +89,8 @@ std::optional<Request> Parse(const std::vector<std::string>& arguments, std::str
             options = false;
         } else if (options && argument == "--json") {
             request.json = true;
+        } else if (options && argument == "--replace") {
+            request.replace = true;
         } else if (options && argument.size() > 1 && argument[0] == '-') {
             problem = "there is no option '" + argument + "'";
             return std::nullopt;
@@ -95,6 +110,8 @@ std::optional<Request> Parse(const std::vector<std::string>& arguments, std::str
         problem = "there is no command '" + words[0] + "'";
     else if (request.json && !known->takesJson)
         problem = "'" + words[0] + "' takes no --json";
+    else if (request.replace && !known->takesReplace)
+        problem = "'" + words[0] + "' takes no --replace";
     else if (words.size() < wanted)
         problem = "'" + words[0] + "' needs a file";
     else if (words.size() > wanted)
@@ -113,7 +130,11 @@ class CommandRunner {
 
     CtlResult Run(const Request& request) {
         if (request.command == "load")
-            return Load(request.file);
+            return Load(request);
+        if (request.command == "defaults")
+            return Load(request);
+        if (request.command == "check")
+            return Check(request.file);
         if (request.command == "save")
             return Save(request.file);
         if (request.command == "reload")
@@ -149,21 +170,38 @@ class CommandRunner {
         return {kCtlDone, "The service has read the stored settings.\n", {}};
     }
 
-    CtlResult Load(const std::string& file) {
+    // The settings of a file or the defaults.
+    CtlResult Load(const Request& request) {
         PlistPreferenceDomains domains(paths);
         StoredSettings settings(domains, log);
-        const StoredSettings::Outcome outcome = settings.Load(file);
+        // An open panel does not read the configuration again. Where the service cannot tell, none is open.
+        std::optional<StatusReport> status;
+        const LoadWishes wishes{.fromDefaults = request.replace, .isPanelOpen = [&] {
+                                    status = AskStatus();
+                                    return status && status->attached;
+                                }};
+        const bool isFile = !request.file.empty();
+        const StoredSettings::Outcome outcome =
+            isFile ? settings.Load(request.file, wishes) : settings.LoadDefaults(wishes);
         if (outcome == StoredSettings::Outcome::Failed)
             return Fail(kCtlFailed, settings.Problem());
-        CtlResult result{kCtlDone, "The settings of " + file + " are stored.\n",
-                         ErrorLines(settings.Problem())};
+        const std::string what = isFile ? "The settings of " + request.file : "The default settings";
+        CtlResult result{
+            kCtlDone, what + " are stored.\n",
+            ErrorLines(settings.Problem()) + ErrorLines(RemarkLines(request.file, settings.Remarks()))};
         if (outcome == StoredSettings::Outcome::Corrected)
             result.errors += ErrorLines("no port is enabled in them, so the output of port " +
                                         std::to_string(ShownPortNumber(0)) + " was");
+        TellService(result);
+        result.output += PanelNote(status, settings);
+        return result;
+    }
+
+    void TellService(CtlResult& result) const {
         const ServiceAnswer answer = client.AskReload();
         switch (answer.outcome) {
             case ServiceAnswer::Outcome::Answered:
-                result.output += "The service has taken them up.\n" + PanelNote();
+                result.output += "The service has taken them up.\n";
                 break;
             case ServiceAnswer::Outcome::Absent:
                 result.output += "No service is running; it takes them up when it starts.\n";
@@ -173,17 +211,40 @@ class CommandRunner {
                 result.errors += ErrorLines("the service has not taken them up: " + answer.problem);
                 break;
         }
-        return result;
     }
 
-    // An open panel does not read the configuration again. Nothing is said where the service cannot tell.
-    std::string PanelNote() const {
-        const ServiceAnswer answer = client.AskStatus();
+    std::optional<StatusReport> AskStatus() const {
         std::string problem;
-        const std::optional<StatusReport> status = ReadStatusReport(answer.data, problem);
-        if (!status || !status->attached)
-            return "";
-        return "A control panel is open: it shows the settings that it had, and Apply there stores those.\n";
+        return ReadStatusReport(client.AskStatus().data, problem);
+    }
+
+    // What takes effect later than the rest.
+    static std::string PanelNote(const std::optional<StatusReport>& status, const StoredSettings& settings) {
+        if (status && status->attached) {
+            std::string note =
+                "A control panel is open: it shows the settings that it had, and Apply there stores those.\n";
+            if (settings.WirelessWish() != status->wireless)
+                note += "Use Wireless is not stored: the open panel stores its own choice when it ends.\n";
+            return note;
+        }
+        return settings.WirelessChanged() ? "Use Wireless takes effect when the control panel starts next.\n"
+                                          : "";
+    }
+
+    static CtlResult Check(const std::string& file) {
+        std::string text;
+        std::string reason = FileObstacle(file, O_RDONLY);
+        if (reason.empty())
+            reason = ReadWholeFile(file, text);
+        if (!reason.empty())
+            return Fail(kCtlFailed, file + " cannot be read: " + reason);
+        const SettingsFindings findings = CheckSettings(text);
+        const std::string remarks = RemarkLines(file, findings.remarks);
+        if (!findings.holdsSettings)
+            return {kCtlFailed, remarks, ErrorLines(file + " is no settings file")};
+        if (remarks.empty())
+            return {kCtlDone, "Everything in " + file + " is understood.\n", {}};
+        return {kCtlFailed, remarks, {}};
     }
 
     CtlResult Save(const std::string& file) {

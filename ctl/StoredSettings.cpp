@@ -1,18 +1,14 @@
 #include "ctl/StoredSettings.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstring>
 
 #include "config/DriverPreferences.h"
 #include "config/IniFile.h"
 #include "config/SettingsFile.h"
-#include "shared/System/Descriptor.h"
+#include "ctl/WholeFile.h"
 
 namespace vexil {
 
@@ -21,44 +17,8 @@ namespace {
 constexpr UserScope kUser = UserScope::kCFPreferencesAnyUser;
 constexpr HostScope kHost = HostScope::kCFPreferencesCurrentHost;
 
-// Why a file cannot be opened, or "" where there is no reason that shows; `flags` as for open.
-std::string Obstacle(const std::string& path, int flags) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        if (errno != ENOENT || (flags & O_CREAT) == 0)
-            return std::strerror(errno);
-        const std::size_t slash = path.rfind('/');
-        const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-        return faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? "" : std::strerror(errno);
-    }
-    if (S_ISDIR(status.st_mode))
-        return std::strerror(EISDIR);
-    if (!S_ISREG(status.st_mode))
-        return "it is no plain file";
-    if (status.st_size > static_cast<off_t>(kMaxRewriteBytes))
-        return "it is too large";
-    // The file is there, so nothing is made even where the flags allow it.
-    const Descriptor file(open(path.c_str(), (flags & ~O_CREAT) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    return file.IsOpen() ? "" : std::strerror(errno);
-}
-
 std::string AndReason(const std::string& reason) {
     return reason.empty() ? "" : ": " + reason;
-}
-
-// Why the whole of a file cannot be read, or "". The line editor takes a fault of the disk for the end.
-std::string ReadProblem(const std::string& path) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
-    if (!file.IsOpen())
-        return std::strerror(errno);
-    std::array<char, 65536> buffer{};
-    for (;;) {
-        const ssize_t count = read(file.Number(), buffer.data(), buffer.size());
-        if (count == 0)
-            return "";
-        if (count == -1 && errno != EINTR)
-            return std::strerror(errno);
-    }
 }
 
 bool HoldsZeroBytes(const IniFile& file) {
@@ -105,17 +65,19 @@ bool StoredSettings::Fail(const std::string& what) {
     return false;
 }
 
-StoredSettings::Outcome StoredSettings::Load(const std::string& path) {
+StoredSettings::Outcome StoredSettings::Load(const std::string& path, const LoadWishes& wishes) {
     problem.clear();
+    remarks.clear();
     log.Take();
     // Asked first, since opening a file for editing makes one where there is none.
-    std::string reason = Obstacle(path, O_RDWR);
+    std::string reason = FileObstacle(path, O_RDWR);
+    std::string text;
     IniFile file;
     if (!reason.empty() || !file.Open(path.c_str())) {
         Fail(path + " cannot be opened for reading and writing" + AndReason(reason));
         return Outcome::Failed;
     }
-    reason = ReadProblem(path);
+    reason = ReadWholeFile(path, text);
     if (!reason.empty()) {
         Fail(path + " cannot be read: " + reason);
         return Outcome::Failed;
@@ -125,12 +87,33 @@ StoredSettings::Outcome StoredSettings::Load(const std::string& path) {
         return Outcome::Failed;
     }
 
+    remarks = CheckSettings(text).remarks;
+
     PreferenceBatch batch(domains);
-    DriverConfiguration configuration;
-    if (!ReadStored(batch, configuration))
+    DriverConfiguration before;
+    if (!ReadStored(batch, before))
         return Outcome::Failed;
+    DriverConfiguration configuration = wishes.fromDefaults ? DriverConfiguration() : before;
     ImportSettings(kPortCount, file, configuration);
     file.Close();  // nothing was edited, so nothing is written
+    return Store(batch, before, configuration, wishes);
+}
+
+StoredSettings::Outcome StoredSettings::LoadDefaults(const LoadWishes& wishes) {
+    problem.clear();
+    remarks.clear();
+    log.Take();
+    PreferenceBatch batch(domains);
+    DriverConfiguration before;
+    return ReadStored(batch, before) ? Store(batch, before, DriverConfiguration(), wishes) : Outcome::Failed;
+}
+
+StoredSettings::Outcome StoredSettings::Store(PreferenceBatch& batch, const DriverConfiguration& before,
+                                              DriverConfiguration configuration, const LoadWishes& wishes) {
+    wirelessWish = (configuration.MiscOptions & kUseWireless) != 0;
+    wirelessChanged = ((configuration.MiscOptions ^ before.MiscOptions) & kUseWireless) != 0;
+    if (wishes.isPanelOpen && wishes.isPanelOpen())
+        configuration.MiscOptions &= ~kUseWireless;
     const bool admissible = IsAdmissible(configuration);
     if (!admissible)
         configuration.OutputPorts = 1;
@@ -153,7 +136,7 @@ bool StoredSettings::Save(const std::string& path) {
     if (!ReadStored(batch, configuration))
         return false;
 
-    const std::string reason = Obstacle(path, O_RDWR | O_CREAT);
+    const std::string reason = FileObstacle(path, O_RDWR | O_CREAT);
     IniFile file;
     if (!reason.empty() || !file.Open(path.c_str()))
         return Fail(path + " cannot be opened for reading and writing" + AndReason(reason));

@@ -2,14 +2,25 @@
 // its Save, would do with the same file.
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "config/DriverConfiguration.h"
 #include "config/PreferenceDomains.h"
 #include "ctl/CollectedLog.h"
 #include "ctl/PreferenceBatch.h"
+#include "ctl/SettingsCheck.h"
 
 namespace vexil {
+
+struct LoadWishes {
+    // What the file lacks gets its default; else it stays as it was.
+    bool fromDefaults = false;
+    // Asked when everything is ready to be stored: Use Wireless is not stored while a panel is open,
+    // which stores its own choice when it ends. Null: none is.
+    std::function<bool()> isPanelOpen;
+};
 
 class StoredSettings {
   public:
@@ -19,10 +30,18 @@ class StoredSettings {
 
     enum class Outcome { Stored, Corrected, Failed };
 
-    // Reads the file into the stored configuration, so that what it lacks stays as it was, and stores the
-    // result in one step. Corrected: no port was enabled any more, so the output of the first one is. On
-    // failure nothing is changed, and Problem says why.
-    Outcome Load(const std::string& path);
+    // Reads the file into the stored configuration and stores the result in one step. Corrected: no port was
+    // enabled any more, so the output of the first one is. On failure nothing is changed, and Problem says
+    // why.
+    Outcome Load(const std::string& path, const LoadWishes& wishes = {});
+    // Stores the defaults. `fromDefaults` does not count.
+    Outcome LoadDefaults(const LoadWishes& wishes);
+
+    // Of the last load: what in the file means nothing, and Use Wireless as it was wanted, which differs from
+    // what was stored or not.
+    const std::vector<SettingsRemark>& Remarks() const { return remarks; }
+    bool WirelessWish() const { return wirelessWish; }
+    bool WirelessChanged() const { return wirelessChanged; }
 
     // Writes the stored configuration into the file, edited in place where there is one. False on failure:
     // the file is unchanged, or made whole when it is next loaded or saved (see config/SafeRewrite.h).
@@ -33,11 +52,16 @@ class StoredSettings {
 
   private:
     bool ReadStored(PreferenceBatch& batch, DriverConfiguration& configuration);
+    Outcome Store(PreferenceBatch& batch, const DriverConfiguration& before,
+                  DriverConfiguration configuration, const LoadWishes& wishes);
     bool Fail(const std::string& what);
 
     PreferenceDomains& domains;
     CollectedLog& log;
     std::string problem;
+    std::vector<SettingsRemark> remarks;
+    bool wirelessWish = false;
+    bool wirelessChanged = false;
 };
 
 }  // namespace vexil

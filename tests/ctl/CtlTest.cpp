@@ -63,6 +63,9 @@ TEST_F(CtlTest, WrongUsageIsSaid) {
     ExpectUsageError(Run({"status", "--jsn"}), "there is no option '--jsn'");
     ExpectUsageError(Run({"-v"}), "there is no option '-v'");
     ExpectUsageError(Run({"reload", "--json"}), "'reload' takes no --json");
+    ExpectUsageError(Run({"defaults", "--replace"}), "'defaults' takes no --replace");
+    ExpectUsageError(Run({"defaults", "a"}), "'a' is one argument too many");
+    ExpectUsageError(Run({"check"}), "'check' needs a file");
     ExpectUsageError(Run({"load"}), "'load' needs a file");
     ExpectUsageError(Run({"save", "a", "b"}), "'b' is one argument too many");
     ExpectUsageError(Run({"status", "all"}), "'all' is one argument too many");
@@ -165,9 +168,11 @@ TEST_F(CtlTest, LoadStoresAndTellsTheService) {
                                  " are stored.\n"
                                  "The service has taken them up.\n"
                                  "A control panel is open: it shows the settings that it had, and Apply "
-                                 "there stores those.\n");
+                                 "there stores those.\n"
+                                 "Use Wireless is not stored: the open panel stores its own choice when it "
+                                 "ends.\n");
     EXPECT_EQ(result.errors, "");
-    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlReload, kControlStatus));
+    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlStatus, kControlReload));
     EXPECT_THAT(CtlFolder::Content(folder.StoredFile()), HasSubstr("<string>Organ</string>"));
 }
 
@@ -175,8 +180,88 @@ TEST_F(CtlTest, WithoutAPanelNothingIsSaidOfOne) {
     nlohmann::json status = SampleStatus();
     status["attached"] = false;
     Serve(status.dump());
-    EXPECT_THAT(Run({"load", Settings("[Options]\nUseWireless=1\n")}).output,
+    EXPECT_THAT(Run({"load", Settings("[Options]\nEnableLogging=1\n")}).output,
                 testing::EndsWith("The service has taken them up.\n"));
+    EXPECT_THAT(Run({"load", Settings("[Options]\nUseWireless=1\n")}).output,
+                testing::EndsWith("The service has taken them up.\n"
+                                  "Use Wireless takes effect when the control panel starts next.\n"));
+}
+
+TEST_F(CtlTest, UseWirelessIsNotStoredWhileAPanelIsOpen) {
+    const auto options = [this](const std::string& arguments) {
+        EXPECT_EQ(Run({"load", Settings("[Options]\n" + arguments)}).status, kCtlDone);
+        const std::string key = "<key>MiscOptions</key>";
+        const std::string content = CtlFolder::Content(folder.StoredFile());
+        const std::size_t at = content.find("<integer>", content.find(key)) + 9;
+        return content.substr(at, content.find('<', at) - at);
+    };
+    EXPECT_EQ(options("UseWireless=1\n"), "15") << "no service tells of a panel";
+    Serve();
+    EXPECT_EQ(options("UseWireless=1\nShowEndpoints=0\n"), "6");
+    EXPECT_EQ(options("ShowEndpoints=1\n"), "7");
+}
+
+TEST_F(CtlTest, LoadTellsWhatInTheFileMeansNothing) {
+    const std::string path = Settings("[Port_00]\nProperties=Outptu\nDstPort=99\nOutName=Organ\n");
+    const CtlResult result = Run({"load", path});
+    EXPECT_EQ(result.status, kCtlDone);
+    EXPECT_THAT(result.errors, StartsWith("vexil3ctl: " + path +
+                                          ":2: Properties: 'Outptu' is none of Input, Output and Pipe\n"
+                                          "vexil3ctl: " +
+                                          path + ":3: DstPort: '99' is no port"));
+    EXPECT_THAT(CtlFolder::Content(folder.StoredFile()), HasSubstr("<string>Organ</string>"));
+}
+
+TEST_F(CtlTest, CheckTellsTheSameAndChangesNothing) {
+    const std::string path = Settings("[Port_00]\nProperties=Outptu\n");
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+    const CtlResult result = Run({"check", path});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_EQ(result.output, path + ":2: Properties: 'Outptu' is none of Input, Output and Pipe\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_FALSE(std::filesystem::exists(folder.StoredFile()));
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    const CtlResult good = Run({"check", Settings("[Port_00]\nProperties=Output\n")});
+    EXPECT_EQ(good.status, kCtlDone);
+    EXPECT_EQ(good.output, "Everything in " + path + " is understood.\n");
+}
+
+TEST_F(CtlTest, CheckOfWhatIsNoSettingsFileFails) {
+    const CtlResult missing = Run({"check", folder.File("none.vexil3")});
+    EXPECT_EQ(missing.status, kCtlFailed);
+    EXPECT_THAT(missing.errors, HasSubstr("No such file or directory"));
+    EXPECT_FALSE(std::filesystem::exists(folder.File("none.vexil3")));
+    const CtlResult empty = Run({"check", Settings("; nothing\n")});
+    EXPECT_EQ(empty.status, kCtlFailed);
+    EXPECT_THAT(empty.errors, testing::EndsWith(" is no settings file\n"));
+}
+
+TEST_F(CtlTest, LoadWithReplaceBeginsFromTheDefaults) {
+    const std::string path = Settings("[Port_02]\nProperties=Output\nOutName=Organ\n");
+    ASSERT_EQ(Run({"load", "--replace", path}).status, kCtlDone);
+    const std::string first = CtlFolder::Content(folder.StoredFile());
+    ASSERT_EQ(
+        Run({"load", Settings("[Port_03]\nInpName=Keys\nProperties=Input\n[General]\nSendGranularity=9\n")})
+            .status,
+        kCtlDone);
+    EXPECT_NE(CtlFolder::Content(folder.StoredFile()), first);
+    Settings("[Port_02]\nProperties=Output\nOutName=Organ\n");
+    ASSERT_EQ(Run({"load", path, "--replace"}).status, kCtlDone);
+    EXPECT_EQ(CtlFolder::Content(folder.StoredFile()), first);
+}
+
+TEST_F(CtlTest, DefaultsAreStoredAndTakenUp) {
+    ASSERT_EQ(Run({"defaults"}).output,
+              "The default settings are stored.\nNo service is running; it takes them up when it starts.\n");
+    const std::string defaults = CtlFolder::Content(folder.StoredFile());
+    ASSERT_EQ(Run({"load", Settings("[Port_02]\nOutName=Organ\n[Options]\nUseWireless=1\n")}).status,
+              kCtlDone);
+    Serve();
+    const CtlResult result = Run({"defaults"});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_THAT(result.output,
+                StartsWith("The default settings are stored.\nThe service has taken them up.\n"));
+    EXPECT_EQ(CtlFolder::Content(folder.StoredFile()), defaults);
 }
 
 TEST_F(CtlTest, LoadWithoutAServiceIsNoFailure) {
@@ -185,7 +270,8 @@ TEST_F(CtlTest, LoadWithoutAServiceIsNoFailure) {
     EXPECT_EQ(result.status, kCtlDone);
     EXPECT_EQ(result.output, "The settings of " + path +
                                  " are stored.\n"
-                                 "No service is running; it takes them up when it starts.\n");
+                                 "No service is running; it takes them up when it starts.\n"
+                                 "Use Wireless takes effect when the control panel starts next.\n");
     EXPECT_EQ(result.errors, "");
 }
 
@@ -197,7 +283,7 @@ TEST_F(CtlTest, LoadSaysWhenTheServiceHasNotTakenItUp) {
     service.Start();
     const CtlResult result = Run({"load", Settings("[Options]\nUseWireless=1\n")});
     EXPECT_EQ(result.status, kCtlFailed);
-    EXPECT_THAT(result.output, testing::EndsWith(" are stored.\n"));
+    EXPECT_THAT(result.output, HasSubstr(" are stored.\n"));
     EXPECT_EQ(result.errors,
               "vexil3ctl: the service has not taken them up: the service closed the connection without an "
               "answer\n");

@@ -50,9 +50,16 @@ class Completion(unittest.TestCase):
             self.assertEqual(self.offered(command, "--j"), [])
         self.assertEqual(self.offered("--json", "st"), ["status"])
 
+    def test_replace_is_offered_where_it_is_taken(self):
+        self.assertEqual(self.offered("load", "--r"), ["--replace"])
+        for command in ("status", "check", "save", "defaults"):
+            self.assertEqual(self.offered(command, "--r"), [])
+        self.assertEqual(self.offered("load", "--replace", "b"), ["backup.vexil3"])
+
     def test_load_offers_settings_files_and_folders(self):
         self.assertEqual(self.offered("load", ""), ["backup.vexil3", "more", "my studio.vexil3"])
         self.assertEqual(self.offered("load", "m"), ["more", "my studio.vexil3"])
+        self.assertEqual(self.offered("check", "m"), ["more", "my studio.vexil3"])
 
     def test_load_offers_any_file_where_no_settings_file_matches(self):
         self.assertEqual(self.offered("load", "mu"), ["music.mid"])
