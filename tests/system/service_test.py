@@ -338,6 +338,69 @@ class CommandLine(ServiceTest):
         self.assertEqual(self.ctl("status", status=3), "")
 
 
+class FirstStarts(ServiceTest):
+    """On a computer where nothing was ever stored, in any order, the boxes stay ticked and the ports stay there."""
+
+    OPTIONS = ("Show Connectors", "Launch Monitor", "Enable Logging")
+
+    def look_and_end(self, panel):
+        self.assertEqual([panel.is_checked(option) for option in self.OPTIONS], [True] * 3)
+        self.assert_quits(panel)
+
+    def apply_a_name(self, synth):
+        """The second start of the panel: an edit and an Apply; the ports are there under the new name."""
+        panel = self.start()
+        self.assertEqual([panel.is_checked(option) for option in self.OPTIONS], [True] * 3)
+        self.assertFalse(panel.is_checked("Use Wireless"))
+        panel.enter("MIDI OUT Port display name", OUTPUT)
+        self.apply(panel)
+        self.wait_ports(synth, [OUTPUT], [])
+        self.assert_quits(panel)
+        self.assertEqual(self.stored()["MiscOptions"], 7)
+        self.assertEqual(self.service.status()["ports"][0]["output"]["problem"], "")
+
+    def test_with_a_driver_that_runs_already(self):
+        self.start_service()
+        synth = self.program("synth")
+        self.wait_ports(synth, ["Port 11"], [])
+        self.look_and_end(self.start())
+        self.apply_a_name(synth)
+
+    def test_with_a_driver_that_is_started_anew_between_the_two(self):
+        self.start_service()
+        self.look_and_end(self.start())
+        self.service.end()
+        self.start_service()
+        synth = self.program("synth")
+        self.wait_ports(synth, ["Port 11"], [])
+        self.apply_a_name(synth)
+
+    def test_with_a_panel_that_comes_first(self):
+        panel = self.start()
+        self.assertEqual(panel.text("MIDI OUT Port display name"), "")
+        self.assertEqual(self.stored(), {"MiscOptions": 0})
+        self.start_service()
+        synth = self.program("synth")
+        self.wait_ports(synth, ["Port 11"], [])
+        self.look_and_end(panel)
+        self.apply_a_name(synth)
+
+    def test_a_panel_that_came_first_is_heard_without_a_word(self):
+        panel = self.start()
+        self.start_service()
+        synth = self.program("synth")
+        self.wait_ports(synth, ["Port 11"], [])
+        panel.enter("MIDI OUT Port display name", OUTPUT)
+        self.apply(panel)
+        self.wait_ports(synth, [OUTPUT], [])
+        self.assert_quits(panel)
+
+    def test_hidden_ports_are_said_to_be_hidden(self):
+        stored.store(self.desktop.preferences, stored.defaults() | {"MiscOptions": 6})
+        self.start_service()
+        wait_until(lambda: "! " in self.ctl("status"), what="a line about the hidden port")
+
+
 def main():
     global vexil3d, vexil3ctl, music_program
     music_program, vexil3ctl, vexil3d = (sys.argv.pop(2 + index) for index in (2, 1, 0))
