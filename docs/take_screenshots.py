@@ -2,10 +2,11 @@
 """Usage: docs/take_screenshots.py PANEL [FOLDER]
 
 Takes the pictures of the window that the documents show, on displays without a screen: on X11 and on Wayland, at scale 1, 1.25,
-1.5 and 2, light and dark, and beside a question in a large system font. They are written to FOLDER, by default the folder of
-this program.
+1.5 and 2, light and dark, on X11 also in other fonts at scale 1 and 2 and with the largest numbers, and beside a question in a large
+system font. They are written to FOLDER, by default the folder of this program.
 """
 
+import os
 import pathlib
 import shutil
 import subprocess
@@ -18,6 +19,10 @@ import private_desktop  # noqa: E402
 import stored_configuration as stored  # noqa: E402
 
 SCALES = (1, 1.25, 1.5, 2)
+FONT = "DejaVu Sans"
+# With more room above and below their letters.
+OTHER_FONTS = ("Noto Sans", "Noto Sans CJK JP")
+FONT_SCALES = (1, 2)
 WINDOW = (580, 430)  # pixels at scale 1, without its frame
 PATIENCE = 20.0
 # A desktop's colours, in the form in which Qt reads those of a KDE desktop.
@@ -44,6 +49,16 @@ ForegroundNormal=239,240,241
 LARGE_FONT = """
 [General]
 font=DejaVu Sans,20,-1,5,50,0,0,0,0,0
+"""
+# A font in place of every other.
+FONT_SETTINGS = """<?xml version="1.0"?>
+<!DOCTYPE fontconfig SYSTEM "fonts.dtd">
+<fontconfig>
+  <include>{settings}</include>
+  <match target="pattern">
+    <edit name="family" mode="prepend_first" binding="strong"><string>{family}</string></edit>
+  </match>
+</fontconfig>
 """
 # No colour of the window.
 BACKGROUND = "#305070"
@@ -115,9 +130,22 @@ def start(desktop, program, environment, settings=""):
     return panel
 
 
-def new_home(desktop):
+def new_home(desktop, values=None):
     desktop.new_home()
-    stored.store(desktop.preferences, configuration())
+    stored.store(desktop.preferences, values or configuration())
+
+
+def in_font(desktop, family):
+    """The variables by which a program has this font for the desktop's own."""
+    path = desktop.folder / f"{family}.conf"
+    path.write_text(FONT_SETTINGS.format(settings=os.environ.get("FONTCONFIG_FILE", "/etc/fonts/fonts.conf"), family=family))
+    return {"FONTCONFIG_FILE": str(path)}
+
+
+def lacks(family):
+    """Whether this computer has no such font."""
+    found = subprocess.run(["fc-match", "--format=%{family}", family], check=True, capture_output=True, text=True).stdout
+    return family not in found.split(",")
 
 
 def shrink(picture):
@@ -126,9 +154,9 @@ def shrink(picture):
     print(picture)
 
 
-def take_on_x11(desktop, program, picture, scale, settings):
-    new_home(desktop)
-    panel = start(desktop, program, {"QT_SCALE_FACTOR": str(scale)}, settings)
+def take_on_x11(desktop, program, picture, scale, settings, family=FONT, values=None):
+    new_home(desktop, values)
+    panel = start(desktop, program, in_font(desktop, family) | {"QT_SCALE_FACTOR": str(scale)}, settings)
     panel.picture(picture)
     if not is_whole(picture, scale):
         sys.exit(f"{picture} does not show the whole window.")
@@ -139,7 +167,7 @@ def take_on_x11(desktop, program, picture, scale, settings):
 def take_on_wayland(desktop, program, picture, scale, settings):
     new_home(desktop)
     display = Wayland(desktop, scale)
-    panel = start(desktop, program, display.environment, settings)
+    panel = start(desktop, program, in_font(desktop, FONT) | display.environment, settings)
     display.picture(picture)
     private_desktop.end(panel.process)
     display.close()
@@ -175,8 +203,18 @@ def configuration():
     return values
 
 
+def largest_numbers():
+    """Numbers that only a settings file or another program brings."""
+    values = configuration()
+    values.update({"01 PortFlags": stored.entry(0x00, 255, 255), "SendGranularity": (1 << 31) - 1})
+    return values
+
+
 def main(program, folder=HERE):
-    missing = [tool for tool in ("weston", "weston-screenshooter", "convert", "identify", "mogrify") if not shutil.which(tool)]
+    tools = ("weston", "weston-screenshooter", "convert", "identify", "mogrify", "fc-match")
+    missing = [tool for tool in tools if not shutil.which(tool)]
+    if not missing:
+        missing = [family for family in (FONT, *OTHER_FONTS) if lacks(family)]
     obstacle = private_desktop.obstacle() or (f"missing: {', '.join(missing)}" if missing else "")
     if obstacle:
         sys.exit(f"No pictures can be taken: {obstacle}")
@@ -187,6 +225,12 @@ def main(program, folder=HERE):
             for colours, settings in (("light", ""), ("dark", DARK)):
                 take_on_x11(desktop, program, folder / f"panel-{colours}-{scale}x.png", scale, settings)
                 take_on_wayland(desktop, program, folder / f"panel-wayland-{colours}-{scale}x.png", scale, settings)
+        for scale in FONT_SCALES:
+            for colours, settings in (("light", ""), ("dark", DARK)):
+                for family in OTHER_FONTS:
+                    name = family.lower().replace(" ", "-")
+                    take_on_x11(desktop, program, folder / f"panel-{name}-{colours}-{scale}x.png", scale, settings, family)
+            take_on_x11(desktop, program, folder / f"panel-large-numbers-{scale}x.png", scale, "", values=largest_numbers())
         take_large_font(desktop, program, folder / "panel-large-font.png")
 
 

@@ -16,13 +16,13 @@ constexpr int kRowHeight = 16;
 
 }  // namespace
 
-StaticText::StaticText(const QString& title, QWidget* parent) : QLabel(parent) {
+StaticText::StaticText(const QString& ownTitle, QWidget* parent) : QLabel(parent), title(ownTitle) {
     setTextFormat(Qt::PlainText);
     setText(title);
 }
 
 void StaticText::resizeEvent(QResizeEvent* event) {
-    FitTitle(*this, text(), width() - kGap);
+    FitTitle(*this, title, width() - kGap);
     QLabel::resizeEvent(event);
 }
 

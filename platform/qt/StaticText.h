@@ -11,7 +11,8 @@ namespace vexil {
 // line. A text that is too long for its place, as a number out of the usual range is, is drawn narrower.
 class StaticText : public QLabel, public QtControl {
   public:
-    StaticText(const QString& title, QWidget* parent);
+    // `ownTitle`: what the place was measured for; empty where a number will stand.
+    StaticText(const QString& ownTitle, QWidget* parent);
 
     QWidget& Widget() override { return *this; }
     bool ReadText(QString& read) const override;
@@ -20,6 +21,9 @@ class StaticText : public QLabel, public QtControl {
   protected:
     void resizeEvent(QResizeEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
+
+  private:
+    QString title;
 };
 
 }  // namespace vexil

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QResizeEvent>
 
 #include "tests/widgets/WindowFixture.h"
 
@@ -113,6 +114,14 @@ TEST_F(TextFit, LastDigitOfALongNumberIsSeenWhole) {
         other.back() = '1';
         EXPECT_NE(PictureOf(control, other.c_str()), picture) << number;
     }
+}
+
+TEST_F(TextFit, DigitsOfANumberThatIsThereFromTheStartKeepTheirDistance) {
+    widgets.SetText(kTargetPortNumber, "328");
+    QWidget* number = person.Find(kTargetPortNumber);
+    QResizeEvent first(number->size(), QSize());
+    QApplication::sendEvent(number, &first);
+    EXPECT_EQ(number->font().letterSpacing(), 0);
 }
 
 TEST_F(TextFit, UsualNumberIsDrawnInItsFullSize) {
