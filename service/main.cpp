@@ -48,8 +48,11 @@ int Serve(const ServiceArguments& arguments) {
         return kFailure;
     }
     Engine engine;
-    const std::unique_ptr<MidiBackend> backend = MakeBackend(ChooseBackend(arguments.midi), problem);
+    const std::string& control = listener->Path();
+    const RuntimeState state(control.substr(0, control.rfind('/')));
+    const std::unique_ptr<MidiBackend> backend = MakeBackend(ChooseBackend(arguments.midi), problem, state);
     if (!backend) {
+        state.EndCleanly();
         LogPrintf("%s\n", problem.c_str());
         return kFailure;
     }
@@ -67,6 +70,7 @@ int Serve(const ServiceArguments& arguments) {
         // A thread that may touch all of this is still there.
         _exit(result);
     }
+    state.EndCleanly();
     return result;
 }
 

@@ -205,6 +205,9 @@ class MusicProgram:
     def connect(self, source, destination):
         return self.ask(f"connect {source}\t{destination}")["ok"]
 
+    def disconnect(self, source, destination):
+        return self.ask(f"disconnect {source}\t{destination}")["ok"]
+
     def play_to(self, address, writer=0):
         return self.connect(f"{self.name}:out-{writer}", address)
 

@@ -18,18 +18,18 @@ namespace vexil {
 
 namespace {
 
-using Maker = std::function<std::unique_ptr<MidiBackend>()>;
+using Maker = std::function<std::unique_ptr<MidiBackend>(const RuntimeState&)>;
 
 // Those that this program was built with.
 const std::map<std::string, Maker>& Makers() {
     static const std::map<std::string, Maker> kMakers = {
 #ifdef VEXIL_ALSA
-        {"alsa", [] { return std::make_unique<AlsaBackend>(); }},
+        {"alsa", [](const RuntimeState&) { return std::make_unique<AlsaBackend>(); }},
 #endif
 #ifdef VEXIL_JACK
-        {"jack", [] { return std::make_unique<JackBackend>(); }},
+        {"jack", [](const RuntimeState& state) { return std::make_unique<JackBackend>(state); }},
 #endif
-        {"none", [] { return std::make_unique<NoneBackend>(); }},
+        {"none", [](const RuntimeState&) { return std::make_unique<NoneBackend>(); }},
     };
     return kMakers;
 }
@@ -50,10 +50,11 @@ std::string ChooseBackend(const std::string& asked, const std::string& sequencer
     return Makers().contains("jack") ? "jack" : Makers().contains("alsa") ? "alsa" : "none";
 }
 
-std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem) {
+std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem,
+                                         const RuntimeState& state) {
     const auto maker = Makers().find(name);
     if (maker != Makers().end()) {
-        return maker->second();
+        return maker->second(state);
     }
     const bool isKnown = name == "alsa" || name == "jack";
     problem = isKnown

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "service/backends/MidiBackend.h"
+#include "service/backends/RuntimeState.h"
 
 namespace vexil {
 
@@ -16,7 +17,8 @@ inline constexpr const char* kSequencerDevice = "/dev/snd/seq";
 std::string ChooseBackend(const std::string& asked, const std::string& sequencerDevice = kSequencerDevice);
 
 // The back end of that name. Null, with one sentence in `problem`, when there is none or this program was
-// built without it.
-std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem);
+// built without it. `state` is what the service before this one has left.
+std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem,
+                                         const RuntimeState& state = {});
 
 }  // namespace vexil

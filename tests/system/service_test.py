@@ -267,6 +267,8 @@ class Death(ServiceTest):
         begin = self.start_service()
         self.connect(keys, synth)
         self.assert_soon(begin, "Ports after the return of the service")
+        # What the one that was killed has left sounding ends: the last word of that is All Notes Off on channel 16.
+        synth.wait(lambda: b"\xBF\x7B\x00" in synth.heard(), "the end of what sounded")
         self.assert_plays(keys, synth)
         self.assert_chord(panel, synth, 1)
         self.assert_soon(begin, "Chord after the return of the service")

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cinttypes>
 #include <ctime>
+#include <utility>
 
 #include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
@@ -44,8 +45,10 @@ void TellLoss(std::uint64_t lost) {
 
 }  // namespace
 
-JackBackend::JackBackend(std::vector<JackServerWatch::Place> serverPlaces)
-    : places(std::move(serverPlaces)), event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+JackBackend::JackBackend(RuntimeState runtimeState, std::vector<JackServerWatch::Place> serverPlaces)
+    : state(std::move(runtimeState)),
+      places(std::move(serverPlaces)),
+      event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 JackBackend::~JackBackend() {
     JackBackend::Stop();
@@ -55,7 +58,7 @@ void JackBackend::Start(Engine& served) {
     engine = &served;
     jack_set_error_function(Ignore);
     jack_set_info_function(Ignore);
-    thread = std::make_unique<JackControlThread>(served, places, event.Number());
+    thread = std::make_unique<JackControlThread>(served, state, places, event.Number());
     thread->Publish(wanted);
 }
 
@@ -81,6 +84,9 @@ std::string JackBackend::Problem() const {
 }
 
 int JackBackend::EventTimeout() const {
+    if (thread && thread->SilentSince().has_value() != wasSilent) {
+        return 0;
+    }
     auto overdue = thread ? thread->OverdueAt() : std::nullopt;
     if (const auto due = thread ? losses.DueAt() : std::nullopt; due && (!overdue || *due < *overdue)) {
         overdue = due;
@@ -98,6 +104,7 @@ void JackBackend::HandleEvents() {
         return;
     }
     const JackControlThread::Results results = thread->TakeResults();
+    wasSilent = thread->SilentSince().has_value();
     losses.Add(results.lost);
     TellLoss(losses.Take(LossSum::Clock::now()));
     if (client != 0 && results.closed >= client) {

@@ -9,6 +9,7 @@
 
 #include "service/backends/LossSum.h"
 #include "service/backends/MidiBackend.h"
+#include "service/backends/RuntimeState.h"
 #include "service/backends/jack/JackControlThread.h"
 #include "service/backends/jack/JackServerWatch.h"
 #include "shared/System/Descriptor.h"
@@ -17,7 +18,8 @@ namespace vexil {
 
 class JackBackend final : public MidiBackend {
   public:
-    explicit JackBackend(std::vector<JackServerWatch::Place> serverPlaces = JackServerWatch::UsualPlaces());
+    explicit JackBackend(RuntimeState runtimeState = {},
+                         std::vector<JackServerWatch::Place> serverPlaces = JackServerWatch::UsualPlaces());
     ~JackBackend() override;
     JackBackend(const JackBackend&) = delete;
     JackBackend& operator=(const JackBackend&) = delete;
@@ -44,6 +46,7 @@ class JackBackend final : public MidiBackend {
   private:
     std::string WhyNotThere(const Endpoint& endpoint) const;
 
+    const RuntimeState state;
     const std::vector<JackServerWatch::Place> places;
     const Descriptor event;    // raised by the thread
     Engine* engine = nullptr;  // null: not started, or stopped
@@ -52,6 +55,7 @@ class JackBackend final : public MidiBackend {
     unsigned client = 0;                        // that drives the engine: which of those opened; 0: none
     std::string problem = "JACK is being started.";
     std::vector<Endpoint> wanted;
+    bool wasSilent = false;  // JACK, when HandleEvents last looked
     bool isStuck = false;
 };
 

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <utility>
 
+#include "service/backends/ConnectionMemory.h"
 #include "service/backends/jack/JackSession.h"
 #include "shared/System/Deadline.h"
 #include "shared/System/Descriptor.h"
@@ -33,6 +34,7 @@ constexpr milliseconds kStandstillLook{5000};
 // The realtime priority of the process thread is known a little after its beginning.
 constexpr milliseconds kFirstCycles{20};
 constexpr int kMostLooksAtPriority = 50;
+constexpr const char* kConnectionsFile = "connections-jack";
 
 void Raise(int descriptor) {
     static_cast<void>(::eventfd_write(descriptor, 1));  // a counter that is full is readable already
@@ -46,13 +48,16 @@ bool IsAlike(const PublishedEndpoint& a, const PublishedEndpoint& b) {
 
 // What the two threads share. Nobody holds the mutex while he waits for JACK.
 struct JackControlThread::Mailbox {
-    Mailbox(Engine& served, std::vector<JackServerWatch::Place> serverPlaces, int eventDescriptor)
+    Mailbox(Engine& served, const RuntimeState& runtimeState,
+            std::vector<JackServerWatch::Place> serverPlaces, int eventDescriptor)
         : engine(served),
+          state(runtimeState),
           places(std::move(serverPlaces)),
           event(::fcntl(eventDescriptor, F_DUPFD_CLOEXEC, 0)),
           wake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
     Engine& engine;
+    const RuntimeState state;
     const std::vector<JackServerWatch::Place> places;
     const Descriptor event;  // the control thread's, which may close its own first
     const Descriptor wake;   // raised when the thread has something to do
@@ -73,7 +78,11 @@ struct JackControlThread::Mailbox {
 // The thread's own side.
 class JackControlThread::Work {
   public:
-    explicit Work(Mailbox& shared) : mailbox(shared), watch(shared.places) {}
+    explicit Work(Mailbox& shared)
+        : mailbox(shared),
+          watch(shared.places),
+          memory(shared.state.PathOf(kConnectionsFile)),
+          unreleased(shared.state.LastEndWasUnclean() ? ~std::uint64_t{0} : 0) {}
 
     void Run() {
         watch.Begin(Clock::now());
@@ -156,7 +165,8 @@ class JackControlThread::Work {
 
     void TryToOpen() {
         std::string problem;
-        session = JackSession::Open(mailbox.engine, mailbox.wake.Number(), mailbox.pulse, problem);
+        session = JackSession::Open(
+            {mailbox.engine, mailbox.wake.Number(), mailbox.pulse, memory, unreleased}, problem);
         if (!session) {
             watch.TryFailed(Clock::now());
             const std::lock_guard lock(mailbox.mutex);
@@ -253,6 +263,8 @@ class JackControlThread::Work {
 
     Mailbox& mailbox;
     JackServerWatch watch;
+    ConnectionMemory memory;
+    std::uint64_t unreleased;  // bit p: what sounds at the readers of input p, nobody has released
     std::unique_ptr<JackSession> session;
     unsigned opened = 0;   // clients so far
     unsigned takenUp = 0;  // of the calls of Publish, the last that the session has
@@ -265,9 +277,9 @@ class JackControlThread::Work {
     std::string toldProblem;
 };
 
-JackControlThread::JackControlThread(Engine& engine, std::vector<JackServerWatch::Place> serverPlaces,
-                                     int eventDescriptor)
-    : mailbox(std::make_shared<Mailbox>(engine, std::move(serverPlaces), eventDescriptor)) {
+JackControlThread::JackControlThread(Engine& engine, const RuntimeState& state,
+                                     std::vector<JackServerWatch::Place> serverPlaces, int eventDescriptor)
+    : mailbox(std::make_shared<Mailbox>(engine, state, std::move(serverPlaces), eventDescriptor)) {
     mailbox->pulse.Await();
     thread = std::thread([shared = mailbox] { Work(*shared).Run(); });
 }

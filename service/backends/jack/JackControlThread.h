@@ -9,6 +9,7 @@
 // All operations are for the control thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "service/backends/MidiBackend.h"
+#include "service/backends/RuntimeState.h"
 #include "service/backends/jack/JackPulse.h"
 #include "service/backends/jack/JackServerWatch.h"
 
@@ -39,7 +41,8 @@ class JackControlThread {
     };
 
     // `eventDescriptor` is an eventfd; raised when TakeResults has something new.
-    JackControlThread(Engine& engine, std::vector<JackServerWatch::Place> serverPlaces, int eventDescriptor);
+    JackControlThread(Engine& engine, const RuntimeState& state,
+                      std::vector<JackServerWatch::Place> serverPlaces, int eventDescriptor);
     // Stops.
     ~JackControlThread();
     JackControlThread(const JackControlThread&) = delete;

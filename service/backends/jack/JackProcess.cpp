@@ -19,10 +19,6 @@ std::uint64_t Now() {
     return static_cast<std::uint64_t>(std::chrono::nanoseconds(now).count());
 }
 
-bool RunsOnPipeWire() {
-    return std::string_view(jack_get_version_string()).find("PipeWire") != std::string_view::npos;
-}
-
 // PipeWire's library takes as much as JACK's and packs it into 32 KiB behind the callback. What does not fit
 // there takes the whole cycle of the port with it, or worse. Each event costs 16 bytes and its own rounded up
 // to 8; in later versions a system exclusive is cut into packets of 6 bytes that cost 24 each.
@@ -40,7 +36,14 @@ std::size_t PackedSize(std::size_t size) {
     return (size + kPacket - 1) / kPacket * kPackedPacket;
 }
 
+// Sustain, sostenuto, soft and Hold 2, then All Notes Off: a pedal would keep the notes.
+constexpr std::array<std::uint8_t, 5> kSilencing = {64, 66, 67, 69, 123};
+
 }  // namespace
+
+bool RunsOnPipeWire() {
+    return std::string_view(jack_get_version_string()).find("PipeWire") != std::string_view::npos;
+}
 
 JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDescriptor, JackPulse& jackPulse)
     : engine(served),
@@ -61,6 +64,22 @@ void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
     }
 }
 
+void JackProcess::Replace(int port, bool output, jack_port_t* jackPort) {
+    const auto index = static_cast<std::size_t>(port);
+    if (output) {
+        outputs[index].store(jackPort, std::memory_order_release);
+        gone.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
+    } else {
+        // In this order: a cycle that uses the new one clears the old one.
+        replaced[index].store(inputs[index].load(), std::memory_order_release);
+        inputs[index].store(jackPort, std::memory_order_release);
+    }
+}
+
+void JackProcess::Silence(int port) {
+    toSilence.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
+}
+
 void JackProcess::LeaveEmpty(int port) {
     leftEmpty.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
 }
@@ -76,9 +95,11 @@ void JackProcess::Disconnected(const jack_port_t* jackPort) {
 int JackProcess::Cycle(jack_nframes_t frames) {
     pulse.Cycle();
     clock.Begin(jack_last_frame_time(client), frames);
-    PrepareInputs(frames);
     engine.TakeCommands(clock.Start());
+    // An output that is connected to an input of ours has that one's buffer: it is read before it is cleared.
     TakeEvents(frames);
+    PrepareInputs(frames);
+    SilenceReaders();
     EndWriters();
     engine.Run(clock.End(), *this);
     cycles.fetch_add(1, std::memory_order_release);
@@ -94,6 +115,23 @@ void JackProcess::PrepareInputs(jack_nframes_t frames) {
         buffers[port] = (empty >> port & 1) != 0 ? nullptr : buffer;
         lastFrame[port] = 0;
         packed[port] = 0;
+        jack_port_t* before = replaced[port].load(std::memory_order_acquire);
+        Clear(before == nullptr ? nullptr : jack_port_get_buffer(before, frames));
+    }
+}
+
+void JackProcess::SilenceReaders() {
+    constexpr std::uint8_t kControlChange = 0xB0;
+    constexpr int kChannels = 16;
+    for (std::uint64_t left = toSilence.exchange(0, std::memory_order_acquire); left != 0; left &= left - 1) {
+        const auto port = static_cast<std::size_t>(std::countr_zero(left));
+        for (int channel = 0; buffers[port] != nullptr && channel < kChannels; ++channel) {
+            for (const std::uint8_t controller : kSilencing) {
+                Put(port, 0,
+                    std::array{static_cast<std::uint8_t>(kControlChange | channel), controller,
+                               std::uint8_t{0}});
+            }
+        }
     }
 }
 
@@ -142,9 +180,13 @@ void JackProcess::Deliver(const Destination& to, std::uint64_t time, std::span<c
     if (buffers[port] == nullptr) {
         return;
     }
-    packed[port] += PackedSize(bytes.size());
     lastFrame[port] = std::max(lastFrame[port], clock.FrameOf(time));
-    jack_midi_data_t* place = jack_midi_event_reserve(buffers[port], lastFrame[port], bytes.size());
+    Put(port, lastFrame[port], bytes);
+}
+
+void JackProcess::Put(std::size_t port, jack_nframes_t frame, std::span<const std::uint8_t> bytes) {
+    packed[port] += PackedSize(bytes.size());
+    jack_midi_data_t* place = jack_midi_event_reserve(buffers[port], frame, bytes.size());
     if (place == nullptr) {
         NoteLost(1);
         return;

@@ -18,6 +18,9 @@
 
 namespace vexil {
 
+// Whether libjack is PipeWire's.
+bool RunsOnPipeWire();
+
 class JackProcess : private EngineSink {
   public:
     // `wakeDescriptor` is an eventfd that is raised when messages were lost.
@@ -29,6 +32,13 @@ class JackProcess : private EngineSink {
     // until the cycle that is under way has ended. A port that was written to has no writers any more when it
     // is taken away.
     void SetPort(int port, bool output, jack_port_t* jackPort);
+    // The port of an endpoint is another from the next cycle on, and what sounds on an output's way ends. The
+    // one that it was is left empty, until ForgetReplaced.
+    void Replace(int port, bool output, jack_port_t* jackPort);
+    void ForgetReplaced(int port) { replaced[static_cast<std::size_t>(port)].store(nullptr); }
+    // The readers of an input are told in the next cycle to end what sounds: pedals up, All Notes Off, on
+    // every channel.
+    void Silence(int port);
     // The port of an input is left empty from the next cycle on, until SetPort: JACK gives readers of a port
     // that is not used any more what was in it last over and over.
     void LeaveEmpty(int port);
@@ -50,6 +60,8 @@ class JackProcess : private EngineSink {
     void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
 
     void PrepareInputs(jack_nframes_t frames);
+    void SilenceReaders();
+    void Put(std::size_t port, jack_nframes_t frame, std::span<const std::uint8_t> bytes);
     void TakeEvents(jack_nframes_t frames);
     void EndWriters();
     void NoteLost(std::uint64_t messages);
@@ -62,6 +74,8 @@ class JackProcess : private EngineSink {
 
     Ports outputs{};
     Ports inputs{};
+    Ports replaced{};                         // of inputs, by another port; only cleared
+    std::atomic<std::uint64_t> toSilence{0};  // bit p: as Silence
     std::atomic<std::uint64_t> leftEmpty{0};  // bit p: nothing goes into the port of input p
     std::atomic<std::uint64_t> gone{0};       // bit p: a writer of output p has gone
     std::atomic<unsigned> cycles{0};          // as Cycles

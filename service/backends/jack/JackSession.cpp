@@ -5,11 +5,14 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
+#include <optional>
 #include <thread>
 
 #include "config/DriverConfiguration.h"
 #include "service/backends/EndpointNames.h"
+#include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
@@ -30,6 +33,11 @@ constexpr unsigned kCyclesUntilTakenUp = 2;
 // given up.
 constexpr milliseconds kLongestStandstill{10'000};
 constexpr milliseconds kLongestRead{500};
+// PipeWire makes a connection in its own time, and nothing tells when it carries.
+constexpr milliseconds kLongestLink{400};
+constexpr milliseconds kShown{100};
+// Programs that are connected to an input within this time after the first one are its first readers.
+constexpr milliseconds kFirstReaders{300};
 constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycles have ended
 // Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
 // ms were seen. A newer wish is taken up in between.
@@ -53,27 +61,32 @@ std::string WhyNotOpened(jack_status_t status) {
 
 }  // namespace
 
-std::unique_ptr<JackSession> JackSession::Open(Engine& engine, int wakeDescriptor, JackPulse& pulse,
-                                               std::string& problem) {
+std::unique_ptr<JackSession> JackSession::Open(const Parts& parts, std::string& problem) {
     jack_status_t status{};
     jack_client_t* client = jack_client_open(kJackClientName, JackNoStartServer, &status);
     if (client == nullptr) {
         problem = WhyNotOpened(status);
         return nullptr;
     }
-    return std::unique_ptr<JackSession>(new JackSession(engine, client, wakeDescriptor, pulse));
+    return std::unique_ptr<JackSession>(new JackSession(parts, client));
 }
 
-JackSession::JackSession(Engine& engine, jack_client_t* jackClient, int wakeDescriptor, JackPulse& jackPulse)
+JackSession::JackSession(const Parts& sessionParts, jack_client_t* jackClient)
     : client(jackClient),
-      wake(wakeDescriptor),
-      pulse(jackPulse),
+      parts(sessionParts),
+      pulse(sessionParts.pulse),
+      isPipeWire(RunsOnPipeWire()),
       address(std::string(jack_get_client_name(jackClient)) + ":"),
-      process(std::make_unique<JackProcess>(engine, jackClient, wakeDescriptor, jackPulse)) {
+      process(std::make_unique<JackProcess>(parts.engine, jackClient, parts.wake, pulse)) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        parts.memory.Renew(port, true);
+        parts.memory.Renew(port, false);
+    }
     // A library calls the one or the other.
     jack_on_info_shutdown(client, ShutdownWithReason, this);
     jack_on_shutdown(client, Shutdown, this);
     if (jack_set_port_connect_callback(client, PortsConnected, this) != 0 ||
+        jack_set_port_registration_callback(client, PortRegistered, this) != 0 ||
         jack_set_process_callback(client, Process, this) != 0) {
         LogPrintf("JACK does not take the service's callbacks.\n");
     }
@@ -94,20 +107,27 @@ bool JackSession::Activate() {
 
 void JackSession::WaitUntilRead() const {
     const unsigned start = process->Cycles();
-    const auto latest = std::chrono::steady_clock::now() + kLongestRead;
+    const auto latest = Clock::now() + kLongestRead;
     while (isActive && !serverHasGone && process->Cycles() - start < kCyclesUntilRead &&
-           std::chrono::steady_clock::now() < latest) {
+           Clock::now() < latest) {
         std::this_thread::sleep_for(milliseconds(1));
     }
 }
 
 int JackSession::Timeout() const {
-    if (leaving.empty()) {
-        return -1;
+    if (std::any_of(leaving.begin(), leaving.end(), [this](const Leaving& side) { return MayGoOn(side); })) {
+        return 0;
     }
-    return std::any_of(leaving.begin(), leaving.end(), [this](const Leaving& side) { return MayGoOn(side); })
-               ? 0
-               : kCyclePoll;
+    constexpr auto kNever = Clock::time_point::max();
+    Clock::time_point next = lookAgain.value_or(kNever);
+    if (isActive) {
+        next = std::min(next, parts.memory.NextLook().value_or(kNever));
+    }
+    for (const auto& [port, due] : silenceAt) {
+        next = std::min(next, due);
+    }
+    const int timeout = next == kNever ? -1 : MillisecondsUntil(next);
+    return leaving.empty() ? timeout : timeout < 0 ? kCyclePoll : std::min(timeout, kCyclePoll);
 }
 
 std::string JackSession::RealtimeProblem() const {
@@ -135,7 +155,7 @@ std::vector<PublishedEndpoint> JackSession::Published() const {
         const Side& side = SideOf(one.port, one.output);
         const bool isThere = side.port != nullptr;
         published.push_back({one.port, one.output, isThere ? address + side.name : "",
-                             isThere ? jack_port_connected(side.port) : 0, side.problem});
+                             isThere ? side.connections : 0, side.problem});
     }
     return published;
 }
@@ -169,9 +189,10 @@ void JackSession::TakeUpEndpoints() {
 // What is wanted again before it has gone stays, with its connections.
 void JackSession::BringBack() {
     std::erase_if(leaving, [&](const Leaving& side) {
-        const bool isWanted = IsVisible(side.port, side.output);
+        const bool isWanted = side.follower == nullptr && IsVisible(side.port, side.output);
         if (isWanted) {
-            SideOf(side.port, side.output) = {side.jackPort, side.name, ""};
+            SideOf(side.port, side.output) = {side.jackPort, side.name, "", 0};
+            connectionsChanged = true;
             process->SetPort(side.port, side.output, side.jackPort);
         }
         return isWanted;
@@ -187,6 +208,8 @@ void JackSession::Withdraw() {
                 continue;
             }
             if (side.port != nullptr) {
+                parts.memory.Renew(port, output);
+                FollowNow(port, output);
                 Leaving& one = leaving.emplace_back();
                 one.port = port;
                 one.output = output;
@@ -208,8 +231,10 @@ unsigned JackSession::CyclesUntilReleased() const {
 }
 
 void JackSession::Begin(Step step, Leaving& side) const {
-    if (step == Step::Empty) {
+    if (step == Step::Empty && side.follower == nullptr) {
         process->LeaveEmpty(side.port);
+    } else if (step == Step::Unused && side.follower != nullptr) {
+        process->ForgetReplaced(side.port);
     } else if (step == Step::Unused) {
         process->SetPort(side.port, side.output, nullptr);
     }
@@ -217,15 +242,28 @@ void JackSession::Begin(Step step, Leaving& side) const {
     // Read after that: a cycle that ends in between may have begun before.
     side.since = process->Cycles();
     side.cycles = step == Step::Heard ? CyclesUntilReleased() + kCyclesUntilRead : kCyclesUntilTakenUp;
-    side.latest = std::chrono::steady_clock::now() + kLongestStandstill;
+    side.latest = Clock::now() + kLongestStandstill;
 }
 
 bool JackSession::MayGoOn(const Leaving& side) const {
-    return !isActive || process->Cycles() - side.since >= side.cycles ||
-           std::chrono::steady_clock::now() >= side.latest;
+    if (side.step == Step::Followed) {
+        return Clock::now() >= side.latest;
+    }
+    return !isActive || process->Cycles() - side.since >= side.cycles || Clock::now() >= side.latest;
 }
 
 void JackSession::Continue() {
+    if (isActive) {
+        const auto now = Clock::now();
+        const auto look = parts.memory.NextLook();
+        const bool isChanged = connectionsChanged.exchange(false);
+        if (isChanged || (look && *look <= now) || (lookAgain && *lookAgain <= now)) {
+            // PipeWire tells of a change before it shows it.
+            lookAgain = isChanged ? std::optional(now + kShown) : std::nullopt;
+            LookAtConnections();
+        }
+        SilenceFirstReaders();
+    }
     if (leaving.empty()) {
         return;
     }
@@ -238,7 +276,11 @@ void JackSession::Continue() {
             side = leaving.erase(side);
             --room;
         } else {
-            Begin(side->step == Step::Heard ? Step::Empty : Step::Unused, *side);
+            if (side->step == Step::Followed) {
+                Follow(*side);
+            } else {
+                Begin(side->step == Step::Heard ? Step::Empty : Step::Unused, *side);
+            }
             ++side;
         }
     }
@@ -276,8 +318,12 @@ std::set<std::string> JackSession::NamesInUse() const {
 }
 
 // A name that another port has at this moment is taken by way of one that nobody has. One that is leaving
-// keeps its name, for programs on PipeWire know a port by its first; who wants it waits.
+// keeps its name; who wants it waits.
 void JackSession::Rename() {
+    if (isPipeWire) {
+        Reregister();
+        return;
+    }
     struct Renaming {
         Side* side;
         const std::string* name;
@@ -324,6 +370,74 @@ bool JackSession::Rename(Side& side, const std::string& name) {
     return isRenamed;
 }
 
+// PipeWire's libjack 0.3 tells nobody of a new name, and takes a later port of the old name for this one: in
+// the end it frees a port that is still in use. So a port never changes its name there: another one follows
+// it, is connected to what it was connected to, and takes its place when those connections carry. And no port
+// takes the name of one that is still there.
+void JackSession::Reregister() {
+    const auto differs = [this](const Wanted& one) {
+        const Side& side = SideOf(one.port, one.output);
+        return side.port != nullptr && one.name != side.name;
+    };
+    const std::set<std::string> inUse = NamesInUse();
+    bool isAnyReplaced = false;
+    for (const Wanted& one : visible) {
+        if (differs(one) && !inUse.contains(one.name)) {
+            isAnyReplaced |= Replace(one.port, one.output, one.name);
+        }
+    }
+    const auto waits = std::find_if(visible.begin(), visible.end(), differs);
+    // They wait for each other's names, and for nothing else.
+    if (!isAnyReplaced && leaving.empty() && waits != visible.end()) {
+        const std::string between =
+            "Port " + std::to_string(ShownPortNumber(waits->port)) + " is being renamed";
+        Replace(waits->port, waits->output, between);
+    }
+}
+
+bool JackSession::Replace(int port, bool output, const std::string& name) {
+    FollowNow(port, output);
+    Side& side = SideOf(port, output);
+    jack_port_t* next = Register(name, output);
+    if (next == nullptr) {
+        LogPrintf("JACK does not take \"%s\" as the new name of a port.\n", name.c_str());
+        return false;
+    }
+    Leaving& before = leaving.emplace_back();
+    before.port = port;
+    before.output = output;
+    before.jackPort = side.port;
+    before.name = side.name;
+    before.follower = next;
+    before.step = Step::Followed;
+    before.latest = Clock::now() + (side.connections == 0 ? milliseconds(0) : kLongestLink);
+    side = {next, name, "", 0};
+    parts.memory.Renew(port, output);
+    connectionsChanged = true;
+    return true;
+}
+
+// The process thread goes over from a port to that which follows it.
+void JackSession::Follow(Leaving& before) {
+    process->Replace(before.port, before.output, before.follower);
+    Begin(before.output ? Step::Unused : Step::Empty, before);
+}
+
+void JackSession::FollowNow(int port, bool output) {
+    for (Leaving& one : leaving) {
+        if (one.port == port && one.output == output && one.step == Step::Followed) {
+            Follow(one);
+        }
+    }
+}
+
+jack_port_t* JackSession::Register(const std::string& name, bool output) {
+    jack_port_t* port = jack_port_register(client, name.c_str(), JACK_DEFAULT_MIDI_TYPE,
+                                           output ? JackPortIsInput : JackPortIsOutput, 0);
+    pulse.Beat();
+    return port;
+}
+
 // Inputs come first: what is played into an output that comes is to be heard.
 void JackSession::Register() {
     const std::set<std::string> inUse = NamesInUse();
@@ -337,14 +451,70 @@ void JackSession::Register() {
                 side.problem = "The port that had this name has not gone yet.";
                 continue;
             }
-            side.port = jack_port_register(client, one.name.c_str(), JACK_DEFAULT_MIDI_TYPE,
-                                           output ? JackPortIsInput : JackPortIsOutput, 0);
-            pulse.Beat();
-            side.name = one.name;
-            side.problem = side.port == nullptr ? "JACK does not take another port." : "";
-            if (side.port != nullptr) {
-                process->SetPort(one.port, output, side.port);
+            jack_port_t* port = Register(one.name, output);
+            side = {port, one.name, port == nullptr ? "JACK does not take another port." : "", 0};
+            if (port != nullptr) {
+                process->SetPort(one.port, output, port);
+                parts.memory.Renew(one.port, output);
+                connectionsChanged = true;
             }
+        }
+    }
+}
+
+std::set<std::string> JackSession::ConnectionsOf(const Side& side) const {
+    std::set<std::string> names;
+    const char** ports = jack_port_get_all_connections(client, side.port);
+    for (const char** port = ports; port != nullptr && *port != nullptr; ++port) {
+        names.insert(*port);
+    }
+    jack_free(ports);
+    return names;
+}
+
+void JackSession::LookAtConnections() {
+    const auto now = Clock::now();
+    const auto isThere = [this](const std::string& name) {
+        return jack_port_by_name(client, name.c_str()) != nullptr;
+    };
+    for (const bool output : {false, true}) {
+        for (int port = 0; port < kMaxPorts; ++port) {
+            Side& side = SideOf(port, output);
+            if (side.port == nullptr) {
+                continue;
+            }
+            const std::set<std::string> connected = ConnectionsOf(side);
+            side.connections = static_cast<int>(connected.size());
+            for (const std::string& name : parts.memory.Look(port, output, connected, isThere, now)) {
+                Connect(port, output, name);
+            }
+            if (!output && !connected.empty() && (parts.unreleased >> port & 1) != 0) {
+                silenceAt.emplace(port, now + kFirstReaders);
+            }
+        }
+    }
+    parts.memory.Save();
+}
+
+void JackSession::Connect(int port, bool output, const std::string& name) {
+    const std::string own = address + SideOf(port, output).name;
+    const int result = output ? jack_connect(client, name.c_str(), own.c_str())
+                              : jack_connect(client, own.c_str(), name.c_str());
+    pulse.Beat();
+    const bool isMade = result == 0 || result == EEXIST || serverHasGone;
+    if (!isMade && !parts.memory.Failed(port, output, name, Clock::now())) {
+        LogPrintf("JACK does not connect \"%s\" with \"%s\" again.\n", own.c_str(), name.c_str());
+    }
+}
+
+void JackSession::SilenceFirstReaders() {
+    for (auto one = silenceAt.begin(); one != silenceAt.end();) {
+        if (one->second > Clock::now()) {
+            ++one;
+        } else {
+            process->Silence(one->first);
+            parts.unreleased &= ~(std::uint64_t{1} << one->first);
+            one = silenceAt.erase(one);
         }
     }
 }
@@ -356,7 +526,16 @@ void JackSession::ShutdownWithReason(jack_status_t, const char*, void* session) 
 void JackSession::Shutdown(void* session) {
     auto* self = static_cast<JackSession*>(session);
     self->serverHasGone = true;
-    static_cast<void>(::eventfd_write(self->wake, 1));  // a counter that is full is readable already
+    static_cast<void>(::eventfd_write(self->parts.wake, 1));  // a counter that is full is readable already
+}
+
+void JackSession::WakeForConnections() {
+    connectionsChanged = true;
+    static_cast<void>(::eventfd_write(parts.wake, 1));
+}
+
+void JackSession::PortRegistered(jack_port_id_t, int, void* session) {
+    static_cast<JackSession*>(session)->WakeForConnections();
 }
 
 void JackSession::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session) {
@@ -368,7 +547,7 @@ void JackSession::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connect
             }
         }
     }
-    static_cast<void>(::eventfd_write(self->wake, 1));
+    self->WakeForConnections();
 }
 
 int JackSession::Process(jack_nframes_t frames, void* session) {

@@ -1,5 +1,6 @@
 // The service as one client of a JACK server, from its opening to its closing: registers, renames and
-// withdraws its ports. JACK's process thread is the engine thread while it is active.
+// withdraws its ports, and connects them again to what they were connected to. JACK's process thread is the
+// engine thread while it is active.
 //
 // Each operation waits for JACK as long as JACK takes, without limit. One thread, that of JackControlThread;
 // JACK's own threads only raise flags.
@@ -11,13 +12,15 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "service/backends/ConnectionMemory.h"
 #include "service/backends/Endpoint.h"
-#include "service/backends/MidiBackend.h"
 #include "service/backends/jack/JackProcess.h"
 #include "service/backends/jack/JackPulse.h"
 
@@ -27,11 +30,20 @@ inline constexpr const char* kJackClientName = "vexil3";
 
 class JackSession {
   public:
-    // A client that does not take part in cycles yet. `wakeDescriptor` is an eventfd, raised when Continue
-    // has something to do. Null, with a sentence in `problem`, when there is no server or it does not take
-    // one.
-    static std::unique_ptr<JackSession> Open(Engine& engine, int wakeDescriptor, JackPulse& pulse,
-                                             std::string& problem);
+    using Clock = std::chrono::steady_clock;
+
+    // What it works with; all must outlive it.
+    struct Parts {
+        Engine& engine;
+        int wake;  // an eventfd, raised when Continue has something to do
+        JackPulse& pulse;
+        ConnectionMemory& memory;
+        std::uint64_t& unreleased;  // bit p: the first readers of input p are to be told to end what sounds
+    };
+
+    // A client that does not take part in cycles yet. Null, with a sentence in `problem`, when there is no
+    // server or it does not take one.
+    static std::unique_ptr<JackSession> Open(const Parts& parts, std::string& problem);
     // Ends and joins JACK's threads of this client, also when the server has gone.
     ~JackSession();
     JackSession(const JackSession&) = delete;
@@ -46,7 +58,7 @@ class JackSession {
 
     // Replaces the set of endpoints, as MidiBackend::Publish.
     void Publish(const std::vector<Endpoint>& endpoints);
-    // When to call Continue, in milliseconds from now; -1: when `wakeDescriptor` is raised.
+    // When to call Continue, in milliseconds from now; -1: when `wake` is raised.
     int Timeout() const;
     // Goes on with what Publish has begun.
     void Continue();
@@ -59,7 +71,7 @@ class JackSession {
     std::vector<PublishedEndpoint> Published() const;
     std::string RealtimeProblem() const;
     // Messages that JACK had no room for, since the last call.
-    std::uint64_t TakeLost() { return process ? process->TakeLost() : 0; }
+    std::uint64_t TakeLost() { return process->TakeLost(); }
 
   private:
     // One side of one port of the service.
@@ -67,20 +79,23 @@ class JackSession {
         jack_port_t* port = nullptr;  // JACK's; null: there is none
         std::string name;             // by which JACK knows it, without the client's
         std::string problem;          // why there is none, although it is wanted
+        int connections = 0;          // when last looked at
     };
-    // What a side that is to go is waited for: an input until its readers have heard all, then until it is
-    // empty; either then until the process thread does not use it any more.
-    enum class Step : std::uint8_t { Heard, Empty, Unused };
-    // A side that is to go. JACK has it until it has taken the last step.
+    // What a port that is to go is waited for: one that another follows until that one's connections carry;
+    // an input until its readers have heard all, then until it is empty; either then until the process thread
+    // does not use it any more.
+    enum class Step : std::uint8_t { Followed, Heard, Empty, Unused };
+    // A port that is to go. JACK has it until it has taken the last step.
     struct Leaving {
         int port = 0;
         bool output = false;
         jack_port_t* jackPort = nullptr;
         std::string name;
+        jack_port_t* follower = nullptr;  // of the same side; null: the side goes
         Step step = Step::Heard;
-        unsigned since = 0;                            // JackProcess::Cycles() at its beginning
-        unsigned cycles = 0;                           // that have to end from then on
-        std::chrono::steady_clock::time_point latest;  // it is waited for no longer
+        unsigned since = 0;        // JackProcess::Cycles() at its beginning
+        unsigned cycles = 0;       // that have to end from then on
+        Clock::time_point latest;  // it is waited for no longer
     };
     // What JACK is to have: a side and its name, which is legal and no other's.
     struct Wanted {
@@ -89,7 +104,7 @@ class JackSession {
         std::string name;
     };
 
-    JackSession(Engine& engine, jack_client_t* jackClient, int wakeDescriptor, JackPulse& jackPulse);
+    JackSession(const Parts& sessionParts, jack_client_t* jackClient);
 
     Side& SideOf(int port, bool output) { return sides[output ? 1 : 0][static_cast<std::size_t>(port)]; }
     const Side& SideOf(int port, bool output) const {
@@ -109,17 +124,30 @@ class JackSession {
     std::set<std::string> NamesInUse() const;
     void Rename();
     bool Rename(Side& side, const std::string& name);
+    void Reregister();
+    bool Replace(int port, bool output, const std::string& name);
+    void Follow(Leaving& before);
+    void FollowNow(int port, bool output);
     void Register();
+    jack_port_t* Register(const std::string& name, bool output);
+
+    void LookAtConnections();
+    std::set<std::string> ConnectionsOf(const Side& side) const;
+    void Connect(int port, bool output, const std::string& name);
+    void SilenceFirstReaders();
 
     // JACK's threads.
     static void Shutdown(void* session);
     static void ShutdownWithReason(jack_status_t code, const char* reason, void* session);
     static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session);
+    static void PortRegistered(jack_port_id_t port, int registered, void* session);
     static int Process(jack_nframes_t frames, void* session);
+    void WakeForConnections();
 
     jack_client_t* client;
-    const int wake;
+    const Parts parts;
     JackPulse& pulse;
+    const bool isPipeWire;
     const std::string address;  // that all its ports' names begin with
     std::atomic<bool> serverHasGone{false};
     std::unique_ptr<JackProcess> process;
@@ -128,6 +156,9 @@ class JackSession {
     std::vector<Wanted> visible;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
     std::vector<Leaving> leaving;
+    std::atomic<bool> connectionsChanged{true};
+    std::optional<Clock::time_point> lookAgain;  // at the connections
+    std::map<int, Clock::time_point> silenceAt;  // by input
 };
 
 }  // namespace vexil

@@ -59,6 +59,10 @@ bool MusicClient::Connect(const std::string& from, const std::string& to) {
     return result == 0 || result == EEXIST;
 }
 
+bool MusicClient::Disconnect(const std::string& from, const std::string& to) {
+    return jack_disconnect(client, from.c_str(), to.c_str()) == 0;
+}
+
 std::vector<std::string> MusicClient::Ports(const std::string& pattern, bool written) const {
     std::vector<std::string> found;
     const char** ports = jack_get_ports(client, pattern.c_str(), JACK_DEFAULT_MIDI_TYPE,

@@ -55,6 +55,7 @@ class MusicClient {
     std::size_t ReaderCount() const { return readers.size(); }
 
     bool Connect(const std::string& from, const std::string& to);
+    bool Disconnect(const std::string& from, const std::string& to);
     // The ports of other programs whose full names match a pattern.
     std::vector<std::string> Ports(const std::string& pattern, bool written) const;
 

@@ -75,12 +75,12 @@ json Obey(MusicClient& client, const std::string& line) {
     std::string command;
     words >> command;
     std::size_t writer = 0;
-    if (command == "connect") {
+    if (command == "connect" || command == "disconnect") {
         std::string from;
         std::string to;
         std::getline(words >> std::ws, from, '\t');
         std::getline(words, to);
-        return {{"ok", client.Connect(from, to)}};
+        return {{"ok", command == "connect" ? client.Connect(from, to) : client.Disconnect(from, to)}};
     }
     if (command == "ports") {
         return {{"written", client.Ports("^vexil3:", true)}, {"read", client.Ports("^vexil3:", false)}};

@@ -27,7 +27,12 @@ std::string UnusedName() {
 
 JackProgram::JackProgram() {
     jack_status_t status{};
-    client = jack_client_open(UnusedName().c_str(), JackNoStartServer, &status);
+    // PipeWire's library, and JACK's on a busy computer, now and then open none while another thread of the
+    // process asks for something.
+    constexpr int kAttempts = 5;
+    for (int attempt = 0; client == nullptr && attempt < kAttempts; ++attempt) {
+        client = jack_client_open(UnusedName().c_str(), JackNoStartServer, &status);
+    }
     if (client == nullptr) {
         ADD_FAILURE() << "no client can be opened: status " << status;
         return;
@@ -56,14 +61,14 @@ std::vector<std::string> JackProgram::Listed(bool outputs) {
 }
 
 bool JackProgram::WriteTo(const std::string& address) {
-    return Connect(jack_port_name(out), address.c_str());
+    return ConnectByName(jack_port_name(out), address.c_str());
 }
 
 bool JackProgram::ReadFrom(const std::string& address) {
-    return Connect(address.c_str(), jack_port_name(in));
+    return ConnectByName(address.c_str(), jack_port_name(in));
 }
 
-bool JackProgram::Connect(const char* source, const char* destination) {
+bool JackProgram::ConnectByName(const char* source, const char* destination) {
     const int result = jack_connect(client, source, destination);
     if (IsPipeWire()) {
         // It makes a connection in its own time and loses what is written before; nothing tells when it is

@@ -26,6 +26,13 @@ class JackProgram : public MidiProgram {
     std::vector<std::string> Listed(bool outputs) override;
     bool WriteTo(const std::string& address) override;
     bool ReadFrom(const std::string& address) override;
+    // Connects any two ports.
+    bool Connect(const std::string& source, const std::string& destination) {
+        return ConnectByName(source.c_str(), destination.c_str());
+    }
+    // Its own ports.
+    std::string Source() const { return jack_port_name(out); }
+    std::string Destination() const { return jack_port_name(in); }
     void Disconnect() override;
     void Write(const Bytes& bytes) override;
     Bytes Read() override;
@@ -35,7 +42,7 @@ class JackProgram : public MidiProgram {
     void BeLateWhenHeard(std::chrono::milliseconds time);
 
   private:
-    bool Connect(const char* source, const char* destination);
+    bool ConnectByName(const char* source, const char* destination);
     void WaitUntilConnected() const;
     static int Process(jack_nframes_t frames, void* program);
     void WriteCycle(jack_nframes_t frames);

@@ -35,9 +35,6 @@ struct JackSubject {
     void LoseSystem() { server.Kill(); }
     void ReturnSystem() { ASSERT_TRUE(server.Start()); }
 
-    // PipeWire 0.3 keeps the name under which other programs know a port.
-    bool NewNamesAreListed() { return !IsPipeWire(); }
-
     // Before the back end, which looks for the server by its name.
     JackTestServer& server = JackTestServer::Instance();
     JackBackend backend;
