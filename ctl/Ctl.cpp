@@ -18,6 +18,7 @@
 #include "ctl/TerminalText.h"
 #include "ctl/WholeFile.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
+#include "shared/System/PrintableText.h"
 #include "shared/System/Version.h"
 
 namespace vexil {

@@ -5,6 +5,7 @@
 
 #include "ctl/TerminalText.h"
 #include "ctl/TextTable.h"
+#include "shared/System/PrintableText.h"
 
 namespace vexil {
 

@@ -26,11 +26,6 @@ bool IsIn(const auto& ranges, char32_t code) {
                        [code](const Range& range) { return range.first <= code && code <= range.last; });
 }
 
-// Controls, direction marks, separators, and characters without a shape of their own.
-constexpr std::array kUnprintable = {Range{0x00, 0x1F},     Range{0x7F, 0x9F},      Range{0xAD, 0xAD},
-                                     Range{0x61C, 0x61C},   Range{0x200B, 0x200B},  Range{0x200E, 0x200F},
-                                     Range{0x2028, 0x202E}, Range{0x2060, 0x206F},  Range{0xFEFF, 0xFEFF},
-                                     Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F}};
 // Marks that stand on the character before them, and joiners.
 constexpr std::array kNarrowest = {Range{0x300, 0x36F},   Range{0x483, 0x489},   Range{0x591, 0x5BD},
                                    Range{0x64B, 0x65F},   Range{0x1AB0, 0x1AFF}, Range{0x1DC0, 0x1DFF},
@@ -53,20 +48,6 @@ std::size_t WidthOf(char32_t code) {
     return IsIn(kNarrowest, code) ? 0 : IsIn(kWidest, code) ? 2 : 1;
 }
 
-std::string PrintableExcept(std::string_view text, char kept) {
-    std::string result;
-    while (!text.empty()) {
-        const Character character = FirstCharacter(text);
-        const bool shown = character.valid && (text[0] == kept || !IsIn(kUnprintable, character.code));
-        if (shown)
-            result += text.substr(0, character.size);
-        else
-            result += '?';
-        text.remove_prefix(character.size);
-    }
-    return result;
-}
-
 // How many bytes of the text fit into `width` columns; at least one character of a text that has any.
 std::size_t FittingBytes(std::string_view text, std::size_t width) {
     std::size_t bytes = 0;
@@ -82,14 +63,6 @@ std::size_t FittingBytes(std::string_view text, std::size_t width) {
 }
 
 }  // namespace
-
-std::string Printable(std::string_view text) {
-    return PrintableExcept(text, ' ');
-}
-
-std::string PrintableLines(std::string_view text) {
-    return PrintableExcept(text, '\n');
-}
 
 std::string PrintableJson(std::string_view json) {
     constexpr const char* kDigits = "0123456789abcdef";

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "shared/System/PrintableText.h"
+
 namespace vexil {
 
 std::optional<ServiceArguments> ReadServiceArguments(const std::vector<std::string>& texts,
@@ -18,7 +20,7 @@ std::optional<ServiceArguments> ReadServiceArguments(const std::vector<std::stri
         }
         const std::string_view name = std::string_view(text).substr(0, text.find('='));
         if (name != kMidi) {
-            problem = "There is no option \"" + text + "\".";
+            problem = "There is no option \"" + Printable(text) + "\".";
             return std::nullopt;
         }
         if (name.size() != text.size()) {

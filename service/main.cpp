@@ -13,9 +13,11 @@
 #include "service/backends/BackendChoice.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
+#include "shared/System/PrintableText.h"
 #include "shared/System/StandardStreams.h"
 #include "shared/System/Version.h"
 #include "shared/System/svLog.h"
+#include "shared/System/svLogFilter.h"
 
 namespace {
 
@@ -29,6 +31,8 @@ constexpr int kMisuse = 2;
 void OpenServiceLog() {
     std::fflush(stdout);
     dup2(STDERR_FILENO, STDOUT_FILENO);
+    // Its lines name what music programs, other computers and files are called.
+    SetLogFilter(PrintableLines);
     OpenLog("", kVersion, kLogAppend, "");
 }
 

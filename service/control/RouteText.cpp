@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "shared/System/PrintableText.h"
 #include "shared/System/Utf8.h"
 
 namespace vexil {
@@ -21,11 +22,7 @@ std::string PortText(int port) {
 }
 
 std::string NameText(const std::string& name) {
-    std::string text;
-    for (const char character : name) {
-        const auto byte = static_cast<unsigned char>(character);
-        text += byte < 0x20 || byte == 0x7F ? ' ' : character;
-    }
+    std::string text = Printable(name);
     if (text.size() <= kLongestName) {
         return text;
     }

@@ -9,7 +9,7 @@ namespace vexil {
 
 // "11" to "88": the number under which the port of a 0-based index is shown.
 std::string PortText(int port);
-// A name for a line of the log: without characters that do not show, and not endless.
+// A name for a line of the log: printable, and not endless.
 std::string NameText(const std::string& name);
 
 // "local", "remote" or "nowhere".

@@ -11,7 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <thread>
+
+#include "shared/System/svLogFilter.h"
 
 namespace vexil {
 
@@ -52,6 +55,7 @@ struct LogFile {
     bool closeRegistered;  // CloseLog is set to run when the program ends
 };
 LogFile logFile = {};
+LogFilter lineFilter = nullptr;
 
 void FreePrefix() {
     if (logFile.prefix != emptyPrefix)
@@ -73,9 +77,15 @@ int WriteLine(int descriptor, const char* format, va_list arguments) {
     const int callersErrno = errno;
     char line[kLineSize] = "";
     std::vsnprintf(line, sizeof line, format, arguments);
-    const std::size_t length = std::strlen(line);
+    std::size_t length = std::strlen(line);
+    std::string filtered;
+    if (lineFilter != nullptr) {
+        filtered = lineFilter({line, length});
+        length = filtered.size();
+    }
+    const char* const text = lineFilter != nullptr ? filtered.data() : line;
     const int result =
-        descriptor == -1 ? static_cast<int>(length) : static_cast<int>(::write(descriptor, line, length));
+        descriptor == -1 ? static_cast<int>(length) : static_cast<int>(::write(descriptor, text, length));
     errno = callersErrno;
     return result;
 }
@@ -208,6 +218,10 @@ int LogPrintfTo(const int* descriptor, const char* format, ...) {
     const int result = WriteLine(*descriptor, format, arguments);
     va_end(arguments);
     return result;
+}
+
+void SetLogFilter(LogFilter filter) {
+    lineFilter = filter;
 }
 
 void CloseLog() {

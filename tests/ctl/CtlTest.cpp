@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "ctl/TerminalText.h"
+#include "shared/System/PrintableText.h"
 #include "tests/ctl/CtlFolder.h"
 #include "tests/ctl/SampleStatus.h"
 #include "tests/platform_linux/ControlSocketService.h"

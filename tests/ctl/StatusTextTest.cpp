@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "ctl/TerminalText.h"
+#include "shared/System/PrintableText.h"
 #include "tests/ctl/SampleStatus.h"
 
 namespace vexil {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ctl/TextTable.h"
+#include "shared/System/PrintableText.h"
 
 namespace vexil {
 namespace {

@@ -21,6 +21,8 @@
 #include <ctime>
 #include <string>
 
+#include "shared/System/PrintableText.h"
+#include "shared/System/svLogFilter.h"
 #include "tests/foundation/FailedAssertion.h"
 #include "tests/foundation/LogProcess.h"
 
@@ -553,6 +555,20 @@ TEST_F(Log, ErrnoIsLeftAsItWas) {
         std::exit(errno == ENOTCONN ? 0 : 1);
     }),
               0);
+}
+
+TEST_F(Log, LinesAreWhatTheirFilterMakesOfThem) {
+    process.Run([this] {
+        OpenPanelLog();
+        SetLogFilter(PrintableLines);
+        LogPrintf("%s\n",
+                  "a\x1b\u009b\u202e"
+                  "b");
+        LogPrintfRaw("%s\n", "c\x07");
+        SetLogFilter(nullptr);
+        LogPrintf("%s\n", "d\x07");
+    });
+    EXPECT_THAT(process.Log(), testing::HasSubstr("CtrlPanel: a???b\nc?\nCtrlPanel: d\x07\n"));
 }
 
 TEST(Assertion, PrintsItsLineAndAborts) {

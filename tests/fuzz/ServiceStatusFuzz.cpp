@@ -8,6 +8,7 @@
 #include "ctl/StatusText.h"
 #include "ctl/TerminalText.h"
 #include "ctl/TextTable.h"
+#include "shared/System/PrintableText.h"
 #include "tests/fuzz/FuzzCheck.h"
 
 namespace {

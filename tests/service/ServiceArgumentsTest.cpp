@@ -40,6 +40,12 @@ TEST(ServiceArguments, AnythingElseIsRefused) {
     }
 }
 
+TEST(ServiceArguments, WhatIsRefusedIsNamedWithoutCharactersThatActOnATerminal) {
+    std::string problem;
+    EXPECT_FALSE(ReadServiceArguments({"--\x1b[2J\u009b\u202e"}, problem));
+    EXPECT_EQ("There is no option \"--?[2J??\".", problem);
+}
+
 TEST(ServiceArguments, HelpAndVersionAreTasks) {
     std::string problem;
     EXPECT_EQ(Task::Help, ReadServiceArguments({"--help"}, problem)->task);

@@ -72,6 +72,13 @@ class Beginning(running_service.ServiceTest):
         self.assertEqual(service.log(), f"Cannot make the folder {self.surroundings.folder}/none/vexil3: "
                                         "No such file or directory.\n")
 
+    def test_log_carries_nothing_that_acts_on_a_terminal(self):
+        folder = self.surroundings.folder / "none\x1b[2J\u009b\u202e"
+        service = self.start(environment={"XDG_RUNTIME_DIR": str(folder)}, wait=False)
+        self.assertEqual(service.process.wait(10), 1)
+        self.assertEqual(service.log(), f"Cannot make the folder {self.surroundings.folder}/none?[2J??/vexil3: "
+                                        "No such file or directory.\n")
+
     def test_without_standard_streams_it_serves_all_the_same(self):
         self.start(prefix=("sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh"))
         panel = self.panel()
@@ -82,6 +89,9 @@ class Beginning(running_service.ServiceTest):
         service = self.start(("--midi", "oss"), wait=False)
         self.assertEqual(service.process.wait(10), 2)
         self.assertEqual(service.log(), "vexil3d: --midi takes alsa, jack or none. See vexil3d --help.\n")
+        service = self.start(("--\x1b[2J\u009b",), wait=False)
+        self.assertEqual(service.process.wait(10), 2)
+        self.assertEqual(service.log(), 'vexil3d: There is no option "--?[2J?". See vexil3d --help.\n')
 
     def test_help_and_version(self):
         service = self.start(("--help",), wait=False)

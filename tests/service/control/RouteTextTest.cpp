@@ -80,8 +80,10 @@ TEST(PortTextTest, IsTheNumberThatIsShown) {
 }
 
 TEST(NameTextTest, HasNoControlCharacters) {
-    EXPECT_EQ("a b c", NameText("a\nb\x7F"
+    EXPECT_EQ("a?b?c", NameText("a\nb\x7F"
                                 "c"));
+    EXPECT_EQ("csi?31m", NameText("csi\u009b31m"));
+    EXPECT_EQ("over?ride", NameText("over\u202eride"));
 }
 
 TEST(NameTextTest, IsCutBetweenCharacters) {
