@@ -46,6 +46,9 @@ void LinkAssociation::BeginSession(std::uint64_t now, const SessionStart& start)
     }
     const bool renews = start.role == SessionRole::Caller && up && start.association == number;
     coming.Begin(now, start, renews);
+    if (start.refusal != Refusal::None) {
+        Refuse(coming, start.refusal);
+    }
 }
 
 void LinkAssociation::EndSession(std::uint32_t session) {

@@ -103,6 +103,8 @@ class LinkAssociation {
     bool IsUp() const { return up; }
     // Of the association; 0 when there is none. A caller renews it by beginning a session with it.
     std::uint64_t Number() const { return up ? number : 0; }
+    // In which bodies are sent; 0: there is none.
+    std::uint32_t Session() const { return current.start.session; }
     // As the peer said last.
     std::string_view PeerName() const { return peerName; }
     LinkCounters Counters() const;
@@ -116,6 +118,9 @@ class LinkAssociation {
     std::size_t PieceRoom(std::uint8_t source, std::uint8_t input) const {
         return out.PieceRoom(source, input);
     }
+
+    // Whether a way of either direction is there.
+    bool HasWays() const { return out.IsAnyWanted() || in.Order().IsAnyOpen(); }
 
     // Ways in; see WaysIn.
     void AnswerWay(std::uint8_t source, std::uint8_t input, WayProblem problem) {

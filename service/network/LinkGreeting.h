@@ -18,6 +18,7 @@ struct SessionStart {
     // Caller: of the association that is to begin, a random number that is not 0, or, to renew one, its
     // number.
     std::uint64_t association = 0;
+    Refusal refusal = Refusal::None;         // the peer is not let in; it is told so
     std::optional<SecretProof> ownProof;     // that this computer knows the secret, where it knows one
     std::optional<SecretProof> neededProof;  // that the peer has to give; null: none is needed
 };

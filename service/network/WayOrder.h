@@ -54,6 +54,8 @@ class WayOrder {
     bool IsAtRest() const { return readyHead == kNone && open.IsEmpty(); }
     bool IsOpen(std::uint8_t source, std::uint8_t input) const { return open.Has(WayIndex(source, input)); }
 
+    bool IsAnyOpen() const { return !open.IsEmpty(); }
+
     // Messages and pieces outside their way, which an honest peer does not send.
     std::uint64_t OutsideWays() const { return outsideWays; }
 
