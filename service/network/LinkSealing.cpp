@@ -377,23 +377,23 @@ bool LinkSealing::Context::SetUp(const LinkKey& key) {
     BIO_meth_set_read(method.get(), ReadWire);
     BIO_meth_set_write(method.get(), WriteWire);
     BIO_meth_set_ctrl(method.get(), ControlWire);
-    SSL_CTX* context = ssl.get();
-    SSL_CTX_set_options(context, SSL_OP_NO_TICKET | SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_QUERY_MTU |
-                                     SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_NO_COMPRESSION);
-    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-    SSL_CTX_set_max_cert_list(context, kLongestCertificate);
-    SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
-    SSL_CTX_set_cert_verify_callback(context, TakeAnyCertificate, nullptr);
-    SSL_CTX_set_cookie_generate_cb(context, MakeCookie);
-    SSL_CTX_set_cookie_verify_cb(context, CheckCookie);
-    SSL_CTX_set_app_data(context, this);
-    return SSL_CTX_set_min_proto_version(context, DTLS1_2_VERSION) == 1 &&
-           SSL_CTX_set_max_proto_version(context, DTLS1_2_VERSION) == 1 &&
-           SSL_CTX_set_cipher_list(context, "ECDHE-ECDSA-AES128-GCM-SHA256:ECDHE-ECDSA-CHACHA20-POLY1305") ==
+    SSL_CTX* made = ssl.get();
+    SSL_CTX_set_options(made, SSL_OP_NO_TICKET | SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_QUERY_MTU |
+                                  SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_NO_COMPRESSION);
+    SSL_CTX_set_session_cache_mode(made, SSL_SESS_CACHE_OFF);
+    SSL_CTX_set_max_cert_list(made, kLongestCertificate);
+    SSL_CTX_set_verify(made, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    SSL_CTX_set_cert_verify_callback(made, TakeAnyCertificate, nullptr);
+    SSL_CTX_set_cookie_generate_cb(made, MakeCookie);
+    SSL_CTX_set_cookie_verify_cb(made, CheckCookie);
+    SSL_CTX_set_app_data(made, this);
+    return SSL_CTX_set_min_proto_version(made, DTLS1_2_VERSION) == 1 &&
+           SSL_CTX_set_max_proto_version(made, DTLS1_2_VERSION) == 1 &&
+           SSL_CTX_set_cipher_list(made, "ECDHE-ECDSA-AES128-GCM-SHA256:ECDHE-ECDSA-CHACHA20-POLY1305") ==
                1 &&
-           SSL_CTX_set1_groups_list(context, "P-256:X25519") == 1 &&
-           SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
-           SSL_CTX_use_PrivateKey(context, own.get()) == 1;
+           SSL_CTX_set1_groups_list(made, "P-256:X25519") == 1 &&
+           SSL_CTX_use_certificate(made, certificate.get()) == 1 &&
+           SSL_CTX_use_PrivateKey(made, own.get()) == 1;
 }
 
 SslPointer LinkSealing::Context::MakeSsl(Wire& ends) {
@@ -413,10 +413,10 @@ SslPointer LinkSealing::Context::MakeSsl(Wire& ends) {
 
 // An address and a key that only this process knows: whoever shows it receives at that address.
 int LinkSealing::Context::MakeCookie(SSL* ssl, unsigned char* cookie, unsigned* size) {
-    const auto& context = *static_cast<const Context*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+    const auto& owner = *static_cast<const Context*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
     const auto& address = static_cast<const Wire*>(SSL_get_app_data(ssl))->address;
     *size = kCookieSize;
-    return HMAC(EVP_sha256(), context.cookieKey.data(), static_cast<int>(context.cookieKey.size()),
+    return HMAC(EVP_sha256(), owner.cookieKey.data(), static_cast<int>(owner.cookieKey.size()),
                 address.data(), address.size(), cookie, nullptr) != nullptr
                ? 1
                : 0;

@@ -1,17 +1,16 @@
 // The assertion of this room: for bugs, on in every build.
 #pragma once
 
-#include <source_location>
-
 #include "shared/System/svLog.h"
 
 namespace vexil {
 
-// Ends the process when it does not hold. `what` is the text of what ought to.
-inline void Require(bool holds, const char* what,
-                    const std::source_location where = std::source_location::current()) {
+// Ends the process when it does not hold. `what` is the text of what ought to; file and line are the
+// caller's.
+inline void Require(bool holds, const char* what, const char* file = __builtin_FILE(),
+                    unsigned line = __builtin_LINE()) {
     if (!holds) {
-        AssertionFailed(kAssertionFormat, where.file_name(), where.line(), what);
+        AssertionFailed(kAssertionFormat, file, line, what);
     }
 }
 
