@@ -13,8 +13,7 @@ namespace vexil {
 // does not start with a well-formed character.
 std::optional<char32_t> TakeUtf8(std::string_view& text);
 
-// Appends the form of a character. A surrogate, of which other texts than UTF-8 are made, gives three bytes
-// that are not well-formed.
+// Appends the form of a character. A surrogate gives three bytes that are malformed.
 void AppendUtf8(std::string& text, char32_t character);
 
 // The first bytes of `text`, at most `longest` of them, that do not end inside a character.
