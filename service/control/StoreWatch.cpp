@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "shared/System/Deadline.h"
+
 namespace vexil {
 
 int StoreWatch::Timeout() const {
     std::optional<Milliseconds> soonest = parts.lookAgainIn();
     if (lookAt) {
-        const auto left = std::chrono::ceil<Milliseconds>(*lookAt - parts.now());
+        const Milliseconds left(MillisecondsUntil(*lookAt, parts.now()));
         soonest = soonest ? std::min(*soonest, left) : left;
     }
     return soonest ? static_cast<int>(std::max<Milliseconds::rep>(soonest->count(), 0)) : -1;

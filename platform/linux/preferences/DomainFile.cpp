@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -12,6 +11,7 @@
 #include <utility>
 
 #include "platform/linux/preferences/PropertyListCheck.h"
+#include "shared/System/Deadline.h"
 
 namespace vexil {
 namespace {
@@ -75,8 +75,7 @@ std::optional<std::chrono::milliseconds> DomainFile::LookAgainIn() const {
     if (!lookAgainAt) {
         return std::nullopt;
     }
-    return std::max(std::chrono::ceil<std::chrono::milliseconds>(*lookAgainAt - Clock::now()),
-                    std::chrono::milliseconds(0));
+    return std::chrono::milliseconds(MillisecondsUntil(*lookAgainAt));
 }
 
 void DomainFile::Unlock() {
