@@ -2,29 +2,24 @@
 //
 // The contract that every implementation of Widgets keeps:
 //  a. Setters raise no event. Only what a person does raises one.
-//  b. An event that is not swallowed reaches its widget exactly once, whether the handler called `next` or
-//  not. A
-//     key or mouse event whose handler returns kNoErr without having called `next` is swallowed: the widget
-//     never sees it. For a control hit, a drop and a close request `next` has nothing left to do.
+//  b. An event that is not swallowed reaches its widget exactly once, whether the handler called `next`
+//     or not. A key or mouse event whose handler returns kNoErr without having called `next` is swallowed:
+//     the widget never sees it. For a control hit, a drop and a close request `next` has nothing left to
+//     do.
 //  c. For the test button, `next` returns when the press has ended, however it ends: release inside or
-//  outside,
-//     grab lost, window deactivated or closed. What happens meanwhile is delivered as ever; the panel ends
-//     the sounding chord first, so that it is switched off on the port and channel on which it was switched
-//     on.
-//  d. Alerts and file choosers run the event loop inside. A close request may come in meanwhile; the panel
-//  lets it
-//     pass without a second alert.
-//  e. Every way in which a person changes a field's text (keys, input method, paste, drop, undo) reaches the
-//  field's
-//     handler as a key does. Line breaks never get into a field.
+//     outside, grab lost, window deactivated or closed. What happens meanwhile is delivered as ever; the
+//     panel ends the sounding chord first, so that it is switched off on the port and channel on which it
+//     was switched on.
+//  d. Alerts and file choosers run the event loop inside. A close request may come in meanwhile; the
+//     panel lets it pass without a second alert.
+//  e. Every way in which a person changes a field's text (keys, input method, paste, drop, undo)
+//     reaches the field's handler as a key does. Line breaks never get into a field.
 //  f. A field that gets the keyboard focus in any way reports a control hit first.
-//  g. Little arrows: one ArrowsAction call for each step and one control hit after each step. Up and Down
-//  keys and
-//     the wheel over a focused arrow do the same.
-//  h. A key that only moves the keyboard focus (Tab, Shift+Tab) or that a window or desktop shortcut takes is
-//  the
-//     toolkit's own and is no event, so the port list, which swallows every key but the arrows, can be left
-//     by keyboard.
+//  g. Little arrows: one ArrowsAction call for each step and one control hit after each step. Up and
+//     Down keys and the wheel over a focused arrow do the same.
+//  h. A key that only moves the keyboard focus (Tab, Shift+Tab) or that a window or desktop shortcut
+//     takes is the toolkit's own and is no event, so the port list, which swallows every key but the
+//     arrows, can be left by keyboard.
 #pragma once
 
 #include <cstdint>
