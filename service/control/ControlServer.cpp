@@ -97,9 +97,11 @@ void ControlServer::Serve() {
         }
     }
     for (const epoll_event& event : seen) {
-        const auto client = clients.find(event.data.u64);
+        // A copy: the system packs its events, so that a reference to the key is not aligned.
+        const std::uint64_t key = event.data.u64;
+        const auto client = clients.find(key);
         if (client != clients.end() && ServeOne(client->first, client->second) != Outcome::Served) {
-            Close(event.data.u64);
+            Close(key);
         }
     }
     for (const epoll_event& event : seen) {
