@@ -168,9 +168,8 @@ bool ControlListener::Lock(const std::string& folder, std::string& problem) {
     }
     // For whoever finds it locked; without the number it is as good a lock.
     const std::string process = std::to_string(getpid()) + "\n";
-    if (ftruncate(lock.Number(), 0) == 0) {
-        static_cast<void>(pwrite(lock.Number(), process.data(), process.size(), 0));
-    }
+    [[maybe_unused]] const bool isNamed =
+        ftruncate(lock.Number(), 0) == 0 && pwrite(lock.Number(), process.data(), process.size(), 0) >= 0;
     return true;
 }
 
