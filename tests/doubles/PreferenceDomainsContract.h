@@ -89,7 +89,7 @@ TYPED_TEST_P(PreferenceDomainsContract, NumbersKeepValueAndKind) {
                                       std::int64_t{-1},
                                       std::int64_t{0x7FFFFFFF},
                                       std::int64_t{0x80000000},
-                                      std::int64_t{-0x80000000},
+                                      -std::int64_t{0x80000000},
                                       Limits::max(),
                                       Limits::min(),
                                       1.5,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstddef>
 #include <cstring>
 #include <set>
 #include <string>
@@ -85,9 +86,10 @@ TEST(ControlTable, KindTitleAndRectangleOfEveryControl) {
 
 TEST(ControlTable, SourceAndTargetPortArrowsRunFrom0To63) {
     for (const Control control : {kSourcePortArrows, kTargetPortArrows}) {
-        EXPECT_EQ(kControlTable[control].value, 0);
-        EXPECT_EQ(kControlTable[control].minimum, 0);
-        EXPECT_EQ(kControlTable[control].maximum, 63);
+        const auto& row = kControlTable[static_cast<std::size_t>(control)];
+        EXPECT_EQ(row.value, 0);
+        EXPECT_EQ(row.minimum, 0);
+        EXPECT_EQ(row.maximum, 63);
     }
 }
 
