@@ -155,10 +155,23 @@ class Panel:
         return _has(control, pyatspi.STATE_FOCUSED) or any(_has(child, pyatspi.STATE_FOCUSED) for child in inside)
 
     def activate(self):
-        """Gives the window the keyboard."""
-        window = self.xdotool("search", "--name", f"^{TITLE}$").split()[-1]
-        self.xdotool("windowactivate", "--sync", window)
-        wait_until(lambda: _has(self.window, pyatspi.STATE_ACTIVE), PATIENCE, "an active window")
+        """Gives the window the keyboard. Asks for it again and again: the window manager drops what is asked for a window that it
+        does not manage yet, and it may move the focus on its own meanwhile."""
+        def is_active():
+            window = subprocess.run(["xdotool", "search", "--name", f"^{TITLE}$"], env=self.desktop.environment,
+                                    check=False, stdout=subprocess.PIPE, text=True).stdout.split()[-1:]
+            if window:
+                subprocess.run(["xdotool", "windowactivate", *window], env=self.desktop.environment, check=False,
+                               stderr=subprocess.DEVNULL)
+            return self._becomes_active()
+        wait_until(is_active, PATIENCE, "an active window")
+
+    def _becomes_active(self):
+        """Whether the window has the keyboard within a second."""
+        try:
+            return wait_until(lambda: _has(self.window, pyatspi.STATE_ACTIVE), 1.0)
+        except TimeoutError:
+            return False
 
     def answer(self, message, button):
         """Waits for the alert with this message, presses its button."""
