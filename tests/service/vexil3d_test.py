@@ -308,11 +308,17 @@ class Manager(running_service.ServiceTest):
         with self.assertRaises(TimeoutError):
             self.surroundings.heard("WATCHDOG=1", 0.5)
 
+    def rests(self, service):
+        """Whether the service has done what there was to do: it does not wake up for a while."""
+        before = running_service.wake_ups(service.pid)
+        time.sleep(0.3)
+        return running_service.wake_ups(service.pid) == before
+
     def test_idle_it_never_wakes_up(self):
         self.surroundings.store(stored.defaults())
         service = self.start()
         self.panel()
-        time.sleep(0.3)
+        wait_until(lambda: self.rests(service))
         before = running_service.wake_ups(service.pid)
         time.sleep(3)
         self.assertEqual(running_service.wake_ups(service.pid) - before, 0)

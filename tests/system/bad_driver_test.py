@@ -35,6 +35,7 @@ class OddDriver(threading.Thread):
     def __init__(self, path, reply):
         super().__init__(daemon=True)
         self.reply = reply
+        self.late = threading.Event()  # set when an answer after a pause has been sent
         path.parent.mkdir(mode=0o700)
         self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         self.listener.bind(str(path))
@@ -56,8 +57,10 @@ class OddDriver(threading.Thread):
                 reply = self.reply(kind, number, sequence)
                 if isinstance(reply, float):
                     time.sleep(reply)
-                    reply = good(sequence, kind)
-                client.send(reply)
+                    client.send(good(sequence, kind))
+                    self.late.set()
+                else:
+                    client.send(reply)
         except ConnectionError:
             pass  # the panel has gone on without this answer
         client.close()
@@ -80,6 +83,7 @@ class BadDriver(panel_test.PanelTest):
     def start_odd_driver(self, reply):
         driver = OddDriver(control_socket(self.desktop), reply)
         self.addCleanup(driver.listener.close)
+        return driver
 
     def test_no_driver_is_one_line(self):
         self.assert_works([not_found(errno.ENOENT), *no_test_output(errno.ENOTCONN)])
@@ -138,10 +142,10 @@ class BadDriver(panel_test.PanelTest):
         self.assert_works([NOT_CONNECTED, *no_test_output(errno.ENOTCONN)])
 
     def test_a_late_answer_fails_its_own_call_and_is_dropped(self):
-        self.start_odd_driver(lambda kind, number, sequence: 0.3 if number == 196 else good(sequence, kind))
+        driver = self.start_odd_driver(lambda kind, number, sequence: 0.3 if number == 196 else good(sequence, kind))
         panel = self.start()
         self.assertLessEqual(set(panel.log_lines()), set(refused_start(errno.ETIMEDOUT)))
-        time.sleep(0.5)
+        self.assertTrue(driver.late.wait(panel_test.PATIENCE))
         before = panel.log_lines()
         panel.step("Send Quantization Time")
         panel.enter("MIDI OUT Port display name", "Stage piano")
