@@ -118,24 +118,20 @@ class ToolkitsChooser(panel_test.PanelTest):
         panel.wait_active()
         chooser = next(window for window in panel.windows() if window != panel.window)
         name = panel.control("File name:", chooser)
-        name.queryEditableText().setTextContents(str(path)[:-3])
-        # Each key has come before the next: two on their way may change places.
-        for length in range(len(str(path)) - 2, len(str(path)) + 1):
-            panel.type(str(path)[length - 1])
-            wait_until(lambda text=str(path)[:length]: name.queryText().getText(0, -1).startswith(text),
-                       panel_test.PATIENCE, "the typed letter")
-        panel.type("", "Return")
+        # The last keys come at once, so that the input method still has the others when the chooser closes.
+        name.queryEditableText().setTextContents(str(path)[:-2])
+        panel.type(str(path)[-2:], "Return")
         wait_until(lambda: len(panel.windows()) == 1, panel_test.PATIENCE, "the end of the file chooser")
 
     def test_field_has_the_keyboard_again_after_a_load_with_an_input_method(self):
         StandIn(self, input_method, "--idle")
         panel = self.start(INPUT_METHOD)
-        path = self.desktop.home / "mine.vexil3"
+        path = self.desktop.home / "m.vexil3"
         path.write_text("[Port_00]\nOutName=loaded\n")
         panel.activate()
         panel.click(panel.control(NAME))
         wait_until(lambda: panel.has_focus(NAME), panel_test.PATIENCE, "the field")
-        for _ in range(3):
+        for _ in range(5):
             self.choose(panel, "Load", path)
             wait_until(lambda: panel.has_focus(NAME), panel_test.PATIENCE, "the focus in the field again")
         panel.type("", "End")
