@@ -267,6 +267,23 @@ TEST_F(SafeRewriteTest, AnIncompleteCopyIsRemovedAndTheOldTextStays) {
     }
 }
 
+TEST_F(SafeRewriteTest, ACopyWithADamagedTextIsRemovedAndTheOldTextStays) {
+    LeaveCopy();
+    std::string damaged = ReadText(copyPath);
+    damaged[damaged.size() - 2] ^= 1;
+    WriteText(copyPath, damaged);
+    EXPECT_EQ(Reopened(), kOld);
+    ExpectOnlyTheFile();
+}
+
+TEST_F(SafeRewriteTest, ATextThatWasWrittenOnSinceIsLeftAlone) {
+    LeaveCopy();
+    const std::string longer = std::string(kNew) + "more=1\n";
+    WriteText(path, longer);
+    EXPECT_EQ(Reopened(), longer);
+    EXPECT_THAT(folder.Names(), ElementsAre("settings.vexil3", "settings.vexil3.unsaved-1"));
+}
+
 TEST_F(SafeRewriteTest, TheNextSaveCompletesTheOneThatWasCutShort) {
     LeaveCopy();
     WriteText(path, "");
@@ -488,6 +505,17 @@ TEST_F(SafeRewriteTest, AnUnfinishedSaveThatCannotBeCompletedRefusesTheOpening) 
     EXPECT_FALSE(file.Open(path.c_str()));
     EXPECT_TRUE(std::filesystem::exists(copyPath));
     EXPECT_EQ(Reopened(), kNew);
+}
+
+TEST_F(SafeRewriteTest, ANewFileThatAnotherProgramFilledOutlivesASaveThatFails) {
+    RewriteCalls calls = kSystemRewriteCalls;
+    calls.syncData = FailWithEio;
+    IniFile file(calls);
+    ASSERT_TRUE(file.Open(path.c_str()));
+    WriteText(path, "other\n");
+    file.SetValue("a", "x", "22");
+    EXPECT_FALSE(file.Close());
+    EXPECT_EQ(ReadText(path), "other\n");
 }
 
 TEST_F(SafeRewriteTest, ATextThatIsSeenButNotSafeKeepsItsCopy) {
