@@ -28,12 +28,11 @@ void Serve() {
     JackBackend backend;
     backend.Start(engine);
     std::vector<Endpoint> endpoints;
-    auto table = std::make_unique<RouteTable>();
+    WayTable ways;
     for (int port = 0; port < kMaxPorts; ++port) {
         endpoints.push_back({port, true, "out " + std::to_string(port), false});
         endpoints.push_back({port, false, "in " + std::to_string(port), false});
-        table->routes[static_cast<std::size_t>(port)] = {RouteKind::LocalInput, RouteProblem::None,
-                                                         static_cast<std::uint8_t>(port), false};
+        ways[static_cast<std::size_t>(port)].to = Destination::Input(port);
     }
     backend.Publish(endpoints);
     const auto latest = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -45,7 +44,7 @@ void Serve() {
         ::poll(&event, 1, 10);
         backend.HandleEvents();
     }
-    engine.PostRoutes(std::move(table));
+    engine.PostWays(ways);
     std::printf("ready\n");
     std::fflush(stdout);
     char ignored = 0;

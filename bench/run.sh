@@ -66,6 +66,7 @@ run durable_write "A durable write of a preference beside the bare system calls,
     "$bench/durable_write"
 run ini_file "INI files of any size and the whole configuration, beside a plain copy." "$bench/ini_file"
 run engine "The router's own cost for each message, beside a plain ring." "$bench/engine"
+[ ! -x "$bench/alsa_path" ] || run alsa_path "What the ALSA back end and the router cost for each event, without the kernel's part." "$bench/alsa_path"
 run jack_latency "The time from one music program to another on JACK through the service, beside a direct connection, on a server that waits for its
 clients (synchronous) and on one that does not (asynchronous)." "$bench/jack_latency"
 run jack_throughput "64 ports on JACK with 1,000 messages a second each, for a minute, beside the service with nothing to do." \

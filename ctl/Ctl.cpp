@@ -17,6 +17,7 @@
 #include "ctl/StoredSettings.h"
 #include "ctl/TerminalText.h"
 #include "ctl/WholeFile.h"
+#include "ctl/WholeStatus.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "shared/System/PrintableText.h"
 #include "shared/System/Version.h"
@@ -150,7 +151,8 @@ class CommandRunner {
     }
 
     CtlResult Show(const Request& request) const {
-        const ServiceAnswer answer = client.AskStatus();
+        const ServiceAnswer answer =
+            AskWholeStatus([this](std::uint32_t first) { return client.AskStatus(first); });
         if (answer.outcome != ServiceAnswer::Outcome::Answered)
             return Unanswered(answer);
         std::string problem;

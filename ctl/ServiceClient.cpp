@@ -44,15 +44,15 @@ ServiceClient::ServiceClient(const Paths& paths, std::chrono::milliseconds reply
       serviceUser(TrustedServiceUser(paths.control, paths.controlIsSystemWide)),
       patience(replyTime) {}
 
-ServiceAnswer ServiceClient::AskStatus() const {
-    return Ask(kControlStatus, static_cast<std::uint32_t>(kMaxControlData));
+ServiceAnswer ServiceClient::AskStatus(std::uint32_t first) const {
+    return Ask(kControlStatus, first, static_cast<std::uint32_t>(kMaxControlData));
 }
 
 ServiceAnswer ServiceClient::AskReload() const {
-    return Ask(kControlReload, 0);
+    return Ask(kControlReload, 0, 0);
 }
 
-ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t length) const {
+ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t number, std::uint32_t length) const {
     const Deadline deadline = std::chrono::steady_clock::now() + patience;
     const int descriptor = ControlConnection::NewSocket();
     if (descriptor == -1)
@@ -66,7 +66,7 @@ ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t length) const
     if (connection.CheckPeer(serviceUser) != 0)
         return Failure("what answers at " + path + " is another user's");
 
-    const int sendError = connection.Send({kSequence, kind, 0, length, {}});
+    const int sendError = connection.Send({kSequence, kind, number, length, {}});
     // A connection that is closed already tells so when it is read.
     if (sendError != 0 && sendError != EPIPE && sendError != ECONNRESET)
         return Failure("the service cannot be asked", sendError);

@@ -33,13 +33,13 @@ class ServiceClient {
     // Path of the service's socket.
     const std::string& SocketPath() const { return path; }
 
-    // JSON text; not yet checked.
-    ServiceAnswer AskStatus() const;
+    // JSON text; not yet checked. From an entry of its lists on: see docs/control-channel.md.
+    ServiceAnswer AskStatus(std::uint32_t first = 0) const;
     // Tells the service to read its configuration again.
     ServiceAnswer AskReload() const;
 
   private:
-    ServiceAnswer Ask(std::uint32_t kind, std::uint32_t length) const;
+    ServiceAnswer Ask(std::uint32_t kind, std::uint32_t number, std::uint32_t length) const;
 
     std::string path;
     std::optional<std::uint32_t> serviceUser;  // may serve here besides root and this process's own

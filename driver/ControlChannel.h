@@ -30,10 +30,12 @@ namespace vexil {
 inline constexpr std::uint32_t kControlAttach = 1;     // number: the unit; length 0
 inline constexpr std::uint32_t kControlSetOption = 2;  // number: the option; length: that of the payload
 inline constexpr std::uint32_t kControlGetOption = 3;  // number: the option; length: what the panel can take
-// These two need no attachment and are for the service's own command line; number 0.
-inline constexpr std::uint32_t kControlStatus =
-    4;  // length: what the asker can take; the reply's data is JSON text
-inline constexpr std::uint32_t kControlReload = 5;  // length 0: the driver reads its configuration again
+// These two need no attachment and are for the service's own command line.
+// Status: the reply's data is JSON text. number: the entry of its lists from which on it is told, 0 at first;
+// length: what the asker can take.
+inline constexpr std::uint32_t kControlStatus = 4;
+inline constexpr std::uint32_t kControlReload =
+    5;  // number and length 0: the driver reads its configuration again
 
 inline constexpr std::size_t kControlRequestHeaderSize = 16;
 inline constexpr std::size_t kControlReplyHeaderSize = 12;

@@ -4,15 +4,18 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "config/DriverPreferences.h"
 #include "platform/linux/preferences/InotifyPreferenceWatch.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
 #include "service/ServiceArguments.h"
 #include "service/ServiceRun.h"
+#include "service/SteadyEngineClock.h"
 #include "service/backends/BackendChoice.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
+#include "service/engine/TimedDriver.h"
 #include "shared/System/PrintableText.h"
 #include "shared/System/StandardStreams.h"
 #include "shared/System/Version.h"
@@ -63,7 +66,10 @@ int Serve(const ServiceArguments& arguments) {
     // From before the first reading on, so that no change is missed.
     InotifyPreferenceWatch watch(paths, kDriverDomain, UserScope::kCFPreferencesAnyUser);
     PlistPreferenceDomains preferences(paths, SystemDurabilityCalls(), Unparsable::GoOnWith);
-    DriverService service({preferences, engine, *backend, LookUpThisComputer, DriverService::Clock::now});
+    const SteadyEngineClock clock;
+    TimedDriver driver(engine, clock);
+    const auto computers = [] { return std::vector{LookUpThisComputer()}; };
+    DriverService service({preferences, engine, *backend, driver, computers, DriverService::Clock::now});
     service.SetControlPath(listener->Path());
     StoreWatch storeWatch({watch, [&preferences] { return preferences.LookAgainIn(); },
                            [&service] { service.StoreChanged(); }, StoreWatch::Clock::now});

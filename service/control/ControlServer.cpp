@@ -215,7 +215,7 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
             data.resize(error == 0 ? std::min<std::size_t>(data.size(), request.length) : 0);
             break;
         case kControlStatus: {
-            const std::string status = driver.Status();
+            const std::string status = driver.Status(request.number);
             if (status.size() > request.length) {
                 error = EMSGSIZE;
             } else {

@@ -37,8 +37,8 @@ class ControlServer {
         // Of the attached panel.
         virtual int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) = 0;
         virtual int GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) = 0;
-        // Of any client. The status is JSON text.
-        virtual std::string Status() = 0;
+        // Of any client. The status is JSON text, from an entry of its lists on.
+        virtual std::string Status(std::size_t first) = 0;
         virtual int Reload() = 0;
         // A process was turned away: it belongs to another user than may use this service.
         virtual void ClientRefused(pid_t process, uid_t user) = 0;

@@ -62,7 +62,8 @@ std::uint64_t InputsOf(const std::vector<Endpoint>& endpoints, bool canHide) {
 
 // The route, or none where it leads to an input that is not heard.
 Route Open(const Route& route, std::uint64_t heardInputs) {
-    const bool isShut = GetsThrough(route) && (heardInputs >> route.inputPort & 1) == 0;
+    const bool isShut = route.destination.kind == Destination::Kind::Input && GetsThrough(route) &&
+                        (heardInputs >> route.destination.port & 1) == 0;
     return isShut ? Route{} : route;
 }
 
@@ -83,7 +84,9 @@ int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_p
 }  // namespace
 
 DriverService::DriverService(Parts serviceParts)
-    : parts(std::move(serviceParts)), store(parts.preferences), engineControl(parts.engine, parts.backend) {}
+    : parts(std::move(serviceParts)),
+      store(parts.preferences),
+      engineControl(parts.engine, parts.backend, parts.driver) {}
 
 void DriverService::Start() {
     store.Complete(attached);
@@ -92,6 +95,7 @@ void DriverService::Start() {
 }
 
 void DriverService::StartBackend() {
+    engineControl.LeaveToBackend();
     parts.backend.Start(parts.engine);
     Settle();
     report.Backend(parts.backend);
@@ -116,7 +120,12 @@ int DriverService::Timeout() const {
     if (publishBy) {
         return UntilOver(*publishBy, parts.now(), kReleasePoll);
     }
-    return engineControl.HasUnposted() ? kPostPoll : -1;
+    int timeout = engineControl.HasUnposted() ? kPostPoll : -1;
+    if (const auto untilTurn = engineControl.UntilNextTurn()) {
+        const auto left = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(*untilTurn).count());
+        timeout = timeout < 0 ? left : std::min(timeout, left);
+    }
+    return timeout;
 }
 
 void DriverService::BeginStop() {
@@ -137,6 +146,7 @@ void DriverService::Stop() {
 }
 
 void DriverService::ServeBackend() {
+    engineControl.LeaveToBackend();
     parts.backend.HandleEvents();
     Settle();
     report.Backend(parts.backend);
@@ -238,14 +248,17 @@ int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& da
     if (option != kOptionReadHostInfos) {
         return ENOPROTOOPT;
     }
-    data = MakeHostRecords({parts.thisComputer()});
+    data = MakeHostRecords(parts.computers());
     return 0;
 }
 
-std::string DriverService::Status() {
-    const std::vector<HostRecord> hosts = {parts.thisComputer()};
-    return MakeStatus({hosts, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
-                       attached, wireless, sendGranularity, memory, controlPath});
+std::string DriverService::Status(std::size_t first) {
+    const std::vector<HostRecord> hosts = parts.computers();
+    const std::vector<RemoteSession> sessions =
+        parts.sessions ? parts.sessions() : std::vector<RemoteSession>();
+    return MakeStatus({hosts, sessions, names, configuration, routes, tests, localNames, parts.engine,
+                       parts.backend, attached, wireless, sendGranularity, memory, controlPath},
+                      first);
 }
 
 int DriverService::Reload() {
@@ -302,8 +315,7 @@ int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
     if (error != 0 || data.empty()) {
         return error;
     }
-    report.TestPlayed(port, tests.Find(port)->record, tests.RouteOf(port, configuration, localNames),
-                      configuration);
+    report.TestPlayed(port, tests.RouteOf(port, configuration, localNames), configuration);
     return engineControl.PlayTest(port, data) ? 0 : ENOBUFS;
 }
 
@@ -324,7 +336,7 @@ void DriverService::SetWireless(bool on) {
 }
 
 void DriverService::TakeUp() {
-    names = NamesOf(parts.thisComputer());
+    names = NamesOf(parts.computers().front());
     localNames = LocalNames(names);
     routes = MakeRouteTable(configuration, localNames);
     UpdateEndpoints();

@@ -24,6 +24,7 @@
 #include "service/control/ControlServer.h"
 #include "service/control/EngineControl.h"
 #include "service/control/HostRecords.h"
+#include "service/control/RemoteStatus.h"
 #include "service/control/ServiceReport.h"
 #include "service/control/StoredConfiguration.h"
 #include "service/control/TestOutputs.h"
@@ -39,8 +40,10 @@ class DriverService : public ControlServer::Mediator {
         PreferenceDomains& preferences;
         Engine& engine;
         MidiBackend& backend;
-        std::function<HostRecord()> thisComputer;
+        EngineDriver& driver;                                // drives the engine while the back end does not
+        std::function<std::vector<HostRecord>()> computers;  // those that can be seen, this one first
         std::function<Clock::time_point()> now;
+        std::function<std::vector<RemoteSession>()> sessions{};  // with other computers; null: there are none
     };
 
     // A MIDI system that gets no processor for a while releases what sounds a while later; only one that
@@ -64,7 +67,7 @@ class DriverService : public ControlServer::Mediator {
     // To be called after everything that happens on the control thread, and after Timeout: tells the engine
     // and the MIDI system what they could not be told before.
     void Settle();
-    // Milliseconds until Settle is to be called all the same; -1: not before something happens.
+    // Milliseconds until Settle is to be called although nothing happens; -1: not before something does.
     int Timeout() const;
 
     // Begins to end: everything that sounds is released, and nothing is heard any more.
@@ -90,7 +93,7 @@ class DriverService : public ControlServer::Mediator {
     void PanelDetached() override;
     int SetOption(std::uint32_t option, std::span<const std::uint8_t> payload) override;
     int GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) override;
-    std::string Status() override;
+    std::string Status(std::size_t first) override;
     int Reload() override;
     void ClientRefused(pid_t process, uid_t user) override;
 

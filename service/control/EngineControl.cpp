@@ -1,27 +1,24 @@
 #include "service/control/EngineControl.h"
 
+#include <algorithm>
 #include <bit>
-#include <limits>
-#include <memory>
 
 namespace vexil {
 
 namespace {
 
-class Nobody : public EngineSink {
-  public:
-    std::size_t Room(const Destination&) const override { return std::numeric_limits<std::size_t>::max(); }
-    void Deliver(const Destination&, std::uint64_t, std::span<const std::uint8_t>) override {}
-};
+Way WayOf(const Route& route) {
+    return {GetsThrough(route) ? route.destination : Destination{}, route.immediate};
+}
 
 }  // namespace
 
-EngineControl::EngineControl(Engine& controlledEngine, const MidiBackend& midiBackend)
-    : engine(controlledEngine), backend(midiBackend) {}
+EngineControl::EngineControl(Engine& controlledEngine, const MidiBackend& midiBackend,
+                             EngineDriver& engineDriver)
+    : engine(controlledEngine), backend(midiBackend), driver(engineDriver) {}
 
 void EngineControl::SetRoutes(const RouteTable& table) {
-    if (table.routes == routes.routes && table.outputEndpoints == routes.outputEndpoints &&
-        table.inputEndpoints == routes.inputEndpoints) {
+    if (table == routes) {
         return;
     }
     routes = table;
@@ -38,8 +35,8 @@ void EngineControl::SetQuantization(std::uint32_t sendGranularity) {
 }
 
 void EngineControl::SetTestRoute(int port, const Route& route) {
-    testRoutes[static_cast<std::size_t>(port)] = route;
-    testRoutesUnposted |= std::uint64_t{1} << port;
+    testWays[static_cast<std::size_t>(port)] = WayOf(route);
+    testWaysUnposted |= std::uint64_t{1} << port;
     Settle();
 }
 
@@ -59,15 +56,24 @@ void EngineControl::ReleaseAll() {
 void EngineControl::Settle() {
     PostAll();
     if (!backend.IsRunning()) {
-        DriveWithoutSystem();
+        driver.Turn();
         PostAll();
-        DriveWithoutSystem();
+        driver.Turn();
     }
-    engine.Collect();
+}
+
+void EngineControl::LeaveToBackend() {
+    if (!backend.IsRunning()) {
+        driver.Rest();
+    }
+}
+
+std::optional<std::chrono::nanoseconds> EngineControl::UntilNextTurn() const {
+    return backend.IsRunning() ? std::nullopt : driver.UntilNextTurn();
 }
 
 bool EngineControl::HasUnposted() const {
-    return routesUnposted || quantizationUnposted || releaseUnposted || testRoutesUnposted != 0;
+    return routesUnposted || quantizationUnposted || releaseUnposted || testWaysUnposted != 0;
 }
 
 bool EngineControl::IsCaughtUp() const {
@@ -76,30 +82,24 @@ bool EngineControl::IsCaughtUp() const {
 
 void EngineControl::PostAll() {
     if (routesUnposted) {
-        routesUnposted = !engine.PostRoutes(std::make_unique<const RouteTable>(routes));
+        WayTable ways;
+        std::transform(routes.routes.begin(), routes.routes.end(), ways.begin(), WayOf);
+        routesUnposted = !engine.PostWays(ways);
     }
     if (quantizationUnposted) {
         quantizationUnposted = !engine.PostQuantization(quantization);
     }
-    for (std::uint64_t left = testRoutesUnposted; left != 0; left &= left - 1) {
+    for (std::uint64_t left = testWaysUnposted; left != 0; left &= left - 1) {
         const int port = std::countr_zero(left);
-        if (!engine.PostTestRoute(port, testRoutes[static_cast<std::size_t>(port)])) {
+        if (!engine.PostWay(kTestSourceBase + port, testWays[static_cast<std::size_t>(port)])) {
             break;
         }
-        testRoutesUnposted &= ~(std::uint64_t{1} << port);
+        testWaysUnposted &= ~(std::uint64_t{1} << port);
     }
     // Last, for it ends what the others have begun.
     if (releaseUnposted) {
         releaseUnposted = !engine.PostReleaseAll();
     }
-}
-
-// The time stands still meanwhile: a MIDI system that comes goes by a clock of its own.
-void EngineControl::DriveWithoutSystem() {
-    constexpr std::uint64_t kNow = 0;
-    Nobody nobody;
-    engine.TakeCommands(kNow);
-    engine.Run(std::numeric_limits<std::uint64_t>::max(), nobody);
 }
 
 }  // namespace vexil

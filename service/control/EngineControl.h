@@ -1,23 +1,26 @@
 // The control thread's half of the engine: keeps what the engine is to do until it could be posted, tells
-// when it has been done, and drives the engine while no MIDI system does. Notes that are played then are
-// heard by nobody and their releases count as heard.
+// when it has been done, and has the engine driven while no MIDI system does it.
 //
 // One thread, the control thread.
 #pragma once
 
+#include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
 
 #include "service/backends/MidiBackend.h"
 #include "service/engine/Engine.h"
+#include "service/engine/EngineDriver.h"
+#include "service/routes/RouteTable.h"
 
 namespace vexil {
 
 class EngineControl {
   public:
-    // Both must outlive this object.
-    EngineControl(Engine& controlledEngine, const MidiBackend& midiBackend);
+    // All must outlive this object. `engineDriver` drives while `midiBackend` does not run.
+    EngineControl(Engine& controlledEngine, const MidiBackend& midiBackend, EngineDriver& engineDriver);
 
     // What the engine is to do from now on. Posted at once where that is possible, else by Settle. The same
     // routes or quantization again are nothing to do.
@@ -31,6 +34,10 @@ class EngineControl {
 
     // To be called after everything that happens on the control thread.
     void Settle();
+    // To be called before whatever may make the MIDI system run; Settle behind it.
+    void LeaveToBackend();
+    // How long until Settle is to be called although nothing happens; none: not before something does.
+    std::optional<std::chrono::nanoseconds> UntilNextTurn() const;
     // Something could not be posted: Settle is to be called again soon.
     bool HasUnposted() const;
     // Everything has been posted and carried out, and what it released is with the sink.
@@ -40,17 +47,17 @@ class EngineControl {
 
   private:
     void PostAll();
-    void DriveWithoutSystem();
 
     Engine& engine;
     const MidiBackend& backend;
+    EngineDriver& driver;
     RouteTable routes{};  // as posted or to be posted
-    std::array<Route, kMaxPorts> testRoutes{};
+    std::array<Way, kMaxPorts> testWays{};
     std::uint32_t quantization = 0;
     bool routesUnposted = true;
     bool quantizationUnposted = true;
     bool releaseUnposted = false;
-    std::uint64_t testRoutesUnposted = 0;  // bit p: of the port of index p
+    std::uint64_t testWaysUnposted = 0;  // bit p: of the port of index p
 };
 
 }  // namespace vexil

@@ -29,20 +29,19 @@ std::string NameText(const std::string& name) {
     return std::string(WholeCharacters(text, kLongestName)) + "...";
 }
 
-const char* RouteKindText(RouteKind kind) {
+const char* DestinationText(Destination::Kind kind) {
     switch (kind) {
-        case RouteKind::LocalInput:
+        case Destination::Kind::Input:
             return "local";
-        case RouteKind::Remote:
+        case Destination::Kind::Remote:
             return "remote";
         default:
             return "nowhere";
     }
 }
 
-std::string RouteProblemText(const Route& route, const std::string& target, int targetPort,
-                             const DriverConfiguration& configuration) {
-    const std::string there = "Port " + PortText(targetPort);
+std::string RouteProblemText(const Route& route, const DriverConfiguration& configuration) {
+    const std::string there = "Port " + PortText(route.port);
     switch (route.problem) {
         case RouteProblem::None:
             return "";
@@ -51,21 +50,21 @@ std::string RouteProblemText(const Route& route, const std::string& target, int 
         case RouteProblem::NoTarget:
             return "No target computer is set.";
         case RouteProblem::TargetPortUnused:
-            return "There is no port " + PortText(targetPort) + " to send to.";
+            return "There is no port " + PortText(route.port) + " to send to.";
         case RouteProblem::TargetNotInput:
             return there + " is not enabled as MIDI IN.";
         case RouteProblem::TargetIsPipe:
             return there + " is a local pipe, which hears only itself.";
         case RouteProblem::WrongSourceComputer: {
-            const std::string source = NameText(SourceComputer(configuration, targetPort));
+            const std::string source = NameText(SourceComputer(configuration, route.port));
             return source.empty() ? there + " listens to one computer only, and none is named."
                                   : there + " listens to the computer \"" + source + "\" only.";
         }
         case RouteProblem::WrongSourcePort:
-            return there + " listens to port " + PortText(configuration.PortFlags[targetPort].sourcePort) +
+            return there + " listens to port " + PortText(configuration.PortFlags[route.port].sourcePort) +
                    " only.";
         case RouteProblem::RemoteUnreachable:
-            return "The computer \"" + NameText(target) + "\" cannot be reached.";
+            return "The computer \"" + NameText(route.computer) + "\" cannot be reached.";
     }
     return "";
 }

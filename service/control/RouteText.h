@@ -13,10 +13,9 @@ std::string PortText(int port);
 std::string NameText(const std::string& name);
 
 // "local", "remote" or "nowhere".
-const char* RouteKindText(RouteKind kind);
-// Why nothing that is sent on this route is heard, as one sentence; empty when it gets through. `target` is
-// the computer that the route was to lead to, `targetPort` the port there.
-std::string RouteProblemText(const Route& route, const std::string& target, int targetPort,
-                             const DriverConfiguration& configuration);
+const char* DestinationText(Destination::Kind kind);
+// Why nothing that is sent on this route is heard, as one sentence; empty when it gets through. The
+// configuration tells what the inputs here listen to.
+std::string RouteProblemText(const Route& route, const DriverConfiguration& configuration);
 
 }  // namespace vexil

@@ -20,11 +20,9 @@ std::string WayOfOutput(int port, const DriverConfiguration& configuration, cons
     if ((configuration.LocalPipes >> port & 1) != 0) {
         return "Port " + PortText(port) + " is a local pipe.";
     }
-    const std::string target = configuration.Hosts[port].DstHost.c_str();
-    const int targetPort = configuration.PortFlags[port].targetPort;
-    const std::string problem = RouteProblemText(route, target, targetPort, configuration);
-    return problem.empty() ? "Port " + PortText(port) + " sends to port " + PortText(targetPort) + " of \"" +
-                                 NameText(target) + "\"."
+    const std::string problem = RouteProblemText(route, configuration);
+    return problem.empty() ? "Port " + PortText(port) + " sends to port " + PortText(route.port) + " of \"" +
+                                 NameText(route.computer) + "\"."
                            : "Nobody hears what is sent to port " + PortText(port) + ". " + problem;
 }
 
@@ -69,17 +67,15 @@ void ServiceReport::ClientRefused(pid_t process, uid_t user) {
               static_cast<int>(process), static_cast<unsigned>(user));
 }
 
-void ServiceReport::TestPlayed(int port, const TestOutputRecord& record, const Route& route,
-                               const DriverConfiguration& configuration) {
+void ServiceReport::TestPlayed(int port, const Route& route, const DriverConfiguration& configuration) {
     if (std::exchange(testWasPlayed[static_cast<std::size_t>(port)], true)) {
         return;
     }
-    const std::string problem =
-        RouteProblemText(route, record.targetComputer, record.entry.targetPort, configuration);
+    const std::string problem = RouteProblemText(route, configuration);
     Line("Test of port " + PortText(port) +
-         (problem.empty() ? ": its notes go to port " + PortText(record.entry.targetPort) + " of \"" +
-                                NameText(record.targetComputer) + "\"."
-                          : ": nobody hears its notes. " + problem));
+         (problem.empty()
+              ? ": its notes go to port " + PortText(route.port) + " of \"" + NameText(route.computer) + "\"."
+              : ": nobody hears its notes. " + problem));
 }
 
 void ServiceReport::TestClosed(int port) {

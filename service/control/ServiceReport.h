@@ -33,8 +33,7 @@ class ServiceReport {
     // A test output is told of when it is first played, and when one that was is closed: a panel opens one
     // for each letter of a name that is typed.
     void TestOpened(int port) { testWasPlayed[static_cast<std::size_t>(port)] = false; }
-    void TestPlayed(int port, const TestOutputRecord& record, const Route& route,
-                    const DriverConfiguration& configuration);
+    void TestPlayed(int port, const Route& route, const DriverConfiguration& configuration);
     void TestClosed(int port);
     // When the MIDI system has come or gone, or is away for another reason than before.
     void Backend(const MidiBackend& backend);

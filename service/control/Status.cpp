@@ -1,6 +1,7 @@
 #include "service/control/Status.h"
 
 #include <algorithm>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -68,9 +69,10 @@ class PortStatus {
         return {{"computer", computer}, {"port", ShownPortNumber(port)}};
     }
 
-    void AddRoute(Json& json, const Route& route, const std::string& computer, int port) const {
-        json["route"] = RouteKindText(route.kind);
-        json["routeProblem"] = RouteProblemText(route, computer, port, sources.configuration);
+    void AddRoute(Json& json, const Route& route) const {
+        json["target"] = Target(route.computer, route.port);
+        json["route"] = DestinationText(route.destination.kind);
+        json["routeProblem"] = RouteProblemText(route, sources.configuration);
     }
 
     void AddCounters(Json& json, int source) const {
@@ -84,18 +86,14 @@ class PortStatus {
     Json Output(int port) const {
         Json json = {{"name", sources.configuration.CustomNames[port].Out_CustomName.c_str()}};
         AddEndpoint(json, port, true);
-        const std::string computer =
-            IsPipe(port) ? sources.hosts.front().name : sources.configuration.Hosts[port].DstHost.c_str();
-        const int targetPort = IsPipe(port) ? port : sources.configuration.PortFlags[port].targetPort;
-        json["target"] = Target(computer, targetPort);
-        AddRoute(json, sources.routes.routes[static_cast<std::size_t>(port)], computer, targetPort);
+        AddRoute(json, sources.routes.routes[static_cast<std::size_t>(port)]);
         AddCounters(json, port);
         return json;
     }
 
     Json Source(int port) const {
         if (IsPipe(port)) {
-            return Target(sources.hosts.front().name, port);
+            return Target(sources.localNames.Own(), port);
         }
         const PortEntry& entry = sources.configuration.PortFlags[port];
         Json source = {{"computer", nullptr}, {"port", nullptr}};
@@ -120,12 +118,8 @@ class PortStatus {
 
     Json Test(int port) const {
         const TestOutputs::Output& test = *sources.tests.Find(port);
-        const int targetPort = test.record.entry.targetPort;
-        Json json = {{"open", true},
-                     {"active", test.active},
-                     {"target", Target(test.record.targetComputer, targetPort)}};
-        const Route route = MakeTestRoute(test.record, port, sources.configuration, sources.localNames);
-        AddRoute(json, route, test.record.targetComputer, targetPort);
+        Json json = {{"open", true}, {"active", test.active}};
+        AddRoute(json, MakeTestRoute(test.record, port, sources.configuration, sources.localNames));
         AddCounters(json, kTestSourceBase + port);
         return json;
     }
@@ -138,9 +132,37 @@ std::string Text(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-}  // namespace
+constexpr const char* kPorts = "ports";
 
-std::string MakeStatus(const StatusSources& sources) {
+// One entry of one of the lists, made when it is told.
+struct Entry {
+    const char* list;
+    std::function<Json()> make;
+};
+
+Json Host(const HostRecord& host) {
+    return {{"name", host.name},
+            {"address", AddressText(host)},
+            {"port", host.port},
+            {"hardware", HardwareText(host)},
+            {"enabled", host.enabled}};
+}
+
+Json Session(const RemoteSession& session) {
+    Json json = {{"computer", session.computer}, {"up", session.up}, {"problem", session.problem}};
+    json["ways"] = Json::array();
+    for (const RemoteWay& way : session.ways) {
+        json["ways"].push_back({{"from", ShownPortNumber(way.from)},
+                                {"to", ShownPortNumber(way.to)},
+                                {"incoming", way.incoming},
+                                {"test", way.test},
+                                {"problem", way.problem}});
+    }
+    return json;
+}
+
+// All but the entries of the lists.
+Json Head(const StatusSources& sources) {
     const DriverConfiguration& configuration = sources.configuration;
     const auto hasOption = [&](std::uint32_t option) { return (configuration.MiscOptions & option) != 0; };
     Json status = {{"version", kVersion}, {"host", sources.hosts.front().name}, {"names", sources.names}};
@@ -157,33 +179,47 @@ std::string MakeStatus(const StatusSources& sources) {
     status["memory"] = sources.memory;
     status["control"] = sources.control;
     status["hosts"] = Json::array();
-    for (const HostRecord& host : sources.hosts) {
-        status["hosts"].push_back({{"name", host.name},
-                                   {"address", AddressText(host)},
-                                   {"port", host.port},
-                                   {"hardware", HardwareText(host)},
-                                   {"enabled", host.enabled}});
-    }
-    status["ports"] = Json::array();
+    status["sessions"] = Json::array();
+    status[kPorts] = Json::array();
+    return status;
+}
 
+}  // namespace
+
+std::string MakeStatus(const StatusSources& sources, std::size_t first) {
     const PortStatus portStatus(sources);
-    constexpr std::size_t kRoomForTheNumberLeftOut = 32;
-    std::size_t length = Text(status).size() + kRoomForTheNumberLeftOut;
-    int leftOut = 0;
+    std::vector<Entry> entries;
+    for (const HostRecord& host : sources.hosts) {
+        entries.push_back({"hosts", [&] { return Host(host); }});
+    }
+    for (const RemoteSession& session : sources.sessions) {
+        entries.push_back({"sessions", [&] { return Session(session); }});
+    }
     for (int port = 0; port < kMaxPorts; ++port) {
-        if (!portStatus.IsUsed(port)) {
+        if (portStatus.IsUsed(port)) {
+            entries.push_back({kPorts, [&portStatus, port] { return portStatus.Make(port); }});
+        }
+    }
+
+    Json status = Head(sources);
+    constexpr std::size_t kRoomForWhatIsLeft = 64;
+    const std::size_t headLength = Text(status).size() + kRoomForWhatIsLeft;
+    std::size_t length = headLength;
+    for (std::size_t at = first; at < entries.size(); ++at) {
+        Json json = entries[at].make();
+        const std::size_t more = Text(json).size() + 1;
+        if (headLength + more > kMaxControlData) {
             continue;
         }
-        Json json = portStatus.Make(port);
-        length += Text(json).size() + 1;
-        if (length > kMaxControlData) {
-            ++leftOut;
-        } else {
-            status["ports"].push_back(std::move(json));
+        if (length + more > kMaxControlData) {
+            status["next"] = at;
+            status["portsLeftOut"] =
+                std::count_if(entries.begin() + static_cast<std::ptrdiff_t>(at), entries.end(),
+                              [](const Entry& entry) { return entry.list == kPorts; });
+            break;
         }
-    }
-    if (leftOut != 0) {
-        status["portsLeftOut"] = leftOut;
+        length += more;
+        status[entries[at].list].push_back(std::move(json));
     }
     return Text(status);
 }

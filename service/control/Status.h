@@ -2,11 +2,13 @@
 // 4). Numbers of ports are those that are shown, 11 to 88.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
 #include "service/backends/MidiBackend.h"
 #include "service/control/HostRecords.h"
+#include "service/control/RemoteStatus.h"
 #include "service/control/TestOutputs.h"
 #include "service/engine/Engine.h"
 
@@ -14,7 +16,8 @@ namespace vexil {
 
 // All that a status is made of; nothing is owned.
 struct StatusSources {
-    const std::vector<HostRecord>& hosts;  // this computer first
+    const std::vector<HostRecord>& hosts;        // this computer first
+    const std::vector<RemoteSession>& sessions;  // with other computers
     const std::vector<std::string>& names;
     const DriverConfiguration& configuration;
     const RouteTable& routes;
@@ -29,8 +32,10 @@ struct StatusSources {
     std::string control;                // path of the control channel's socket
 };
 
-// Never longer than kMaxControlData: ports that do not fit are left out, the last ones first, and their
-// number is given as "portsLeftOut". Bytes that are no UTF-8 become U+FFFD.
-std::string MakeStatus(const StatusSources& sources);
+// The status, or as much of it as kMaxControlData holds: hosts, sessions and ports are one list, from whose
+// entry `first` on it is told. Where something is left, "next" is the entry at which it goes on, and
+// "portsLeftOut" how many ports are left. An entry that no answer could hold is passed over. Bytes that are
+// no UTF-8 become U+FFFD.
+std::string MakeStatus(const StatusSources& sources, std::size_t first = 0);
 
 }  // namespace vexil

@@ -4,10 +4,10 @@
 #include <array>
 #include <atomic>
 #include <utility>
+#include <vector>
 
 #include "config/DriverConfiguration.h"
-#include "service/engine/InputMerger.h"
-#include "service/engine/MidiParser.h"
+#include "service/engine/SourceTable.h"
 #include "service/engine/SpscQueue.h"
 
 namespace vexil {
@@ -16,51 +16,29 @@ namespace {
 
 constexpr std::uint64_t kNanosecondsPerGranularity = 100'000;
 constexpr std::size_t kCommands = 256;
-constexpr std::size_t kTables = 16;  // that may be on their way to the engine thread and back
 
 struct Command {
-    enum class Kind : std::uint8_t { Routes, TestRoute, TestBytes, Quantization, WriterGone, ReleaseAll };
+    enum class Kind : std::uint8_t { Ways, Way, TestBytes, Quantization, WriterGone, ReleaseAll, GiveBack };
 
-    Kind kind = Kind::Routes;
-    int port = 0;
-    Route route;
+    Kind kind = Kind::Ways;
+    int source = 0;
+    Way way;
     std::uint32_t sendGranularity = 0;
-    std::unique_ptr<const RouteTable> table;
+    WayTable ways{};
     std::size_t length = 0;
     std::array<std::uint8_t, kLongestTestBytes> bytes{};
 };
-
-// What writes to one source, as the engine thread sees it.
-struct Writer {
-    MidiParser parser;
-    Route route;
-    std::uint64_t lastDue = 0;
-    Counter messages;
-    Counter bytes;
-    Counter filtered;
-    Counter dropped;
-};
-
-// Whether something would sound on, or sound wrong, if this were never heard.
-bool LeavesSomethingBehind(const MidiPiece& piece) {
-    if (piece.systemExclusive) {
-        return !piece.first;
-    }
-    const std::uint8_t kind = piece.bytes[0] & 0xF0;
-    const bool isNoteOff = kind == 0x80 || (kind == 0x90 && piece.bytes[2] == 0);
-    const bool isPedalOrWheel = kind == 0xB0 && (piece.bytes[1] == 64 || piece.bytes[1] == 1);
-    return isNoteOff || isPedalOrWheel || kind == 0xE0;
-}
-
-int InputOf(const Route& route) {
-    return GetsThrough(route) ? route.inputPort : -1;
-}
 
 }  // namespace
 
 class Engine::State {
   public:
-    explicit State(std::size_t queueBytes) : merger(queueBytes) {}
+    explicit State(std::size_t queueBytes) : sources(queueBytes) {
+        freeSources.reserve(kTakenSources);
+        for (int source = kTakenSourceBase + kTakenSources; source-- > kTakenSourceBase;) {
+            freeSources.push_back(source);
+        }
+    }
 
     // Control thread.
     bool Post(Command&& command) {
@@ -73,154 +51,85 @@ class Engine::State {
         }
         return true;
     }
+    void CollectSources() {
+        while (const int* source = freedSources.Front()) {
+            freeSources.push_back(*source);
+            freedSources.Pop();
+        }
+    }
 
     // Engine thread.
-    void CarryOut(Command& command, std::uint64_t now);
-    void TakeBytes(int source, std::uint64_t time, std::span<const std::uint8_t> bytes);
-    void ChangeRoute(int source, const Route& route, std::uint64_t now);
-    void EndWay(int source, std::uint64_t now);
-    void EndWriters(int source, std::uint64_t now);
-    void ReportDone() {
-        if (merger.OpenEnds() == 0) {
+    void CarryOut(const Command& command, std::uint64_t now);
+    void EndTurn() {
+        // There is room: no more are taken at a time.
+        sources.FreeEnded([this](int source) { freedSources.TryPush(std::move(source)); });
+        if (sources.OpenEnds() == 0) {
             done.store(taken, std::memory_order_release);
         }
     }
 
-    Writer& WriterOf(int source) { return writers[static_cast<std::size_t>(source)]; }
-
     SpscQueue<Command, kCommands> commands;
-    SpscQueue<std::unique_ptr<const RouteTable>, kTables> usedTables;
-    std::size_t tablesOut = 0;     // control thread: posted and not yet freed
+    SpscQueue<int, kTakenSources> freedSources;
+    std::vector<int> freeSources;  // control thread
     EngineWaker* waker = nullptr;  // control thread
     Counter posted;
     std::atomic<std::uint64_t> done{0};
 
-    std::array<Writer, kSourceCount> writers;
-    InputMerger merger;
-    std::uint64_t quantum = 0;  // nanoseconds; 0: at once
-    std::uint64_t taken = 0;    // commands
-
-  private:
-    void TakePiece(int source, std::uint64_t time, const MidiPiece& piece);
-    std::uint64_t DueTime(const Writer& writer, std::uint64_t time, const MidiPiece& piece) const;
+    SourceTable sources;
+    SilentSink silence;
+    EngineSink* remoteSink = &silence;
+    std::uint64_t taken = 0;  // commands
 };
 
-void Engine::State::CarryOut(Command& command, std::uint64_t now) {
-    const int test = kTestSourceBase + command.port;
+void Engine::State::CarryOut(const Command& command, std::uint64_t now) {
     switch (command.kind) {
-        case Command::Kind::Routes:
-            for (int source = 0; source < kTestSourceBase; ++source) {
-                ChangeRoute(source, command.table->routes[static_cast<std::size_t>(source)], now);
-            }
-            // There is room: no more than kTables are under way.
-            usedTables.TryPush(std::move(command.table));
+        case Command::Kind::Ways:
+            sources.SetWays(command.ways, now);
             break;
-        case Command::Kind::TestRoute:
-            WriterOf(test).route = command.route;
-            EndWriters(test, now);
+        case Command::Kind::Way:
+            sources.SetWay(command.source, command.way, now);
             break;
         case Command::Kind::TestBytes:
-            WriterOf(test).parser.EndRunningStatus();
-            TakeBytes(test, now, std::span<const std::uint8_t>(command.bytes).first(command.length));
+            sources.EndRunningStatus(command.source);
+            sources.Write(command.source, now,
+                          std::span<const std::uint8_t>(command.bytes).first(command.length));
             break;
         case Command::Kind::Quantization:
-            quantum = std::min(command.sendGranularity, kMaxSendGranularity) * kNanosecondsPerGranularity;
+            sources.SetQuantum(std::min(command.sendGranularity, kMaxSendGranularity) *
+                               kNanosecondsPerGranularity);
             break;
         case Command::Kind::WriterGone:
-            EndWriters(command.port, now);
+            sources.EndStream(command.source, now);
             break;
         case Command::Kind::ReleaseAll:
-            for (int source = 0; source < kSourceCount; ++source) {
-                EndWriters(source, now);
-            }
+            sources.EndAllStreams(now);
+            break;
+        case Command::Kind::GiveBack:
+            sources.GiveBack(command.source, now);
             break;
     }
-}
-
-void Engine::State::ChangeRoute(int source, const Route& route, std::uint64_t now) {
-    Writer& writer = WriterOf(source);
-    const int before = InputOf(std::exchange(writer.route, route));
-    // The same way under other conditions goes on.
-    if (InputOf(route) != before) {
-        writer.parser.SkipSystemExclusive();
-        EndWay(source, now);
-    }
-}
-
-void Engine::State::EndWay(int source, std::uint64_t now) {
-    Writer& writer = WriterOf(source);
-    writer.lastDue = std::max(writer.lastDue, now);
-    merger.EndWay(source, writer.lastDue, InputOf(writer.route));
-}
-
-void Engine::State::EndWriters(int source, std::uint64_t now) {
-    WriterOf(source).parser.Reset();
-    EndWay(source, now);
-}
-
-void Engine::State::TakeBytes(int source, std::uint64_t time, std::span<const std::uint8_t> bytes) {
-    Writer& writer = WriterOf(source);
-    writer.bytes.Add(bytes.size());
-    while (const std::optional<MidiPiece> piece = writer.parser.Next(bytes)) {
-        TakePiece(source, time, *piece);
-    }
-}
-
-void Engine::State::TakePiece(int source, std::uint64_t time, const MidiPiece& piece) {
-    Writer& writer = WriterOf(source);
-    writer.messages.Add(piece.first ? 1 : 0);
-    if (!GetsThrough(writer.route)) {
-        writer.filtered.Add(piece.first ? 1 : 0);
-        return;
-    }
-    const std::uint64_t due = DueTime(writer, time, piece);
-    if (merger.Push(source, due, piece)) {
-        writer.lastDue = due;
-        return;
-    }
-    writer.dropped.Add(1);
-    if (piece.systemExclusive) {
-        writer.parser.SkipSystemExclusive();
-    }
-    // What cannot be put right by the message that was lost is put right by ending the way, for which there
-    // is always room.
-    if (LeavesSomethingBehind(piece)) {
-        EndWay(source, due);
-    }
-}
-
-std::uint64_t Engine::State::DueTime(const Writer& writer, std::uint64_t time, const MidiPiece& piece) const {
-    // A message is held back once, where it begins.
-    if (quantum != 0 && !writer.route.immediate && piece.first) {
-        time = (time + quantum - 1) / quantum * quantum;
-    }
-    return std::max(time, writer.lastDue);
 }
 
 Engine::Engine(std::size_t queueBytes) : state(std::make_unique<State>(queueBytes)) {}
 
 Engine::~Engine() = default;
 
-bool Engine::PostRoutes(std::unique_ptr<const RouteTable> table) {
-    Collect();
-    if (state->tablesOut == kTables) {
-        return false;
-    }
-    Command command;
-    command.kind = Command::Kind::Routes;
-    command.table = std::move(table);
-    if (!state->Post(std::move(command))) {
-        return false;
-    }
-    ++state->tablesOut;
-    return true;
+void Engine::SetRemoteSink(EngineSink* sink) {
+    state->remoteSink = sink != nullptr ? sink : &state->silence;
 }
 
-bool Engine::PostTestRoute(int port, const Route& route) {
+bool Engine::PostWays(const WayTable& outputs) {
     Command command;
-    command.kind = Command::Kind::TestRoute;
-    command.port = port;
-    command.route = route;
+    command.kind = Command::Kind::Ways;
+    command.ways = outputs;
+    return state->Post(std::move(command));
+}
+
+bool Engine::PostWay(int source, const Way& way) {
+    Command command;
+    command.kind = Command::Kind::Way;
+    command.source = source;
+    command.way = way;
     return state->Post(std::move(command));
 }
 
@@ -230,7 +139,7 @@ bool Engine::PostTestBytes(int port, std::span<const std::uint8_t> bytes) {
     }
     Command command;
     command.kind = Command::Kind::TestBytes;
-    command.port = port;
+    command.source = kTestSourceBase + port;
     command.length = bytes.size();
     std::copy(bytes.begin(), bytes.end(), command.bytes.begin());
     return state->Post(std::move(command));
@@ -246,7 +155,7 @@ bool Engine::PostQuantization(std::uint32_t sendGranularity) {
 bool Engine::PostWriterGone(int port) {
     Command command;
     command.kind = Command::Kind::WriterGone;
-    command.port = port;
+    command.source = port;
     return state->Post(std::move(command));
 }
 
@@ -256,16 +165,25 @@ bool Engine::PostReleaseAll() {
     return state->Post(std::move(command));
 }
 
-void Engine::SetWaker(EngineWaker* waker) {
-    state->waker = waker;
+std::optional<int> Engine::TakeSource(const Way& way) {
+    state->CollectSources();
+    if (state->freeSources.empty() || !PostWay(state->freeSources.back(), way)) {
+        return std::nullopt;
+    }
+    const int source = state->freeSources.back();
+    state->freeSources.pop_back();
+    return source;
 }
 
-void Engine::Collect() {
-    while (std::unique_ptr<const RouteTable>* table = state->usedTables.Front()) {
-        table->reset();
-        state->usedTables.Pop();
-        --state->tablesOut;
-    }
+bool Engine::GiveBackSource(int source) {
+    Command command;
+    command.kind = Command::Kind::GiveBack;
+    command.source = source;
+    return state->Post(std::move(command));
+}
+
+void Engine::SetWaker(EngineWaker* waker) {
+    state->waker = waker;
 }
 
 std::uint64_t Engine::Posted() const {
@@ -277,54 +195,62 @@ std::uint64_t Engine::Done() const {
 }
 
 SourceCounters Engine::CountersOfSource(int source) const {
-    const Writer& writer = state->WriterOf(source);
-    return {writer.messages.Read(), writer.bytes.Read(), writer.filtered.Read(), writer.dropped.Read()};
+    return state->sources.CountersOf(source);
 }
 
 InputCounters Engine::CountersOfInput(int port) const {
-    return state->merger.CountersOf(port);
+    return state->sources.CountersOfInput(port);
 }
 
 void Engine::TakeCommands(std::uint64_t now) {
-    while (Command* command = state->commands.Front()) {
+    while (const Command* command = state->commands.Front()) {
         state->CarryOut(*command, now);
         state->commands.Pop();
         ++state->taken;
     }
-    state->ReportDone();
+    state->EndTurn();
 }
 
-void Engine::Write(int port, std::uint64_t time, std::span<const std::uint8_t> bytes) {
-    state->TakeBytes(port, time, bytes);
+void Engine::Write(int source, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    state->sources.Write(source, time, bytes);
 }
 
-void Engine::WriterGone(int port, std::uint64_t time) {
-    state->EndWriters(port, time);
+void Engine::WriteMessage(int source, std::uint64_t time, std::span<const std::uint8_t> message) {
+    state->sources.WriteMessage(source, time, message);
+}
+
+void Engine::WriteExclusive(int source, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    state->sources.WriteExclusive(source, time, bytes);
+}
+
+void Engine::WriterGone(int source, std::uint64_t time) {
+    state->sources.EndStream(source, time);
+}
+
+std::optional<int> Engine::TakeWriter(int port) {
+    return state->sources.TakeWriter(port);
+}
+
+void Engine::GiveBackWriter(int source, std::uint64_t time) {
+    state->sources.GiveBack(source, time);
 }
 
 void Engine::Run(std::uint64_t end, EngineSink& sink) {
-    state->merger.Run(end, sink);
-    for (SourceSet cut = state->merger.TakeCut(); !cut.IsEmpty();) {
-        Writer& writer = state->WriterOf(cut.TakeFirst());
-        writer.parser.SkipSystemExclusive();
-        writer.dropped.Add(1);
-    }
-    state->ReportDone();
+    state->sources.Run(end, sink, *state->remoteSink);
+    state->EndTurn();
+}
+
+void Engine::ForgetTimes() {
+    state->sources.ForgetTimes();
 }
 
 std::optional<std::uint64_t> Engine::NextDue() const {
-    return state->merger.NextDue();
+    return state->sources.NextDue();
 }
 
 void Engine::Forget() {
-    for (int source = 0; source < kSourceCount; ++source) {
-        Writer& writer = state->WriterOf(source);
-        writer.parser.Reset();
-        writer.lastDue = 0;
-        writer.dropped.Add(state->merger.Forget(source));
-    }
-    state->merger.ForgetTimes();
-    state->ReportDone();
+    state->sources.Forget();
+    state->EndTurn();
 }
 
 }  // namespace vexil

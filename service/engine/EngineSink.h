@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 
 #include "service/routes/Destination.h"
@@ -19,6 +20,13 @@ class EngineSink {
     // another source between them; a realtime message may stand between two pieces). Never more than Room.
     // Times of one destination never go back.
     virtual void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) = 0;
+};
+
+// Where nobody listens: takes everything.
+class SilentSink : public EngineSink {
+  public:
+    std::size_t Room(const Destination&) const override { return std::numeric_limits<std::size_t>::max(); }
+    void Deliver(const Destination&, std::uint64_t, std::span<const std::uint8_t>) override {}
 };
 
 }  // namespace vexil

@@ -45,19 +45,14 @@ std::optional<MidiPiece> MidiParser::Next(std::span<const std::uint8_t>& bytes) 
         const std::uint8_t byte = bytes.front();
         if (byte >= kFirstRealtime) {
             bytes = bytes.subspan(1);
-            if (!IsUndefinedRealtime(byte)) {
-                realtime = byte;
-                return MidiPiece{{&realtime, 1}};
+            if (const std::optional<MidiPiece> piece = TakeRealtime(byte)) {
+                return piece;
             }
             continue;
         }
         if (exclusive == Exclusive::Passing) {
-            if (!IsStatus(byte) || byte == kEndOfExclusive) {
-                return TakeExclusive(bytes, false);
-            }
-            // The status byte stays for the next call.
-            exclusive = Exclusive::None;
-            return MidiPiece{kEndBytes, true, false, true};
+            // Another status byte stays for the next call.
+            return !IsStatus(byte) || byte == kEndOfExclusive ? TakeExclusive(bytes, false) : EndExclusive();
         }
         if (byte == kStartOfExclusive) {
             Reset();
@@ -72,6 +67,44 @@ std::optional<MidiPiece> MidiParser::Next(std::span<const std::uint8_t>& bytes) 
         }
     }
     return std::nullopt;
+}
+
+std::optional<MidiPiece> MidiParser::NextOfExclusive(std::span<const std::uint8_t>& bytes) {
+    while (!bytes.empty()) {
+        const std::uint8_t byte = bytes.front();
+        if (exclusive == Exclusive::Passing && byte < kFirstRealtime) {
+            return !IsStatus(byte) || byte == kEndOfExclusive ? TakeExclusive(bytes, false) : EndExclusive();
+        }
+        if (byte == kStartOfExclusive) {
+            Reset();
+            return TakeExclusive(bytes, true);
+        }
+        bytes = bytes.subspan(1);
+        if (byte >= kFirstRealtime) {
+            if (exclusive == Exclusive::Passing) {
+                if (const std::optional<MidiPiece> piece = TakeRealtime(byte)) {
+                    return piece;
+                }
+            }
+        } else if (IsStatus(byte)) {
+            exclusive = Exclusive::None;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<MidiPiece> MidiParser::EndExclusive() {
+    const bool isUnderWay = exclusive == Exclusive::Passing;
+    exclusive = Exclusive::None;
+    return isUnderWay ? std::optional<MidiPiece>(MidiPiece{kEndBytes, true, false, true}) : std::nullopt;
+}
+
+std::optional<MidiPiece> MidiParser::TakeRealtime(std::uint8_t byte) {
+    if (IsUndefinedRealtime(byte)) {
+        return std::nullopt;
+    }
+    realtime = byte;
+    return MidiPiece{{&realtime, 1}};
 }
 
 // Takes what stands in front of the next status byte, an F7 included; `first`: the F0 in front as well.

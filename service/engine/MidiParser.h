@@ -34,6 +34,11 @@ class MidiParser {
     // Takes bytes from the front of `bytes` until a piece is complete; none when all are taken and none is.
     // The piece's bytes last until the next call and as long as what `bytes` pointed to.
     std::optional<MidiPiece> Next(std::span<const std::uint8_t>& bytes);
+    // The same for bytes of system exclusive: whatever else stands there is left out.
+    std::optional<MidiPiece> NextOfExclusive(std::span<const std::uint8_t>& bytes);
+    // In front of a whole message that does not come through the stream: the end of a system exclusive that
+    // is under way, if any.
+    std::optional<MidiPiece> EndExclusive();
 
     // Begins a new stream. A system exclusive that is under way gets no end.
     void Reset();
@@ -45,6 +50,7 @@ class MidiParser {
   private:
     enum class Exclusive : std::uint8_t { None, Passing, Skipping };
 
+    std::optional<MidiPiece> TakeRealtime(std::uint8_t byte);
     MidiPiece TakeExclusive(std::span<const std::uint8_t>& bytes, bool first);
     std::optional<MidiPiece> TakeStatus(std::uint8_t status);
     std::optional<MidiPiece> TakeData(std::uint8_t data);

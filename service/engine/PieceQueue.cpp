@@ -7,6 +7,8 @@ namespace vexil {
 
 namespace {
 
+constexpr std::uint8_t kNowhere = 0xFF;  // in the place of a port
+
 // Bytes that a record takes up with those behind it.
 std::uint32_t SizeOf(const Record& record) {
     const std::size_t behind = record.length <= record.bytes.size() ? 0 : record.length;
@@ -14,13 +16,30 @@ std::uint32_t SizeOf(const Record& record) {
     return static_cast<std::uint32_t>((size + alignof(Record) - 1) / alignof(Record) * alignof(Record));
 }
 
+// A destination in the bytes of a record, as NextDestination reads it.
+void PutDestination(const Destination& to, Record& record) {
+    record.last = to.kind == Destination::Kind::Remote;
+    record.bytes = {static_cast<std::uint8_t>(to.kind == Destination::Kind::Nowhere ? kNowhere : to.port),
+                    to.from, static_cast<std::uint8_t>(to.computer & 0xFF),
+                    static_cast<std::uint8_t>(to.computer >> 8)};
+}
+
 }  // namespace
+
+Destination NextDestination(const Record& endOfWay) {
+    const auto& [port, from, low, high] = endOfWay.bytes;
+    if (port == kNowhere) {
+        return {};
+    }
+    return endOfWay.last ? Destination::Remote(high << 8 | low, port, from) : Destination::Input(port);
+}
 
 PieceQueues::PieceQueues(std::size_t bytes)
     : chunks(std::clamp<std::size_t>(bytes / kChunkSize, kOwnChunks * kSourceCount, kNone)),
       next(chunks.size()),
       usedSize(chunks.size()),
-      sharedFree(chunks.size() - kOwnChunks * kSourceCount) {
+      sharedFree(chunks.size() - kOwnChunks * kSourceCount),
+      queues(kSourceCount) {
     for (std::size_t chunk = 0; chunk < chunks.size(); ++chunk) {
         next[chunk] = static_cast<std::uint16_t>(chunk + 1);
     }
@@ -104,16 +123,16 @@ bool PieceQueues::PushPiece(int source, std::uint64_t due, const MidiPiece& piec
     return true;
 }
 
-bool PieceQueues::PushEndOfWay(int source, std::uint64_t due, std::uint8_t nextInput) {
+bool PieceQueues::PushEndOfWay(int source, std::uint64_t due, const Destination& following) {
     Queue& queue = Of(source);
     if (queue.lastEnd != kChunkSize) {
-        At(queue.tail, queue.lastEnd).nextInput = nextInput;
+        PutDestination(following, At(queue.tail, queue.lastEnd));
         return false;
     }
     Record record;
     record.due = due;
     record.kind = RecordKind::EndOfWay;
-    record.nextInput = nextInput;
+    PutDestination(following, record);
     Append(queue, record, {});
     return true;
 }

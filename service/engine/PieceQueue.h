@@ -1,6 +1,6 @@
 // The queues of what sources have still to deliver, in one store of chunks that is made once and never grows.
 // Each queue can always hold a little; beyond that they share, so that one long message may fill megabytes
-// while the other 127 sources are quiet. One thread at a time.
+// while the other sources are quiet. One thread at a time.
 #pragma once
 
 #include <array>
@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "service/engine/MidiParser.h"
-#include "service/routes/RouteTable.h"
+#include "service/engine/SourceNumbers.h"
+#include "service/routes/Destination.h"
 
 namespace vexil {
 
@@ -21,19 +22,18 @@ enum class RecordKind : std::uint8_t {
     EndOfWay,   // the way ends; another begins
 };
 
-// In the place of an input: nobody hears it.
-inline constexpr std::uint8_t kNoInput = 0xFF;
-
 struct Record {
     std::uint64_t due = 0;  // when it leaves, in nanoseconds
-    std::uint16_t length =
-        0;  // bytes of a message or piece; beyond kInlineBytes they stand behind the record
+    // Bytes of a message or piece; those of a piece that does not fit here stand behind the record.
+    std::uint16_t length = 0;
     RecordKind kind = RecordKind::Message;
     bool last = true;                     // a piece that ends its message
-    std::array<std::uint8_t, 3> bytes{};  // of a short message
-    std::uint8_t nextInput = kNoInput;    // EndOfWay: the input that hears what follows
+    std::array<std::uint8_t, 4> bytes{};  // of a short message; EndOfWay: see NextDestination
 };
 static_assert(sizeof(Record) == 16);
+
+// EndOfWay: where what follows is heard.
+Destination NextDestination(const Record& endOfWay);
 
 class PieceQueues {
   public:
@@ -42,8 +42,9 @@ class PieceQueues {
 
     // False, with nothing queued, when there is no room.
     bool PushPiece(int source, std::uint64_t due, const MidiPiece& piece);
-    // Always succeeds: room for it is kept. Two ends with nothing between them become one; false then.
-    bool PushEndOfWay(int source, std::uint64_t due, std::uint8_t nextInput);
+    // Always succeeds: room for it is kept. Two ends with nothing between them become one, which leads to
+    // the later destination; false then.
+    bool PushEndOfWay(int source, std::uint64_t due, const Destination& following);
 
     bool IsEmpty(int source) const;
     // The oldest record and its bytes, as far as Take has not taken them. Not of an empty queue.
@@ -85,7 +86,7 @@ class PieceQueues {
     std::vector<std::uint32_t> usedSize;  // of a chunk that is no longer written
     std::uint16_t firstFree = 0;
     std::size_t sharedFree = 0;  // chunks that queues may have beyond their own
-    std::array<Queue, kSourceCount> queues;
+    std::vector<Queue> queues;   // by source
 };
 
 }  // namespace vexil

@@ -72,12 +72,11 @@ class BackendFixture : public ::testing::Test {
     }
     // Output `from` is heard at input `to`, for each pair.
     bool PostWays(const std::vector<std::pair<int, int>>& ways) {
-        auto table = std::make_unique<RouteTable>();
+        WayTable table;
         for (const auto& [from, to] : ways) {
-            table->routes[static_cast<std::size_t>(from)] = {RouteKind::LocalInput, RouteProblem::None,
-                                                             static_cast<std::uint8_t>(to), false};
+            table[static_cast<std::size_t>(from)].to = Destination::Input(to);
         }
-        return engine->PostRoutes(std::move(table)) && CarriedOut();
+        return engine->PostWays(table) && CarriedOut();
     }
     bool CarriedOut() {
         return Eventually([&] { return engine->Done() == engine->Posted(); });

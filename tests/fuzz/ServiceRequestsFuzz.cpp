@@ -14,9 +14,11 @@
 #include "driver/DriverOptions.h"
 #include "driver/LittleEndian.h"
 #include "driver/MidiPacketList.h"
+#include "service/SteadyEngineClock.h"
 #include "service/backends/none/NoneBackend.h"
 #include "service/control/DriverService.h"
 #include "service/control/OptionPayloads.h"
+#include "service/engine/TimedDriver.h"
 #include "tests/fuzz/FuzzCheck.h"
 
 namespace {
@@ -52,12 +54,14 @@ class Driver {
 
     Stored preferences;
     Engine engine{std::size_t{1} << 20};
+    const SteadyEngineClock clock;
+    TimedDriver driver{engine, clock};
     NoneBackend backend;
-    DriverService service{{preferences, engine, backend,
+    DriverService service{{preferences, engine, backend, driver,
                            [] {
                                HostRecord computer;
                                computer.name = "studio";
-                               return computer;
+                               return std::vector{computer};
                            },
                            DriverService::Clock::now}};
 };
@@ -175,7 +179,7 @@ void CarryOut(Driver& driver, Model& model, Done& done, const ControlRequest& re
             break;
         }
         case kControlStatus: {
-            const std::string status = driver.service.Status();
+            const std::string status = driver.service.Status(0);
             Check(status.size() <= kMaxControlData, "the status is within its limit");
             Check(nlohmann::json::accept(status), "the status is JSON");
             break;

@@ -9,7 +9,9 @@
 #include <csignal>
 #include <thread>
 
+#include "service/SteadyEngineClock.h"
 #include "service/backends/none/NoneBackend.h"
+#include "service/engine/TimedDriver.h"
 #include "tests/config/TemporaryFolder.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
 #include "tests/doubles/MemoryPreferenceWatch.h"
@@ -45,9 +47,11 @@ TEST(ServiceRun, AnswersWhoHasConnectedBeforeItStartsTheMidiSystem) {
 
     MemoryPreferenceDomains preferences;
     Engine engine(std::size_t{1} << 20);
+    const SteadyEngineClock clock;
+    TimedDriver driver(engine, clock);
     SlowBackend backend;
-    DriverService service(
-        {preferences, engine, backend, [] { return HostRecord{}; }, DriverService::Clock::now});
+    DriverService service({preferences, engine, backend, driver, [] { return std::vector(1, HostRecord{}); },
+                           DriverService::Clock::now});
     MemoryPreferenceWatch watch;
     StoreWatch storeWatch(
         {watch, [] { return std::nullopt; }, [&] { service.StoreChanged(); }, StoreWatch::Clock::now});

@@ -128,22 +128,24 @@ void AlsaThread::Cycle() {
     cycles.fetch_add(1, std::memory_order_acq_rel);
     cycleTime = Now();
     delivered = false;
-    TakeEvents(cycleTime);
-    writers.Run(cycleTime);
+    takenUntil = cycleTime;
+    TakeEvents();
     engine.TakeCommands(cycleTime);
     readers.BeginCycle(cycleTime);
     // What is due at this very moment as well.
-    engine.Run(cycleTime + 1, *this);
+    engine.Run(takenUntil + 1, *this);
     client.Flush();
     cycles.fetch_add(1, std::memory_order_acq_rel);
 }
 
-void AlsaThread::TakeEvents(std::uint64_t now) {
+// Each event a nanosecond later than the one before: what several programs write is heard in the order in
+// which it was written.
+void AlsaThread::TakeEvents() {
     mayHaveMore = false;
     for (int room = kEventsOfCycle;;) {
         int error = 0;
         while (const snd_seq_event_t* event = client.NextEvent(error)) {
-            TakeEvent(*event, now);
+            TakeEvent(*event, takenUntil++);
             if (--room == 0) {
                 mayHaveMore = true;
                 return;
@@ -157,7 +159,7 @@ void AlsaThread::TakeEvents(std::uint64_t now) {
             return;
         }
         // Events were lost, note-offs and notices perhaps among them.
-        writers.AllGone(now);
+        writers.AllGone(takenUntil);
         for (int port = 0; port < kMaxPorts; ++port) {
             AskForReaders(port);
         }
@@ -241,21 +243,17 @@ std::int64_t AlsaThread::NextTimeout() {
     if (mayHaveMore) {
         return 0;  // the library holds some that the descriptor does not tell of
     }
-    std::optional<std::uint64_t> next = writers.NextDue();
     std::optional<std::uint64_t> due = engine.NextDue();
     const std::uint64_t now = Now();
-    if (due && *due <= cycleTime) {
+    if (due && *due <= takenUntil) {
         // A reader has no room; it does not say when it has.
         waitForRoom = delivered ? kFirstRetry : std::clamp(waitForRoom * 2, kFirstRetry, kLastRetry);
         due = now + waitForRoom;
     }
-    if (due) {
-        next = next ? std::min(*due, *next) : due;
-    }
-    if (!next) {
+    if (!due) {
         return kNoTimeout;
     }
-    return *next > now ? static_cast<std::int64_t>(*next - now) : 0;
+    return *due > now ? static_cast<std::int64_t>(*due - now) : 0;
 }
 
 // False when the sequencer has failed.

@@ -43,7 +43,7 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
 
     void Main();
     void Cycle();
-    void TakeEvents(std::uint64_t now);
+    void TakeEvents();
     void TakeEvent(const snd_seq_event_t& event, std::uint64_t now);
     void TakeNotice(const snd_seq_event_t& event, std::uint64_t now);
     void PortGone(int number, std::uint64_t now);
@@ -62,6 +62,7 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     bool delivered = false;         // in this cycle
     bool mayHaveMore = false;       // the last cycle did not take all events
     std::uint64_t cycleTime = 0;    // of this cycle
+    std::uint64_t takenUntil = 0;   // time of the last event that this cycle took, or cycleTime
     std::uint64_t waitForRoom = 0;  // nanoseconds of the last such wait
     std::atomic<bool> ending{false};
     std::atomic<int> failure{0};

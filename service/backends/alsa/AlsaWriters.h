@@ -1,6 +1,6 @@
-// The programs that write to outputs, told apart by their addresses: brings their messages to the engine one
-// after the other. While one program's system exclusive is under way on an output, what others write there
-// waits; and what a program holds down is released when it goes, while others play on.
+// The programs that write to outputs, told apart by their addresses: each is a source of the engine of its
+// own. So a program's system exclusive is not cut by what others write to the same output, and what it holds
+// down is released when it goes while others play on.
 //
 // The engine thread's; nothing is allocated once it is made.
 #pragma once
@@ -8,26 +8,27 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <optional>
 #include <span>
 #include <vector>
 
 #include "config/DriverConfiguration.h"
-#include "service/backends/alsa/AlsaHeldMessages.h"
 #include "service/engine/Engine.h"
-#include "service/engine/NoteTracker.h"
 
 namespace vexil {
 
+// The address of a port of another client.
+struct WriterAddress {
+    std::uint8_t client = 0;
+    std::uint8_t port = 0;
+
+    bool operator==(const WriterAddress&) const = default;
+};
+
 class AlsaWriters {
   public:
-    // Longest silence inside a system exclusive for which others wait.
-    static constexpr std::uint64_t kLongestSilence = 1'000'000'000;  // nanoseconds
+    explicit AlsaWriters(Engine& served);
 
-    explicit AlsaWriters(Engine& engine, std::size_t heldBytes = std::size_t{4} << 20);
-
-    // Whole messages that a program wrote to an output.
+    // Whole messages with their status bytes that a program wrote to an output.
     void Hear(int port, WriterAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
     // Bytes of system exclusive, whatever the program has put there: what does not belong there is left out.
     void HearExclusive(int port, WriterAddress writer, std::uint64_t now,
@@ -37,54 +38,31 @@ class AlsaWriters {
     void ClientGone(std::uint8_t client, std::uint64_t now);
     // An output has been withdrawn, with its connections.
     void OutputGone(int port, std::uint64_t now);
-    // What was written is not known any more: everything is released.
+    // Events were lost: everything is released.
     void AllGone(std::uint64_t now);
 
-    // Ends the waiting for programs that have fallen silent inside a system exclusive.
-    void Run(std::uint64_t now);
-    // When Run is to be called at the latest.
-    std::optional<std::uint64_t> NextDue() const;
-
   private:
-    static constexpr std::size_t kWriters =
-        512;  // that are told apart; what others hold goes with any writer
-    static constexpr std::uint32_t kNobody = 0xFFFFFFFF;
+    static constexpr int kNone = -1;
 
-    struct Output {
-        std::optional<WriterAddress> exclusive;  // the writer whose system exclusive is under way
-        std::uint64_t lastHeard = 0;             // of it
-        std::size_t last = 0;                    // place of the writer that wrote last
-        int writers = 0;
-        bool untracked = false;  // a writer found no place among the writers
+    struct Writer {
+        WriterAddress address;
+        int next = kNone;  // place of the next writer of the same output
     };
-    static std::uint32_t KeyOf(int port, WriterAddress address) {
-        return static_cast<std::uint32_t>(port) << 16 | static_cast<std::uint32_t>(address.client) << 8 |
-               address.port;
-    }
-    static int PortOf(std::uint32_t key) { return static_cast<int>(key >> 16); }
+    struct Output {
+        int first = kNone;     // place of the writer that wrote last, and then the others
+        bool isMixed = false;  // a writer found no source: what it holds goes with any writer
+    };
+
     Output& Of(int port) { return outputs[static_cast<std::size_t>(port)]; }
-    const Output& Of(int port) const { return outputs[static_cast<std::size_t>(port)]; }
-    NoteTracker* TrackerOf(int port, WriterAddress writer);
-    std::size_t Find(std::uint32_t key) const;
-    void Remove(std::size_t place, std::uint64_t now);
-    void Release(int port, const NoteTracker& gone, std::uint64_t now);
-    bool IsHeldByAnother(int port, const std::array<std::uint8_t, 3>& release) const;
-
-    bool MustWait(int port, WriterAddress writer) const;
-    bool HoldOrEnd(int port, const HeldMessage& message, std::uint64_t now);
-    void TakeHeld(int port, std::uint64_t now);
-    bool TakeHeldOnce(int port, std::uint64_t now);
-    void EndExclusive(int port, std::uint64_t now);
-
-    void Pass(int port, WriterAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
-    void PassExclusive(int port, WriterAddress writer, std::uint64_t now,
-                       std::span<const std::uint8_t> bytes);
+    Writer& At(int place) { return writers[static_cast<std::size_t>(place)]; }
+    int SourceOf(int port, WriterAddress address);
+    int Add(int port, WriterAddress address);
+    template <class Which>
+    void Remove(int port, std::uint64_t now, Which which);
 
     Engine& engine;
     std::array<Output, kMaxPorts> outputs;
-    std::array<std::uint32_t, kWriters> keys{};  // who a tracker belongs to; kNobody: nobody
-    std::vector<NoteTracker> sounding;           // what each of them holds
-    AlsaHeldMessages held;
+    std::vector<Writer> writers;  // by number of its source, from kWriterSourceBase on
 };
 
 }  // namespace vexil

@@ -80,6 +80,12 @@ TEST_F(ControlServerTest, StatusThatTheAskerCannotTakeFails) {
     EXPECT_EQ(5U, Ask(*client, kControlStatus, 0, 5).data.size());
 }
 
+TEST_F(ControlServerTest, StatusIsToldFromTheEntryThatIsAskedFor) {
+    const auto client = Connect();
+    Ask(*client, kControlStatus, 70000, 65536);
+    EXPECT_THAT(driver.asked, ElementsAre("status from 70000"));
+}
+
 TEST_F(ControlServerTest, LongestStatusArrivesWhole) {
     const auto client = Connect();
     driver.status = std::string(kMaxControlData, 'x');
@@ -123,9 +129,9 @@ TEST_F(ControlServerTest, PanelThatAttachesRightAfterAnotherHasGoneFindsTheUnitF
 TEST_F(ControlServerTest, PanelThatAttachesInTheRoundInWhichAnotherGoesFindsTheUnitFree) {
     class Watching : public RecordingMediator {
       public:
-        std::string Status() override {
+        std::string Status(std::size_t first) override {
             panel->Close();
-            return RecordingMediator::Status();
+            return RecordingMediator::Status(first);
         }
         RawClient* panel = nullptr;
     } watching;

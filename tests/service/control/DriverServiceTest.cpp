@@ -23,7 +23,7 @@ const Bytes kNoteOff = {0x80, 60, 64};
 
 class DriverServiceTest : public ServiceFixture {
   protected:
-    int Granularity() { return nlohmann::json::parse(service.Status())["options"]["sendGranularity"]; }
+    int Granularity() { return nlohmann::json::parse(service.Status(0))["options"]["sendGranularity"]; }
 };
 
 TEST_F(DriverServiceTest, PublishesWhatIsEnabledUnderItsNames) {
@@ -118,7 +118,7 @@ TEST_F(DriverServiceTest, TheHostListAndUseWirelessAreNoChangeOfTheStore) {
     DriverPreferences(preferences).SetWirelessOption(false);
     service.StoreChanged();
     EXPECT_EQ(log.Text(), "");
-    EXPECT_EQ(nlohmann::json::parse(service.Status())["options"]["wireless"], true);
+    EXPECT_EQ(nlohmann::json::parse(service.Status(0))["options"]["wireless"], true);
 }
 
 TEST_F(DriverServiceTest, AServiceThatEndsTakesNothingUpAnyMore) {
@@ -141,7 +141,7 @@ TEST_F(DriverServiceTest, NeverWritesTheConfiguration) {
     OpenTest(0, "studio", 1);
     Apply();
     service.PanelDetached();
-    service.Status();
+    service.Status(0);
     EXPECT_THAT(servicePreferences.Changes(), IsEmpty());
 }
 
@@ -519,6 +519,31 @@ TEST_F(DriverServiceTest, OptionsOfTheWrongLengthAreRefused) {
     EXPECT_EQ(EINVAL, Set(192, {0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(EINVAL, Set(0));
     EXPECT_EQ(EINVAL, Set(63, {0, 0, 0}));
+}
+
+TEST_F(DriverServiceTest, WithoutAMidiSystemAMessageThatIsHeldBackGoesItsWayInTime) {
+    stored.SendGranularity = 100;
+    Patch(0, 1);
+    backend.LoseSystem();
+    Start();
+    backend.now += 3'000'000;
+    OpenTest(0, "studio", 1);
+    ASSERT_EQ(0, Set(0, PacketList(kNoteOn)));
+    EXPECT_EQ(0U, engine.CountersOfInput(1).messages);
+    EXPECT_EQ(7, service.Timeout());
+    backend.now += 7'000'000;
+    service.Settle();
+    EXPECT_EQ(1U, engine.CountersOfInput(1).messages);
+    EXPECT_EQ(-1, service.Timeout());
+}
+
+TEST_F(DriverServiceTest, EveryComputerThatCanBeSeenIsListed) {
+    Start();
+    others.push_back({.name = "stage"});
+    Bytes list;
+    ASSERT_EQ(0, service.GetOption(kOptionReadHostInfos, list));
+    EXPECT_EQ(MakeHostRecords({computer, others[0]}), list);
+    EXPECT_NE(std::string::npos, service.Status(0).find("\"name\":\"stage\""));
 }
 
 TEST_F(DriverServiceTest, EndsWhenWhatSoundsIsReleased) {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "service/engine/TimedDriver.h"
+#include "tests/doubles/ManualEngineClock.h"
 #include "tests/doubles/MemoryMidiBackend.h"
 
 namespace vexil {
@@ -22,7 +24,9 @@ class EngineControlTest : public ::testing::Test {
 
     Engine engine{std::size_t{1} << 20};
     MemoryMidiBackend backend;
-    EngineControl control{engine, backend};
+    ManualEngineClock clock{backend.now};
+    TimedDriver driver{engine, clock};
+    EngineControl control{engine, backend, driver};
 };
 
 TEST_F(EngineControlTest, WithoutAMidiSystemEverythingIsCarriedOutAtOnce) {

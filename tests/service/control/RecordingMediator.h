@@ -36,8 +36,8 @@ class RecordingMediator : public ControlServer::Mediator {
         found = data;
         return errors[option];
     }
-    std::string Status() override {
-        asked.push_back("status");
+    std::string Status(std::size_t first) override {
+        asked.push_back(first == 0 ? "status" : "status from " + std::to_string(first));
         return status;
     }
     int Reload() override {

@@ -16,8 +16,7 @@ class RouteTextTest : public ::testing::Test {
 
     std::string Problem() const {
         const RouteTable table = MakeRouteTable(configuration, LocalNames({"studio"}));
-        return RouteProblemText(table.routes[0], configuration.Hosts[0].DstHost.c_str(),
-                                configuration.PortFlags[0].targetPort, configuration);
+        return RouteProblemText(table.routes[0], configuration);
     }
 
     DriverConfiguration configuration;

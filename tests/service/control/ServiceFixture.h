@@ -13,7 +13,9 @@
 #include "driver/DriverOptions.h"
 #include "driver/MidiPacketList.h"
 #include "service/control/DriverService.h"
+#include "service/engine/TimedDriver.h"
 #include "tests/doubles/LogCapture.h"
+#include "tests/doubles/ManualEngineClock.h"
 #include "tests/doubles/MemoryMidiBackend.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
 
@@ -50,6 +52,11 @@ class ServiceFixture : public ::testing::Test {
         computer.name = "studio";
     }
 
+    std::vector<HostRecord> Computers() const {
+        std::vector<HostRecord> all = {computer};
+        all.insert(all.end(), others.begin(), others.end());
+        return all;
+    }
     // Stores `stored` as a panel does.
     void Store() { DriverPreferences(preferences).SaveConfiguration(kPortCount, stored); }
     void Start() {
@@ -99,12 +106,16 @@ class ServiceFixture : public ::testing::Test {
     MemoryPreferenceDomains servicePreferences{storage};  // the service's
     DriverConfiguration stored;
     HostRecord computer;
+    std::vector<HostRecord> others;  // computers that can be seen
+    std::vector<RemoteSession> sessions;
     DriverService::Clock::time_point now{std::chrono::hours(1)};
     Engine engine{std::size_t{1} << 20};
     MemoryMidiBackend backend;
+    ManualEngineClock clock{backend.now};
+    TimedDriver driver{engine, clock};
     LogCapture log;
-    DriverService service{
-        {servicePreferences, engine, backend, [this] { return computer; }, [this] { return now; }}};
+    DriverService service{{servicePreferences, engine, backend, driver, [this] { return Computers(); },
+                           [this] { return now; }, [this] { return sessions; }}};
 };
 
 }  // namespace vexil

@@ -6,9 +6,11 @@
 #include <thread>
 
 #include "platform/linux/control/ControlSocket.h"
+#include "service/SteadyEngineClock.h"
 #include "service/backends/none/NoneBackend.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
+#include "service/engine/TimedDriver.h"
 #include "tests/config/TemporaryFolder.h"
 #include "tests/doubles/KernelControlContract.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
@@ -102,9 +104,11 @@ class ServiceSubject {
     Paths paths;
     MemoryPreferenceDomains preferences;
     Engine engine{std::size_t{1} << 20};
+    const SteadyEngineClock clock;
+    TimedDriver driver{engine, clock};
     NoneBackend backend;
-    WatchedService service{
-        {preferences, engine, backend, [] { return HostRecord{}; }, DriverService::Clock::now}};
+    WatchedService service{{preferences, engine, backend, driver, [] { return std::vector(1, HostRecord{}); },
+                            DriverService::Clock::now}};
     std::unique_ptr<ControlListener> listener;
     ControlSocket control{folder / "vexil3", false};
     const Descriptor stop{eventfd(0, EFD_CLOEXEC)};

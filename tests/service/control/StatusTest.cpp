@@ -16,7 +16,7 @@ using ::testing::HasSubstr;
 
 class StatusTest : public ServiceFixture {
   protected:
-    json Status() { return json::parse(service.Status()); }
+    json Status(std::size_t first = 0) { return json::parse(service.Status(first)); }
 };
 
 TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
@@ -34,7 +34,7 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
         "memory": "locked", "control": "/run/x",
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
-        "ports": []})"),
+        "sessions": [], "ports": []})"),
         Status());
 }
 
@@ -189,11 +189,65 @@ TEST_F(StatusTest, OfEndlessNamesLeavesPortsOutAndStillFits) {
         stored.CustomNames[port].Out_CustomName = svString('x', 4000);
     }
     Start();
-    const std::string text = service.Status();
+    const std::string text = service.Status(0);
     EXPECT_LE(text.size(), kMaxControlData);
     const json status = json::parse(text);
     EXPECT_LT(status["ports"].size(), 64U);
     EXPECT_EQ(64U, status["ports"].size() + status["portsLeftOut"].get<std::size_t>());
+}
+
+TEST_F(StatusTest, WhatOneAnswerHasNoRoomForComesWithTheNextOnes) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        Patch(port, port);
+        stored.CustomNames[port].Out_CustomName = svString('x', 4000);
+    }
+    others.assign(300, {.name = std::string(300, 'h')});
+    Start();
+    std::size_t hosts = 0;
+    std::vector<int> ports;
+    std::size_t first = 0;
+    int answers = 0;
+    for (bool isLeft = true; isLeft; ++answers) {
+        const std::string text = service.Status(first);
+        EXPECT_LE(text.size(), kMaxControlData);
+        const json status = json::parse(text);
+        hosts += status["hosts"].size();
+        for (const json& port : status["ports"]) {
+            ports.push_back(port["index"].get<int>());
+        }
+        isLeft = status.contains("next");
+        if (isLeft) {
+            ASSERT_GT(status["next"].get<std::size_t>(), first);
+            first = status["next"].get<std::size_t>();
+            EXPECT_EQ(64U, ports.size() + status["portsLeftOut"].get<std::size_t>());
+        }
+    }
+    EXPECT_EQ(301U, hosts);
+    EXPECT_EQ(64U, ports.size());
+    EXPECT_TRUE(std::is_sorted(ports.begin(), ports.end(), std::less_equal<>()));
+    EXPECT_GT(answers, 3);
+}
+
+TEST_F(StatusTest, APortThatNoAnswerCouldHoldIsPassedOver) {
+    stored.OutputPorts = 3;
+    stored.CustomNames[0].Out_CustomName = svString('x', 70000);
+    Start();
+    const json status = Status();
+    ASSERT_EQ(1U, status["ports"].size());
+    EXPECT_EQ(1, status["ports"][0]["index"]);
+    EXPECT_FALSE(status.contains("next"));
+}
+
+TEST_F(StatusTest, ASessionHasItsWaysAndTheirReasons) {
+    sessions = {{"stage", true, "", {{0, 8, false, true, "Port 21 is not enabled as MIDI IN."}}},
+                {"attic", false, "It does not answer.", {}}};
+    Start();
+    EXPECT_EQ(json::parse(R"([
+        {"computer": "stage", "up": true, "problem": "", "ways": [
+            {"from": 11, "to": 21, "incoming": false, "test": true,
+             "problem": "Port 21 is not enabled as MIDI IN."}]},
+        {"computer": "attic", "up": false, "problem": "It does not answer.", "ways": []}])"),
+              Status()["sessions"]);
 }
 
 TEST_F(StatusTest, SummaryIsOneSentence) {

@@ -117,12 +117,12 @@ TEST_F(TestOutputsTest, RouteFollowsTheRecordOnceActive) {
     configuration.InputPorts = std::uint64_t{1} << 17;
     const LocalNames names({"studio"});
     ASSERT_EQ(0, Open(Record(9, "studio", 17)));
-    EXPECT_EQ(RouteKind::Nowhere, tests.RouteOf(9, configuration, names).kind);
+    EXPECT_EQ(Destination::Kind::Nowhere, tests.RouteOf(9, configuration, names).destination.kind);
     ASSERT_EQ(0, Activate(9));
     EXPECT_TRUE(GetsThrough(tests.RouteOf(9, configuration, names)));
-    EXPECT_EQ(17, tests.RouteOf(9, configuration, names).inputPort);
+    EXPECT_EQ(17, tests.RouteOf(9, configuration, names).destination.port);
     ASSERT_EQ(0, Close(9));
-    EXPECT_EQ(RouteKind::Nowhere, tests.RouteOf(9, configuration, names).kind);
+    EXPECT_EQ(Destination::Kind::Nowhere, tests.RouteOf(9, configuration, names).destination.kind);
 }
 
 }  // namespace

@@ -64,8 +64,8 @@ class MemorySink : public EngineSink {
     std::array<std::uint64_t, kMaxPorts> lastTime{};
 };
 
-inline Route To(int inputPort, bool immediate = false) {
-    return {RouteKind::LocalInput, RouteProblem::None, static_cast<std::uint8_t>(inputPort), immediate};
+inline Way To(int inputPort, bool immediate = false) {
+    return {Destination::Input(inputPort), immediate};
 }
 
 inline constexpr std::uint64_t kForever = std::numeric_limits<std::uint64_t>::max() / 2;

@@ -75,7 +75,7 @@ class EngineWorld {
     }
     std::uint64_t Dropped() const {
         std::uint64_t dropped = 0;
-        for (int source = 0; source < kSourceCount; ++source) {
+        for (int source = 0; source < kTakenSourceBase; ++source) {
             dropped += engine.CountersOfSource(source).dropped;
         }
         return dropped;
@@ -85,15 +85,15 @@ class EngineWorld {
     std::uint32_t Draw(std::uint32_t below) { return static_cast<std::uint32_t>(random() % below); }
     std::uint8_t Byte(std::uint32_t below) { return static_cast<std::uint8_t>(Draw(below)); }
 
-    Route RandomRoute() {
+    Way RandomWay() {
         const std::uint32_t draw = Draw(10);
-        return draw < 2 ? Route{} : To(static_cast<int>(Draw(kInputs)), draw == 2);
+        return draw < 2 ? Way{} : To(static_cast<int>(Draw(kInputs)), draw == 2);
     }
     void Step() {
         const std::uint32_t draw = Draw(100);
         if (draw < 2) {
-            table.routes[Draw(kWriters)] = RandomRoute();
-            ASSERT_TRUE(engine.PostRoutes(std::make_unique<RouteTable>(table)));
+            ways[Draw(kWriters)] = RandomWay();
+            ASSERT_TRUE(engine.PostWays(ways));
             engine.TakeCommands(now);
         } else if (draw < 3) {
             const int writer = static_cast<int>(Draw(kWriters));
@@ -103,7 +103,7 @@ class EngineWorld {
             ASSERT_TRUE(engine.PostQuantization(Draw(3) * 10));
             engine.TakeCommands(now);
         } else if (draw < 6) {
-            ASSERT_TRUE(engine.PostTestRoute(static_cast<int>(Draw(2)), RandomRoute()));
+            ASSERT_TRUE(engine.PostWay(kTestSourceBase + static_cast<int>(Draw(2)), RandomWay()));
             engine.TakeCommands(now);
         } else if (draw < 10) {
             const auto status = static_cast<std::uint8_t>(0x90 | Draw(3));
@@ -157,15 +157,15 @@ class EngineWorld {
         engine.Write(static_cast<int>(writer), now, std::span(program.pending).first(count));
         program.pending.erase(program.pending.begin(),
                               program.pending.begin() + static_cast<std::ptrdiff_t>(count));
-        const Route& route = table.routes[writer];
-        if (program.pending.empty() && program.number >= 0 && GetsThrough(route)) {
-            written[route.inputPort][writer].push_back(program.number);
+        const Destination& to = ways[writer].to;
+        if (program.pending.empty() && program.number >= 0 && to.kind == Destination::Kind::Input) {
+            written[to.port][writer].push_back(program.number);
         }
     }
 
     Engine engine;
     MemorySink sink;
-    RouteTable table;
+    WayTable ways;
     std::mt19937 random;
     std::array<Program, kWriters> programs;
     std::array<std::array<std::vector<int>, kWriters>, kInputs> written;

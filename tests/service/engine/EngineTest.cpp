@@ -1,5 +1,5 @@
 #include "service/engine/Engine.h"
-
+#include "service/engine/Merger.h"
 #include "tests/service/engine/EngineFixture.h"
 
 namespace vexil {
@@ -12,12 +12,12 @@ constexpr std::uint64_t kMillisecond = 1'000'000;
 
 class EngineTest : public ::testing::Test {
   protected:
-    void SetRoute(int source, const Route& route) {
-        table.routes[static_cast<std::size_t>(source)] = route;
-        PostTable();
+    void SetWay(int port, const Way& way) {
+        ways[static_cast<std::size_t>(port)] = way;
+        PostWays();
     }
-    void PostTable() {
-        ASSERT_TRUE(engine.PostRoutes(std::make_unique<RouteTable>(table)));
+    void PostWays() {
+        ASSERT_TRUE(engine.PostWays(ways));
         engine.TakeCommands(now);
     }
     void Write(int port, const Bytes& bytes) { engine.Write(port, now, bytes); }
@@ -29,11 +29,11 @@ class EngineTest : public ::testing::Test {
 
     Engine engine;
     MemorySink sink;
-    RouteTable table;
+    WayTable ways;
     std::uint64_t now = 1000 * kMillisecond;
 };
 
-TEST_F(EngineTest, WithoutARouteMessagesAreFilteredAndCounted) {
+TEST_F(EngineTest, WithoutAWayMessagesAreFilteredAndCounted) {
     Write(3, {0x90, 60, 100, 62, 100, 0xF0, 1, 0xF7});
     Run();
     EXPECT_EQ(engine.CountersOfSource(3).messages, 3U);
@@ -42,8 +42,8 @@ TEST_F(EngineTest, WithoutARouteMessagesAreFilteredAndCounted) {
     EXPECT_FALSE(engine.NextDue().has_value());
 }
 
-TEST_F(EngineTest, AMessageReachesTheInputOfItsRoute) {
-    SetRoute(3, To(7));
+TEST_F(EngineTest, AMessageReachesTheInputOfItsWay) {
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0x90, 60, 100}));
     EXPECT_EQ(sink.heard[7][0].time, now);
@@ -53,7 +53,7 @@ TEST_F(EngineTest, AMessageReachesTheInputOfItsRoute) {
 }
 
 TEST_F(EngineTest, NothingLeavesBeforeItIsDue) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     engine.Run(now, sink);
     EXPECT_THAT(sink.MessagesOf(7), IsEmpty());
@@ -62,7 +62,7 @@ TEST_F(EngineTest, NothingLeavesBeforeItIsDue) {
 
 TEST_F(EngineTest, MessagesLeaveTogetherAtTheNextMultiple) {
     engine.PostQuantization(20);
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     now += 1;
     Write(3, {0x90, 60, 100});
     now += kMillisecond;
@@ -77,14 +77,14 @@ TEST_F(EngineTest, MessagesLeaveTogetherAtTheNextMultiple) {
 
 TEST_F(EngineTest, AMessageExactlyOnAMultipleLeavesAtOnce) {
     engine.PostQuantization(20);
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     EXPECT_EQ(engine.NextDue(), now);
 }
 
-TEST_F(EngineTest, AnImmediateRouteIsNotHeldBack) {
+TEST_F(EngineTest, AnImmediateWayIsNotHeldBack) {
     engine.PostQuantization(20);
-    SetRoute(3, To(7, true));
+    SetWay(3, To(7, true));
     now += 1;
     Write(3, {0x90, 60, 100});
     EXPECT_EQ(engine.NextDue(), now);
@@ -92,7 +92,7 @@ TEST_F(EngineTest, AnImmediateRouteIsNotHeldBack) {
 
 TEST_F(EngineTest, AnOutlandishGranularityCountsAsTheLongest) {
     engine.PostQuantization(0xFFFFFFFF);
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     now += 1;
     Write(3, {0x90, 60, 100});
     EXPECT_EQ(engine.NextDue(), 1010 * kMillisecond);
@@ -100,7 +100,7 @@ TEST_F(EngineTest, AnOutlandishGranularityCountsAsTheLongest) {
 
 TEST_F(EngineTest, TheOrderWithinASourceOutlivesAShorterQuantization) {
     engine.PostQuantization(100);
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     now += 1;
     Write(3, {0x90, 60, 100});
     engine.PostQuantization(0);
@@ -111,8 +111,8 @@ TEST_F(EngineTest, TheOrderWithinASourceOutlivesAShorterQuantization) {
 }
 
 TEST_F(EngineTest, SourcesMergeInTheOrderOfTime) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     engine.Write(3, now + 2, Bytes{0x90, 1, 1});
     engine.Write(4, now + 1, Bytes{0x90, 2, 1});
     engine.Write(4, now + 3, Bytes{0x90, 3, 1});
@@ -121,8 +121,8 @@ TEST_F(EngineTest, SourcesMergeInTheOrderOfTime) {
 }
 
 TEST_F(EngineTest, OthersWaitWhileASystemExclusiveIsUnderWay) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(3, {0xF0, 1});
     Run();
     Write(4, {0x90, 60, 100, 0xF8});
@@ -135,8 +135,8 @@ TEST_F(EngineTest, OthersWaitWhileASystemExclusiveIsUnderWay) {
 }
 
 TEST_F(EngineTest, ASystemExclusiveThatHasFallenSilentIsEndedForThoseWhoWait) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(3, {0xF0, 1});
     Run();
     Write(4, {0x90, 60, 100});
@@ -147,8 +147,8 @@ TEST_F(EngineTest, ASystemExclusiveThatHasFallenSilentIsEndedForThoseWhoWait) {
 }
 
 TEST_F(EngineTest, WhatComesOfASystemExclusiveAfterItsEndIsLeftOut) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(3, {0xF0, 1});
     Run();
     Write(4, {0x90, 60, 100});
@@ -159,8 +159,8 @@ TEST_F(EngineTest, WhatComesOfASystemExclusiveAfterItsEndIsLeftOut) {
 }
 
 TEST_F(EngineTest, ASystemExclusiveThatKeepsNobodyWaitingMayBeSilent) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(3, {0xF0, 1});
     Run();
     now += 10 * kLongestSilence;
@@ -171,8 +171,8 @@ TEST_F(EngineTest, ASystemExclusiveThatKeepsNobodyWaitingMayBeSilent) {
 }
 
 TEST_F(EngineTest, NotesAreReleasedBehindASystemExclusiveThatHasFallenSilent) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(4, {0x90, 60, 100});
     Run();
     Write(3, {0xF0, 1});
@@ -185,7 +185,7 @@ TEST_F(EngineTest, NotesAreReleasedBehindASystemExclusiveThatHasFallenSilent) {
 }
 
 TEST_F(EngineTest, ASystemExclusiveThatIsWholeIsDeliveredWhole) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Bytes message(20000, 0x11);
     message.front() = 0xF0;
     message.back() = 0xF7;
@@ -195,7 +195,7 @@ TEST_F(EngineTest, ASystemExclusiveThatIsWholeIsDeliveredWhole) {
 }
 
 TEST_F(EngineTest, ASystemExclusiveIsSplitByTheRoomOfItsInput) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Bytes message(5000, 0x11);
     message.front() = 0xF0;
     message.back() = 0xF7;
@@ -208,8 +208,8 @@ TEST_F(EngineTest, ASystemExclusiveIsSplitByTheRoomOfItsInput) {
 }
 
 TEST_F(EngineTest, TwoSystemExclusivesOfOverOneMebibyteMergeWhole) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Bytes first(1536 * 1024, 0x11);
     first.front() = 0xF0;
     first.back() = 0xF7;
@@ -233,7 +233,7 @@ TEST_F(EngineTest, TwoSystemExclusivesOfOverOneMebibyteMergeWhole) {
 }
 
 TEST_F(EngineTest, AMessageWaitsForRoom) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     sink.Refill(2);
     EXPECT_THAT(Heard(7), IsEmpty());
@@ -242,7 +242,7 @@ TEST_F(EngineTest, AMessageWaitsForRoom) {
 }
 
 TEST_F(EngineTest, HeldNotesAreReleasedWhenTheWriterHasGone) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x95, 60, 100, 64, 100, 60, 0});
     Run();
     engine.PostWriterGone(3);
@@ -253,7 +253,7 @@ TEST_F(EngineTest, HeldNotesAreReleasedWhenTheWriterHasGone) {
 }
 
 TEST_F(EngineTest, PedalModulationAndBendGoBackToRestOnTheirChannels) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0xB1, 64, 127, 0xB2, 1, 5, 0xE3, 1, 64, 0xB4, 64, 127, 64, 0, 0xE5, 0, 64});
     Run();
     sink.heard[7].clear();
@@ -262,9 +262,9 @@ TEST_F(EngineTest, PedalModulationAndBendGoBackToRestOnTheirChannels) {
 }
 
 TEST_F(EngineTest, ReleasesGoToTheInputThatHeardTheNotes) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
-    SetRoute(3, To(8));
+    SetWay(3, To(8));
     Write(3, {0x90, 62, 100});
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0x90, 60, 100}, Bytes{0x80, 60, 64}));
     EXPECT_THAT(Heard(8), ElementsAre(Bytes{0x90, 62, 100}));
@@ -272,7 +272,7 @@ TEST_F(EngineTest, ReleasesGoToTheInputThatHeardTheNotes) {
 
 TEST_F(EngineTest, ReleasesWaitBehindWhatIsQueued) {
     engine.PostQuantization(100);
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     now += 1;
     Write(3, {0x90, 60, 100});
     engine.WriterGone(3, now);
@@ -283,8 +283,8 @@ TEST_F(EngineTest, ReleasesWaitBehindWhatIsQueued) {
 }
 
 TEST_F(EngineTest, ANoteThatAnotherSourceStillHoldsIsReleasedByTheLastOne) {
-    table.routes[4] = To(7);
-    SetRoute(3, To(7));
+    ways[4] = To(7);
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     Write(4, {0x90, 60, 100});
     Run();
@@ -296,40 +296,40 @@ TEST_F(EngineTest, ANoteThatAnotherSourceStillHoldsIsReleasedByTheLastOne) {
 }
 
 TEST_F(EngineTest, AWayThatEndsInsideASystemExclusiveIsClosedAndItsRestLeftOut) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0xF0, 1, 2});
-    SetRoute(3, To(8));
+    SetWay(3, To(8));
     Write(3, {3, 4, 0xF7, 0x90, 60, 100});
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xF0, 1, 2}, Bytes{0xF7}));
     EXPECT_THAT(Heard(8), ElementsAre(Bytes{0x90, 60, 100}));
 }
 
-TEST_F(EngineTest, OnlyTheSourcesWhoseRouteChangedAreReleased) {
-    table.routes[4] = To(8);
-    SetRoute(3, To(7));
+TEST_F(EngineTest, OnlyTheSourcesWhoseWayChangedAreReleased) {
+    ways[4] = To(8);
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     Write(4, {0x90, 60, 100});
-    SetRoute(3, Route{});
+    SetWay(3, Way{});
     Run();
     EXPECT_EQ(sink.MessagesOf(7).size(), 2U);
     EXPECT_EQ(sink.MessagesOf(8).size(), 1U);
 }
 
 TEST_F(EngineTest, SendImmediatelyChangesWithoutEndingTheWay) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
-    SetRoute(3, To(7, true));
+    SetWay(3, To(7, true));
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0x90, 60, 100}));
 }
 
-TEST_F(EngineTest, ATestOutputSoundsAndIsReleasedWhenItsRouteEnds) {
-    engine.PostTestRoute(5, To(7));
+TEST_F(EngineTest, ATestOutputSoundsAndIsReleasedWhenItsWayEnds) {
+    engine.PostWay(kTestSourceBase + 5, To(7));
     engine.PostTestBytes(5, Bytes{0x90, 60, 100, 0x90, 64, 100});
     engine.TakeCommands(now);
     EXPECT_EQ(Heard(7).size(), 2U);
-    PostTable();
-    EXPECT_EQ(Heard(7).size(), 2U) << "tables are of no matter to test outputs";
-    engine.PostTestRoute(5, Route{});
+    PostWays();
+    EXPECT_EQ(Heard(7).size(), 2U) << "the ways of outputs leave test outputs alone";
+    engine.PostWay(kTestSourceBase + 5, Way{});
     engine.TakeCommands(now);
     Run();
     EXPECT_EQ(sink.MessagesOf(7).size(), 4U);
@@ -337,7 +337,7 @@ TEST_F(EngineTest, ATestOutputSoundsAndIsReleasedWhenItsRouteEnds) {
 }
 
 TEST_F(EngineTest, TestBytesDoNotGoOnWithTheRunningStatusOfTheOnesBefore) {
-    engine.PostTestRoute(5, To(7));
+    engine.PostWay(kTestSourceBase + 5, To(7));
     engine.PostTestBytes(5, Bytes{0x90, 60, 100});
     engine.PostTestBytes(5, Bytes{0xFF, 61, 100});
     engine.TakeCommands(now);
@@ -351,8 +351,8 @@ TEST_F(EngineTest, MoreTestBytesThanFitAreNotPosted) {
 }
 
 TEST_F(EngineTest, AllWaysEndAtTheEnd) {
-    SetRoute(3, To(7));
-    engine.PostTestRoute(5, To(8));
+    SetWay(3, To(7));
+    engine.PostWay(kTestSourceBase + 5, To(8));
     engine.PostTestBytes(5, Bytes{0x90, 60, 100});
     engine.TakeCommands(now);
     Write(3, {0x90, 60, 100});
@@ -371,8 +371,8 @@ TEST_F(EngineTest, WhoSleepsIsWokenAfterEachPost) {
     };
     Waker waker;
     engine.SetWaker(&waker);
-    EXPECT_TRUE(engine.PostRoutes(std::make_unique<RouteTable>()));
-    EXPECT_TRUE(engine.PostTestRoute(1, To(2)));
+    EXPECT_TRUE(engine.PostWays({}));
+    EXPECT_TRUE(engine.PostWay(kTestSourceBase + 1, To(2)));
     EXPECT_TRUE(engine.PostTestBytes(1, Bytes{0xF8}));
     EXPECT_TRUE(engine.PostQuantization(3));
     EXPECT_TRUE(engine.PostWriterGone(1));
@@ -395,22 +395,12 @@ TEST_F(EngineTest, CommandsAreRefusedWhileNobodyTakesThem) {
     EXPECT_TRUE(engine.PostWriterGone(1));
 }
 
-TEST_F(EngineTest, RouteTablesAreRefusedWhileNobodyTakesThem) {
-    int posted = 0;
-    while (posted < 10000 && engine.PostRoutes(std::make_unique<RouteTable>())) {
-        ++posted;
-    }
-    EXPECT_LT(posted, 10000);
-    engine.TakeCommands(now);
-    EXPECT_TRUE(engine.PostRoutes(std::make_unique<RouteTable>()));
-}
-
 TEST_F(EngineTest, AfterALossNothingIsQueuedNothingSoundsAndTimeBeginsAnew) {
-    SetRoute(3, To(7));
+    SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
     Run();
     Write(3, {0x90, 61, 100, 0xF0, 1});
-    SetRoute(3, To(8));
+    SetWay(3, To(8));
     engine.Forget();
     EXPECT_EQ(engine.CountersOfSource(3).dropped, 1U);
     EXPECT_EQ(engine.Done(), engine.Posted());
@@ -427,7 +417,7 @@ TEST_F(EngineTest, AfterALossNothingIsQueuedNothingSoundsAndTimeBeginsAnew) {
 class EngineOverrunTest : public EngineTest {
   protected:
     EngineOverrunTest() : small(0) {
-        small.PostTestRoute(0, To(7));
+        small.PostWay(kTestSourceBase, To(7));
         small.TakeCommands(now);
     }
     void Play(const Bytes& bytes) {

@@ -76,10 +76,26 @@ struct EngineThread {
             if (random() % 50 == 0) {
                 engine.WriterGone(static_cast<int>(random() % kWriters), now);
             }
+            WriteOfOneProgram(now, random);
             engine.Run(now + 50'000, sink);
             ++cycles;
         }
         allocated = allocations - before;
+    }
+    // A program that the MIDI system tells apart comes, plays a note and may leave.
+    void WriteOfOneProgram(std::uint64_t now, std::minstd_rand& random) {
+        if (ending.load()) {
+            return;
+        }
+        if (!program) {
+            program = engine.TakeWriter(static_cast<int>(random() % kWriters));
+        }
+        const std::array<std::uint8_t, 3> note = {0x95, static_cast<std::uint8_t>(random() % 8), 100};
+        engine.WriteMessage(*program, now, note);
+        if (random() % 4 == 0) {
+            engine.GiveBackWriter(*program, now);
+            program.reset();
+        }
     }
     static void Compose(std::array<std::uint8_t, 40>& stream, int writer, std::minstd_rand& random) {
         stream.fill(static_cast<std::uint8_t>(writer));
@@ -94,6 +110,7 @@ struct EngineThread {
 
     Engine engine;
     ListeningSink sink;
+    std::optional<int> program;
     std::atomic<bool> ending{false};
     std::atomic<std::uint64_t> posted{0};  // final once `ending` is true
     std::uint64_t cycles = 0;
@@ -113,19 +130,20 @@ TEST(EngineThreadTest, CommandsCountersAndMessagesOfTwoThreadsMeetAndTheEngineAl
     std::thread thread([&] { shared->Main(); });
     std::mt19937 random(11);
     std::uint64_t read = 0;
+    std::vector<int> taken;
     for (int round = 0; round < 3000; ++round) {
         const int port = static_cast<int>(random() % kWriters);
-        const Route route = random() % 4 == 0 ? Route{} : To(static_cast<int>(random() % kInputs));
-        switch (random() % 6) {
+        const Way way = random() % 4 == 0 ? Way{} : To(static_cast<int>(random() % kInputs));
+        switch (random() % 8) {
             case 0:
                 PostPatiently([&] {
-                    auto table = std::make_unique<RouteTable>();
-                    table->routes.fill(route);
-                    return engine.PostRoutes(std::move(table));
+                    WayTable ways;
+                    ways.fill(way);
+                    return engine.PostWays(ways);
                 });
                 break;
             case 1:
-                PostPatiently([&] { return engine.PostTestRoute(port, route); });
+                PostPatiently([&] { return engine.PostWay(kTestSourceBase + port, way); });
                 break;
             case 2:
                 PostPatiently([&] { return engine.PostTestBytes(port, Bytes{0x90, 1, 100, 0xE0, 1, 1}); });
@@ -137,13 +155,23 @@ TEST(EngineThreadTest, CommandsCountersAndMessagesOfTwoThreadsMeetAndTheEngineAl
             case 4:
                 PostPatiently([&] { return engine.PostWriterGone(port); });
                 break;
+            case 5:
+                if (const std::optional<int> source = engine.TakeSource(way)) {
+                    taken.push_back(*source);
+                }
+                break;
+            case 6:
+                if (!taken.empty() && engine.GiveBackSource(taken.back())) {
+                    taken.pop_back();
+                }
+                break;
             default:
                 read += engine.CountersOfSource(port).messages + engine.CountersOfInput(port).bytes;
                 break;
         }
     }
     // Nothing may be written behind the release.
-    PostPatiently([&] { return engine.PostRoutes(std::make_unique<RouteTable>()); });
+    PostPatiently([&] { return engine.PostWays({}); });
     PostPatiently([&] { return engine.PostReleaseAll(); });
     shared->posted = engine.Posted();
     shared->ending = true;

@@ -11,9 +11,9 @@ constexpr std::uint64_t kMillisecond = 1'000'000;
 class EngineTimeTest : public ::testing::Test {
   protected:
     EngineTimeTest() {
-        auto table = std::make_unique<RouteTable>();
-        table->routes[3] = To(7);
-        EXPECT_TRUE(engine.PostRoutes(std::move(table)));
+        WayTable ways;
+        ways[3] = To(7);
+        EXPECT_TRUE(engine.PostWays(ways));
         engine.TakeCommands(now);
     }
 

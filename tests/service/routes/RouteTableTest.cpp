@@ -69,29 +69,29 @@ TEST(LocalNamesTest, LettersBeyondAsciiCompareAsTheyAre) {
 
 TEST_F(RouteTableTest, AnOutputGoesToItsTargetPortOnThisComputer) {
     const Route route = RouteOf(4);
-    EXPECT_EQ(route.kind, RouteKind::LocalInput);
+    EXPECT_EQ(route.destination.kind, Destination::Kind::Input);
     EXPECT_EQ(route.problem, RouteProblem::None);
-    EXPECT_EQ(route.inputPort, 9);
+    EXPECT_EQ(route.destination.port, 9);
     EXPECT_TRUE(GetsThrough(route));
 }
 
 TEST_F(RouteTableTest, APortThatIsNoOutputGoesNowhere) {
     configuration.OutputPorts = 0;
-    EXPECT_EQ(RouteOf(4).kind, RouteKind::Nowhere);
+    EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Nowhere);
     EXPECT_EQ(RouteOf(4).problem, RouteProblem::NotEnabled);
     EXPECT_FALSE(GetsThrough(RouteOf(4)));
 }
 
 TEST_F(RouteTableTest, AnEmptyTargetComputerSendsNowhere) {
     configuration.Hosts[4].DstHost = "";
-    EXPECT_EQ(RouteOf(4).kind, RouteKind::Nowhere);
+    EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Nowhere);
     EXPECT_EQ(RouteOf(4).problem, RouteProblem::NoTarget);
 }
 
 TEST_F(RouteTableTest, ATargetPortBeyondThePortsSendsNowhere) {
     for (const int target : {64, 255}) {
         configuration.PortFlags[4].targetPort = static_cast<std::uint8_t>(target);
-        EXPECT_EQ(RouteOf(4).kind, RouteKind::Nowhere) << target;
+        EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Nowhere) << target;
         EXPECT_EQ(RouteOf(4).problem, RouteProblem::TargetPortUnused) << target;
     }
 }
@@ -100,20 +100,40 @@ TEST_F(RouteTableTest, TheLastPortIsATarget) {
     configuration.PortFlags[4].targetPort = 63;
     configuration.InputPorts = std::uint64_t{1} << 63;
     EXPECT_TRUE(GetsThrough(RouteOf(4)));
-    EXPECT_EQ(RouteOf(4).inputPort, 63);
+    EXPECT_EQ(RouteOf(4).destination.port, 63);
 }
 
 TEST_F(RouteTableTest, AnotherComputerIsARemoteDestinationWithItsReason) {
     configuration.Hosts[4].DstHost = "stage.local";
-    EXPECT_EQ(RouteOf(4).kind, RouteKind::Remote);
+    EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Remote);
     EXPECT_EQ(RouteOf(4).problem, RouteProblem::RemoteUnreachable);
-    EXPECT_EQ(RouteOf(4).inputPort, 9);
+    EXPECT_EQ(RouteOf(4).destination.port, 9);
     EXPECT_FALSE(GetsThrough(RouteOf(4)));
+}
+
+TEST_F(RouteTableTest, ARouteKeepsTheComputerAndThePortThatItWasSetTo) {
+    configuration.Hosts[4].DstHost = "Stage.local";
+    EXPECT_EQ(RouteOf(4).computer, "Stage.local");
+    EXPECT_EQ(RouteOf(4).port, 9);
+    EXPECT_EQ(TestRoute(Record("Studio", 64), 30).computer, "Studio");
+    EXPECT_EQ(TestRoute(Record("Studio", 64), 30).port, 64);
+}
+
+TEST_F(RouteTableTest, TheRouteOfAPipeKeepsThisComputer) {
+    configuration.LocalPipes = std::uint64_t{1} << 20;
+    EXPECT_EQ(RouteOf(20).computer, "Studio.local");
+    EXPECT_EQ(RouteOf(20).port, 20);
+}
+
+TEST_F(RouteTableTest, AnotherComputerHearsFromWhichOutputOrTestOutputItIs) {
+    configuration.Hosts[4].DstHost = "stage";
+    EXPECT_EQ(RouteOf(4).destination.from, 4);
+    EXPECT_EQ(TestRoute(Record("stage", 9), 4).destination.from, 68);
 }
 
 TEST_F(RouteTableTest, ATargetThatIsNoInputIsNotReached) {
     configuration.InputPorts = 0;
-    EXPECT_EQ(RouteOf(4).kind, RouteKind::LocalInput);
+    EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Input);
     EXPECT_EQ(RouteOf(4).problem, RouteProblem::TargetNotInput);
     EXPECT_FALSE(GetsThrough(RouteOf(4)));
 }
@@ -132,7 +152,7 @@ TEST_F(RouteTableTest, AnInputPassesTheSourceComputerThatItNames) {
 TEST_F(RouteTableTest, AnInputFiltersAnotherSourceComputer) {
     configuration.PortFlags[9].flags = kSourcePortUnused;
     configuration.Hosts[9].SrcHost = "stage";
-    EXPECT_EQ(RouteOf(4).kind, RouteKind::LocalInput);
+    EXPECT_EQ(RouteOf(4).destination.kind, Destination::Kind::Input);
     EXPECT_EQ(RouteOf(4).problem, RouteProblem::WrongSourceComputer);
 }
 
@@ -168,14 +188,14 @@ TEST_F(RouteTableTest, ALocalPipeReturnsToItsOwnInputPastEveryFilter) {
     configuration.Hosts[4].SrcHost = "stage";
     const Route route = RouteOf(4);
     EXPECT_TRUE(GetsThrough(route));
-    EXPECT_EQ(route.inputPort, 4);
+    EXPECT_EQ(route.destination.port, 4);
 }
 
 TEST_F(RouteTableTest, ALocalPipeNeedsNeitherOutputNorInput) {
     configuration.OutputPorts = configuration.InputPorts = 0;
     configuration.LocalPipes = std::uint64_t{1} << 63;
     EXPECT_TRUE(GetsThrough(RouteOf(63)));
-    EXPECT_EQ(RouteOf(63).inputPort, 63);
+    EXPECT_EQ(RouteOf(63).destination.port, 63);
 }
 
 TEST_F(RouteTableTest, SendImmediatelyIsTheOutputsFlag) {
@@ -194,16 +214,10 @@ TEST_F(RouteTableTest, EveryOutputInputAndBothSidesOfAPipeHaveEndpoints) {
     EXPECT_EQ(table.inputEndpoints, std::uint64_t{1} << 9 | std::uint64_t{1} << 20);
 }
 
-TEST_F(RouteTableTest, TestSourcesLeadNowhereInTheTable) {
-    for (int source = kTestSourceBase; source < kSourceCount; ++source) {
-        EXPECT_EQ(RouteOf(source).kind, RouteKind::Nowhere) << source;
-    }
-}
-
 TEST_F(RouteTableTest, ATestOutputGoesWhereItsRecordSays) {
     const Route route = TestRoute(Record("Studio", 9), 30);
     EXPECT_TRUE(GetsThrough(route));
-    EXPECT_EQ(route.inputPort, 9);
+    EXPECT_EQ(route.destination.port, 9);
 }
 
 TEST_F(RouteTableTest, ATestOutputHasItsPortAsSourcePort) {
@@ -214,7 +228,7 @@ TEST_F(RouteTableTest, ATestOutputHasItsPortAsSourcePort) {
 
 TEST_F(RouteTableTest, ATestOutputOnAPipeGoesWhereItsRecordSaysAndNotIntoThePipe) {
     configuration.LocalPipes = std::uint64_t{1} << 30;
-    EXPECT_EQ(TestRoute(Record("studio", 9), 30).inputPort, 9);
+    EXPECT_EQ(TestRoute(Record("studio", 9), 30).destination.port, 9);
     EXPECT_EQ(TestRoute(Record("studio", 30), 30).problem, RouteProblem::TargetIsPipe);
 }
 
@@ -223,7 +237,7 @@ TEST_F(RouteTableTest, ATestOutputKnowsTheProblemsOfAnOutput) {
     EXPECT_EQ(TestRoute(Record(".local", 9), 4).problem, RouteProblem::NoTarget);
     EXPECT_EQ(TestRoute(Record("studio", 64), 4).problem, RouteProblem::TargetPortUnused);
     EXPECT_EQ(TestRoute(Record("studio", 10), 4).problem, RouteProblem::TargetNotInput);
-    EXPECT_EQ(TestRoute(Record("stage", 9), 4).kind, RouteKind::Remote);
+    EXPECT_EQ(TestRoute(Record("stage", 9), 4).destination.kind, Destination::Kind::Remote);
 }
 
 TEST_F(RouteTableTest, ATestOutputSendsImmediatelyByItsRecordsFlag) {

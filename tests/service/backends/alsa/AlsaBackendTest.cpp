@@ -316,7 +316,7 @@ TEST_F(AlsaBackendTest, WhatIsPostedIsCarriedOutWithoutAnyEvent) {
     AlsaProgram reader;
     ASSERT_TRUE(reader.ReadFrom(AddressOf(3, false)));
     Settle();
-    ASSERT_TRUE(engine->PostTestRoute(1, {RouteKind::LocalInput, RouteProblem::None, 3, false}));
+    ASSERT_TRUE(engine->PostWay(kTestSourceBase + 1, {Destination::Input(3)}));
     ASSERT_TRUE(engine->PostTestBytes(1, Bytes{0x90, 60, 100}));
     EXPECT_EQ(Hear(reader, 3), (Bytes{0x90, 60, 100}));
 }

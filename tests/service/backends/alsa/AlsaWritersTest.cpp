@@ -2,6 +2,7 @@
 #include <random>
 
 #include "service/backends/alsa/AlsaWriters.h"
+#include "service/engine/Merger.h"
 #include "tests/service/engine/EngineFixture.h"
 #include "tests/service/engine/InputListener.h"
 
@@ -16,21 +17,21 @@ constexpr std::uint64_t kSecond = 1'000'000'000;
 class AlsaWritersTest : public ::testing::Test {
   protected:
     AlsaWritersTest() {
-        auto table = std::make_unique<RouteTable>();
+        WayTable ways;
         for (std::size_t port = 0; port < 8; ++port) {
-            table->routes[port] = To(static_cast<int>(port));
+            ways[port] = To(static_cast<int>(port));
         }
-        engine.PostRoutes(std::move(table));
+        engine.PostWays(ways);
         engine.TakeCommands(now);
     }
     void Play(WriterAddress writer, const Bytes& messages, int port = 0) {
-        writers.Hear(port, writer, now, messages);
+        writers.Hear(port, writer, ++now, messages);
     }
     void PlayExclusive(WriterAddress writer, const Bytes& bytes, int port = 0) {
-        writers.HearExclusive(port, writer, now, bytes);
+        writers.HearExclusive(port, writer, ++now, bytes);
     }
     Bytes Heard(int port = 0) {
-        engine.Run(kForever, sink);
+        engine.Run(now + 1, sink);
         Bytes heard = sink.StreamOf(port);
         sink.heard[static_cast<std::size_t>(port)].clear();
         return heard;
@@ -39,7 +40,7 @@ class AlsaWritersTest : public ::testing::Test {
     Engine engine;
     MemorySink sink;
     std::uint64_t now = kSecond;
-    AlsaWriters writers{engine, 4096};
+    AlsaWriters writers{engine};
 };
 
 TEST_F(AlsaWritersTest, MessagesOfAllArePassedAtOnce) {
@@ -59,9 +60,11 @@ TEST_F(AlsaWritersTest, OthersWaitForTheEndOfASystemExclusive) {
 
 TEST_F(AlsaWritersTest, RealtimeOfOthersDoesNotWait) {
     PlayExclusive(kA, {0xF0, 1});
+    Play(kB, {0xC0, 5});
     Play(kB, {0xF8});
+    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF8}));
     PlayExclusive(kA, {2, 0xF7});
-    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF8, 2, 0xF7}));
+    EXPECT_EQ(Heard(), (Bytes{2, 0xF7, 0xC0, 5}));
 }
 
 TEST_F(AlsaWritersTest, SystemExclusivesOfSeveralComeOneAfterTheOther) {
@@ -95,7 +98,7 @@ TEST_F(AlsaWritersTest, ItsOwnMessageEndsASystemExclusive) {
     PlayExclusive(kA, {0xF0, 1});
     Play(kB, {0xC0, 5});
     Play(kA, {0xC1, 6});
-    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0xC1, 6, 0xC0, 5}));
+    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0xC0, 5, 0xC1, 6}));
     // What is left of it belongs to no message.
     PlayExclusive(kA, {2, 3, 0xF7});
     EXPECT_EQ(Heard(), Bytes());
@@ -111,51 +114,17 @@ TEST_F(AlsaWritersTest, WhatDoesNotBelongIntoASystemExclusiveIsLeftOut) {
 
 TEST_F(AlsaWritersTest, SilenceInsideASystemExclusiveEndsItWhenOthersWait) {
     PlayExclusive(kA, {0xF0, 1});
-    EXPECT_EQ(writers.NextDue(), std::nullopt);
-    Play(kB, {0xC0, 5});
-    EXPECT_EQ(writers.NextDue(), now + AlsaWriters::kLongestSilence);
-    writers.Run(now + AlsaWriters::kLongestSilence - 1);
     EXPECT_EQ(Heard(), (Bytes{0xF0, 1}));
-    writers.Run(now + AlsaWriters::kLongestSilence);
+    EXPECT_EQ(engine.NextDue(), std::nullopt);
+    Play(kB, {0xC0, 5});
+    EXPECT_EQ(engine.NextDue(), kSecond + 1 + kLongestSilence);
+    now += kLongestSilence - 2;
+    EXPECT_EQ(Heard(), Bytes());
+    ++now;
     EXPECT_EQ(Heard(), (Bytes{0xF7, 0xC0, 5}));
-    EXPECT_EQ(writers.NextDue(), std::nullopt);
+    EXPECT_EQ(engine.NextDue(), std::nullopt);
     PlayExclusive(kA, {2, 0xF7});
     EXPECT_EQ(Heard(), Bytes());
-}
-
-TEST_F(AlsaWritersTest, WhenThereIsNoRoomToWaitTheSystemExclusiveEnds) {
-    PlayExclusive(kA, {0xF0, 1});
-    PlayExclusive(kB, {0xF0, 2});
-    Bytes expected{0xF0, 1, 0xF7, 0xF0, 2};
-    for (int piece = 0; piece < 10; ++piece) {
-        const Bytes data(1000, 2);
-        PlayExclusive(kB, data);
-        expected.insert(expected.end(), data.begin(), data.end());
-    }
-    EXPECT_EQ(Heard(), expected);
-}
-
-TEST_F(AlsaWritersTest, WhenThereIsNoRoomToWaitNothingOfOneGetsIntoTheSystemExclusiveOfAnother) {
-    PlayExclusive(kA, {0xF0, 1});
-    PlayExclusive(kB, {0xF0, 2});
-    PlayExclusive(kC, Bytes(3900, 3));
-    PlayExclusive(kC, Bytes(200, 3));
-    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0xF0, 2, 0xF7}));
-}
-
-TEST_F(AlsaWritersTest, RoomOfWhatHasBeenTakenIsUsedAgain) {
-    // One waits all the time while many others come and go on another output.
-    PlayExclusive(kA, {0xF0, 1}, 1);
-    Play(kB, {0xC0, 9}, 1);
-    for (int round = 0; round < 100; ++round) {
-        PlayExclusive(kA, {0xF0, 1}, 0);
-        PlayExclusive(kB, Bytes(1000, 0), 0);
-        Play(kC, {0xC0, 1}, 0);
-        PlayExclusive(kA, {0xF7}, 0);
-        EXPECT_EQ(Heard(0), (Bytes{0xF0, 1, 0xF7, 0xC0, 1}));
-    }
-    PlayExclusive(kA, {0xF7}, 1);
-    EXPECT_EQ(Heard(1), (Bytes{0xF0, 1, 0xF7, 0xC0, 9}));
 }
 
 TEST_F(AlsaWritersTest, TheLastWriterLeavesNothingSounding) {
@@ -194,12 +163,12 @@ TEST_F(AlsaWritersTest, AWriterThatLeavesInsideItsSystemExclusiveEndsIt) {
     EXPECT_EQ(Heard(), (Bytes{0xF7, 0xC0, 2}));
 }
 
-TEST_F(AlsaWritersTest, WhatAWriterThatLeftHadWaitingIsNotPlayed) {
+TEST_F(AlsaWritersTest, WhatAWriterThatLeftHadWaitingIsPlayedAndReleased) {
     PlayExclusive(kA, {0xF0, 1});
     Play(kB, {0x90, 60, 100});
     writers.Gone(0, kB, now);
     PlayExclusive(kA, {0xF7});
-    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7}));
+    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0x90, 60, 100, 0x80, 60, 64}));
 }
 
 TEST_F(AlsaWritersTest, AProgramThatClosesIsGoneFromEveryOutput) {
@@ -216,15 +185,28 @@ TEST_F(AlsaWritersTest, AProgramThatClosesIsGoneFromEveryOutput) {
     EXPECT_EQ(Heard(1), (Bytes{0x80, 61, 64}));
     EXPECT_EQ(Heard(2), Bytes());
     PlayExclusive(kA, {0xF7}, 3);
-    EXPECT_EQ(Heard(3), Bytes{0xF7});
+    EXPECT_EQ(Heard(3), (Bytes{0xF7, 0x90, 63, 100, 0x80, 63, 64}));
+}
+
+TEST_F(AlsaWritersTest, SeveralMessagesOfOneEventAreAllHeard) {
+    Play(kA, {0xB0, 99, 1, 0xB0, 98, 2, 0xB0, 6, 3});
+    EXPECT_EQ(Heard(), (Bytes{0xB0, 99, 1, 0xB0, 98, 2, 0xB0, 6, 3}));
+    EXPECT_EQ(engine.CountersOfSource(0).messages, 3U);
+}
+
+TEST_F(AlsaWritersTest, WhatProgramsWriteCountsForTheirOutput) {
+    Play(kA, {0x90, 60, 100});
+    Play(kB, {0xF8});
+    PlayExclusive(kC, {0xF0, 1, 0xF7});
+    EXPECT_EQ(engine.CountersOfSource(0).messages, 3U);
+    EXPECT_EQ(engine.CountersOfSource(0).bytes, 7U);
 }
 
 TEST_F(AlsaWritersTest, AnOutputThatIsWithdrawnBeginsAnew) {
     PlayExclusive(kA, {0xF0, 1});
     Play(kB, {0xC0, 5});
     writers.OutputGone(0, now);
-    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7}));
-    EXPECT_EQ(writers.NextDue(), std::nullopt);
+    EXPECT_EQ(Heard(), (Bytes{0xF0, 1, 0xF7, 0xC0, 5}));
     Play(kB, {0xC0, 6});
     EXPECT_EQ(Heard(), (Bytes{0xC0, 6}));
 }
@@ -277,7 +259,7 @@ TEST_F(AlsaWritersTest, AnythingAtAllIsMergedBetweenMessages) {
                 PlayExclusive(writer, {own, 0xF7});
                 break;
             case 8:
-                writers.Run(now);
+                writers.OutputGone(1, now);
                 break;
             case 9:
                 Play(writer, {0xB0, 64, static_cast<std::uint8_t>(random() % 2)});

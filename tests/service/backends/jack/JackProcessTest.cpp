@@ -55,7 +55,7 @@ class JackProcessTest : public ::testing::Test {
 TEST_F(JackProcessTest, APortThatIsLeftEmptyIsClearedAndNothingGoesIntoIt) {
     jack_port_t* port = Register("one");
     process->SetPort(0, false, port);
-    ASSERT_TRUE(engine.PostTestRoute(0, {RouteKind::LocalInput, RouteProblem::None, 0, false}));
+    ASSERT_TRUE(engine.PostWay(kTestSourceBase, {Destination::Input(0)}));
     const std::array<std::uint8_t, 3> note = {0x90, 60, 100};
     ASSERT_TRUE(engine.PostTestBytes(0, note));
     process->Cycle(kFrames);

@@ -1,0 +1,205 @@
+#include "service/engine/SourceTable.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "service/engine/MidiStatus.h"
+
+namespace vexil {
+
+namespace {
+
+bool LeadsNowhere(const Way& way) {
+    return way.to.kind == Destination::Kind::Nowhere;
+}
+
+// Whether something would sound on, or sound wrong, if this were never heard.
+bool LeavesSomethingBehind(const MidiPiece& piece) {
+    if (piece.systemExclusive) {
+        return !piece.first;
+    }
+    const std::uint8_t kind = piece.bytes[0] & 0xF0;
+    const bool isNoteOff = kind == 0x80 || (kind == 0x90 && piece.bytes[2] == 0);
+    const bool isPedalOrWheel = kind == 0xB0 && (piece.bytes[1] == 64 || piece.bytes[1] == 1);
+    return isNoteOff || isPedalOrWheel || kind == 0xE0;
+}
+
+}  // namespace
+
+SourceTable::SourceTable(std::size_t queueBytes)
+    : sources(kSourceCount), origins(kWriterSourceBase), merger(queueBytes) {
+    for (int source = 0; source < kWriterSourceBase; ++source) {
+        Of(source).origin = static_cast<std::int16_t>(source);
+        Of(source).isOpen = source < kTakenSourceBase;
+    }
+    freeWriters.reserve(kWriterSources);
+    leaving.reserve(kSourceCount);
+    for (int source = kSourceCount; source-- > kWriterSourceBase;) {
+        freeWriters.push_back(source);
+    }
+}
+
+void SourceTable::Write(int source, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    Source& writer = Of(source);
+    if (writer.isOpen) {
+        OriginOf(writer).bytes.Add(bytes.size());
+        while (const std::optional<MidiPiece> piece = writer.parser.Next(bytes)) {
+            TakePiece(source, time, *piece);
+        }
+    }
+}
+
+void SourceTable::WriteMessage(int source, std::uint64_t time, std::span<const std::uint8_t> message) {
+    Source& writer = Of(source);
+    if (writer.isOpen) {
+        OriginOf(writer).bytes.Add(message.size());
+        if (message[0] < kFirstRealtime) {
+            if (const std::optional<MidiPiece> end = writer.parser.EndExclusive()) {
+                TakePiece(source, time, *end);
+            }
+        }
+        TakePiece(source, time, {message});
+    }
+}
+
+void SourceTable::WriteExclusive(int source, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    Source& writer = Of(source);
+    if (writer.isOpen) {
+        OriginOf(writer).bytes.Add(bytes.size());
+        while (const std::optional<MidiPiece> piece = writer.parser.NextOfExclusive(bytes)) {
+            TakePiece(source, time, *piece);
+        }
+    }
+}
+
+void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& piece) {
+    Source& writer = Of(source);
+    Origin& origin = OriginOf(writer);
+    origin.messages.Add(piece.first ? 1 : 0);
+    if (LeadsNowhere(origin.way)) {
+        origin.filtered.Add(piece.first ? 1 : 0);
+        return;
+    }
+    const std::uint64_t due = DueTime(writer, origin.way.immediate, time, piece);
+    if (merger.Push(source, due, piece)) {
+        writer.lastDue = due;
+        return;
+    }
+    origin.dropped.Add(1);
+    if (piece.systemExclusive) {
+        writer.parser.SkipSystemExclusive();
+    }
+    // What cannot be put right by the message that was lost is put right by ending the way, for which there
+    // is always room.
+    if (LeavesSomethingBehind(piece)) {
+        EndWay(source, due);
+    }
+}
+
+std::uint64_t SourceTable::DueTime(const Source& source, bool immediate, std::uint64_t time,
+                                   const MidiPiece& piece) const {
+    // A message is held back once, where it begins.
+    if (quantum != 0 && !immediate && piece.first) {
+        time = (time + quantum - 1) / quantum * quantum;
+    }
+    return std::max(time, source.lastDue);
+}
+
+void SourceTable::EndWay(int source, std::uint64_t now) {
+    Source& writer = Of(source);
+    writer.lastDue = std::max(writer.lastDue, now);
+    merger.EndWay(source, writer.lastDue, writer.isOpen ? OriginOf(writer).way.to : Destination{});
+}
+
+void SourceTable::SetWays(const WayTable& ways, std::uint64_t now) {
+    std::uint64_t changed = 0;  // bit p: of the output of port p
+    for (std::size_t port = 0; port < ways.size(); ++port) {
+        // The same way under other conditions goes on.
+        const Way before = std::exchange(origins[port].way, ways[port]);
+        changed |= std::uint64_t{before.to == ways[port].to ? 0U : 1U} << port;
+    }
+    const auto redirect = [&](int source) {
+        Source& writer = Of(source);
+        if (writer.isOpen && (changed >> writer.origin & 1) != 0) {
+            writer.parser.SkipSystemExclusive();
+            EndWay(source, now);
+        }
+    };
+    for (int port = 0; port < kMaxPorts; ++port) {
+        redirect(port);
+    }
+    for (int source = kWriterSourceBase; source < kSourceCount; ++source) {
+        redirect(source);
+    }
+}
+
+void SourceTable::SetWay(int source, const Way& way, std::uint64_t now) {
+    Of(source).isOpen = true;
+    OriginOf(Of(source)).way = way;
+    EndStream(source, now);
+}
+
+void SourceTable::EndStream(int source, std::uint64_t now) {
+    Of(source).parser.Reset();
+    EndWay(source, now);
+}
+
+void SourceTable::EndAllStreams(std::uint64_t now) {
+    for (int source = 0; source < kSourceCount; ++source) {
+        if (Of(source).isOpen) {
+            EndStream(source, now);
+        }
+    }
+}
+
+std::optional<int> SourceTable::TakeWriter(int port) {
+    if (freeWriters.empty()) {
+        return std::nullopt;
+    }
+    const int source = freeWriters.back();
+    freeWriters.pop_back();
+    Of(source) = {MidiParser(), 0, static_cast<std::int16_t>(port), true};
+    EndWay(source, 0);
+    return source;
+}
+
+void SourceTable::GiveBack(int source, std::uint64_t now) {
+    if (std::exchange(Of(source).isOpen, false)) {
+        EndStream(source, now);
+        leaving.push_back(source);
+    }
+}
+
+void SourceTable::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink) {
+    merger.Run(end, inputSink, remoteSink);
+    merger.TakeCut([this](int source) {
+        Of(source).parser.SkipSystemExclusive();
+        OriginOf(Of(source)).dropped.Add(1);
+    });
+}
+
+void SourceTable::Forget() {
+    for (int source = 0; source < kSourceCount; ++source) {
+        Source& writer = Of(source);
+        writer.parser.Reset();
+        OriginOf(writer).dropped.Add(merger.Forget(source));
+    }
+    ForgetTimes();
+}
+
+void SourceTable::ForgetTimes() {
+    for (int source = 0; source < kSourceCount; ++source) {
+        // What is queued keeps its order.
+        if (!merger.IsWaiting(source)) {
+            Of(source).lastDue = 0;
+        }
+    }
+    merger.ForgetTimes();
+}
+
+SourceCounters SourceTable::CountersOf(int source) const {
+    const Origin& origin = origins[static_cast<std::size_t>(source)];
+    return {origin.messages.Read(), origin.bytes.Read(), origin.filtered.Read(), origin.dropped.Read()};
+}
+
+}  // namespace vexil
