@@ -261,15 +261,15 @@ bool Merger::FinishWay(int source, EngineSink& sink) {
         OutletOf(way).owner = -1;
         Deliver(way, end.due, kEndBytes, sink);
     }
-    while (const std::optional<std::array<std::uint8_t, 3>> release = way.sounding.NextRelease()) {
+    while (const std::optional<NoteTracker::Release> release = way.sounding.NextRelease()) {
         if (!IsHeldByAnother(source, *release)) {
-            if (sink.Room(way.to) < release->size()) {
+            if (sink.Room(way.to) < release->length) {
                 return false;
             }
-            Deliver(way, end.due, *release, sink);
+            Deliver(way, end.due, release->Message(), sink);
             OutletOf(way).messages.Add(1);
         }
-        way.sounding.Heard(*release);
+        way.sounding.Heard(release->Message());
     }
     queues.TakeRecord(source);
     NoteTaken(source);
@@ -278,7 +278,7 @@ bool Merger::FinishWay(int source, EngineSink& sink) {
     return true;
 }
 
-bool Merger::IsHeldByAnother(int source, const std::array<std::uint8_t, 3>& release) const {
+bool Merger::IsHeldByAnother(int source, const NoteTracker::Release& release) const {
     const Source& way = Of(source);
     for (int other = members.First(way.outlet); other >= 0; other = members.Next(other)) {
         if (other != source && Of(other).to == way.to && Of(other).sounding.Holds(release)) {

@@ -105,7 +105,7 @@ class Merger {
     std::optional<std::uint64_t> EndOfSilence(int outlet) const;
     bool CutSilentExclusive(int number, std::uint64_t end, EngineSink& sink);
     bool FinishWay(int source, EngineSink& sink);
-    bool IsHeldByAnother(int source, const std::array<std::uint8_t, 3>& release) const;
+    bool IsHeldByAnother(int source, const NoteTracker::Release& release) const;
     void Deliver(Source& source, std::uint64_t due, std::span<const std::uint8_t> bytes, EngineSink& sink);
     void Connect(int source, const Destination& to);
     void BeginWaiting(int source);

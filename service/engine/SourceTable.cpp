@@ -15,13 +15,7 @@ bool LeadsNowhere(const Way& way) {
 
 // Whether something would sound on, or sound wrong, if this were never heard.
 bool LeavesSomethingBehind(const MidiPiece& piece) {
-    if (piece.systemExclusive) {
-        return !piece.first;
-    }
-    const std::uint8_t kind = piece.bytes[0] & 0xF0;
-    const bool isNoteOff = kind == 0x80 || (kind == 0x90 && piece.bytes[2] == 0);
-    const bool isPedalOrWheel = kind == 0xB0 && (piece.bytes[1] == 64 || piece.bytes[1] == 1);
-    return isNoteOff || isPedalOrWheel || kind == 0xE0;
+    return piece.systemExclusive ? !piece.first : NoteTracker::PutsSomethingRight(piece.bytes);
 }
 
 }  // namespace

@@ -261,6 +261,25 @@ TEST_F(EngineTest, PedalModulationAndBendGoBackToRestOnTheirChannels) {
     EXPECT_THAT(Heard(7), ElementsAre(Bytes{0xB1, 64, 0}, Bytes{0xB2, 1, 0}, Bytes{0xE3, 0, 64}));
 }
 
+TEST_F(EngineTest, EveryPedalAndThePressureOfAChannelGoBackToRest) {
+    SetWay(3, To(7));
+    Write(3, {0xB1, 66, 127, 67, 1, 69, 64, 0xD2, 90});
+    Run();
+    sink.heard[7].clear();
+    engine.WriterGone(3, now);
+    EXPECT_THAT(Heard(7),
+                ElementsAre(Bytes{0xB1, 66, 0}, Bytes{0xB1, 67, 0}, Bytes{0xB1, 69, 0}, Bytes{0xD2, 0}));
+}
+
+TEST_F(EngineTest, WhatAProgramPutBackItselfIsNotReleased) {
+    SetWay(3, To(7));
+    Write(3, {0xB1, 66, 127, 66, 0, 69, 1, 69, 0, 0xD2, 90, 0});
+    Run();
+    sink.heard[7].clear();
+    engine.WriterGone(3, now);
+    EXPECT_THAT(Heard(7), IsEmpty());
+}
+
 TEST_F(EngineTest, ReleasesGoToTheInputThatHeardTheNotes) {
     SetWay(3, To(7));
     Write(3, {0x90, 60, 100});
@@ -458,6 +477,31 @@ TEST_F(EngineOverrunTest, ANoteOffThatFindsNoRoomStillReleasesItsNote) {
     Drain();
     EXPECT_EQ(sink.MessagesOf(7).front(), (Bytes{0x90, 60, 100}));
     EXPECT_EQ(sink.MessagesOf(7).back(), (Bytes{0x80, 60, 64}));
+}
+
+TEST_F(EngineOverrunTest, WhatEndsAllNotesAndFindsNoRoomEndsTheWay) {
+    for (const std::uint8_t control : {120, 121, 123, 124, 125, 126, 127}) {
+        sink.heard[7].clear();
+        Play({0x90, 60, 100});
+        const std::uint64_t before = Dropped();
+        sink.Refill(0);
+        while (Dropped() == before) {
+            Play({0xFE});
+        }
+        Play({0xB0, control, 0});
+        Drain();
+        EXPECT_EQ(sink.MessagesOf(7).back(), (Bytes{0x80, 60, 64})) << int{control};
+    }
+}
+
+TEST_F(EngineOverrunTest, APedalThatFindsNoRoomToBeLiftedIsLifted) {
+    Play({0xB0, 67, 127, 0xD0, 5});
+    Fill();
+    Play({0xB0, 67, 0});
+    Drain();
+    const std::vector<Bytes> heard = sink.MessagesOf(7);
+    EXPECT_EQ(heard[heard.size() - 2], (Bytes{0xB0, 67, 0}));
+    EXPECT_EQ(heard.back(), (Bytes{0xD0, 0}));
 }
 
 TEST_F(EngineOverrunTest, ManyOverrunsInARowNeedNoMoreRoom) {
