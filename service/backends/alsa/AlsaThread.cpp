@@ -210,6 +210,8 @@ void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
                 writers.ClientGone(event.data.addr.client, now);
             } else if (event.data.addr.client == client.Id()) {
                 PortGone(event.data.addr.port, now);
+            } else {
+                writers.PortGone({event.data.addr.client, event.data.addr.port}, now);
             }
             for (int port = 0; port < kMaxPorts; ++port) {
                 if (readers.Reads(port, event.data.addr.client)) {

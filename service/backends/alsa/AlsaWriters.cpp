@@ -66,6 +66,12 @@ void AlsaWriters::ClientGone(std::uint8_t client, std::uint64_t now) {
     }
 }
 
+void AlsaWriters::PortGone(WriterAddress writer, std::uint64_t now) {
+    for (int port = 0; port < kMaxPorts; ++port) {
+        Gone(port, writer, now);
+    }
+}
+
 void AlsaWriters::OutputGone(int port, std::uint64_t now) {
     Remove(port, now, [](WriterAddress) { return true; });
     Of(port).isMixed = false;

@@ -36,6 +36,8 @@ class AlsaWriters {
     // A program has disconnected from an output, or has closed.
     void Gone(int port, WriterAddress writer, std::uint64_t now);
     void ClientGone(std::uint8_t client, std::uint64_t now);
+    // A program's port has been deleted: it wrote to any output, connected or not.
+    void PortGone(WriterAddress writer, std::uint64_t now);
     // An output has been withdrawn, with its connections.
     void OutputGone(int port, std::uint64_t now);
     // Events were lost: everything is released.

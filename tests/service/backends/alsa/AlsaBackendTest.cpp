@@ -143,6 +143,18 @@ TEST_F(AlsaBackendTest, AKilledProgramThatWroteWithoutAConnectionHoldsNoNote) {
     EXPECT_EQ(Hear(reader, 6), (Bytes{0x80, 60, 64, 0xB0, 64, 0}));
 }
 
+TEST_F(AlsaBackendTest, APortThatWroteWithoutAConnectionAndIsDeletedHoldsNoNote) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    AlsaProgram reader;
+    ASSERT_TRUE(reader.ReadFrom(AddressOf(0, false)));
+    AlsaProgram writer;
+    writer.Send({0x90, 60, 100}, AddressOf(0, true));
+    ASSERT_EQ(Hear(reader, 3), (Bytes{0x90, 60, 100}));
+    writer.DeleteWritePort();
+    EXPECT_EQ(Hear(reader, 3), (Bytes{0x80, 60, 64}));
+}
+
 TEST_F(AlsaBackendTest, AnEndpointThatIsWithdrawnAndComesAgainBeginsAnew) {
     Backend().Publish(Both(0, "Port"));
     ASSERT_TRUE(PostWays({{0, 0}}));

@@ -131,6 +131,8 @@ class AlsaProgram : public MidiProgram {
         snd_seq_ev_set_direct(&event);
         return snd_seq_event_output_direct(sequencer, &event);
     }
+    // The port that writes goes; the program and its other port stay.
+    void DeleteWritePort() { snd_seq_delete_port(sequencer, writePort); }
     // Sends many at once, whether there is room or not.
     void Buffer(const Bytes& bytes) {
         snd_seq_event_t event;

@@ -188,6 +188,17 @@ TEST_F(AlsaWritersTest, AProgramThatClosesIsGoneFromEveryOutput) {
     EXPECT_EQ(Heard(3), (Bytes{0xF7, 0x90, 63, 100, 0x80, 63, 64}));
 }
 
+TEST_F(AlsaWritersTest, APortThatIsDeletedIsGoneFromEveryOutputAndItsNeighbourPlaysOn) {
+    Play(kB, {0x90, 60, 100}, 0);
+    Play(kC, {0x90, 61, 100}, 0);
+    Play(kB, {0x90, 62, 100}, 1);
+    Heard(0);
+    Heard(1);
+    writers.PortGone(kB, now);
+    EXPECT_EQ(Heard(0), (Bytes{0x80, 60, 64}));
+    EXPECT_EQ(Heard(1), (Bytes{0x80, 62, 64}));
+}
+
 TEST_F(AlsaWritersTest, SeveralMessagesOfOneEventAreAllHeard) {
     Play(kA, {0xB0, 99, 1, 0xB0, 98, 2, 0xB0, 6, 3});
     EXPECT_EQ(Heard(), (Bytes{0xB0, 99, 1, 0xB0, 98, 2, 0xB0, 6, 3}));
