@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "service/backends/alsa/AlsaCodec.h"
 
@@ -16,9 +17,10 @@ constexpr std::size_t CellsOf(std::size_t exclusiveBytes) {
     return 1 + (exclusiveBytes + kAlsaCellBytes - 1) / kAlsaCellBytes;
 }
 
+constexpr std::size_t kPieceCells = CellsOf(kAlsaPieceBytes);
+
 // Bytes of system exclusive that fit so many cells.
 std::size_t BytesIn(std::size_t cells) {
-    constexpr std::size_t kPieceCells = CellsOf(kAlsaPieceBytes);
     if (cells < 2) {
         return 0;
     }
@@ -60,6 +62,7 @@ void AlsaReaders::Ask(std::size_t number, Client& client) {
         return;
     }
     client.free = room->free - std::min(room->free, ReserveOf(room->total));
+    NoteWait(room->total, client);
     if (client.leftBehind) {
         client.leftBehind = client.free < room->total / 2;
         client.unlimited = client.leftBehind;
@@ -68,17 +71,50 @@ void AlsaReaders::Ask(std::size_t number, Client& client) {
     } else if (client.fullSince == 0) {
         client.fullSince = cycle;
     } else if (cycle - client.fullSince >= kLongestWait) {
-        client.fullSince = 0;
-        client.leftBehind = true;
-        client.unlimited = true;
+        LeaveBehind(client);
+    }
+}
+
+void AlsaReaders::NoteWait(std::size_t total, Client& client) const {
+    const bool isFull = BytesIn(client.free) == 0;
+    if (client.free >= std::min(kPieceCells, total / 2)) {
+        client.waited = 0;
+    } else if (isFull && client.fullAt != 0) {
+        client.waited += cycle - client.fullAt;
+    }
+    client.fullAt = isFull ? cycle : 0;
+}
+
+void AlsaReaders::LeaveBehind(Client& client) {
+    client.fullSince = 0;
+    client.fullAt = 0;
+    client.waited = 0;
+    client.patience = kShortWait;
+    client.leftBehind = true;
+    client.unlimited = true;
+}
+
+void AlsaReaders::SetReaders(int port, const Readers& readers) {
+    const Readers before = std::exchange(inputs[static_cast<std::size_t>(port)], readers);
+    Readers all;
+    for (const Readers& one : inputs) {
+        all |= one;
+    }
+    const Readers gone = before & ~all;
+    for (std::size_t number = gone._Find_first(); number < kClients; number = gone._Find_next(number)) {
+        clients[number] = {};
     }
 }
 
 std::size_t AlsaReaders::Room(int port) {
     std::size_t room = kUnlimited;
+    const bool isShared = inputs[static_cast<std::size_t>(port)].count() > 1;
     ForEachReader(port, [&](std::size_t number, Client& client) {
         if (!client.known) {
             Ask(number, client);
+        }
+        if (isShared && !client.unlimited && client.waited >= client.patience) {
+            LeaveBehind(client);
         }
         if (!client.unlimited) {
             room = std::min(room, BytesIn(client.free));

@@ -1,6 +1,8 @@
 // The programs that read inputs, and how much each can still be sent. What a program has no room for is lost
-// to it, so the room of an input is that of its fullest reader. A reader that takes nothing for a while is
-// not waited for any longer.
+// to it, so the room of an input is that of its fullest reader. There are two limits to that. A reader that
+// takes nothing for a while is not waited for any longer. And where others read the same input, nor is one
+// that has kept them waiting for kLongestWait in all since it last had room for a piece, however little it
+// takes in between; the next time that it falls behind it keeps them waiting for kShortWait only.
 //
 // The engine thread's; nothing is allocated once it is made.
 #pragma once
@@ -21,6 +23,7 @@ class AlsaReaders {
     static constexpr std::size_t kClients = 256;  // an address has so many
     // How long a reader may take nothing before the others are served without it.
     static constexpr std::uint64_t kLongestWait = 1'000'000'000;  // nanoseconds
+    static constexpr std::uint64_t kShortWait = 50'000'000;
 
     using Readers = std::bitset<kClients>;
 
@@ -32,8 +35,8 @@ class AlsaReaders {
     };
     explicit AlsaReaders(const RoomSource& source) : rooms(source) {}
 
-    // Who reads an input now.
-    void SetReaders(int port, const Readers& readers) { inputs[static_cast<std::size_t>(port)] = readers; }
+    // Who reads an input now. Of one that reads no input any more, nothing is remembered.
+    void SetReaders(int port, const Readers& readers);
     bool Reads(int port, int client) const {
         return inputs[static_cast<std::size_t>(port)].test(static_cast<std::size_t>(client));
     }
@@ -54,11 +57,16 @@ class AlsaReaders {
         bool leftBehind = false;
         std::size_t free = 0;
         std::uint64_t fullSince = 0;  // 0: it is not
+        std::uint64_t fullAt = 0;     // when it was last found full; 0: it was not at the last look
+        std::uint64_t waited = 0;     // in all, since it last had room for a piece
+        std::uint64_t patience = kLongestWait;
     };
 
     template <class Each>
     void ForEachReader(int port, Each each);
     void Ask(std::size_t number, Client& client);
+    void NoteWait(std::size_t total, Client& client) const;
+    static void LeaveBehind(Client& client);
 
     const RoomSource& rooms;
     std::array<Readers, kMaxPorts> inputs;

@@ -480,7 +480,8 @@ TEST_F(EngineOverrunTest, ANoteOffThatFindsNoRoomStillReleasesItsNote) {
 }
 
 TEST_F(EngineOverrunTest, WhatEndsAllNotesAndFindsNoRoomEndsTheWay) {
-    for (const std::uint8_t control : {120, 121, 123, 124, 125, 126, 127}) {
+    for (const int number : {120, 121, 123, 124, 125, 126, 127}) {
+        const auto control = static_cast<std::uint8_t>(number);
         sink.heard[7].clear();
         Play({0x90, 60, 100});
         const std::uint64_t before = Dropped();
@@ -490,7 +491,7 @@ TEST_F(EngineOverrunTest, WhatEndsAllNotesAndFindsNoRoomEndsTheWay) {
         }
         Play({0xB0, control, 0});
         Drain();
-        EXPECT_EQ(sink.MessagesOf(7).back(), (Bytes{0x80, 60, 64})) << int{control};
+        EXPECT_EQ(sink.MessagesOf(7).back(), (Bytes{0x80, 60, 64})) << number;
     }
 }
 

@@ -123,6 +123,62 @@ TEST_F(AlsaReadersTest, AReaderThatTakesNothingIsLeftBehindAndTakenUpAgain) {
     EXPECT_EQ(RoomAt(5 * kSecond), 0U);
 }
 
+// A look each 10 ms at a reader that takes one event in each 100 ms; how long others of its input wait.
+class SlowReaderTest : public AlsaReadersTest {
+  protected:
+    static constexpr std::uint64_t kLook = 10'000'000;
+
+    std::uint64_t WaitOfOthers() {
+        std::uint64_t waited = 0;
+        for (int look = 0; look < 500; ++look) {
+            rooms[130].free += look % 10 == 0 ? 1 : 0;
+            now += kLook;
+            if (RoomAt(now) != 0) {
+                if (rooms[130].free == 0 || readers.Room(0) > 1000) {
+                    return waited;
+                }
+                readers.Sent(0, 0);
+                rooms[130].free -= std::min<std::size_t>(rooms[130].free, 1);
+            }
+            waited += kLook;
+        }
+        return waited;
+    }
+
+    std::uint64_t now = kSecond;
+};
+
+TEST_F(SlowReaderTest, KeepsOthersOfItsInputWaitingForASecondAndTheNextTimeForAMoment) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    EXPECT_LE(WaitOfOthers(), AlsaReaders::kLongestWait + 20 * kLook);
+    rooms[130].free = 190;
+    RoomAt(now += kLook);
+    rooms[130].free = 0;
+    EXPECT_LE(WaitOfOthers(), AlsaReaders::kShortWait + 3 * kLook);
+}
+
+TEST_F(SlowReaderTest, IsAnotherAfterItHasDisconnected) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    WaitOfOthers();
+    Connect(0, {131});
+    Connect(0, {130, 131});
+    rooms[130].free = 0;
+    EXPECT_EQ(RoomAt(now += kLook), 0U);
+    EXPECT_EQ(RoomAt(now += 10 * kLook), 0U);
+}
+
+TEST_F(SlowReaderTest, AGoodReaderOfALongMessageIsNeverLeftBehind) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    for (int look = 0; look < 1000; ++look) {
+        rooms[130].free = look % 2 == 0 ? 60 : 0;
+        const std::size_t room = RoomAt(now += kLook);
+        EXPECT_LT(room, 2000U) << look;
+    }
+}
+
 TEST_F(AlsaReadersTest, AReaderThatTakesALittleIsWaitedFor) {
     rooms = {{130, {200, 0}}};
     Connect(0, {130});
