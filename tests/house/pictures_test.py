@@ -13,6 +13,9 @@ import unittest
 WINDOW = (580, 430)  # pixels at scale 1, without its frame
 SCALES = {"1", "1.25", "1.5", "2"}
 KINDS = {f"{display}{colours}" for display in ("", "wayland-") for colours in ("light", "dark")}
+# On X11, in other fonts and with the largest numbers.
+FONT_SCALES = {"1", "2"}
+FONT_KINDS = {f"{font}-{colours}" for font in ("noto-sans", "noto-sans-cjk-jp") for colours in ("light", "dark")} | {"large-numbers"}
 
 _docs = None
 
@@ -20,7 +23,8 @@ _docs = None
 class Pictures(unittest.TestCase):
     def test_there_is_one_of_each_kind_and_scale(self):
         names = {picture.name for picture in _docs.glob("panel-*x.png")}
-        self.assertEqual(names, {f"panel-{kind}-{scale}x.png" for kind in KINDS for scale in SCALES})
+        expected = [(kind, scale) for kinds, scales in ((KINDS, SCALES), (FONT_KINDS, FONT_SCALES)) for kind in kinds for scale in scales]
+        self.assertEqual(names, {f"panel-{kind}-{scale}x.png" for kind, scale in expected})
 
     def test_each_shows_the_whole_window(self):
         for picture in _docs.glob("panel-*.png"):
