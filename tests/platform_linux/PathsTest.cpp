@@ -147,8 +147,8 @@ TEST_F(PathsTest, TheHostIdIsTheMachineId) {
 
 TEST_F(PathsTest, WithoutAMachineIdTheHostIdIsTheHostName) {
     EXPECT_EQ(FindPaths(surroundings).hostId, "studio");
-    for (const char* text :
-         {"", "\n", "uninitialized\n", "0123456789abcdef", "../../../../../../etc/passwd00000\n"}) {
+    for (const char* text : {"", "\n", "uninitialized\n", "0123456789abcdef",
+                             "0123456789abcdef0123456789abcdef0", "../../../../../../etc/passwd00000\n"}) {
         PutMachineId(text);
         EXPECT_EQ(FindPaths(surroundings).hostId, "studio") << text;
     }
