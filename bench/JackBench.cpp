@@ -30,8 +30,8 @@ void Serve() {
     std::vector<Endpoint> endpoints;
     WayTable ways;
     for (int port = 0; port < kMaxPorts; ++port) {
-        endpoints.push_back({port, true, "out " + std::to_string(port), false});
-        endpoints.push_back({port, false, "in " + std::to_string(port), false});
+        endpoints.push_back({port, true, std::to_string(port), false});
+        endpoints.push_back({port, false, std::to_string(port), false});
         ways[static_cast<std::size_t>(port)].to = Destination::Input(port);
     }
     backend.Publish(endpoints);
@@ -55,11 +55,11 @@ void Serve() {
 }  // namespace
 
 std::string OutputAddress(int port) {
-    return "vexil3:out " + std::to_string(port);
+    return "Vexil III:" + std::to_string(port) + " out";
 }
 
 std::string InputAddress(int port) {
-    return "vexil3:in " + std::to_string(port);
+    return "Vexil III:" + std::to_string(port) + " in";
 }
 
 void ServiceProcess::ServeIfAsked(int count, char** arguments) {

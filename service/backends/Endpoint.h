@@ -11,6 +11,8 @@ struct Endpoint {
     bool output = false;  // true: programs write to it (the port's output); false: they read from it
     std::string name;     // as the user calls it, UTF-8, not necessarily unique or legal
     bool hidden = false;  // kept out of port listings; a back end that cannot does not publish it
+    // As earlier versions called it, which saved sessions still do; empty: as nobody did.
+    std::string formerName{};
 
     bool operator==(const Endpoint&) const = default;
 };
@@ -19,7 +21,7 @@ struct Endpoint {
 struct PublishedEndpoint {
     int port = 0;
     bool output = false;
-    std::string address;  // as programs name it: "vexil3:Stage piano", "128:4 Stage piano"
+    std::string address;  // as programs name it: "Vexil III:Stage piano out"
     int connections = 0;  // what is connected to it now
     std::string problem;  // why it is not there although it is wanted; else empty
 };

@@ -49,6 +49,23 @@ std::string Cut(const std::string& name, std::size_t longest) {
 
 }  // namespace
 
+std::array<std::string, kMaxPorts> MakePortNames(const DriverConfiguration& configuration, bool outputs) {
+    std::array<std::string, kMaxPorts> names;
+    std::set<std::string> taken;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        const PortNames& custom = configuration.CustomNames[port];
+        const svString& own = outputs ? custom.Out_CustomName : custom.In_CustomName;
+        const std::string number = std::to_string(ShownPortNumber(port));
+        std::string& name = names[static_cast<std::size_t>(port)];
+        name = Clean(own.c_str(), "");
+        name = name.empty() ? "Port " + number : name;
+        while (!taken.insert(name).second) {
+            name += " " + number;
+        }
+    }
+    return names;
+}
+
 std::vector<std::string> MakeEndpointNames(const std::vector<Endpoint>& endpoints, const NameRules& rules) {
     std::vector<std::size_t> order(endpoints.size());
     std::iota(order.begin(), order.end(), 0U);
@@ -60,13 +77,16 @@ std::vector<std::string> MakeEndpointNames(const std::vector<Endpoint>& endpoint
     std::vector<std::string> names(endpoints.size());
     std::set<std::string> taken;
     for (const std::size_t index : order) {
-        std::string clean = Clean(endpoints[index].name, rules.separators);
+        const Endpoint& endpoint = endpoints[index];
+        const bool isFormer = !rules.directions && !endpoint.formerName.empty();
+        std::string clean = Clean(isFormer ? endpoint.formerName : endpoint.name, rules.separators);
         if (clean.empty()) {
             clean = "Port " + std::to_string(ShownPortNumber(endpoints[index].port));
         }
-        std::string name = Cut(clean, rules.longest);
+        const std::string direction = !rules.directions ? "" : endpoints[index].output ? " out" : " in";
+        std::string name = Cut(clean, rules.longest - direction.size()) + direction;
         for (int number = 2; !taken.insert(name).second; ++number) {
-            const std::string suffix = " (" + std::to_string(number) + ")";
+            const std::string suffix = " (" + std::to_string(number) + ")" + direction;
             name = Cut(clean, rules.longest - suffix.size()) + suffix;
         }
         names[index] = name;

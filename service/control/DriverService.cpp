@@ -20,27 +20,25 @@ namespace {
 constexpr int kReleasePoll = 2;  // milliseconds between two looks at whether notes are released
 constexpr int kPostPoll = 20;    // and between two tries to post what the engine could not take
 
-std::string NameOf(const svString& custom, int port) {
-    return custom.IsEmpty() ? "Port " + PortText(port) : custom.c_str();
-}
-
 std::vector<Endpoint> MakeEndpoints(const DriverConfiguration& configuration, const RouteTable& table) {
     const bool hidden = (configuration.MiscOptions & kShowConnectors) == 0;
+    const std::array<std::string, kMaxPorts> outputNames = MakePortNames(configuration, true);
+    const std::array<std::string, kMaxPorts> inputNames = MakePortNames(configuration, false);
     std::vector<Endpoint> endpoints;
     for (int port = 0; port < kMaxPorts; ++port) {
-        const PortNames& custom = configuration.CustomNames[port];
+        const auto index = static_cast<std::size_t>(port);
         if ((table.outputEndpoints >> port & 1) != 0) {
-            endpoints.push_back({port, true, NameOf(custom.Out_CustomName, port), hidden});
+            endpoints.push_back({port, true, outputNames[index], hidden});
         }
         if ((table.inputEndpoints >> port & 1) != 0) {
-            endpoints.push_back({port, false, NameOf(custom.In_CustomName, port), hidden});
+            endpoints.push_back({port, false, inputNames[index], hidden});
         }
     }
-    // Over all of them: a name does not depend on which others are there at the moment.
-    const std::vector<std::string> names =
+    // Earlier versions numbered equal names of all endpoints that were there.
+    const std::vector<std::string> formerNames =
         MakeEndpointNames(endpoints, {.longest = std::string::npos, .separators = ""});
     for (std::size_t i = 0; i < endpoints.size(); ++i) {
-        endpoints[i].name = names[i];
+        endpoints[i].formerName = formerNames[i];
     }
     return endpoints;
 }

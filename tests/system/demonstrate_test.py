@@ -37,7 +37,7 @@ class Demonstrate(unittest.TestCase):
     @unittest.skipIf(music_world.obstacle(), music_world.obstacle())
     def test_music_is_heard_through_the_ports_of_the_window(self):
         text = self.show()
-        for word in ('One music program plays to "vexil3:To the synth", another hears it at "vexil3:From the keys".',
+        for word in ('One music program plays to "Vexil III:To the synth out", another hears it at "Vexil III:From the keys in".',
                      "the chord [40, 52, 55, 62, 67, 71] was heard", "MIDI system    JACK, running"):
             self.assertIn(word, text)
 

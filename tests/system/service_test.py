@@ -23,6 +23,14 @@ SOON = 2.0  # seconds until everything is back
 vexil3d = vexil3ctl = music_program = None
 
 
+def written_at(name):
+    return f"Vexil III:{name} out"
+
+
+def read_at(name):
+    return f"Vexil III:{name} in"
+
+
 def note_on(note, velocity=100):
     return bytes((0x90, note, velocity))
 
@@ -64,14 +72,14 @@ class ServiceTest(panel_test.PanelTest):
             "01 PortFlags": stored.entry(0xC0, 0, 1), "01 Out_CustomName": OUTPUT, "02 In_CustomName": INPUT})
 
     def wait_ports(self, program, written, read, seconds=panel_test.PATIENCE):
-        wanted = [f"vexil3:{name}" for name in written], [f"vexil3:{name}" for name in read]
+        wanted = [written_at(name) for name in written], [read_at(name) for name in read]
         wait_until(lambda: program.ports() == wanted, seconds, f"the ports {wanted}")
 
     def connect(self, keys, synth):
         """Once the ports are there, lets the one program play to the other through the service."""
         self.wait_ports(synth, [OUTPUT], [INPUT])
-        self.assertTrue(keys.play_to(f"vexil3:{OUTPUT}"))
-        self.assertTrue(synth.read_from(f"vexil3:{INPUT}"))
+        self.assertTrue(keys.play_to(written_at(OUTPUT)))
+        self.assertTrue(synth.read_from(read_at(INPUT)))
 
     def assert_plays(self, keys, synth, note=60):
         synth.forget()
@@ -156,7 +164,7 @@ class SetUp(ServiceTest):
         panel.toggle("MIDI IN")
         panel.toggle("MIDI OUT")
         self.apply(panel)
-        self.wait_ports(synth, [OUTPUT, "Port 13"], [INPUT, "Port 13 (2)"])
+        self.wait_ports(synth, [OUTPUT, "Port 13"], [INPUT, "Port 13"])
         keys.write(note_off(60))
         synth.wait_heard(note_on(60), note_off(60))  # neither released nor lost
         self.assert_quits(panel)
@@ -320,13 +328,13 @@ class CommandLine(ServiceTest):
         self.wait_ports(synth, [OUTPUT], [INPUT])
         stored.store(self.desktop.preferences, stored.defaults() | {"LocalPipes": stored.mask(7)})
         self.ctl("reload")
-        self.wait_ports(synth, ["Port 11", "Port 18"], ["Port 18 (2)"])
+        self.wait_ports(synth, ["Port 11", "Port 18"], ["Port 18"])
 
     def test_status_tells_what_goes_where_and_how_much(self):
         _, keys, synth = self.start_all()
         self.assert_plays(keys, synth)
         text = self.ctl("status")
-        for word in (f"vexil3:{OUTPUT}", f"vexil3:{INPUT}", "JACK, running", "to localhost, port 12"):
+        for word in (written_at(OUTPUT), read_at(INPUT), "JACK, running", "to localhost, port 12"):
             self.assertIn(word, text)
         status = json.loads(self.ctl("status", "--json"))
         ports = {port["port"]: port for port in status["ports"]}

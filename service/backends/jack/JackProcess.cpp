@@ -26,6 +26,10 @@ constexpr std::size_t kPackedRoom = 32768 - 16 - 8;
 constexpr std::size_t kPacket = 6;
 constexpr std::size_t kPackedPacket = 24;
 
+// A system exclusive that nobody goes on with is ended, and counted, by the engine; what it holds back comes
+// to that a little later.
+constexpr std::uint64_t kLongestPutOff = 1'020'000'000;
+
 void Clear(void* buffer) {
     if (buffer != nullptr) {
         jack_midi_clear_buffer(buffer);
@@ -148,6 +152,7 @@ void JackProcess::TakeEvents(jack_nframes_t frames) {
             if (jack_midi_event_get(&event, buffer, index) == 0) {
                 engine.Write(port, clock.TimeOf(std::min(event.time, frames - 1)),
                              {event.buffer, event.size});
+                NoteExclusive(static_cast<std::size_t>(port), event);
             }
         }
         // Lost where JACK mixed the writers of this port.
@@ -155,14 +160,40 @@ void JackProcess::TakeEvents(jack_nframes_t frames) {
     }
 }
 
+void JackProcess::NoteExclusive(std::size_t port, const jack_midi_event_t& event) {
+    constexpr std::uint8_t kStatus = 0x80;
+    constexpr std::uint8_t kExclusive = 0xF0;
+    constexpr std::uint8_t kRealtime = 0xF8;
+    const std::uint64_t bit = std::uint64_t{1} << port;
+    // The last status tells, apart from those that may stand anywhere.
+    for (std::size_t at = event.size; at != 0; --at) {
+        const std::uint8_t byte = event.buffer[at - 1];
+        if (byte >= kStatus && byte < kRealtime) {
+            inExclusive = byte == kExclusive ? inExclusive | bit : inExclusive & ~bit;
+            break;
+        }
+    }
+    lastHeard[port] = clock.End();
+}
+
 // JACK tells of a writer that has gone while its last cycle may still be under way; so its notes end one
 // cycle after the cycle that follows.
 void JackProcess::EndWriters() {
-    while (ending != 0) {
-        engine.WriterGone(std::countr_zero(ending), clock.Start());
-        ending &= ending - 1;
+    std::uint64_t putOff = 0;
+    for (; ending != 0; ending &= ending - 1) {
+        const int port = std::countr_zero(ending);
+        const auto index = static_cast<std::size_t>(port);
+        const std::uint64_t bit = std::uint64_t{1} << port;
+        const bool goesOn = (inExclusive & bit) != 0 && writers[index].load() > 0 &&
+                            clock.Start() < lastHeard[index] + kLongestPutOff;
+        if (goesOn) {
+            putOff |= bit;
+        } else {
+            engine.WriterGone(port, clock.Start());
+            inExclusive &= ~bit;
+        }
     }
-    ending = gone.exchange(0, std::memory_order_acquire);
+    ending = putOff | gone.exchange(0, std::memory_order_acquire);
 }
 
 std::size_t JackProcess::Room(const Destination& to) const {

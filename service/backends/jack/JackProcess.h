@@ -7,6 +7,7 @@
 #pragma once
 
 #include <jack/jack.h>
+#include <jack/midiport.h>
 
 #include <array>
 #include <atomic>
@@ -45,8 +46,11 @@ class JackProcess : private EngineSink {
     // Cycles that have ended; begins anew after the highest number.
     unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }
     // A connection of one of JACK's ports has ended. JACK mixes what several programs write to one port, so
-    // what each of them holds cannot be told apart: with one that goes, all of the port's notes end.
+    // what each of them holds cannot be told apart: with one that goes, all of the port's notes end. A system
+    // exclusive that is under way may be another's who stays: it goes on first, and the notes end behind it.
     void Disconnected(const jack_port_t* jackPort);
+    // So many programs are connected to the output of a port.
+    void SetWriters(int port, int count) { writers[static_cast<std::size_t>(port)].store(count); }
     // Messages that JACK had no room for, since the last call.
     std::uint64_t TakeLost() { return lost.exchange(0, std::memory_order_relaxed); }
 
@@ -63,6 +67,7 @@ class JackProcess : private EngineSink {
     void SilenceReaders();
     void Put(std::size_t port, jack_nframes_t frame, std::span<const std::uint8_t> bytes);
     void TakeEvents(jack_nframes_t frames);
+    void NoteExclusive(std::size_t port, const jack_midi_event_t& event);
     void EndWriters();
     void NoteLost(std::uint64_t messages);
 
@@ -74,16 +79,20 @@ class JackProcess : private EngineSink {
 
     Ports outputs{};
     Ports inputs{};
-    Ports replaced{};                         // of inputs, by another port; only cleared
-    std::atomic<std::uint64_t> toSilence{0};  // bit p: as Silence
-    std::atomic<std::uint64_t> leftEmpty{0};  // bit p: nothing goes into the port of input p
-    std::atomic<std::uint64_t> gone{0};       // bit p: a writer of output p has gone
-    std::atomic<unsigned> cycles{0};          // as Cycles
+    Ports replaced{};                                   // of inputs, by another port; only cleared
+    std::atomic<std::uint64_t> toSilence{0};            // bit p: as Silence
+    std::atomic<std::uint64_t> leftEmpty{0};            // bit p: nothing goes into the port of input p
+    std::array<std::atomic<int>, kMaxPorts> writers{};  // as SetWriters
+    std::atomic<std::uint64_t> gone{0};                 // bit p: a writer of output p has gone
+    std::atomic<unsigned> cycles{0};                    // as Cycles
     std::atomic<std::uint64_t> lost{0};
 
     // The process thread's.
     FrameClock clock;
-    std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
+    std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before, or put off
+    std::uint64_t inExclusive =
+        0;  // bit p: output p has heard the beginning of a system exclusive and not its end
+    std::array<std::uint64_t, kMaxPorts> lastHeard{};  // output p, while in a system exclusive; nanoseconds
     std::array<void*, kMaxPorts> buffers{};
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};
     std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds

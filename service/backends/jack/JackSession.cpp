@@ -1,5 +1,7 @@
 #include "service/backends/jack/JackSession.h"
 
+#include <jack/metadata.h>
+#include <jack/uuid.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/eventfd.h>
@@ -9,6 +11,7 @@
 #include <iterator>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "config/DriverConfiguration.h"
 #include "service/backends/EndpointNames.h"
@@ -43,6 +46,11 @@ constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycl
 // ms were seen. A newer wish is taken up in between.
 constexpr std::size_t kUnregisteredAtOnce = 4;
 
+// Of earlier versions.
+constexpr const char* kFormerClientName = "vexil3:";
+constexpr const char* kText = "text/plain";
+constexpr const char* kInteger = "http://www.w3.org/2001/XMLSchema#int";
+
 // Programs keep a full name in 256 bytes, with the end.
 constexpr std::size_t kLongestFullName = 255;
 
@@ -63,7 +71,7 @@ std::string WhyNotOpened(jack_status_t status) {
 
 std::unique_ptr<JackSession> JackSession::Open(const Parts& parts, std::string& problem) {
     jack_status_t status{};
-    jack_client_t* client = jack_client_open(kJackClientName, JackNoStartServer, &status);
+    jack_client_t* client = jack_client_open(kClientName, JackNoStartServer, &status);
     if (client == nullptr) {
         problem = WhyNotOpened(status);
         return nullptr;
@@ -93,6 +101,13 @@ JackSession::JackSession(const Parts& sessionParts, jack_client_t* jackClient)
 }
 
 JackSession::~JackSession() {
+    for (const auto& ofPorts : sides) {
+        for (const Side& side : ofPorts) {
+            if (side.port != nullptr && !serverHasGone) {
+                ForgetProperties(side.port);
+            }
+        }
+    }
     pulse.ForgetCycles();
     // Its result tells nothing: the client is gone either way.
     jack_client_close(client);
@@ -166,11 +181,19 @@ void JackSession::MakeVisible() {
                  [](const Endpoint& endpoint) { return !endpoint.hidden; });
     const std::size_t fullName =
         std::min(static_cast<std::size_t>(jack_port_name_size()) - 1, kLongestFullName);
-    const std::vector<std::string> names =
-        MakeEndpointNames(shown, {.longest = fullName - address.size(), .separators = ":"});
+    const std::vector<std::string> names = MakeEndpointNames(
+        shown, {.longest = fullName - address.size(), .separators = ":", .directions = true});
+    std::vector<Endpoint> former = shown;
+    for (Endpoint& endpoint : former) {
+        endpoint.name = endpoint.formerName;
+    }
+    const std::string formerClient = kFormerClientName;
+    const std::vector<std::string> formerNames =
+        MakeEndpointNames(former, {.longest = fullName - formerClient.size(), .separators = ":"});
     visible.clear();
     for (std::size_t i = 0; i < shown.size(); ++i) {
-        visible.push_back({shown[i].port, shown[i].output, names[i]});
+        visible.push_back({shown[i].port, shown[i].output, names[i], shown[i].name,
+                           shown[i].formerName.empty() ? "" : formerClient + formerNames[i]});
     }
 }
 
@@ -184,6 +207,7 @@ void JackSession::TakeUpEndpoints() {
     Withdraw();
     Rename();
     Register();
+    DescribeAll();
 }
 
 // What is wanted again before it has gone stays, with its connections.
@@ -191,7 +215,8 @@ void JackSession::BringBack() {
     std::erase_if(leaving, [&](const Leaving& side) {
         const bool isWanted = side.follower == nullptr && IsVisible(side.port, side.output);
         if (isWanted) {
-            SideOf(side.port, side.output) = {side.jackPort, side.name, "", 0};
+            SideOf(side.port, side.output) = {side.jackPort,   side.name, side.formerName, "", 0,
+                                              side.describedAs};
             connectionsChanged = true;
             process->SetPort(side.port, side.output, side.jackPort);
         }
@@ -215,6 +240,8 @@ void JackSession::Withdraw() {
                 one.output = output;
                 one.jackPort = side.port;
                 one.name = side.name;
+                one.formerName = side.formerName;
+                one.describedAs = side.describedAs;
                 Begin(output ? Step::Unused : Step::Heard, one);
             }
             side = {};
@@ -291,6 +318,7 @@ void JackSession::Continue() {
 }
 
 void JackSession::Unregister(const Leaving& side) {
+    ForgetProperties(side.jackPort);
     if (jack_port_unregister(client, side.jackPort) != 0 && !serverHasGone) {
         LogPrintf("JACK does not let the port \"%s\" go.\n", side.name.c_str());
     }
@@ -411,7 +439,7 @@ bool JackSession::Replace(int port, bool output, const std::string& name) {
     before.follower = next;
     before.step = Step::Followed;
     before.latest = Clock::now() + (side.connections == 0 ? milliseconds(0) : kLongestLink);
-    side = {next, name, "", 0};
+    side = {next, name, "", "", 0};
     parts.memory.Renew(port, output);
     connectionsChanged = true;
     return true;
@@ -452,13 +480,62 @@ void JackSession::Register() {
                 continue;
             }
             jack_port_t* port = Register(one.name, output);
-            side = {port, one.name, port == nullptr ? "JACK does not take another port." : "", 0};
+            side = {port, one.name, "", port == nullptr ? "JACK does not take another port." : "", 0};
             if (port != nullptr) {
                 process->SetPort(one.port, output, port);
                 parts.memory.Renew(one.port, output);
                 connectionsChanged = true;
             }
         }
+    }
+}
+
+// What patchbays show and sort by, and the name by which a saved session may know the port. The ports are
+// there without all that, so it comes last, and what JACK does not take of it is told of once.
+void JackSession::DescribeAll() {
+    for (const Wanted& one : visible) {
+        Side& side = SideOf(one.port, one.output);
+        if (side.port == nullptr) {
+            continue;
+        }
+        if (side.formerName != one.formerName) {
+            if (!side.formerName.empty()) {
+                static_cast<void>(
+                    jack_port_unset_alias(side.port, side.formerName.c_str()));  // it is replaced
+            }
+            if (!one.formerName.empty() && jack_port_set_alias(side.port, one.formerName.c_str()) != 0 &&
+                std::exchange(takesAliases, false)) {
+                LogPrintf("JACK does not take \"%s\" as another name of a port.\n", one.formerName.c_str());
+            }
+            side.formerName = one.formerName;
+        }
+        if (side.describedAs != one.title) {
+            Describe(one);
+            side.describedAs = one.title;
+        }
+    }
+}
+
+void JackSession::Describe(const Wanted& one) {
+    jack_port_t* port = SideOf(one.port, one.output).port;
+    SetProperty(port, JACK_METADATA_PRETTY_NAME, one.title, kText);
+    SetProperty(port, JACK_METADATA_ORDER, std::to_string(ShownPortNumber(one.port)), kInteger);
+    SetProperty(port, JACK_METADATA_SIGNAL_TYPE, "MIDI", kText);
+    pulse.Beat();
+}
+
+void JackSession::SetProperty(jack_port_t* port, const char* key, const std::string& value,
+                              const char* type) {
+    if (takesProperties && jack_set_property(client, jack_port_uuid(port), key, value.c_str(), type) != 0) {
+        takesProperties = false;
+        LogPrintf("JACK takes no properties of ports: patchbays may sort them by name.\n");
+    }
+}
+
+// JACK gives the number of a port that has gone, and with it the properties, to the next.
+void JackSession::ForgetProperties(jack_port_t* port) {
+    if (takesProperties) {
+        static_cast<void>(jack_remove_properties(client, jack_port_uuid(port)));  // it goes either way
     }
 }
 
@@ -485,6 +562,9 @@ void JackSession::LookAtConnections() {
             }
             const std::set<std::string> connected = ConnectionsOf(side);
             side.connections = static_cast<int>(connected.size());
+            if (output) {
+                process->SetWriters(port, side.connections);
+            }
             for (const std::string& name : parts.memory.Look(port, output, connected, isThere, now)) {
                 Connect(port, output, name);
             }

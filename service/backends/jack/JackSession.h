@@ -26,8 +26,6 @@
 
 namespace vexil {
 
-inline constexpr const char* kJackClientName = "vexil3";
-
 class JackSession {
   public:
     using Clock = std::chrono::steady_clock;
@@ -78,8 +76,10 @@ class JackSession {
     struct Side {
         jack_port_t* port = nullptr;  // JACK's; null: there is none
         std::string name;             // by which JACK knows it, without the client's
+        std::string formerName;       // by which saved sessions may know it, with the client's
         std::string problem;          // why there is none, although it is wanted
         int connections = 0;          // when last looked at
+        std::string describedAs{};    // the title in its properties
     };
     // What a port that is to go is waited for: one that another follows until that one's connections carry;
     // an input until its readers have heard all, then until it is empty; either then until the process thread
@@ -91,6 +91,8 @@ class JackSession {
         bool output = false;
         jack_port_t* jackPort = nullptr;
         std::string name;
+        std::string formerName;
+        std::string describedAs;
         jack_port_t* follower = nullptr;  // of the same side; null: the side goes
         Step step = Step::Heard;
         unsigned since = 0;        // JackProcess::Cycles() at its beginning
@@ -102,6 +104,8 @@ class JackSession {
         int port;
         bool output;
         std::string name;
+        std::string title;       // what the user calls it
+        std::string formerName;  // with the client's; empty: none
     };
 
     JackSession(const Parts& sessionParts, jack_client_t* jackClient);
@@ -130,6 +134,10 @@ class JackSession {
     void FollowNow(int port, bool output);
     void Register();
     jack_port_t* Register(const std::string& name, bool output);
+    void Describe(const Wanted& one);
+    void DescribeAll();
+    void SetProperty(jack_port_t* port, const char* key, const std::string& value, const char* type);
+    void ForgetProperties(jack_port_t* port);
 
     void LookAtConnections();
     std::set<std::string> ConnectionsOf(const Side& side) const;
@@ -157,6 +165,8 @@ class JackSession {
     std::array<std::array<Side, kMaxPorts>, 2> sides;
     std::vector<Leaving> leaving;
     std::atomic<bool> connectionsChanged{true};
+    bool takesProperties = true;  // none of them was refused
+    bool takesAliases = true;
     std::optional<Clock::time_point> lookAgain;  // at the connections
     std::map<int, Clock::time_point> silenceAt;  // by input
 };

@@ -84,5 +84,69 @@ TEST(EndpointNamesTest, WhichKeepsTheNameGoesByPortAndSide) {
         ElementsAre("x (3)", "x (2)", "x"));
 }
 
+TEST(EndpointNamesTest, ANameSaysItsDirectionWhereTheRulesWantIt) {
+    EXPECT_THAT(
+        MakeEndpointNames({{0, true, "Piano", false}, {0, false, "Piano", false}, {1, true, "Piano", false}},
+                          {.longest = 100, .separators = "", .directions = true}),
+        ElementsAre("Piano out", "Piano in", "Piano (2) out"));
+}
+
+TEST(EndpointNamesTest, ALongNameKeepsItsDirection) {
+    EXPECT_THAT(MakeEndpointNames({{0, true, "abcdefghijklm", false}, {1, true, "abcdefghijklx", false}},
+                                  {.longest = 12, .separators = "", .directions = true}),
+                ElementsAre("abcdefgh out", "abcd (2) out"));
+}
+
+class PortNamesTest : public ::testing::Test {
+  protected:
+    void Name(int port, const char* output, const char* input) {
+        configuration.CustomNames[port].Out_CustomName = output;
+        configuration.CustomNames[port].In_CustomName = input;
+    }
+    std::string Output(int port) const {
+        return MakePortNames(configuration, true)[static_cast<std::size_t>(port)];
+    }
+    std::string Input(int port) const {
+        return MakePortNames(configuration, false)[static_cast<std::size_t>(port)];
+    }
+
+    DriverConfiguration configuration;
+};
+
+TEST_F(PortNamesTest, APortIsCalledAsItsUserCallsIt) {
+    Name(6, "Stage piano", "Strings");
+    EXPECT_EQ(Output(6), "Stage piano");
+    EXPECT_EQ(Input(6), "Strings");
+}
+
+TEST_F(PortNamesTest, APortWithoutANameOfItsOwnIsCalledByItsNumber) {
+    EXPECT_EQ(Output(6), "Port 17");
+    EXPECT_EQ(Input(63), "Port 88");
+}
+
+TEST_F(PortNamesTest, OfPortsWithOneNameTheOthersHaveTheirNumber) {
+    Name(0, "Piano", "");
+    Name(6, "Piano", "Piano");
+    EXPECT_EQ(Output(0), "Piano");
+    EXPECT_EQ(Output(6), "Piano 17");
+    EXPECT_EQ(Input(6), "Piano");
+}
+
+TEST_F(PortNamesTest, ANameDoesNotDependOnWhichPortsAreInUse) {
+    Name(0, "Piano", "");
+    Name(6, "Piano", "");
+    configuration.OutputPorts = 1 << 6;
+    const std::string alone = Output(6);
+    configuration.OutputPorts |= 1;
+    EXPECT_EQ(Output(6), alone);
+}
+
+TEST_F(PortNamesTest, ANumberThatIsANameAlreadyIsPassedOver) {
+    Name(0, "Port 12", "");
+    EXPECT_EQ(Output(1), "Port 12 12");
+    Name(2, "Port 12 12", "");
+    EXPECT_EQ(Output(2), "Port 12 12 13");
+}
+
 }  // namespace
 }  // namespace vexil

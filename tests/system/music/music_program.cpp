@@ -4,8 +4,8 @@
 // line of JSON. It ends with its standard input. Ports: NAME:out-0 and on, NAME:in-0 and on.
 //
 //   connect FROM<tab>TO               {"ok":true}; also when they are connected already
-//   ports                             {"written":["vexil3:..."],"read":[...]}: those of vexil3 that programs
-//   write to, and read listen                            from now on
+//   ports                             {"written":["Vexil III:..."],"read":[...]}: those of vexil3 that
+//   programs write to, and read listen                            from now on
 //   {"heard":READER,"time":NANOSECONDS,"bytes":"903C40"} for each event write WRITER HEX                  one
 //   message pattern WRITER READER SEED RATE   RATE messages a second, which the reader compares with what
 //   must come wild WRITER SEED RATE             notes, pedals, wheels, held and let go rest, release silence
@@ -83,7 +83,7 @@ json Obey(MusicClient& client, const std::string& line) {
         return {{"ok", command == "connect" ? client.Connect(from, to) : client.Disconnect(from, to)}};
     }
     if (command == "ports") {
-        return {{"written", client.Ports("^vexil3:", true)}, {"read", client.Ports("^vexil3:", false)}};
+        return {{"written", client.Ports("^Vexil III:", true)}, {"read", client.Ports("^Vexil III:", false)}};
     }
     if (command == "report") {
         return Report(client);

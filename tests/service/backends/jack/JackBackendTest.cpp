@@ -1,11 +1,14 @@
 // What is particular to JACK.
 #include <gmock/gmock.h>
+#include <jack/metadata.h>
+#include <jack/uuid.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "tests/doubles/MidiBackendContract.h"
 #include "tests/service/backends/jack/JackSubject.h"
@@ -135,6 +138,39 @@ TEST_F(JackBackendTest, AWriterThatGoesHoldsNoNoteWhileAnotherStays) {
     ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
     goes.Disconnect();
     EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
+}
+
+TEST_F(JackBackendTest, AWriterThatGoesLeavesTheSystemExclusiveOfAnotherWhole) {
+    Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& goes = Writer(0);
+    MidiProgram& stays = Writer(0);
+    ASSERT_TRUE(Connected(0, true, 2));
+    goes.Write({0x90, 60, 100});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
+    stays.Write({0xF0, 1, 2});
+    ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0xF0, 1, 2}));
+    goes.Disconnect();
+    ASSERT_TRUE(Connected(0, true, 1));
+    Settle();
+    stays.Write({3, 4, 0xF7});
+    EXPECT_THAT(Hear(reader, 6), ElementsAre(3, 4, 0xF7, 0x80, 60, ::testing::_));
+    EXPECT_EQ(engine->CountersOfSource(0).dropped, 0U);
+}
+
+TEST_F(JackBackendTest, ASystemExclusiveThatNobodyGoesOnWithEndsAfterASecondOfSilence) {
+    Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& goes = Writer(0);
+    Writer(0);
+    ASSERT_TRUE(Connected(0, true, 2));
+    goes.Write({0x90, 60, 100});
+    goes.Write({0xF0, 1, 2});
+    ASSERT_EQ(Hear(reader, 6), (MidiProgram::Bytes{0x90, 60, 100, 0xF0, 1, 2}));
+    goes.Disconnect();
+    EXPECT_THAT(Hear(reader, 4), ElementsAre(0xF7, 0x80, 60, ::testing::_));
 }
 
 TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
@@ -316,7 +352,7 @@ TEST_F(JackBackendTest, NoCallWaitsForAServerThatStandsStill) {
     EXPECT_TRUE(Eventually([&] { return Backend().Problem().empty() || !Backend().IsRunning(); }));
     ASSERT_TRUE(Eventually([&] { return Backend().IsRunning(); }));
     Publish({{0, true, "After", false}});
-    EXPECT_TRUE(Eventually([&] { return AddressOf(0, true).ends_with("After"); }));
+    EXPECT_TRUE(Eventually([&] { return AddressOf(0, true).ends_with("After out"); }));
 }
 
 TEST_F(JackBackendTest, AServerThatStandsStillIsToldOfAlsoWhenNothingIsAskedOfIt) {
@@ -412,22 +448,23 @@ TEST_F(JackBackendTest, AnEndpointThatIsWantedAgainBeforeItHasGoneKeepsItsConnec
 TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
     Publish({{0, true, "Piano", false}, {1, true, "Organ", false}, {2, true, "Harp", false}});
     Publish({{1, true, "Piano", false}, {3, true, "Harp", false}, {4, true, "Organ", false}});
-    EXPECT_EQ(AddressOf(1, true), "vexil3:Organ");
+    EXPECT_EQ(AddressOf(1, true), "Vexil III:Organ out");
     ASSERT_TRUE(Settled());
-    EXPECT_EQ(AddressOf(1, true), "vexil3:Piano");
-    EXPECT_EQ(AddressOf(3, true), "vexil3:Harp");
-    EXPECT_EQ(AddressOf(4, true), "vexil3:Organ");
-    EXPECT_TRUE(Listed(Program(), true, {"vexil3:Piano", "vexil3:Harp", "vexil3:Organ"}));
+    EXPECT_EQ(AddressOf(1, true), "Vexil III:Piano out");
+    EXPECT_EQ(AddressOf(3, true), "Vexil III:Harp out");
+    EXPECT_EQ(AddressOf(4, true), "Vexil III:Organ out");
+    EXPECT_TRUE(
+        Listed(Program(), true, {"Vexil III:Piano out", "Vexil III:Harp out", "Vexil III:Organ out"}));
 }
 
 // Programs on PipeWire know a port by the name that it came with.
 TEST_F(JackBackendTest, AnEndpointComesUnderTheNameOfOneThatGoes) {
     Publish({{0, true, "Harp", false}});
-    ASSERT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    ASSERT_TRUE(Listed(Program(), true, {"Vexil III:Harp out"}));
     Publish({{1, true, "Harp", false}});
     ASSERT_TRUE(Settled());
-    EXPECT_EQ(AddressOf(1, true), "vexil3:Harp");
-    EXPECT_TRUE(Listed(Program(), true, {"vexil3:Harp"}));
+    EXPECT_EQ(AddressOf(1, true), "Vexil III:Harp out");
+    EXPECT_TRUE(Listed(Program(), true, {"Vexil III:Harp out"}));
     Writer(1);
     EXPECT_TRUE(Connected(1, true, 1));
 }
@@ -454,6 +491,52 @@ TEST_F(JackBackendTest, EndpointsThatHadNoRoomComeWhenOthersHaveGone) {
     Publish(outputs(4));
     ASSERT_TRUE(Settled());
     EXPECT_EQ(problems(), 0);
+}
+
+// The value of a property of a port; empty: it has none.
+std::string PropertyOf(const std::string& address, const char* key) {
+    jack_client_t* client = jack_client_open("properties", JackNoStartServer, nullptr);
+    const jack_port_t* port = client == nullptr ? nullptr : jack_port_by_name(client, address.c_str());
+    char* value = nullptr;
+    char* type = nullptr;
+    std::string found;
+    if (port != nullptr && jack_get_property(jack_port_uuid(port), key, &value, &type) == 0) {
+        found = value;
+        jack_free(value);
+        jack_free(type);
+    }
+    if (client != nullptr) {
+        jack_client_close(client);
+    }
+    return found;
+}
+
+TEST_F(JackBackendTest, PatchbaysShowThePortsByTheirTitlesInTheOrderOfTheirNumbers) {
+    if (IsPipeWire()) {
+        GTEST_SKIP() << "its library shows a client the properties only while a session manager runs";
+    }
+    Publish({{63, true, "Alpha", false}, {0, true, "Omega", false}});
+    for (const auto& [port, number, title] : {std::tuple(63, "88", "Alpha"), std::tuple(0, "11", "Omega")}) {
+        EXPECT_TRUE(Eventually([&, where = port, wanted = std::string(number)] {
+            return PropertyOf(AddressOf(where, true), JACK_METADATA_ORDER) == wanted;
+        }));
+        EXPECT_EQ(PropertyOf(AddressOf(port, true), JACK_METADATA_PRETTY_NAME), title);
+    }
+}
+
+TEST_F(JackBackendTest, APortIsFoundByTheNameThatEarlierVersionsGaveIt) {
+    Publish({{0, false, "Strings", false, "Port 11 (2)"}});
+    auto& reader = dynamic_cast<JackProgram&>(Program());
+    EXPECT_TRUE(Eventually([&] { return reader.ReadFrom("vexil3:Port 11 (2)"); }));
+    EXPECT_TRUE(Connected(0, false, 1));
+}
+
+TEST_F(JackBackendTest, AnEndpointKeepsItsNameWhenTheOtherSideOfItsPortComesAndGoes) {
+    Publish({{0, false, "Port 11", false}});
+    EXPECT_EQ(AddressOf(0, false), "Vexil III:Port 11 in");
+    Publish({{0, true, "Port 11", false}, {0, false, "Port 11", false}});
+    EXPECT_EQ(AddressOf(0, false), "Vexil III:Port 11 in");
+    EXPECT_TRUE(Eventually([&] { return AddressOf(0, true) == "Vexil III:Port 11 out"; }));
 }
 
 TEST_F(JackBackendTest, TheRealtimeProblemIsNoneOrASentence) {

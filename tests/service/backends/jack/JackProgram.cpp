@@ -51,7 +51,7 @@ JackProgram::~JackProgram() {
 
 std::vector<std::string> JackProgram::Listed(bool outputs) {
     std::vector<std::string> listed;
-    const char** ports = jack_get_ports(client, "^vexil3:", JACK_DEFAULT_MIDI_TYPE,
+    const char** ports = jack_get_ports(client, "^Vexil III:", JACK_DEFAULT_MIDI_TYPE,
                                         outputs ? JackPortIsInput : JackPortIsOutput);
     for (const char** port = ports; port != nullptr && *port != nullptr; ++port) {
         listed.emplace_back(*port);

@@ -58,7 +58,7 @@ class Standstill:
         self.server = self.exits.enter_context(self.make_server(self.surroundings.environment))
         self.name(0)
         self.service = self.start(("--midi", "jack"), environment=dict(self.server.environment, WATCHDOG_USEC="400000"))
-        wait_until(lambda: self.address().endswith("Name 0"), 20)
+        wait_until(lambda: self.address().endswith("Name 0 out"), 20)
 
     def name(self, number):
         """Stores another name of the first output."""
@@ -103,7 +103,7 @@ class Standstill:
         self.surroundings.heard("WATCHDOG=1", 2)
         wait_until(lambda: " since " in self.service.log())
         self.server.resume()
-        wait_until(lambda: self.address().endswith(f"Name {number}"), 20)
+        wait_until(lambda: self.address().endswith(f"Name {number} out"), 20)
         wait_until(lambda: self.client().status()["midi"]["problem"] == "", 20)
         self.assertRegex(self.service.log(), r"JACK does not answer since \d\d:\d\d:\d\d\.\n")
 
@@ -131,7 +131,7 @@ class OnJackd(Standstill, running_service.ServiceTest):
         longest, _, number = self.ask_for(5)
         self.assertLess(longest, LONGEST_ANSWER)
         program.process.send_signal(signal.SIGCONT)
-        wait_until(lambda: self.address().endswith(f"Name {number}"), 30)
+        wait_until(lambda: self.address().endswith(f"Name {number} out"), 30)
 
     def test_sigterm_ends_the_service_while_a_music_program_stands_still(self):
         program = music_world.MusicProgram(music_program, self.server.environment, "still")
