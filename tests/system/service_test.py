@@ -334,7 +334,9 @@ class CommandLine(ServiceTest):
         _, keys, synth = self.start_all()
         self.assert_plays(keys, synth)
         text = self.ctl("status")
-        for word in (written_at(OUTPUT), read_at(INPUT), "JACK, running", "to localhost, port 12"):
+        # The table folds what is too long for its column.
+        for word in (written_at(OUTPUT).removesuffix(" out"), read_at(INPUT).removesuffix(" in"), "JACK, running",
+                     "to localhost, port 12"):
             self.assertIn(word, text)
         status = json.loads(self.ctl("status", "--json"))
         ports = {port["port"]: port for port in status["ports"]}

@@ -38,6 +38,7 @@ constexpr milliseconds kLongestStandstill{10'000};
 constexpr milliseconds kLongestRead{500};
 // PipeWire makes a connection in its own time, and nothing tells when it carries.
 constexpr milliseconds kLongestLink{400};
+constexpr milliseconds kShownByJack{5};
 constexpr milliseconds kShown{100};
 // Programs that are connected to an input within this time after the first one are its first readers.
 constexpr milliseconds kFirstReaders{300};
@@ -285,8 +286,11 @@ void JackSession::Continue() {
         const auto look = parts.memory.NextLook();
         const bool isChanged = connectionsChanged.exchange(false);
         if (isChanged || (look && *look <= now) || (lookAgain && *lookAgain <= now)) {
-            // PipeWire tells of a change before it shows it.
-            lookAgain = isChanged ? std::optional(now + kShown) : std::nullopt;
+            // Both libraries tell of a change before they show it: JACK's until the next cycle.
+            lookAgain = isChanged             ? std::optional(now + kShownByJack)
+                        : lookAgain && isSoon ? std::optional(now + kShown)
+                                              : std::nullopt;
+            isSoon = isChanged;
             LookAtConnections();
         }
         SilenceFirstReaders();
@@ -498,7 +502,8 @@ void JackSession::DescribeAll() {
         if (side.port == nullptr) {
             continue;
         }
-        if (side.formerName != one.formerName) {
+        // PipeWire's library tells nobody of aliases.
+        if (!isPipeWire && side.formerName != one.formerName) {
             if (!side.formerName.empty()) {
                 static_cast<void>(
                     jack_port_unset_alias(side.port, side.formerName.c_str()));  // it is replaced

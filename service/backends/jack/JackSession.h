@@ -168,6 +168,7 @@ class JackSession {
     bool takesProperties = true;  // none of them was refused
     bool takesAliases = true;
     std::optional<Clock::time_point> lookAgain;  // at the connections
+    bool isSoon = false;                         // that is the first of the two looks after a change
     std::map<int, Clock::time_point> silenceAt;  // by input
 };
 

@@ -525,6 +525,9 @@ TEST_F(JackBackendTest, PatchbaysShowThePortsByTheirTitlesInTheOrderOfTheirNumbe
 }
 
 TEST_F(JackBackendTest, APortIsFoundByTheNameThatEarlierVersionsGaveIt) {
+    if (IsPipeWire()) {
+        GTEST_SKIP() << "its library tells nobody of aliases";
+    }
     Publish({{0, false, "Strings", false, "Port 11 (2)"}});
     auto& reader = dynamic_cast<JackProgram&>(Program());
     EXPECT_TRUE(Eventually([&] { return reader.ReadFrom("vexil3:Port 11 (2)"); }));
