@@ -37,7 +37,7 @@ class ServiceProcess {
     int input = -1;  // its end tells the process to end
 };
 
-// A client, open until the end of its scope; the benchmark ends when there is none to be had.
+// A client, open until the end of its scope; the benchmark ends when JACK gives no client.
 class Client {
   public:
     Client(const std::string& name, JackProcessCallback process, void* argument);

@@ -46,11 +46,11 @@ class DriverPreferences {
     // permanent before the next; failures are logged by the store, and the rest is still written.
     void SaveConfiguration(int portCount, const DriverConfiguration& configuration) const;
 
-    // Bit 3 of the stored MiscOptions; false when none are stored.
+    // Bit 3 of the stored MiscOptions; false when no options are stored.
     bool GetWirelessOption() const;
-    // Reads MiscOptions (0 when none are stored), sets or clears bit 3 and writes them back.
+    // Reads MiscOptions (0 when no options are stored), sets or clears bit 3 and writes them back.
     void SetWirelessOption(bool on) const;
-    // Bit 2 of the stored MiscOptions of the current, else the older domain; true when none are stored.
+    // Bit 2 of the stored MiscOptions of the current, else the older domain; true when neither has options.
     bool GetLoggingOption() const;
 
     // Where no configuration was ever saved (the current domain has no InputPorts), stores the MiscOptions

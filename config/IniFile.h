@@ -48,10 +48,10 @@ class IniFile {
     IniFile& operator=(const IniFile&) = delete;
 
     // Closes the file that is open, if any, and opens the one at `newPath` (null: the one of the last Open),
-    // making an empty file where there is none. The list holds the file's lines and nothing that was edited
-    // while no file was open. A save of it that was cut short is completed first. False,
-    // with nothing open, when the file cannot be opened for reading and writing, is not a plain file, is
-    // larger than kMaxRewriteBytes, or is half written by a save that cannot be completed now.
+    // making an empty file where the file is absent. The list holds the file's lines and nothing that was
+    // edited while no file was open. A save of it that was cut short is completed first. False, with nothing
+    // open, when the file cannot be opened for reading and writing, is not a plain file, is larger than
+    // kMaxRewriteBytes, or is half written by a save that cannot be completed now.
     bool Open(const char* newPath);
 
     // Writes the list into the file when it was edited and is not empty, then closes. The file is rewritten
@@ -85,7 +85,7 @@ class IniFile {
     const Lines& AllLines() const { return lines; }
 
     // Walks from `from` to the first header with the wanted name (null: to any header). True with its place
-    // and name; `header` is the end of the lines when there is none.
+    // and name; `header` is the end of the lines when no header follows.
     bool FindSection(Position from, const char* wanted, Position& header, svString& name) const;
 
   private:

@@ -11,10 +11,10 @@ namespace vexil {
 // The longest piece of a file that becomes one line, line end included.
 inline constexpr std::size_t kIniPieceLength = 1022;
 
-// The section that a line is the header of; false when it is none. The name lies in the line.
+// The section that a line is the header of; false when the line is no header. The name lies in the line.
 bool HeaderName(const svString& line, std::string_view& name);
 
-// The key of a key line, trimmed, and where its value begins, untrimmed; false when the line is none. Both
+// The key of a key line, trimmed, and where its value begins, untrimmed; false for any other line. Both
 // lie in the line.
 bool KeyName(const svString& line, std::string_view& key, const char*& value);
 

@@ -16,11 +16,11 @@ class PreferenceDomains {
     virtual ~PreferenceDomains() = default;
 
     // The value under a top-level key as of the last Synchronize of its domain, with what SetValue has
-    // changed since; none when there is none. A domain that was never synchronised is read first.
+    // changed since; null when the key is absent. A domain that was never synchronised is read first.
     virtual PropertyRef CopyValue(const std::string& key, const std::string& application, UserScope user,
                                   HostScope host) = 0;
 
-    // Changes the value under a top-level key; none removes the key. Nothing is permanent before Synchronize.
+    // Changes the value under a top-level key; null removes the key. Nothing is permanent before Synchronize.
     virtual void SetValue(const std::string& key, PropertyRef value, const std::string& application,
                           UserScope user, HostScope host) = 0;
 

@@ -54,7 +54,7 @@ const Kind* ContentOf(const PropertyRef& value) {
     return value == nullptr ? nullptr : value->As<Kind>();
 }
 
-// A dictionary to change: a copy of the stored one, or an empty one in place of anything else; none when
+// A dictionary to change: a copy of the stored one, or an empty one in place of anything else; null when
 // there is no memory for it.
 std::optional<PropertyDictionary> MutableCopy(const PropertyRef& stored) {
     try {
@@ -65,7 +65,7 @@ std::optional<PropertyDictionary> MutableCopy(const PropertyRef& stored) {
     }
 }
 
-// Sets or (none) removes an entry. False when there is no memory for it.
+// Sets an entry, or removes it where the value is null. False when there is no memory for it.
 bool AssignEntry(PropertyDictionary& dictionary, const std::string& key, const PropertyRef& value) {
     if (value == nullptr) {
         dictionary.erase(key);

@@ -39,15 +39,15 @@ class PreferencesStore {
     // Switches the trace lines in the log on or off. Off at construction.
     void SetVerbose(bool on) { verbose = on; }
 
-    // A key string of `text`, or none (logged) when it cannot be made: the text is null or longer than
+    // A key string of `text`, or null (logged) when it cannot be made: the text is null or longer than
     // kMaxPropertyTextBytes, or there is no memory for it.
     std::optional<std::string> GetEntryString(const char* text) const;
 
-    // The value at a key path or none. A top-level value must have the wanted type; a value inside a
+    // The value at a key path, or null. A top-level value must have the wanted type; a value inside a
     // dictionary is handed out whatever its type. A dictionary itself is never handed out. Below a top-level
     // value that is no dictionary the rest of the path is ignored.
     PropertyRef GetObjectOfType(const char* keyPath, PropertyType wanted, UserScope user) const;
-    // The value at the rest of a key path in `dictionary`, or none (logged).
+    // The value at the rest of a key path in `dictionary`, or null (logged).
     PropertyRef GetDictEntryValue(const PropertyRef& dictionary, const char* keyPath) const;
 
     // The typed getters. What is missing or of another type counts as absent, inside a dictionary as well.
@@ -61,9 +61,9 @@ class PreferencesStore {
     bool GetBool(const char* keyPath, UserScope user, bool defaultValue) const;
     std::int32_t GetInt(const char* keyPath, UserScope user, std::int32_t defaultValue) const;
 
-    // Stores a value under a key path, making the dictionaries on the way and replacing what is none; a none
-    // value removes the entry. With `releaseValue` the store takes over the caller's reference, which is none
-    // on return on every path; without it the caller's reference is untouched.
+    // Stores a value under a key path, making the dictionaries on the way and replacing what is no
+    // dictionary; a null value removes the entry. With `releaseValue` the store takes over the caller's
+    // reference, which is null on return on every path; without it the caller's reference is untouched.
     bool PutObject(const char* keyPath, PropertyRef& value, UserScope user, bool releaseValue);
     // A null pointer, or a length of 0, removes the entry.
     bool SetBinary(const char* keyPath, UserScope user, const void* bytes, std::uint32_t length);
@@ -74,8 +74,8 @@ class PreferencesStore {
     // Stores a value under a top-level key and makes it permanent. `releaseValue` as in PutObject.
     bool SetSynchronizeProperty(const std::string& key, PropertyRef& value, UserScope user,
                                 bool releaseValue);
-    // Sets `value` (none removes) under the rest of a key path in `dictionary`. False when there is no
-    // dictionary or an entry cannot be made; the dictionary is then unchanged.
+    // Sets `value` (null removes the entry) under the rest of a key path in `dictionary`. False when there is
+    // no dictionary or an entry cannot be made; the dictionary is then unchanged.
     bool SetDictEntryValue(PropertyDictionary* dictionary, const char* keyPath,
                            const PropertyRef& value) const;
 

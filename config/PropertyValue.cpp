@@ -10,7 +10,7 @@ namespace vexil {
 
 namespace {
 
-// A value made by `makeContent`, or none when the memory for it is lacking: a failure to make a value is a
+// A value made by `makeContent`, or null when there is no memory for it: a failure to make a value is a
 // result, which the caller logs, and no exception.
 template <class MakeContent>
 PropertyRef Make(MakeContent makeContent) {

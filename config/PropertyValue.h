@@ -1,5 +1,5 @@
 // The typed value tree that preferences are made of. Values are immutable and shared by reference count; a
-// null reference is "none". A dictionary is changed by making a changed copy.
+// null reference stands for an absent value. A dictionary is changed by making a changed copy.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 namespace vexil {
 
 class PropertyValue;
-using PropertyRef = std::shared_ptr<const PropertyValue>;  // null: none
+using PropertyRef = std::shared_ptr<const PropertyValue>;  // null: absent
 
 // The kinds of value. The numbers are the type ids of the store's trace lines and stay as they are.
 enum class PropertyType { String = 0, Number = 1, Boolean = 2, Data = 3, Dictionary = 4, Opaque = 5 };
@@ -72,19 +72,19 @@ class PropertyValue {
     Content content;
 };
 
-// Deep comparison; two none values are equal. A whole number and a floating one are never equal, nor are
+// Deep comparison; two null references are equal. A whole number and a floating one are never equal, nor are
 // floating ones of different bits.
 bool SameProperty(const PropertyRef& left, const PropertyRef& right);
 
-// The makers return none when there is no memory for the value, and for what each names besides.
+// The makers return null when there is no memory for the value, and for what each names besides.
 
 // A value of any content, for a back end that has read one.
 PropertyRef MakeProperty(PropertyValue::Content content);
-// None when the text is null or longer than kMaxPropertyTextBytes.
+// Null when the text is null or longer than kMaxPropertyTextBytes.
 PropertyRef MakePropertyString(const char* text);
 PropertyRef MakePropertyNumber(std::int32_t number);
 PropertyRef MakePropertyBoolean(bool boolean);
-// None when `length` is above kMaxPropertyDataBytes. `bytes` may be null when `length` is 0.
+// Null when `length` is above kMaxPropertyDataBytes. `bytes` may be null when `length` is 0.
 PropertyRef MakePropertyData(const void* bytes, std::size_t length);
 PropertyRef MakePropertyDictionary(PropertyDictionary entries);
 

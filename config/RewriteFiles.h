@@ -11,7 +11,7 @@
 
 namespace vexil {
 
-// The content of a plain file; none when it cannot be read, is no plain file or is longer than `limit`.
+// The content of a plain file; null when it cannot be read, is no plain file or is longer than `limit`.
 std::optional<std::string> ReadWhole(int descriptor, std::size_t limit);
 bool WriteWhole(int descriptor, std::string_view text);
 
@@ -25,7 +25,7 @@ bool IsStillNamed(const Descriptor& file, int folder, const std::string& name);
 // could plant a text here that their rights do not let them write into the file.
 bool IsTrusted(const Descriptor& copy, int folder, const std::string& fileName);
 
-// The path with all links resolved; none when it leads nowhere.
+// The path with all links resolved; null when it leads nowhere.
 std::optional<std::string> RealPath(const std::string& path);
 
 }  // namespace vexil

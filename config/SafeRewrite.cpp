@@ -45,7 +45,7 @@ const RewriteCalls kSystemRewriteCalls{::fdatasync, ::fsync, ::unlinkat, std::fr
 bool SafeRewrite::Locate(const char* path, Place& place) {
     std::optional<std::string> real = RealPath(path);
     if (!real && errno == ENOENT) {
-        // The file is missing: its folder may be there all the same.
+        // The file is missing; its folder may still be there.
         const std::string given(path);
         const std::size_t slash = given.rfind('/');
         const std::string name = slash == std::string::npos ? given : given.substr(slash + 1);

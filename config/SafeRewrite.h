@@ -48,7 +48,7 @@ struct RewriteCalls {
 extern const RewriteCalls kSystemRewriteCalls;
 
 enum class PendingSave {
-    None,      // no save is pending (any more): the file is whole
+    None,      // no save is pending, or no longer: the file is whole
     InTheWay,  // the copy's name is taken by something that is left alone
     Blocked    // a save is pending and cannot be completed now; the reason has been logged
 };

@@ -24,7 +24,7 @@ namespace vexil {
 void ExportSettings(std::int32_t portCount, IniFile& file, const DriverConfiguration& configuration);
 
 // What the file lacks stays as it was. Switches other than "1" and "0" change nothing; SendGranularity is
-// limited to 0 to 100; numbers that are none read as 0, and the bytes keep the low 8 bits of any number.
+// limited to 0 to 100; malformed numbers read as 0, and the bytes keep the low 8 bits of any number.
 void ImportSettings(std::int32_t portCount, IniFile& file, DriverConfiguration& configuration);
 
 }  // namespace vexil

@@ -18,7 +18,7 @@ inline constexpr int kCtlNoService = 3;  // of a command that is nothing without
 
 struct CtlResult {
     int status = kCtlDone;
-    std::string output;  // whole, or none at all
+    std::string output;  // the whole text, or nothing
     std::string errors;  // lines, each begins with the program's name
 };
 

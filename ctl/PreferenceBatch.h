@@ -1,5 +1,6 @@
-// Preferences of which many values are changed at once: read as they are, and then written all or none. A
-// store synchronises each value as it is set, which after a failure half way would leave a mixture.
+// Preferences of which many values are changed at once: read as they are, and then written all together or
+// not at all. A store synchronises each value as it is set, which after a failure half way would leave a
+// mixture.
 #pragma once
 
 #include <string>

@@ -51,8 +51,8 @@ struct OutputReport {
 
 struct InputReport {
     EndpointReport endpoint;
-    std::optional<std::string> sourceComputer;  // none: any
-    std::optional<unsigned> sourcePort;         // as shown; none: any
+    std::optional<std::string> sourceComputer;  // null: any
+    std::optional<unsigned> sourcePort;         // as shown; null: any
     TrafficReport traffic;
 };
 

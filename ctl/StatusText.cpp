@@ -83,7 +83,7 @@ std::string SourceText(const InputReport& input) {
            (input.sourcePort ? "port " + std::to_string(*input.sourcePort) : "any port");
 }
 
-// The address, or what an endpoint that has none is called.
+// The address, or what an endpoint without an address is called.
 std::string EndpointText(const EndpointReport& endpoint, const PortReport& port) {
     if (!endpoint.address.empty())
         return Printable(endpoint.address);

@@ -69,7 +69,7 @@ StoredSettings::Outcome StoredSettings::Load(const std::string& path, const Load
     problem.clear();
     remarks.clear();
     log.Take();
-    // Asked first, since opening a file for editing makes one where there is none.
+    // Asked first, since opening a file for editing makes it where it is absent.
     std::string reason = FileObstacle(path, O_RDWR);
     std::string text;
     IniFile file;

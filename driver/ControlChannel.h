@@ -3,7 +3,7 @@
 // integers are unsigned, 32 bits, little-endian.
 //
 //   request: sequence, kind, number, length, then for a set option `length` bytes of payload
-//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, none unless a get or a status
+//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, 0 unless a get or a status
 //            succeeded
 //
 // The panel chooses the sequence, the reply returns it. Example: as its request 7 a panel sends option 191
@@ -49,7 +49,7 @@ struct ControlRequest {
     std::uint32_t kind = 0;
     std::uint32_t number = 0;
     std::uint32_t length = 0;
-    std::span<const std::uint8_t> payload{};  // not owned; `length` bytes for a set option, else none
+    std::span<const std::uint8_t> payload{};  // not owned; `length` bytes for a set option, else empty
 };
 
 struct ControlReply {
@@ -61,7 +61,7 @@ struct ControlReply {
 std::vector<std::uint8_t> PackControlRequest(const ControlRequest& request);
 std::vector<std::uint8_t> PackControlReply(const ControlReply& reply);
 
-// The request or reply that a packet holds, or nothing when the packet is none: shorter or longer than it
+// The request or reply that a packet holds, or null when the packet is malformed: shorter or longer than it
 // says, data above kMaxControlData; a request of an unknown kind; a reply whose error is no errno or that has
 // an error and data. The result points into the packet.
 std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t> packet);

@@ -30,7 +30,7 @@ class DriverConnection {
 
     bool IsTestOutputOpen(int port) const { return (testOutActive >> port & 1) != 0; }
 
-    std::int32_t driverSocket = -1;  // -1: none
+    std::int32_t driverSocket = -1;  // -1: not open
     bool driverConnected = false;
     bool wirelessAtStart = false;     // "Use Wireless" as loaded or last applied; stored at shutdown
     std::uint64_t testOutActive = 0;  // bit p: a test output is open on the port of index p

@@ -16,7 +16,7 @@ constexpr std::size_t kMessageSize = 3;
 constexpr std::size_t kVelocity = 2;
 constexpr std::size_t kTimeSize = 8;
 
-// The bytes of all packets in a row; none for what is no packet list.
+// The bytes of all packets in a row; empty for what is no packet list.
 std::optional<std::vector<std::uint8_t>> MessagesOf(std::span<const std::uint8_t> list) {
     if (list.size() < kPacketListHeaderSize)
         return std::nullopt;

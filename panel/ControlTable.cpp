@@ -112,7 +112,7 @@ const std::array<ControlSpec, kControlCount> kControlTable = {{
         "Shows the ports in the port lists of music programs; unticked, they are kept out of them."},
     {kLaunchMonitorBox, ControlKind::CheckBox, "Launch Monitor",
         {332, 35, 352, 165}, 0, 0, 1, kSettingsGroup, "Launch Monitor",
-        "Asks the driver to open its monitor when it starts; the driver of this version has none."},
+        "Asks the driver to open its monitor when it starts; the driver of this version has no monitor."},
     {kEnableLoggingBox, ControlKind::CheckBox, "Enable Logging",
         {352, 35, 372, 165}, 0, 0, 1, kSettingsGroup, "Enable Logging",
         "Keeps a log of what happens, for finding out what went wrong."},

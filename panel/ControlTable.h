@@ -80,7 +80,7 @@ inline constexpr int kNoContainer = -1;
 struct ControlSpec {
     int number;
     ControlKind kind;
-    const char* title;  // null: none
+    const char* title;  // null: without a title
     ControlRect rect;
     int value;    // initial value
     int minimum;  // value range: 0 and 1 of what is checked, 0 and 0 of what has no value

@@ -90,7 +90,7 @@ class CtrlPanel : public PanelHandlers, private TestOutput::Mediator, private Ho
     void ShowAbout();
     void RemoveCache();
 
-    // --- questions; none is asked while one is open ---
+    // --- questions; no second one is asked while one is open ---
     int Ask(const char* message, const char* explanation, const char* otherText, const char* cancelText,
             const char* defaultText, int alertType);
     std::int32_t AskForFile(bool save, std::string& path);

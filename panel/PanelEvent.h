@@ -57,7 +57,7 @@ enum class EventKind {
 
 struct PanelEvent {
     EventKind kind;
-    int control = -1;  // the control hit, or the control with the keyboard focus; -1: none
+    int control = -1;  // the control hit, or the control with the keyboard focus; -1: no control
     // Key events: the character code (the first byte of the character's UTF-8 form; 0 for a change of text
     // that has no single character, such as a paste). Not set when the key cannot be read.
     bool hasCharacter = false;

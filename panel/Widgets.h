@@ -17,7 +17,7 @@ class Widgets {
     // toolkit's status of the failure.
     virtual std::int32_t CreateWindow(const ControlRect& content) = 0;
     virtual void SetWindowTitle(const char* title) = 0;
-    // Disposes of the window and its controls. Harmless when there is none.
+    // Disposes of the window and its controls. Harmless without a window.
     virtual void DisposeWindow() = 0;
 
     // Makes one control in the window, outside any group, and lets its events go to `handlers` (which must
@@ -43,7 +43,7 @@ class Widgets {
     virtual bool IsEnabled(int control) const = 0;
     virtual void SetEnabled(int control, bool enabled) = 0;
 
-    // Port list: rows of text, exactly one selected; -1 while there is none.
+    // Port list: rows of text, exactly one selected; -1 while the list is empty.
     virtual void SetRowText(int row, const char* text) = 0;
     virtual int RowCount() const = 0;
     virtual int SelectedRow() const = 0;

@@ -48,7 +48,7 @@ std::int32_t CtrlPanel::WindowEventHandler(const PanelEvent& event, const NextHa
     return HandleControlHit(event) ? kNoErr : kEventNotHandledErr;
 }
 
-// Strictly inside: a press on the very edge is none.
+// Strictly inside: a press on the very edge does not count.
 bool CtrlPanel::IsPressOfTestButton(const PanelEvent& event) const {
     if (!connection.IsConnected() || !connection.IsTestOutputOpen(Port()))
         return false;
@@ -133,7 +133,7 @@ void CtrlPanel::SelectPort() {
     const int row = widgets.SelectedRow();
     if (row < 0 || row >= kPortCount)
         return;  // nothing is selected: the port that is shown stays
-    // Descriptor 0 alone counts as none here; -1 does not, and closing what is not open does nothing.
+    // Descriptor 0 alone counts as not open here; -1 does not, and closing what is not open does nothing.
     if (connection.driverSocket != 0)
         testOutput.Close();
     connection.currentPort = row;

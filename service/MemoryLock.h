@@ -8,7 +8,7 @@
 namespace vexil {
 
 // Whether a process of this size may lock its memory, present and future, without a later allocation failing
-// at the limit. `limit` is in bytes; none: unlimited.
+// at the limit. `limit` is in bytes; null: unlimited.
 bool FitsMemoryLimit(std::uint64_t processBytes, std::optional<std::uint64_t> limit);
 
 // "locked", or why it is not, as one sentence for the user. Raises the limit as far as this process may.

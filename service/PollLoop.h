@@ -12,7 +12,7 @@ namespace vexil {
 struct PollParticipant {
     int descriptor = -1;  // ready when `serve` has something to do; -1: only by time
     std::function<void()> serve;
-    std::function<int()> timeout{};  // milliseconds until it is to be served all the same; -1: never
+    std::function<int()> timeout{};  // milliseconds until it is served without an event; -1: never
     short events = POLLIN;           // for which the descriptor is watched
 };
 

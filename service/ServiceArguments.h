@@ -26,7 +26,7 @@ inline constexpr const char* kServiceHelp =
     "\n"
     "SIGHUP reads the configuration again; SIGTERM and SIGINT end the service.\n";
 
-// The arguments without the program's name; none, with a sentence for the user in `problem`, when they make
+// The arguments without the program's name; null, with a sentence for the user in `problem`, when they make
 // no sense.
 std::optional<ServiceArguments> ReadServiceArguments(const std::vector<std::string>& texts,
                                                      std::string& problem);

@@ -22,7 +22,7 @@ class ServiceNotifier {
     // Told when it differs from what was told last.
     void Status(const std::string& status);
 
-    // How often Alive is to be called; none when nobody waits for it.
+    // How often Alive is to be called; null when nobody waits for it.
     std::optional<std::chrono::microseconds> AliveInterval() const { return aliveInterval; }
     void Alive() const;
 
@@ -31,7 +31,7 @@ class ServiceNotifier {
     bool Tell(const std::string& state) const;
 
     Descriptor socket;
-    std::string address;  // of the manager's socket, as the system takes it; empty: there is none
+    std::string address;  // of the manager's socket, as the system takes it; empty: no manager waits
     std::optional<std::chrono::microseconds> aliveInterval;
     std::string lastStatus;
 };

@@ -17,7 +17,7 @@ class ServiceSignals {
     ServiceSignals();
 
     int EventDescriptor() const { return descriptor.Number(); }
-    // The next signal that has come; 0: none.
+    // The next signal that has come; 0: no signal has come.
     int Take() const;
 
   private:
@@ -25,7 +25,7 @@ class ServiceSignals {
 };
 
 // Starts the service and serves until SIGTERM or SIGINT has come and what sounded is released. False, with a
-// line in the log, when the system has not what it takes.
+// line in the log, when the system lacks something that the service needs.
 bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
                 DriverService& service, StoreWatch& storeWatch);
 

@@ -15,7 +15,7 @@ struct Surroundings {
     std::optional<std::string> xdgConfigHome;
     std::optional<std::string> xdgRuntimeDir;
     std::optional<std::string> home;
-    std::string passwdHome;  // home folder of the user's passwd entry; empty when there is none
+    std::string passwdHome;  // home folder of the user's passwd entry; empty without an entry
     std::string userName;    // of the same entry
     uid_t uid = 0;
     std::string hostName;
@@ -46,7 +46,7 @@ struct Paths {
     std::string hostId;  // never empty, holds no "/"
 };
 
-// Looks the folders up; makes none.
+// Looks the folders up; makes no folder.
 Paths FindPaths(const Surroundings& surroundings);
 
 }  // namespace vexil

@@ -111,7 +111,7 @@ bool ComboBox::event(QEvent* event) {
 }
 
 // The box has the keyboard focus and hands keys on to its line edit; a key that comes to the line edit by
-// itself is reported all the same.
+// itself is reported nevertheless.
 bool ComboBox::eventFilter(QObject* watched, QEvent* event) {
     if (watched == lineEdit()) {
         if (event->type() == QEvent::KeyPress && !fieldEvents.IsTakingKey()) {
@@ -157,7 +157,7 @@ void ComboBox::KeepingText(const std::function<void()>& change) {
 }
 
 // The current item follows picks only; before the list is shown or moved through it is made the one whose
-// text the field shows, or none.
+// text the field shows, or null.
 void ComboBox::MakeTextCurrent() {
     const int index = findText(currentText(), Qt::MatchExactly | Qt::MatchCaseSensitive);
     if (index != currentIndex())

@@ -12,13 +12,13 @@ class PanelWindow : public QWidget {
   public:
     PanelWindow(int width, int height);
 
-    // Window events go to `newHandlers` from now on; until then there are none. They must outlive the window.
-    // A close request that came before goes to them from the event loop: nobody asks a second time to end a
-    // program that was starting.
+    // Window events go to `newHandlers` from now on; until then nobody hears of them. They must outlive the
+    // window. A close request that came before goes to them from the event loop: nobody asks a second time to
+    // end a program that was starting.
     void SetHandlers(PanelHandlers& newHandlers);
     // Whether the panel is just dealing with a close request: what it asks meanwhile is about that one.
     bool IsClosing() const { return closing; }
-    // Draws a frame of one pixel around a child that has none.
+    // Draws a frame of one pixel around a child that has no frame.
     void FrameChild(QWidget& child);
 
   protected:

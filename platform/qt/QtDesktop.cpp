@@ -163,7 +163,7 @@ bool QtDesktop::BringToFront(const std::string& startupId, const std::string& ac
     if (window == nullptr || !window->isVisible())
         return false;
     // A question is always above its window and has the keyboard while it is open. The desktop's own file
-    // chooser is none of this program's windows, and is above this one all the same.
+    // chooser is no window of this program, and is above this one nevertheless.
     QWidget* question = QApplication::activeModalWidget();
     if (question != nullptr && !question->testAttribute(Qt::WA_DontShowOnScreen))
         window = question;

@@ -23,7 +23,7 @@ class QtWidgets : public Widgets {
     QtWidgets();
     ~QtWidgets() override;
 
-    // The window, owned by this object; null when there is none.
+    // The window, owned by this object; null before it is made.
     QWidget* Window() const;
 
     // Whether the panel is just dealing with a request to close the window.

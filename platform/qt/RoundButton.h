@@ -15,7 +15,7 @@ class QEventLoop;
 namespace vexil {
 
 // A press is one mouse down event whose `next` runs the event loop until the press has ended: by the release,
-// wherever the pointer is; or because it cannot be seen to end any more: the grab is lost, the window is
+// wherever the pointer is; or because its end can no longer be seen: the grab is lost, the window is
 // deactivated, hidden or asked to close, the button is disabled, the application ends. The space bar holds
 // the button too, once for as long as it is down, and a press by assistive technology, which has no end of
 // its own, lasts a moment.

@@ -6,8 +6,8 @@
 
 namespace vexil {
 
-// The remembered folder; the user's documents folder while none is remembered or it is no longer there, and
-// the home folder where there is no such one.
+// The remembered folder; the user's documents folder while no folder is remembered or it is no longer there,
+// and the home folder where there is no such one.
 QString SettingsFolder();
 
 // A failure is one log line and changes nothing else.

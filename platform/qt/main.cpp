@@ -138,8 +138,8 @@ int main(int argc, char** argv) {
     if (session.BusIsSilent())
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 
-    // The panel has no command-line options: the toolkit gets none to take as its own either, and only its
-    // copy of the vector is changed.
+    // The panel has no command-line options: the toolkit gets no arguments to take as its own either, and
+    // only its copy of the vector is changed.
     const std::string executablePath = argc > 0 ? argv[0] : "";
     std::string toolkitName = executablePath;
     char* toolkitArguments[] = {toolkitName.data(), nullptr};

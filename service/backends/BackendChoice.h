@@ -16,8 +16,8 @@ inline constexpr const char* kSequencerDevice = "/dev/snd/seq";
 // can be opened, else "jack", whose server may come later. What this program was built without is not chosen.
 std::string ChooseBackend(const std::string& asked, const std::string& sequencerDevice = kSequencerDevice);
 
-// The back end of that name. Null, with one sentence in `problem`, when there is none or this program was
-// built without it. `state` is what the service before this one has left.
+// The back end of that name. Null, with one sentence in `problem`, when the name is unknown or this program
+// was built without it. `state` is what the service before this one has left.
 std::unique_ptr<MidiBackend> MakeBackend(const std::string& name, std::string& problem,
                                          const RuntimeState& state = {});
 

@@ -48,7 +48,7 @@ class MidiBackend {
     virtual bool CanHide() const = 0;
 
     // Replaces the whole set of endpoints. One whose port and side stay keeps its connections, also when its
-    // name changes; one that is not in the set any more is withdrawn, after what was delivered to it has
+    // name changes; one that is no longer in the set is withdrawn, after what was delivered to it has
     // reached its readers. The MIDI system may take that up later, and HandleEvents go on with it. Remembered
     // while the MIDI system is away. The loss of an output's last writer, or of a writer where the system
     // tells them apart, reaches the engine as WriterGone.
@@ -66,7 +66,7 @@ class MidiBackend {
     // Never waits long (100 ms).
     virtual void HandleEvents() = 0;
 
-    // Why the engine's thread has no realtime priority; empty when it has or when there is none.
+    // Why the engine's thread has no realtime priority; empty when it has, or when there is no such thread.
     virtual std::string RealtimeProblem() const = 0;
 };
 

@@ -68,7 +68,7 @@ bool PrepareOwnFolder(const std::string& folder, std::string& problem) {
     return true;
 }
 
-// The group of the folder of a system-wide service; none where anybody could put a socket of his own.
+// The group of the folder of a system-wide service; null where anybody could put a socket there.
 std::optional<gid_t> GroupOfSharedFolder(const std::string& folder, std::string& problem) {
     struct stat status {};
     if (stat(folder.c_str(), &status) != 0) {

@@ -22,7 +22,7 @@ class ControlListener {
     // Null, with a sentence for the user in `problem`, when another service serves it or it cannot be had.
     static std::unique_ptr<ControlListener> Open(const Paths& paths, std::string& problem);
 
-    // Removes the socket file, unless the service manager owns it or it is not this listener's any more.
+    // Removes the socket file, unless the service manager owns it or it is no longer this listener's.
     ~ControlListener();
     ControlListener(const ControlListener&) = delete;
     ControlListener& operator=(const ControlListener&) = delete;
@@ -30,7 +30,7 @@ class ControlListener {
     // Listening, non-blocking.
     int Socket() const { return socket.Number(); }
     const std::string& Path() const { return path; }
-    // The group whose members may connect besides root and this process's user; none for a user's own
+    // The group whose members may connect besides root and this process's user; null for a user's own
     // service.
     std::optional<gid_t> Group() const { return group; }
 

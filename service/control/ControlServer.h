@@ -2,9 +2,9 @@
 // of attachment, and answers. What the options do is the mediator's business. driver/ControlChannel.h gives
 // the packets.
 //
-// Nobody is waited for. A client that does not read its replies is closed. A request that is none is answered
+// Nobody is waited for. A client that does not read its replies is closed. A malformed request is answered
 // with EINVAL when it has a sequence; otherwise its connection is closed. Requests of one client are carried
-// out in their order, one in each round, so that none keeps the others waiting.
+// out in their order, one in each round, so that no client keeps the others waiting.
 //
 // One thread.
 #pragma once
@@ -63,9 +63,9 @@ class ControlServer {
     ControlServer(const ControlServer&) = delete;
     ControlServer& operator=(const ControlServer&) = delete;
 
-    // Readable when Serve has something to do; -1 when the system has none to give.
+    // Readable when Serve has something to do; -1 when the system gives no descriptor.
     int EventDescriptor() const { return events.Number(); }
-    // Milliseconds until Serve is to be called all the same; -1: only on the descriptor.
+    // Milliseconds until Serve is to be called without an event; -1: only on the descriptor.
     int Timeout() const;
     // One round: whoever has gone, then a request of each client, then new connections. Never blocks.
     void Serve();
@@ -79,7 +79,7 @@ class ControlServer {
     using Clients = std::map<std::uint64_t, Client>;  // by a number that is never used again
 
     void Accept();
-    // False when no more connections are to be had for now.
+    // False when no more connections can be accepted for now.
     bool AcceptOne();
     void MakeRoom();
     bool AddEvents(int descriptor, std::uint64_t key) const;

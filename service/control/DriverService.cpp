@@ -58,7 +58,7 @@ std::uint64_t InputsOf(const std::vector<Endpoint>& endpoints, bool canHide) {
     return inputs;
 }
 
-// The route, or none where it leads to an input that is not heard.
+// The route, or one that leads nowhere in place of one to an input that is not heard.
 Route Open(const Route& route, std::uint64_t heardInputs) {
     const bool isShut = route.destination.kind == Destination::Kind::Input && GetsThrough(route) &&
                         (heardInputs >> route.destination.port & 1) == 0;

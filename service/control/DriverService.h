@@ -70,7 +70,7 @@ class DriverService : public ControlServer::Mediator {
     // Milliseconds until Settle is to be called although nothing happens; -1: not before something does.
     int Timeout() const;
 
-    // Begins to end: everything that sounds is released, and nothing is heard any more.
+    // Begins to end: everything that sounds is released, and nothing is heard any longer.
     void BeginStop();
     // It has been, or kLongestLastRelease is over.
     bool MayStop() const;

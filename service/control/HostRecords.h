@@ -22,7 +22,7 @@ struct HostRecord {
     bool enabled = true;
 };
 
-// At most kHostInfosSize bytes; records that do not fit any more are left out. So are computers whose names
+// At most kHostInfosSize bytes; records that no longer fit are left out. So are computers whose names
 // hold control characters (U+0000 to U+001F, U+007F to U+009F): a panel stores what is picked, and such a
 // name would break its files.
 std::vector<std::uint8_t> MakeHostRecords(const std::vector<HostRecord>& hosts);

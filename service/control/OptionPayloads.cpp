@@ -15,7 +15,7 @@ constexpr std::size_t kEntrySize = 4;
 constexpr std::size_t kTrailingSize = 1;  // the record's last byte, which carries no meaning
 constexpr std::size_t kLengthOffset = 8;  // in a packet's header, behind its time
 
-// A zero-terminated name at the front of `bytes`, which is moved behind it; none where there is no zero.
+// A zero-terminated name at the front of `bytes`, which is moved behind it; null where there is no zero.
 std::optional<std::string> TakeName(std::span<const std::uint8_t>& bytes) {
     const auto end = std::find(bytes.begin(), bytes.end(), std::uint8_t{0});
     if (end == bytes.end()) {

@@ -1,6 +1,6 @@
 // The payloads of the driver's options as the driver reads them: the counterpart of what
 // driver/DriverOptions.h and driver/MidiPacketList.h build. Every byte of a payload has its place; one that
-// is a byte too short or too long is none.
+// is a byte too short or too long is malformed.
 #pragma once
 
 #include <cstdint>

@@ -40,7 +40,7 @@ void ServiceReport::Configuration(const DriverConfiguration& configuration, cons
         const bool isUsed = (routes.outputEndpoints >> port & 1) != 0;
         std::string way = isUsed ? WayOfOutput(port, configuration, routes.routes[index]) : "";
         if (way != ways[index]) {
-            Line(isUsed ? way : "Port " + PortText(port) + " is no output any more.");
+            Line(isUsed ? way : "Port " + PortText(port) + " is no longer an output.");
             ways[index] = std::move(way);
         }
     }

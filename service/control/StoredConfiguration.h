@@ -16,8 +16,8 @@ class StoredConfiguration {
     // `preferenceDomains` must outlive this object.
     explicit StoredConfiguration(PreferenceDomains& preferenceDomains) : domains(preferenceDomains) {}
 
-    // Stores the options where none were ever saved, as DriverPreferences::CompleteOptions has it. What could
-    // not be stored now is tried again with every Look.
+    // Stores the options where no options were ever saved, as DriverPreferences::CompleteOptions has it. What
+    // could not be stored now is tried again with every Look.
     void Complete(bool panelIsAttached);
 
     // The whole configuration as it is stored now.
@@ -27,7 +27,7 @@ class StoredConfiguration {
         const DriverConfiguration& configuration;  // good until the next look
         bool granularity;                          // SendGranularity is another than at the last look
     };
-    // What is stored now, when a value differs from the one of the last Read or Look; else none. Use Wireless
+    // What is stored now, when a value differs from the one of the last Read or Look; else null. Use Wireless
     // does not count and stays as it was: a panel stores it away while it runs.
     std::optional<Change> Look(bool panelIsAttached);
 

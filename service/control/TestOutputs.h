@@ -23,14 +23,14 @@ class TestOutputs {
     // Option 192. One that is open on that port is replaced. `port` becomes the record's when 0 is returned.
     // EINVAL for what is no record.
     int Open(std::span<const std::uint8_t> payload, int& port);
-    // Options 193 and 194. EINVAL for another length than 4; ENXIO where none is open.
+    // Options 193 and 194. EINVAL for another length than 4; ENXIO where no test output is open.
     int Activate(std::span<const std::uint8_t> payload, int& port);
     int Close(std::span<const std::uint8_t> payload, int& port);
     // Options 0 to 63: `data` becomes the bytes of all packets. EINVAL for what is no packet list; ENXIO
-    // where none is open and active; EMSGSIZE for more than kLongestTestBytes.
+    // where no test output is open and active; EMSGSIZE for more than kLongestTestBytes.
     int Play(int port, std::span<const std::uint8_t> payload, std::vector<std::uint8_t>& data) const;
 
-    // Null where none is open.
+    // Null where the test output is not open.
     const Output* Find(int port) const;
     // Where the notes of a port's test output go now: nowhere while it is not open and active.
     Route RouteOf(int port, const DriverConfiguration& configuration, const LocalNames& names) const;

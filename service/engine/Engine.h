@@ -106,7 +106,7 @@ class Engine {
     void Forget();
     // The next calls may go by another clock, whose times may be a little earlier.
     void ForgetTimes();
-    // When Run has something to do next; none when nothing is queued that could be delivered. A time that has
+    // When Run has something to do next; null when nothing is queued that could be delivered. A time that has
     // passed means that a destination had no room.
     std::optional<std::uint64_t> NextDue() const;
 

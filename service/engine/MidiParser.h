@@ -31,8 +31,8 @@ struct MidiPiece {
 
 class MidiParser {
   public:
-    // Takes bytes from the front of `bytes` until a piece is complete; none when all are taken and none is.
-    // The piece's bytes last until the next call and as long as what `bytes` pointed to.
+    // Takes bytes from the front of `bytes` until a piece is complete; null when all bytes are taken and no
+    // piece is complete. The piece's bytes last until the next call and as long as what `bytes` pointed to.
     std::optional<MidiPiece> Next(std::span<const std::uint8_t>& bytes);
     // The same for bytes of system exclusive: whatever else stands there is left out.
     std::optional<MidiPiece> NextOfExclusive(std::span<const std::uint8_t>& bytes);
@@ -56,7 +56,7 @@ class MidiParser {
     std::optional<MidiPiece> TakeData(std::uint8_t data);
 
     std::array<std::uint8_t, 3> message{};
-    std::size_t have = 0;  // bytes of `message` that are there; 0: none has begun
+    std::size_t have = 0;  // bytes of `message` that are there; 0: no message has begun
     std::size_t need = 0;  // bytes that make it whole
     std::uint8_t runningStatus = 0;
     std::uint8_t realtime = 0;

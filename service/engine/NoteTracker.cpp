@@ -13,7 +13,7 @@ constexpr std::uint8_t kNoteOn = 0x90;
 constexpr std::uint8_t kControlChange = 0xB0;
 constexpr std::uint8_t kChannelPressure = 0xD0;
 constexpr std::uint8_t kPitchBendChange = 0xE0;
-constexpr std::uint8_t kPlainVelocity = 64;  // of a note-off that has none of its own
+constexpr std::uint8_t kPlainVelocity = 64;  // of a note-off without a velocity of its own
 constexpr std::uint8_t kBendCentre = 64;     // its high byte; the low one is 0
 
 // What a channel has besides its notes, in the order in which it is put back: the status, and the number of a

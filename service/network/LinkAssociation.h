@@ -101,7 +101,7 @@ class LinkAssociation {
     std::optional<LinkEvent> PollEvent(std::uint64_t now);
 
     bool IsUp() const { return up; }
-    // Of the association; 0 when there is none. A caller renews it by beginning a session with it.
+    // Of the association; 0 without an association. A caller renews it by beginning a session with it.
     std::uint64_t Number() const { return up ? number : 0; }
     // In which bodies are sent; 0: there is none.
     std::uint32_t Session() const { return current.start.session; }
@@ -168,7 +168,7 @@ class LinkAssociation {
 
     LinkGreeting current;        // in which we send
     LinkGreeting coming;         // that is to take its place
-    std::uint32_t previous = 0;  // session of which the peer's last bodies are still read; 0: none
+    std::uint32_t previous = 0;  // session of which the peer's last bodies are still read; 0: no session
     std::uint64_t previousUntil = 0;
 
     bool up = false;

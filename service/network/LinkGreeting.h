@@ -20,7 +20,7 @@ struct SessionStart {
     std::uint64_t association = 0;
     Refusal refusal = Refusal::None;         // the peer is not let in; it is told so
     std::optional<SecretProof> ownProof;     // that this computer knows the secret, where it knows one
-    std::optional<SecretProof> neededProof;  // that the peer has to give; null: none is needed
+    std::optional<SecretProof> neededProof;  // that the peer has to give; null: no proof is needed
 };
 
 struct LinkGreeting {
@@ -28,7 +28,7 @@ struct LinkGreeting {
     static constexpr std::uint64_t kLongestInterval = 400'000;
     static constexpr std::uint64_t kLongest = 3'000'000;  // a greeting lives no longer
 
-    SessionStart start;  // session 0: there is none
+    SessionStart start;  // session 0: nothing to start
     std::uint64_t begun = 0;
     bool renewal = false;    // of the association that we know
     bool hasTheirs = false;  // the peer's hello has come and is accepted

@@ -35,7 +35,7 @@ DatagramKind KindOfDatagram(ByteView datagram);
 struct ComputerAnswer {
     ComputerId id{};
     std::uint16_t port = 0;                         // UDP port on which it speaks the link; not 0
-    std::array<std::uint8_t, 6> hardwareAddress{};  // zeros: it has none to tell
+    std::array<std::uint8_t, 6> hardwareAddress{};  // zeros: not known
     bool goingAway = false;                         // it stops speaking the link
     bool secretNeeded = false;                      // callers have to prove the secret
     std::string_view name;                          // as announced; see IsComputerName

@@ -97,7 +97,7 @@ class SendWindow {
     std::uint64_t repeated = 0;
 
     Gaps gaps;                     // as reported last
-    std::size_t holeAt = 0;        // of gaps, that is to go next; gaps.count: none
+    std::size_t holeAt = 0;        // of gaps, that is to go next; gaps.count: no hole waits
     std::uint32_t holeNumber = 0;  // within it; 0 with a new hole
     std::uint64_t holesAgain = 0;  // when holes go again that were too young; 0: never
 

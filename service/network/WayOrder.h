@@ -68,7 +68,7 @@ class WayOrder {
     struct Way {
         std::uint16_t expected = 0;
         std::uint16_t state = 0;     // number of the newest state
-        std::uint16_t heldHead = 0;  // the oldest that is held back, plus 1; 0: none
+        std::uint16_t heldHead = 0;  // the oldest that is held back, plus 1; 0: nothing is held back
         std::uint16_t heldTail = 0;  // the newest, plus 1
     };
     struct Held {

@@ -29,7 +29,7 @@ class WaySet {
     void Clear() { *this = WaySet(); }
     std::size_t Count() const { return count; }
     bool IsEmpty() const { return count == 0; }
-    // The first from `way` on; kLinkWays when there is none.
+    // The first from `way` on; kLinkWays when the set has no other.
     std::size_t NextFrom(std::size_t way) const {
         if (way >= kLinkWays || count == 0) {
             return kLinkWays;

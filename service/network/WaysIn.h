@@ -28,10 +28,10 @@ class WaysIn {
 
     // What this computer says of a way, until it says something else.
     void Answer(std::uint8_t source, std::uint8_t input, WayProblem problem);
-    // So many bytes of pieces have been passed on: as many more may come.
+    // So many bytes of pieces have been passed on; as many more may come.
     void PiecesPassedOn(std::uint8_t source, std::uint8_t input, std::size_t bytes);
 
-    // A state that is still to be told, with its content in `content`; null when there is none. Told counts
+    // A state that is still to be told, with its content in `content`; null when no state waits. Told counts
     // it as told.
     std::optional<LinkRecord> StateToTell(std::array<std::uint8_t, kWayStateSize>& content);
     void Told(const LinkRecord& state);

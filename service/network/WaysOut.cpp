@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kQueuedRecords = 4096;
 constexpr std::size_t kQueuedPieceBytes = std::size_t{64} << 10;
-// Every record fits into a small datagram, so that none is stuck where only those pass.
+// Every record fits into a small datagram, so that no record is stuck where only those pass.
 constexpr std::size_t kLongestPart = kSmallLinkPiece;
 // What a part takes up at most, on the wire and in a store.
 constexpr std::size_t kPlaceOfPart = 512;

@@ -22,7 +22,7 @@ class Descriptor {
     }
 
     bool IsOpen() const { return number >= 0; }
-    int Number() const { return number; }  // -1: none
+    int Number() const { return number; }  // -1: not open
     // Nothing is ever left to be written by closing: whoever writes synchronises first, so its result tells
     // nothing.
     void Close() {

@@ -108,7 +108,7 @@ void FormatTime(char (&text)[kTimeTextSize]) {
         text[std::strlen(text) - 1] = '\0';
 }
 
-// Calls again what somebody else's lock is in the way of. Its result, which is -1 when the deadline came
+// Calls again what somebody else's lock prevents. Its result, which is -1 when the deadline came
 // first.
 template <class Call>
 int TryUntil(std::chrono::steady_clock::time_point deadline, const Call& call) {

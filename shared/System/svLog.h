@@ -45,9 +45,9 @@ int LogPrintfTo(const int* descriptor, const char* format, ...) __attribute__((f
 // Writes the closing line and closes the file. OpenLog registers it to run when the program ends.
 void CloseLog();
 
-// True from the OpenLog that found the lines a place (the file, or standard output for want of it) until
-// CloseLog. A part of the platform that has something to report before the log is there keeps the line until
-// this is true.
+// True from the OpenLog that found the lines a place (the file, or standard output where it cannot be opened)
+// until CloseLog. A part of the platform that has something to report before the log is there keeps the line
+// until this is true.
 bool LogIsOpen();
 
 // Prints `format` (kAssertionFormat) to standard error, flushes it and aborts the process.

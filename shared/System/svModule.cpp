@@ -47,7 +47,7 @@ void RequireInitialised(unsigned line) {
         AssertionFailed(kAssertionFormat, "shared/System/svModule", line, "sInited");
 }
 
-// Up to the last "/" included; all of it when there is none.
+// Up to the last "/" included; all of it when it has no "/".
 svString CutAfterLastSlash(const svString& path) {
     int nLength = 0;
     for (int slash = path.Find('/'); slash != -1; slash = path.Find('/', slash + 1))

@@ -19,7 +19,7 @@ namespace vexil::svModule {
 // (ENOENT). The names and the executable directory are set even then; the bundle holder stays what it was.
 int Initialise(const char* executablePath, const char* moduleName, const char* subName);
 
-// The executable's path up to its last "/" included; the whole path when it has none.
+// The executable's path up to its last "/" included; the whole path when it has no "/".
 svString ExecutableDirectory();
 // The folder above it, up to a "/": of a directory that ends in X.app/Contents/MacOS/, X.app/Contents/.
 svString ContentsDirectory();
@@ -33,8 +33,8 @@ svString MainBundle();
 // 0. Stops the program when the module is not initialised.
 int CheckInitialised();
 
-// A stored value, or the default when there is none of that type or the store did not initialise. Key paths
-// as for PreferencesStore; `anyUser` chooses its user scope.
+// A stored value, or the default when no value of that type is stored or the store did not initialise. Key
+// paths as for PreferencesStore; `anyUser` chooses its user scope.
 std::int32_t GetPreferenceInteger(PreferenceDomains& domains, const char* keyPath, std::int32_t defaultValue,
                                   bool anyUser);
 svString GetPreferenceString(PreferenceDomains& domains, const char* keyPath, const char* defaultText,

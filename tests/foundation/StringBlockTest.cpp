@@ -184,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Edit{"Format", [](svString& string) { string.Format("%d", 1); }, 32}),
     [](const auto& edit) { return edit.param.name; });
 
-// An edit that finds nothing to change makes the block private all the same, and the text stays.
+// An edit that finds nothing to change makes the block private nevertheless, and the text stays.
 class SharedStringEditWithoutEffect : public testing::TestWithParam<Edit> {};
 
 TEST_P(SharedStringEditWithoutEffect, CopiesTheBlockFirst) {

@@ -11,7 +11,7 @@ class InotifyPreferenceWatchTest : public testing::Test {
   protected:
     InotifyPreferenceWatchTest() { fs::create_directories(kept); }
 
-    // Nothing that was done before counts any more.
+    // Nothing that was done before counts now.
     InotifyPreferenceWatch Watch() const { return {folder.paths, kTestDomain, kTestUser}; }
     static std::string List(int number) {
         return PreferenceFolder::List("<key>A</key><integer>" + std::to_string(number) + "</integer>");

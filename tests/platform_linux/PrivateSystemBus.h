@@ -17,7 +17,7 @@ class PrivateSystemBus {
     PrivateSystemBus(const PrivateSystemBus&) = delete;
     PrivateSystemBus& operator=(const PrivateSystemBus&) = delete;
 
-    // Whether this machine has what it takes.
+    // Whether this machine has what the bus needs.
     static bool IsPossible();
 
     // How many reboots the stand-in has been asked for by everything that was sent before this call.

@@ -31,10 +31,10 @@ class ControlSocket : public KernelControl {
     int Socket(int domain, int type, int protocol) override;
 
     // ENOTTY for another request, EINVAL for a name that names no file of the folder, ENAMETOOLONG for a
-    // folder that is too long for a socket, ENOTSOCK for a file that is none.
+    // folder that is too long for a socket, ENOTSOCK for a file that is no socket.
     int Ioctl(int descriptor, std::uint32_t request, void* controlInfo) override;
 
-    // EINVAL for an address that is none or whose control was not looked up with this descriptor, EISCONN
+    // EINVAL for a malformed address or one whose control was not looked up with this descriptor, EISCONN
     // when attached already, ECONNREFUSED for a socket that nobody serves, ETIMEDOUT for a service that does
     // not answer. The descriptor can be attached again after a failure.
     int Connect(int descriptor, const void* address, std::uint32_t length) override;
@@ -63,7 +63,7 @@ class ControlSocket : public KernelControl {
 
     // The open descriptor's entry or null.
     Entry* Find(int descriptor);
-    // The link for an option call; null, with errno, when there is none to use.
+    // The link for an option call; null, with errno, when no link can be used.
     ControlSocketLink* LinkForOption(int descriptor, int level);
 
     const Descriptor events;  // an epoll set of the links' own

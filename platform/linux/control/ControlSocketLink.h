@@ -52,8 +52,8 @@ class ControlSocketLink {
     int Attach(const ControlAddress& controlAddress);
 
     // One request of a link that was attached. `buffer` takes at most *length bytes of the reply's data,
-    // *length becomes their number; both null when the reply has none. When the service turns out to be gone
-    // it is attached again, once, put right, and the request sent again: the driver's options may all be
+    // *length becomes their number; both null when the reply has no data. When the service turns out to be
+    // gone it is attached again, once, put right, and the request sent again: the driver's options may all be
     // given twice.
     int Exchange(std::uint32_t kind, std::uint32_t number, std::span<const std::uint8_t> payload,
                  std::uint8_t* buffer, std::uint32_t* length);

@@ -16,7 +16,7 @@ struct sd_bus_slot;
 namespace vexil {
 
 // What a desktop gives to the program that it launches, by which a window may come to the front though
-// another program has the keyboard. Each is empty when there is none.
+// another program has the keyboard. Each is empty when the launch has no such token.
 struct LaunchTokens {
     std::string startupId;   // X11: DESKTOP_STARTUP_ID
     std::string activation;  // Wayland: XDG_ACTIVATION_TOKEN
@@ -39,7 +39,7 @@ class SessionInstance {
     SessionInstance& operator=(const SessionInstance&) = delete;
 
     // Takes the name, or asks the panel that has it to come to the front, with `tokens`. A bus or a panel
-    // that does not answer within `patience` counts as none: a panel that hangs loses the name to this one.
+    // that does not answer within `patience` counts as absent: a panel that hangs loses the name to this one.
     Start Enter(const LaunchTokens& tokens, std::chrono::milliseconds patience);
 
     // Whether something listens where the session bus is said to be, and has not answered. What else uses the

@@ -84,8 +84,8 @@ class DomainFile {
     Report report;
 
     PropertyList stored;
-    std::map<std::string, PropertyRef> pending;  // none: to be removed
-    std::optional<FileIdentity> seen;            // the state that `stored` was read from; none: not trusted
+    std::map<std::string, PropertyRef> pending;  // null: to be removed
+    std::optional<FileIdentity> seen;            // the state that `stored` was read from; null: not trusted
     Descriptor seenFile;                         // keeps the inode of `seen` from being used again
     bool readOnce = false;
     // What is at the file's place is bad and cannot be set aside: reads as empty and cannot be written.

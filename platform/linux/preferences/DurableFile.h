@@ -29,7 +29,7 @@ struct FileFailure {
     const char* operation;
     int error;
 };
-using FileResult = std::optional<FileFailure>;  // none: success
+using FileResult = std::optional<FileFailure>;  // null: success
 
 // Who may use a file that is made: its mode, and its owner and group where they are not those of this
 // process.

@@ -33,7 +33,7 @@ class InotifyPreferenceWatch : public PreferenceWatch {
     bool ReadEvents();
     bool Concerns(int watch, const std::string& name) const;
 
-    std::string path;  // of the file; empty: there is none to watch
+    std::string path;  // of the file; empty: no file is watched
     bool followsLinks = false;
     Descriptor inotify;
     Places places;                       // as they are watched

@@ -17,7 +17,7 @@ struct LinkedFile {
         Failed    // `error` says why it cannot be told
     };
     State state = State::Missing;
-    std::string path;  // where the links lead; the place itself where there is none
+    std::string path;  // where the links lead; the place itself where there is no link
     struct stat status {};
     std::string refusal;  // why it is refused, for the log
     int error = 0;        // errno of lstat

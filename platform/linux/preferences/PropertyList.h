@@ -19,20 +19,20 @@ class PropertyList {
     };
 
   public:
-    // Changed entries (none: removed), and the file's content with them.
+    // Changed entries (null: removed), and the file's content with them.
     struct Change {
         std::map<std::string, std::optional<Entry>> entries;
         std::string xml;
     };
 
-    // The list of a file's content; none, with the reason in `problem`, for anything that does not pass the
+    // The list of a file's content; null, with the reason in `problem`, for anything that does not pass the
     // checks of PropertyListCheck.h.
     static std::optional<PropertyList> Read(const std::string& content, std::string& problem);
 
-    // The value under a top-level key, or none.
+    // The value under a top-level key, or null.
     PropertyRef Find(const std::string& key) const;
 
-    // What it takes to replace some top-level values, or to remove those whose new value is none. None, with
+    // What it takes to replace some top-level values, or to remove those whose new value is null. Null, with
     // the reason in `problem`, when the result could not be read back: too deep or too large, or a value that
     // has no form here.
     std::optional<Change> Prepare(const std::map<std::string, PropertyRef>& values,

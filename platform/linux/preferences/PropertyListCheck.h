@@ -11,7 +11,7 @@
 
 namespace vexil {
 
-// A file above either limit is not read, and none is written. Depth counts dictionaries and arrays inside
+// A file above either limit is neither read nor written. Depth counts dictionaries and arrays inside
 // each other, the list's own dictionary being the first.
 inline constexpr std::size_t kMaxPropertyListBytes = 1U << 20U;
 inline constexpr unsigned kMaxPropertyListDepth = 64;

@@ -28,7 +28,7 @@ inline constexpr std::size_t kAlsaClients = 256;
 
 class AlsaClient {
   public:
-    // Null, with `error` set to a negative errno value, when there is no sequencer to be had.
+    // Null, with `error` set to a negative errno value, when the sequencer cannot be opened.
     static std::unique_ptr<AlsaClient> Open(int& error);
     ~AlsaClient();
     AlsaClient(const AlsaClient&) = delete;
@@ -64,7 +64,7 @@ class AlsaClient {
 
     // Events. Never wait.
 
-    // The next event; null when there is none, with `error` 0 or a negative errno value: -ENOSPC when events
+    // The next event; null when no event waits, with `error` 0 or a negative errno value: -ENOSPC when events
     // were lost. Lasts until the next call.
     snd_seq_event_t* NextEvent(int& error);
     // Queues one event to all who read a port.

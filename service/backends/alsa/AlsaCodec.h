@@ -30,7 +30,7 @@ class AlsaCodec {
     // Any event that another program can send. Lasts until the next call, and as long as the event.
     AlsaBytes Decode(const snd_seq_event_t& event);
     // One whole message that is not system exclusive, or a piece of system exclusive of at most
-    // kAlsaPieceBytes. False when it is none. The event points to the bytes of a piece.
+    // kAlsaPieceBytes. False when it is no MIDI. The event points to the bytes of a piece.
     bool Encode(std::span<const std::uint8_t> bytes, snd_seq_event_t& event);
 
   private:

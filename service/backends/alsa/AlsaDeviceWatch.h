@@ -13,7 +13,7 @@ class AlsaDeviceWatch {
 
     // Readable when something has changed; -1 when the kernel does not tell.
     int EventDescriptor() const { return events.Number(); }
-    // Takes what has been told. True when the device may have changed.
+    // Reads the notifications. True when the device may have changed.
     bool Take();
     bool IsThere() const;
 

@@ -27,7 +27,7 @@ class AlsaReaders {
 
     using Readers = std::bitset<kClients>;
 
-    // Answers how much room a client has; none when there is no such client. Outlives this object.
+    // Answers how much room a client has; null when there is no such client. Outlives this object.
     class RoomSource {
       public:
         virtual ~RoomSource() = default;

@@ -1,4 +1,4 @@
-// The frames of an audio system as nanoseconds that never go back and never run over. One thread at a time.
+// The frames of an audio system as nanoseconds that never go back and never overflow. One thread at a time.
 #pragma once
 
 #include <cstdint>

@@ -40,7 +40,7 @@ class JackBackend final : public MidiBackend {
 
     // What was published last has been taken up: it is there, or waits for what goes, or was refused.
     bool IsTakenUp() const { return !IsRunning() || thread->IsTakenUp(); }
-    // What was to go has gone, too, and nothing waits any more.
+    // What had to leave has left, too, and nothing waits any longer.
     bool IsSettled() const { return !IsRunning() || thread->IsSettled(); }
 
   private:

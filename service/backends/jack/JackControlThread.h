@@ -1,6 +1,6 @@
 // The thread that asks JACK. Each of libjack's control calls (open, close, register, rename, unregister,
 // connect) waits for the server and through it for other programs, for seconds or without end when one of
-// them stands still; so none is made on the service's control thread, which posts its wishes here and reads
+// them stands still; so the service's control thread makes no such call; it posts its wishes here and reads
 // what has become of them. Neither ever waits, but Stop, which has a limit.
 //
 // A thread that is still inside libjack at that limit is left behind with everything it may touch, the
@@ -49,7 +49,7 @@ class JackControlThread {
     JackControlThread& operator=(const JackControlThread&) = delete;
 
     void Publish(const std::vector<Endpoint>& endpoints);
-    // The client that was opened as the `opened`th may drive the engine: nobody else does any more.
+    // The client that was opened as the `opened`th may drive the engine: nobody else does any longer.
     void Activate(unsigned opened);
     // Lets what was delivered be read, closes the client and ends the thread. False when that was not to be
     // had within `longest`; the thread is left behind then.
@@ -63,9 +63,10 @@ class JackControlThread {
     // As JackBackend's.
     bool IsTakenUp() const;
     bool IsSettled() const;
-    // Since when JACK has been awaited, or has run no cycle, for longer than is usual; none while it answers.
+    // Since when JACK has been awaited, or has run no cycle, for longer than is usual; null while it answers.
     std::optional<JackPulse::Clock::time_point> SilentSince() const;
-    // When an answer is overdue that is awaited now; none when none is awaited or it is overdue already.
+    // When the answer that is awaited now is overdue; null when no answer is awaited or it is overdue
+    // already.
     std::optional<JackPulse::Clock::time_point> OverdueAt() const;
 
   private:

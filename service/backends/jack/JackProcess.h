@@ -29,8 +29,8 @@ class JackProcess : private EngineSink {
     JackProcess(const JackProcess&) = delete;
     JackProcess& operator=(const JackProcess&) = delete;
 
-    // The port of an endpoint from the next cycle on; null: none. A port that is taken away may be in use
-    // until the cycle that is under way has ended. A port that was written to has no writers any more when it
+    // The port of an endpoint from the next cycle on; null: no port. A port that is taken away may be in use
+    // until the cycle that is under way has ended. A port that was written to no longer has writers when it
     // is taken away.
     void SetPort(int port, bool output, jack_port_t* jackPort);
     // The port of an endpoint is another from the next cycle on, and what sounds on an output's way ends. The
@@ -41,7 +41,7 @@ class JackProcess : private EngineSink {
     // every channel.
     void Silence(int port);
     // The port of an input is left empty from the next cycle on, until SetPort: JACK gives readers of a port
-    // that is not used any more what was in it last over and over.
+    // that is no longer used what was in it last over and over.
     void LeaveEmpty(int port);
     // Cycles that have ended; begins anew after the highest number.
     unsigned Cycles() const { return cycles.load(std::memory_order_acquire); }

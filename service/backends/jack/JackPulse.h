@@ -22,14 +22,14 @@ class JackPulse {
     void Beat() { asked.store(Now(), std::memory_order_relaxed); }
     // No answer is awaited.
     void Rest() { asked.store(0, std::memory_order_relaxed); }
-    // Since when an answer is awaited; none when none is.
+    // Since when an answer is awaited; null when no answer is.
     std::optional<Clock::time_point> AwaitedSince() const { return TimeOf(asked); }
 
     // A cycle has begun. Reads the clock and does nothing else.
     void Cycle() { cycle.store(Now(), std::memory_order_relaxed); }
     // There are no cycles to expect.
     void ForgetCycles() { cycle.store(0, std::memory_order_relaxed); }
-    // When the last cycle began; none when there are none to expect.
+    // When the last cycle began; null when no cycles are expected.
     std::optional<Clock::time_point> LastCycle() const { return TimeOf(cycle); }
 
   private:
@@ -39,7 +39,7 @@ class JackPulse {
         return value == 0 ? std::nullopt : std::optional(Clock::time_point(std::chrono::nanoseconds(value)));
     }
 
-    std::atomic<std::int64_t> asked{0};  // nanoseconds of the clock; 0: none
+    std::atomic<std::int64_t> asked{0};  // nanoseconds of the clock; 0: nothing is awaited
     std::atomic<std::int64_t> cycle{0};
 };
 

@@ -40,7 +40,7 @@ class JackServerWatch {
 
     // Takes up what has appeared.
     void TakeEvents(Clock::time_point now);
-    // When to try next; none when nothing has appeared for a while.
+    // When to try next; null when nothing has appeared for a while.
     std::optional<Clock::time_point> NextTry() const { return nextTry; }
     // A try has failed.
     void TryFailed(Clock::time_point now);

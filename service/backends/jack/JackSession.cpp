@@ -27,7 +27,7 @@ using std::chrono::milliseconds;
 // What was delivered in one cycle is read in that or, where programs are connected in a ring, in the next;
 // one more for a reader that is late.
 constexpr unsigned kCyclesUntilRead = 3;
-// A port that was written to has no writers any more so many cycles after it was taken from the process
+// A port that was written to no longer has writers so many cycles after it was taken from the process
 // thread.
 constexpr unsigned kCyclesUntilWritersEnd = 3;
 // The cycle that is under way may go by what was before; the next one does not.

@@ -51,7 +51,7 @@ class JackSession {
     // it.
     bool Activate();
     bool IsActive() const { return isActive; }
-    // The server has gone; nothing but the destructor is of use any more.
+    // The server has gone; only the destructor is of use now.
     bool HasGone() const { return serverHasGone; }
 
     // Replaces the set of endpoints, as MidiBackend::Publish.
@@ -74,10 +74,10 @@ class JackSession {
   private:
     // One side of one port of the service.
     struct Side {
-        jack_port_t* port = nullptr;  // JACK's; null: there is none
+        jack_port_t* port = nullptr;  // JACK's; null: not registered
         std::string name;             // by which JACK knows it, without the client's
         std::string formerName;       // by which saved sessions may know it, with the client's
-        std::string problem;          // why there is none, although it is wanted
+        std::string problem;          // why there is no port, although it is wanted
         int connections = 0;          // when last looked at
         std::string describedAs{};    // the title in its properties
     };

@@ -43,7 +43,7 @@ TEST_F(ServiceReportTest, LogTellsTheWaysThatChanged) {
     Apply();
     EXPECT_EQ(
         "Configuration: 1 output, 2 inputs, 1 local pipe.\n"
-        "Port 11 is no output any more.\n"
+        "Port 11 is no longer an output.\n"
         "Port 13 sends to port 21 of \"studio\".\n"
         "Port 15 is a local pipe.\n",
         log.Text());

@@ -102,7 +102,7 @@ class LinkWorld {
     const std::vector<Microseconds>& Latencies() const { return latencies; }
     const std::vector<LinkEvent::Kind>& Events(int end) const { return ends[Index(end)].events; }
     bool SendOne(int end, int way);
-    // Nobody calls any more.
+    // Nobody calls any longer.
     void StopCalling() { calls = false; }
 
   private:

@@ -30,7 +30,7 @@ class MusicClient {
     struct WriterReport {
         std::uint64_t messages = 0;  // of its pattern
         std::uint64_t realtime = 0;
-        bool isIdle = true;  // it has nothing to say any more
+        bool isIdle = true;  // it has nothing left to say
     };
     struct ReaderReport {
         std::uint64_t messages = 0;  // events of JACK's

@@ -18,7 +18,7 @@ class WildPlayer {
     MidiBytes Next();
     // The next message that puts everything back that it has left; empty when nothing is left.
     MidiBytes NextRelease();
-    // Nobody hears it any more: what it has left is somebody else's to release.
+    // Nobody hears it any longer: what it has left sounding is somebody else's to release.
     void Forget();
 
   private:
