@@ -22,8 +22,9 @@ QWidget* MakeControl(const vexil::ControlSpec& spec, QWidget* parent) {
     switch (spec.kind) {
         case vexil::ControlKind::ListBox: {
             auto* list = new QListWidget(parent);
-            for (int row = 0; row < 64; ++row)
+            for (int row = 0; row < 64; ++row) {
                 list->addItem(QString::asprintf("Port %d", (row / 8 + 1) * 10 + row % 8 + 1));
+            }
             return list;
         }
         case vexil::ControlKind::CheckBox:

@@ -64,10 +64,12 @@ class Typist {
         vexil::DeliverEvent(*field.handlers, {vexil::EventKind::ControlHit, vexil::kOutputName},
                             [] { return 0; });
         for (int edit = 0; edit < kEdits; ++edit) {
-            if (!Key(name + "x", changing) || !widgets.Of(vexil::kApply).enabled)
+            if (!Key(name + "x", changing) || !widgets.Of(vexil::kApply).enabled) {
                 return false;
-            if (!Key(name, revoking) || widgets.Of(vexil::kApply).enabled)
+            }
+            if (!Key(name, revoking) || widgets.Of(vexil::kApply).enabled) {
                 return false;
+            }
         }
         return true;
     }
@@ -101,8 +103,9 @@ double TimeOfComparison(const vexil::DriverConfiguration& left, const vexil::Dri
         const auto start = std::chrono::steady_clock::now();
         const bool differs = vexil::Differs(left, right);
         times.push_back(Microseconds(std::chrono::steady_clock::now() - start));
-        if (differs)
+        if (differs) {
             return -1;
+        }
     }
     return SpreadOf(times).median;
 }

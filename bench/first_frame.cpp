@@ -59,20 +59,23 @@ bool IsMainWindow(xcb_connection_t* connection, xcb_window_t window) {
 bool IsPainted(xcb_connection_t* connection, xcb_window_t window) {
     const Owned<xcb_get_geometry_reply_t> geometry(
         xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr));
-    if (!geometry)
+    if (!geometry) {
         return false;
+    }
     const Owned<xcb_get_image_reply_t> image(
         xcb_get_image_reply(connection,
                             xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0, 0,
                                           geometry->width, geometry->height, ~0U),
                             nullptr));
-    if (!image)
+    if (!image) {
         return false;
+    }
     const auto* pixels = reinterpret_cast<const std::uint32_t*>(xcb_get_image_data(image.get()));
     const int count = xcb_get_image_data_length(image.get()) / 4;
     for (int i = 0; i < count; ++i) {
-        if ((pixels[i] & kColourMask) == kBareColour)
+        if ((pixels[i] & kColourMask) == kBareColour) {
             return false;
+        }
     }
     return count > 0;
 }
@@ -84,8 +87,9 @@ bool WaitForFirstFrame(xcb_connection_t* connection, std::uint8_t damageNotify) 
         const int type = event->response_type & 0x7f;
         if (type == XCB_MAP_NOTIFY && window == XCB_NONE) {
             const auto* mapped = reinterpret_cast<const xcb_map_notify_event_t*>(event.get());
-            if (!IsMainWindow(connection, mapped->window))
+            if (!IsMainWindow(connection, mapped->window)) {
                 continue;
+            }
             window = mapped->window;
             xcb_damage_create(connection, xcb_generate_id(connection), window,
                               XCB_DAMAGE_REPORT_LEVEL_RAW_RECTANGLES);
@@ -93,8 +97,9 @@ bool WaitForFirstFrame(xcb_connection_t* connection, std::uint8_t damageNotify) 
         } else if (type != damageNotify) {
             continue;
         }
-        if (window != XCB_NONE && IsPainted(connection, window))
+        if (window != XCB_NONE && IsPainted(connection, window)) {
             return true;
+        }
     }
     return false;
 }

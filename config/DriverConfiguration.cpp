@@ -37,8 +37,9 @@ PortEntry DefaultPortEntry(int port) {
 }
 
 DriverConfiguration::DriverConfiguration() {
-    for (int port = 0; port < kMaxPorts; ++port)
+    for (int port = 0; port < kMaxPorts; ++port) {
         PortFlags[port] = DefaultPortEntry(port);
+    }
 }
 
 void CopyConfiguration(const DriverConfiguration& from, DriverConfiguration& to) {
@@ -56,18 +57,22 @@ void CopyConfiguration(const DriverConfiguration& from, DriverConfiguration& to)
 
 bool Differs(const DriverConfiguration& left, const DriverConfiguration& right) {
     if (left.InputPorts != right.InputPorts || left.OutputPorts != right.OutputPorts ||
-        left.LocalPipes != right.LocalPipes)
+        left.LocalPipes != right.LocalPipes) {
         return true;
-    if (!std::equal(std::begin(left.PortFlags), std::end(left.PortFlags), std::begin(right.PortFlags)))
+    }
+    if (!std::equal(std::begin(left.PortFlags), std::end(left.PortFlags), std::begin(right.PortFlags))) {
         return true;
-    if (left.MiscOptions != right.MiscOptions || left.SendGranularity != right.SendGranularity)
+    }
+    if (left.MiscOptions != right.MiscOptions || left.SendGranularity != right.SendGranularity) {
         return true;
+    }
     for (int port = 0; port < kPortCount; ++port) {
         if (!SameText(left.Hosts[port].SrcHost, right.Hosts[port].SrcHost) ||
             !SameText(left.Hosts[port].DstHost, right.Hosts[port].DstHost) ||
             !SameText(left.CustomNames[port].In_CustomName, right.CustomNames[port].In_CustomName) ||
-            !SameText(left.CustomNames[port].Out_CustomName, right.CustomNames[port].Out_CustomName))
+            !SameText(left.CustomNames[port].Out_CustomName, right.CustomNames[port].Out_CustomName)) {
             return true;
+        }
     }
     return false;
 }
@@ -78,8 +83,9 @@ bool IsAdmissible(const DriverConfiguration& configuration) {
 
 unsigned ShownPortNumber(int port, int portCount) {
     const auto index = static_cast<unsigned>(port);
-    if (portCount != kPortCount)
+    if (portCount != kPortCount) {
         return index + 1;
+    }
     return (index / 8 + 1) * 10 + (index % 8 + 1);
 }
 

@@ -33,8 +33,9 @@ int WithinRecord(int portCount) {
 // A mask is stored as its bytes, low byte first, whatever the processor.
 std::array<std::uint8_t, kMaskBytes> MaskBytes(std::uint64_t mask) {
     std::array<std::uint8_t, kMaskBytes> bytes;
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<std::uint8_t>(mask >> (8 * i));
+    }
     return bytes;
 }
 
@@ -42,11 +43,13 @@ std::array<std::uint8_t, kMaskBytes> MaskBytes(std::uint64_t mask) {
 std::optional<std::uint64_t> ReadMask(const PreferencesStore& store, const char* key) {
     std::array<std::uint8_t, kMaskBytes> bytes{};
     std::uint32_t size = kMaskBytes;
-    if (!store.GetBinary(key, store.User(), bytes.data(), &size))
+    if (!store.GetBinary(key, store.User(), bytes.data(), &size)) {
         return std::nullopt;
+    }
     std::uint64_t mask = 0;
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         mask |= std::uint64_t{bytes[i]} << (8 * i);
+    }
     return mask;
 }
 
@@ -72,13 +75,15 @@ std::uint64_t OlderActivePorts(const Domains& domains, unsigned firstBit, int po
     static constexpr const char* kWordKeys[] = {"ActiveDevices", "ActiveDevices01", "ActiveDevices02",
                                                 "ActiveDevices03"};
     std::uint32_t words[std::size(kWordKeys)] = {};
-    for (std::size_t word = 0; word < std::size(kWordKeys); ++word)
+    for (std::size_t word = 0; word < std::size(kWordKeys); ++word) {
         words[word] = static_cast<std::uint32_t>(OlderInt(domains, kWordKeys[word], 0));
+    }
     std::uint64_t mask = 0;
     for (int port = 0; port < WithinRecord(portCount); ++port) {
         const auto index = static_cast<unsigned>(port);
-        if ((words[index / 16] >> (index % 16 + firstBit) & 1u) != 0)
+        if ((words[index / 16] >> (index % 16 + firstBit) & 1u) != 0) {
             mask |= std::uint64_t{1} << index;
+        }
     }
     return mask;
 }
@@ -111,8 +116,9 @@ PortEntry OlderPortEntry(const Domains& domains, int port) {
 svString StoredName(const Domains& domains, int port, const char* name) {
     const svString key = PortKey(port, name);
     svString text = domains.current.GetString(key.c_str(), domains.current.User(), "");
-    if (text.IsEmpty() && domains.older != nullptr)
+    if (text.IsEmpty() && domains.older != nullptr) {
         text = domains.older->GetString(key.c_str(), domains.older->User(), "");
+    }
     return text;
 }
 
@@ -137,8 +143,9 @@ void Load(const Domains& domains, int portCount, DriverConfiguration& configurat
     const PreferencesStore& current = domains.current;
     configuration.SendGranularity = static_cast<std::uint32_t>(current.GetInt(
         "SendGranularity", current.User(), static_cast<std::int32_t>(kDefaultSendGranularity)));
-    for (int port = 0; port < kMaxPorts; ++port)
+    for (int port = 0; port < kMaxPorts; ++port) {
         LoadPort(domains, port, configuration);
+    }
 }
 
 }  // namespace
@@ -195,10 +202,12 @@ bool DriverPreferences::GetLoggingOption() const {
 bool DriverPreferences::CompleteOptions(bool withWireless) const {
     const PreferencesStore older(domains, kOlderDriverDomain, true);
     PreferencesStore current(domains, kDriverDomain, true);
-    if (!current.IsInitialized())
+    if (!current.IsInitialized()) {
         return false;
-    if (current.GetObjectOfType("InputPorts", PropertyType::Data, current.User()) != nullptr)
+    }
+    if (current.GetObjectOfType("InputPorts", PropertyType::Data, current.User()) != nullptr) {
         return true;
+    }
     const std::int32_t stored = older.GetInt("MiscOptions", older.User(), kAbsent);
     const std::uint32_t options =
         stored == kAbsent ? kDefaultMiscOptions : static_cast<std::uint32_t>(stored);

@@ -80,8 +80,9 @@ bool AssignEntry(PropertyDictionary& dictionary, const std::string& key, const P
 }
 
 void ReleaseIf(bool owned, PropertyRef& value) {
-    if (owned)
+    if (owned) {
         value.reset();
+    }
 }
 
 // The two truth values exist once, for the life of the program: a reference to one owns nothing and always
@@ -101,17 +102,20 @@ const void* Address(const PropertyRef& value) {
 PreferencesStore::PreferencesStore(PreferenceDomains& domainsToUse, const char* applicationId, bool anyUser)
     : domains(domainsToUse),
       userScope(anyUser ? UserScope::kCFPreferencesAnyUser : UserScope::kCFPreferencesCurrentUser) {
-    if (applicationId != nullptr)
+    if (applicationId != nullptr) {
         Initialize(applicationId, anyUser);
+    }
 }
 
 bool PreferencesStore::Initialize(const char* applicationId, bool anyUser) {
-    if (applicationId == nullptr)
+    if (applicationId == nullptr) {
         return false;
+    }
     LogPrintfIf(verbose, "%s App '%s'\n", kInitialize, applicationId);
     std::optional<std::string> id = GetEntryString(applicationId);
-    if (!id)
+    if (!id) {
         return false;
+    }
     application = std::move(id);
     userScope = anyUser ? UserScope::kCFPreferencesAnyUser : UserScope::kCFPreferencesCurrentUser;
     initialised = domains.Synchronize(*application, userScope, kHost);
@@ -148,11 +152,13 @@ PropertyRef PreferencesStore::GetObjectOfType(const char* keyPath, PropertyType 
     const KeyPath path(keyPath);
     LogPrintfIf(verbose, kGettingEntry, kGetObjectOfType, path.key.c_str());
     const std::optional<std::string> key = GetEntryString(path.key.c_str());
-    if (!key)
+    if (!key) {
         return nullptr;
+    }
     PropertyRef value = domains.CopyValue(*key, *application, user, kHost);
-    if (value == nullptr)
+    if (value == nullptr) {
         return nullptr;
+    }
     TraceFound(kGetObjectOfType, value);
     if (value->Type() == PropertyType::Dictionary) {
         if (!path.rest) {
@@ -178,8 +184,9 @@ PropertyRef PreferencesStore::GetDictEntryValue(const PropertyRef& dictionary, c
     const KeyPath path(keyPath);
     LogPrintfIf(verbose, kGettingEntry, kGetDictEntryValue, path.key.c_str());
     const std::optional<std::string> key = GetEntryString(path.key.c_str());
-    if (!key)
+    if (!key) {
         return nullptr;
+    }
     PropertyRef value;
     const auto found = entries->find(*key);
     if (found != entries->end() && found->second != nullptr) {
@@ -190,11 +197,12 @@ PropertyRef PreferencesStore::GetDictEntryValue(const PropertyRef& dictionary, c
             value = GetDictEntryValue(value, path.Rest());
         }
     }
-    if (value != nullptr)
+    if (value != nullptr) {
         LogPrintfIf(verbose, "%s Returning CFType %p ID %d\n", kGetDictEntryValue, Address(value),
                     static_cast<int>(value->Type()));
-    else
+    } else {
         LogPrintf("%s Returning NULL CFType\n", kGetDictEntryValue);
+    }
     return value;
 }
 
@@ -202,8 +210,9 @@ bool PreferencesStore::GetBinary(const char* keyPath, UserScope user, void* buff
                                  std::uint32_t* size) const {
     const PropertyRef value = GetObjectOfType(keyPath, PropertyType::Data, user);
     const PropertyData* data = ContentOf<PropertyData>(value);
-    if (data == nullptr)
+    if (data == nullptr) {
         return false;
+    }
     const std::uint32_t room = *size;
     const std::size_t length = data->size();
     *size = static_cast<std::uint32_t>(length);
@@ -263,14 +272,16 @@ bool PreferencesStore::PutObject(const char* keyPath, PropertyRef& value, UserSc
         ReleaseIf(releaseValue, value);
         return false;
     }
-    if (!path.rest)
+    if (!path.rest) {
         return SetSynchronizeProperty(*key, value, user, releaseValue);
+    }
 
     PropertyRef changed;
     std::optional<PropertyDictionary> dictionary =
         MutableCopy(domains.CopyValue(*key, *application, user, kHost));
-    if (dictionary && SetDictEntryValue(&*dictionary, path.Rest(), value))
+    if (dictionary && SetDictEntryValue(&*dictionary, path.Rest(), value)) {
         changed = MakePropertyDictionary(std::move(*dictionary));
+    }
     ReleaseIf(releaseValue, value);
     if (changed == nullptr) {
         LogPrintf("%s Out of memory.", kPutObject);
@@ -288,16 +299,19 @@ bool PreferencesStore::SetDictEntryValue(PropertyDictionary* dictionary, const c
     LogPrintfIf(verbose, kSettingEntry, kGetDictEntryValue, keyPath == nullptr ? "" : keyPath);
     const KeyPath path(keyPath);
     const std::optional<std::string> key = GetEntryString(path.key.c_str());
-    if (!key)
+    if (!key) {
         return false;
-    if (!path.rest)
+    }
+    if (!path.rest) {
         return AssignEntry(*dictionary, *key, value);
+    }
 
     const auto found = dictionary->find(*key);
     std::optional<PropertyDictionary> inner =
         MutableCopy(found == dictionary->end() ? nullptr : found->second);
-    if (!SetDictEntryValue(inner ? &*inner : nullptr, path.Rest(), value))
+    if (!SetDictEntryValue(inner ? &*inner : nullptr, path.Rest(), value)) {
         return false;
+    }
     const PropertyRef changed = MakePropertyDictionary(std::move(*inner));
     return changed != nullptr && AssignEntry(*dictionary, *key, changed);
 }

@@ -22,8 +22,9 @@ std::string CollectedLog::Take() {
     text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
     taken += static_cast<off_t>(text.size());
     // A line that was cut at the log's longest has lost its end.
-    if (!text.empty() && text.back() != '\n')
+    if (!text.empty() && text.back() != '\n') {
         text += '\n';
+    }
     return text;
 }
 

@@ -108,20 +108,23 @@ std::optional<Request> Parse(const std::vector<std::string>& arguments, std::str
     const auto* const known = std::find_if(kCommands.begin(), kCommands.end(),
                                            [&](const Command& each) { return each.name == words[0]; });
     const std::size_t wanted = known != kCommands.end() && known->takesFile ? 2 : 1;
-    if (known == kCommands.end())
+    if (known == kCommands.end()) {
         problem = "there is no command '" + words[0] + "'";
-    else if (request.json && !known->takesJson)
+    } else if (request.json && !known->takesJson) {
         problem = "'" + words[0] + "' takes no --json";
-    else if (request.replace && !known->takesReplace)
+    } else if (request.replace && !known->takesReplace) {
         problem = "'" + words[0] + "' takes no --replace";
-    else if (words.size() < wanted)
+    } else if (words.size() < wanted) {
         problem = "'" + words[0] + "' needs a file";
-    else if (words.size() > wanted)
+    } else if (words.size() > wanted) {
         problem = "'" + words[wanted] + "' is one argument too many";
-    if (!problem.empty())
+    }
+    if (!problem.empty()) {
         return std::nullopt;
-    if (wanted == 2)
+    }
+    if (wanted == 2) {
         request.file = words[1];
+    }
     return request;
 }
 
@@ -131,16 +134,21 @@ class CommandRunner {
         : paths(installationPaths), log(collectedLog), client(installationPaths) {}
 
     CtlResult Run(const Request& request) {
-        if (request.command == "load")
+        if (request.command == "load") {
             return Load(request);
-        if (request.command == "defaults")
+        }
+        if (request.command == "defaults") {
             return Load(request);
-        if (request.command == "check")
+        }
+        if (request.command == "check") {
             return Check(request.file);
-        if (request.command == "save")
+        }
+        if (request.command == "save") {
             return Save(request.file);
-        if (request.command == "reload")
+        }
+        if (request.command == "reload") {
             return Reload();
+        }
         return Show(request);
     }
 
@@ -153,23 +161,27 @@ class CommandRunner {
     CtlResult Show(const Request& request) const {
         const ServiceAnswer answer =
             AskWholeStatus([this](std::uint32_t first) { return client.AskStatus(first); });
-        if (answer.outcome != ServiceAnswer::Outcome::Answered)
+        if (answer.outcome != ServiceAnswer::Outcome::Answered) {
             return Unanswered(answer);
+        }
         std::string problem;
         const std::optional<StatusReport> status = ReadStatusReport(answer.data, problem);
-        if (!status)
+        if (!status) {
             return Fail(kCtlFailed, "the service's status makes no sense: " + problem);
+        }
         const bool hosts = request.command == "hosts";
-        if (!request.json)
+        if (!request.json) {
             return {kCtlDone, hosts ? HostsText(*status) : StatusText(*status), {}};
+        }
         const std::string json = hosts ? nlohmann::json::parse(answer.data).at("hosts").dump() : answer.data;
         return {kCtlDone, PrintableJson(json) + "\n", {}};
     }
 
     CtlResult Reload() const {
         const ServiceAnswer answer = client.AskReload();
-        if (answer.outcome != ServiceAnswer::Outcome::Answered)
+        if (answer.outcome != ServiceAnswer::Outcome::Answered) {
             return Unanswered(answer);
+        }
         return {kCtlDone, "The service has read the stored settings.\n", {}};
     }
 
@@ -186,15 +198,17 @@ class CommandRunner {
         const bool isFile = !request.file.empty();
         const StoredSettings::Outcome outcome =
             isFile ? settings.Load(request.file, wishes) : settings.LoadDefaults(wishes);
-        if (outcome == StoredSettings::Outcome::Failed)
+        if (outcome == StoredSettings::Outcome::Failed) {
             return Fail(kCtlFailed, settings.Problem());
+        }
         const std::string what = isFile ? "The settings of " + request.file : "The default settings";
         CtlResult result{
             kCtlDone, what + " are stored.\n",
             ErrorLines(settings.Problem()) + ErrorLines(RemarkLines(request.file, settings.Remarks()))};
-        if (outcome == StoredSettings::Outcome::Corrected)
+        if (outcome == StoredSettings::Outcome::Corrected) {
             result.errors += ErrorLines("no port is enabled in them, so the output of port " +
                                         std::to_string(ShownPortNumber(0)) + " was");
+        }
         TellService(result);
         result.output += PanelNote(status, settings);
         return result;
@@ -226,8 +240,9 @@ class CommandRunner {
         if (status && status->attached) {
             std::string note =
                 "A control panel is open: it shows the settings that it had, and Apply there stores those.\n";
-            if (settings.WirelessWish() != status->wireless)
+            if (settings.WirelessWish() != status->wireless) {
                 note += "Use Wireless is not stored: the open panel stores its own choice when it ends.\n";
+            }
             return note;
         }
         return settings.WirelessChanged() ? "Use Wireless takes effect when the control panel starts next.\n"
@@ -237,24 +252,29 @@ class CommandRunner {
     static CtlResult Check(const std::string& file) {
         std::string text;
         std::string reason = FileObstacle(file, O_RDONLY);
-        if (reason.empty())
+        if (reason.empty()) {
             reason = ReadWholeFile(file, text);
-        if (!reason.empty())
+        }
+        if (!reason.empty()) {
             return Fail(kCtlFailed, file + " cannot be read: " + reason);
+        }
         const SettingsFindings findings = CheckSettings(text);
         const std::string remarks = RemarkLines(file, findings.remarks);
-        if (!findings.holdsSettings)
+        if (!findings.holdsSettings) {
             return {kCtlFailed, remarks, ErrorLines(file + " is no settings file")};
-        if (remarks.empty())
+        }
+        if (remarks.empty()) {
             return {kCtlDone, "Everything in " + file + " is understood.\n", {}};
+        }
         return {kCtlFailed, remarks, {}};
     }
 
     CtlResult Save(const std::string& file) {
         PlistPreferenceDomains domains(paths);
         StoredSettings settings(domains, log);
-        if (!settings.Save(file))
+        if (!settings.Save(file)) {
             return Fail(kCtlFailed, settings.Problem());
+        }
         return {kCtlDone, "The stored settings are saved in " + file + ".\n", ErrorLines(settings.Problem())};
     }
 
@@ -266,10 +286,12 @@ class CommandRunner {
 // The first of --help and --version among the arguments in front of a "--", or "".
 std::string Informing(const std::vector<std::string>& arguments) {
     for (const std::string& argument : arguments) {
-        if (argument == "--")
+        if (argument == "--") {
             break;
-        if (argument == "--help" || argument == "--version")
+        }
+        if (argument == "--help" || argument == "--version") {
             return argument;
+        }
     }
     return "";
 }
@@ -278,10 +300,12 @@ std::string Informing(const std::vector<std::string>& arguments) {
 
 CtlResult RunCtl(const std::vector<std::string>& arguments, const Paths& paths, CollectedLog& log) {
     const std::string informing = Informing(arguments);
-    if (informing == "--help")
+    if (informing == "--help") {
         return {kCtlDone, kHelp, {}};
-    if (informing == "--version")
+    }
+    if (informing == "--version") {
         return {kCtlDone, std::string("vexil3ctl ") + kVersion + "\n", {}};
+    }
 
     std::string problem;
     const std::optional<Request> request = Parse(arguments, problem);

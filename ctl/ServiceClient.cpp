@@ -30,10 +30,12 @@ ServiceAnswer Malformed() {
 }
 
 ServiceAnswer Answer(const ControlReply& reply, std::uint32_t askedLength) {
-    if (reply.data.size() > askedLength)
+    if (reply.data.size() > askedLength) {
         return Malformed();
-    if (reply.error != 0)
+    }
+    if (reply.error != 0) {
         return Failure("the service refuses", static_cast<int>(reply.error));
+    }
     return {ServiceAnswer::Outcome::Answered, {}, std::string(reply.data.begin(), reply.data.end())};
 }
 
@@ -55,21 +57,25 @@ ServiceAnswer ServiceClient::AskReload() const {
 ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t number, std::uint32_t length) const {
     const Deadline deadline = std::chrono::steady_clock::now() + patience;
     const int descriptor = ControlConnection::NewSocket();
-    if (descriptor == -1)
+    if (descriptor == -1) {
         return Failure("no socket can be opened", errno);
+    }
     ControlConnection connection(descriptor);
     if (const int error = connection.Connect(path)) {
-        if (error == ENOENT || error == ENOTDIR || error == ECONNREFUSED)
+        if (error == ENOENT || error == ENOTDIR || error == ECONNREFUSED) {
             return {ServiceAnswer::Outcome::Absent, "no service is running at " + path, {}};
+        }
         return error == ETIMEDOUT ? Unanswered() : Failure(path, error);
     }
-    if (connection.CheckPeer(serviceUser) != 0)
+    if (connection.CheckPeer(serviceUser) != 0) {
         return Failure("what answers at " + path + " is another user's");
+    }
 
     const int sendError = connection.Send({kSequence, kind, number, length, {}});
     // A connection that is closed already tells so when it is read.
-    if (sendError != 0 && sendError != EPIPE && sendError != ECONNRESET)
+    if (sendError != 0 && sendError != EPIPE && sendError != ECONNRESET) {
         return Failure("the service cannot be asked", sendError);
+    }
     ControlReply reply;
     switch (const int error = connection.AwaitReply(kSequence, deadline, &reply)) {
         case 0:

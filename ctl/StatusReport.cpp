@@ -21,8 +21,9 @@ class ObjectReader {
   public:
     ObjectReader(const Json& jsonValue, std::string jsonPlace, std::string& firstProblem)
         : value(jsonValue), place(std::move(jsonPlace)), problem(firstProblem) {
-        if (!value.is_object())
+        if (!value.is_object()) {
             Complain("", "is no object");
+        }
     }
 
     bool Has(const char* key) const { return value.is_object() && value.contains(key); }
@@ -31,23 +32,26 @@ class ObjectReader {
 
     std::string Text(const char* key) {
         const Json& field = Field(key);
-        if (const auto* text = field.get_ptr<const std::string*>())
+        if (const auto* text = field.get_ptr<const std::string*>()) {
             return *text;
+        }
         return Complain(key, "is no text"), "";
     }
 
     bool Flag(const char* key) {
         const Json& field = Field(key);
-        if (const auto* flag = field.get_ptr<const bool*>())
+        if (const auto* flag = field.get_ptr<const bool*>()) {
             return *flag;
+        }
         return Complain(key, "is neither true nor false"), false;
     }
 
     std::uint64_t Number(const char* key, std::uint64_t most = std::numeric_limits<std::uint64_t>::max()) {
         const Json& field = Field(key);
         const auto* number = field.get_ptr<const Json::number_unsigned_t*>();
-        if (number != nullptr && *number <= most)
+        if (number != nullptr && *number <= most) {
             return *number;
+        }
         return Complain(key, "is no number, or out of range"), 0;
     }
 
@@ -59,15 +63,18 @@ class ObjectReader {
     template <class Read>
     void Elements(const char* key, std::size_t most, Read read) {
         const Json& field = Field(key);
-        if (!field.is_array() || field.size() > most)
+        if (!field.is_array() || field.size() > most) {
             return Complain(key, "is no list, or too long");
-        for (std::size_t i = 0; i < field.size(); ++i)
+        }
+        for (std::size_t i = 0; i < field.size(); ++i) {
             read(field[i], Place(key) + "[" + std::to_string(i) + "]");
+        }
     }
 
     void Complain(const std::string& key, const char* what) {
-        if (problem.empty())
+        if (problem.empty()) {
             problem = (place.empty() && key.empty() ? "it" : "its " + Place(key)) + " " + what;
+        }
     }
 
   private:
@@ -112,12 +119,15 @@ TrafficReport ReadTraffic(ObjectReader& side, bool withLosses) {
 
 RouteEnd ReadRoute(ObjectReader& output) {
     const std::string route = output.Text("route");
-    if (route == "local")
+    if (route == "local") {
         return RouteEnd::Local;
-    if (route == "remote")
+    }
+    if (route == "remote") {
         return RouteEnd::Remote;
-    if (route != "nowhere")
+    }
+    if (route != "nowhere") {
         output.Complain("route", "is none that is known");
+    }
     return RouteEnd::Nowhere;
 }
 
@@ -135,10 +145,12 @@ InputReport ReadInput(ObjectReader input) {
     InputReport report;
     report.endpoint = ReadEndpoint(input);
     ObjectReader source = input.Object("source");
-    if (!source.IsNull("computer"))
+    if (!source.IsNull("computer")) {
         report.sourceComputer = source.Text("computer");
-    if (!source.IsNull("port"))
+    }
+    if (!source.IsNull("port")) {
         report.sourcePort = source.ShownPort("port");
+    }
     report.traffic = ReadTraffic(input, false);
     return report;
 }
@@ -157,12 +169,15 @@ PortReport ReadPort(ObjectReader port) {
     PortReport report;
     report.port = port.ShownPort("port");
     report.pipe = port.Flag("pipe");
-    if (port.Has("output"))
+    if (port.Has("output")) {
         report.output = ReadOutput(port.Object("output"));
-    if (port.Has("input"))
+    }
+    if (port.Has("input")) {
         report.input = ReadInput(port.Object("input"));
-    if (port.Has("test"))
+    }
+    if (port.Has("test")) {
         report.test = ReadTest(port.Object("test"));
+    }
     return report;
 }
 
@@ -182,10 +197,11 @@ StatusReport ReadStatus(ObjectReader status, std::string& problem) {
     report.host = status.Text("host");
     status.Elements("names", std::numeric_limits<std::size_t>::max(),
                     [&](const Json& name, const std::string& place) {
-                        if (const auto* text = name.get_ptr<const std::string*>())
+                        if (const auto* text = name.get_ptr<const std::string*>()) {
                             report.names.push_back(*text);
-                        else
+                        } else {
                             status.Complain(place, "is no text");
+                        }
                     });
 
     ObjectReader midi = status.Object("midi");
@@ -212,8 +228,9 @@ StatusReport ReadStatus(ObjectReader status, std::string& problem) {
     status.Elements("ports", kMaxPorts, [&](const Json& port, const std::string& place) {
         report.ports.push_back(ReadPort({port, place, problem}));
     });
-    if (status.Has("portsLeftOut"))
+    if (status.Has("portsLeftOut")) {
         report.portsLeftOut = static_cast<unsigned>(status.Number("portsLeftOut", kMaxPorts));
+    }
     return report;
 }
 

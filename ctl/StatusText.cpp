@@ -15,27 +15,32 @@ namespace {
 constexpr std::size_t kEndpointColumn = 2;
 
 std::string BackendName(const std::string& backend) {
-    if (backend == "jack")
+    if (backend == "jack") {
         return "JACK";
-    if (backend == "alsa")
+    }
+    if (backend == "alsa") {
         return "ALSA";
+    }
     return Printable(backend);
 }
 
 std::string MidiText(const StatusReport& status) {
-    if (status.backend == "none")
+    if (status.backend == "none") {
         return "none";
+    }
     std::string text = BackendName(status.backend) + (status.running ? ", running" : ", not running");
-    if (!status.midiProblem.empty())
+    if (!status.midiProblem.empty()) {
         text += ": " + Printable(status.midiProblem);
+    }
     return text;
 }
 
 std::string OptionsText(const StatusReport& status) {
     std::string text;
     const auto add = [&text](bool on, const char* name) {
-        if (on)
+        if (on) {
             text += (text.empty() ? "" : ", ") + std::string(name);
+        }
     };
     add(status.showConnectors, "Show Connectors");
     add(status.launchMonitor, "Launch Monitor");
@@ -45,57 +50,66 @@ std::string OptionsText(const StatusReport& status) {
 }
 
 std::string QuantizationText(std::uint32_t tenths) {
-    if (tenths == 0)
+    if (tenths == 0) {
         return "0.0 ms, messages are sent at once";
+    }
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " ms";
 }
 
 std::string ServiceText(const StatusReport& status) {
     std::string text;
     const std::string title = "Vexil III " + Printable(status.version) + " on " + Printable(status.host);
-    for (const std::string& line : WrapText(title, kTerminalWidth))
+    for (const std::string& line : WrapText(title, kTerminalWidth)) {
         text += line + "\n";
+    }
     text += LabelledText("MIDI system", MidiText(status));
-    if (!status.realtimeProblem.empty())
+    if (!status.realtimeProblem.empty()) {
         text += LabelledText("Realtime", "no: " + Printable(status.realtimeProblem));
+    }
     text += LabelledText("Memory", Printable(status.memory));
     text += LabelledText("Control panel", status.attached ? "attached" : "not attached");
     text += LabelledText("Options", OptionsText(status));
     text += LabelledText("Quantization", QuantizationText(status.sendGranularity));
     std::string names;
-    for (const std::string& name : status.names)
+    for (const std::string& name : status.names) {
         names += (names.empty() ? "" : ", ") + Printable(name);
+    }
     text += LabelledText("Own names", names);
     text += LabelledText("Control", Printable(status.control));
     return text;
 }
 
 std::string TargetText(const TargetReport& target) {
-    if (target.computer.empty())
+    if (target.computer.empty()) {
         return "nowhere";
+    }
     return "to " + Printable(target.computer) + ", port " + std::to_string(target.port);
 }
 
 std::string SourceText(const InputReport& input) {
-    if (!input.sourceComputer && !input.sourcePort)
+    if (!input.sourceComputer && !input.sourcePort) {
         return "from any";
+    }
     return "from " + (input.sourceComputer ? Printable(*input.sourceComputer) : "any") + ", " +
            (input.sourcePort ? "port " + std::to_string(*input.sourcePort) : "any port");
 }
 
 // The address, or what an endpoint without an address is called.
 std::string EndpointText(const EndpointReport& endpoint, const PortReport& port) {
-    if (!endpoint.address.empty())
+    if (!endpoint.address.empty()) {
         return Printable(endpoint.address);
+    }
     return endpoint.name.empty() ? "Port " + std::to_string(port.port) : Printable(endpoint.name);
 }
 
 std::string LossesText(const TrafficReport& traffic) {
     std::string text;
-    if (traffic.filtered != 0)
+    if (traffic.filtered != 0) {
         text = CountText(traffic.filtered) + " filtered";
-    if (traffic.dropped != 0)
+    }
+    if (traffic.dropped != 0) {
         text += (text.empty() ? "" : ", ") + CountText(traffic.dropped) + " dropped";
+    }
     return text;
 }
 
@@ -114,22 +128,27 @@ class PortTable {
 
     void Add(const PortReport& port) {
         label = std::to_string(port.port);
-        if (port.output)
+        if (port.output) {
             AddOutput(*port.output, port);
-        if (port.input)
+        }
+        if (port.input) {
             AddInput(*port.input, port);
-        if (port.test)
+        }
+        if (port.test) {
             AddTest(*port.test);
+        }
         // A port is listed for a side of it; one without any says at least that it is there.
-        if (!label.empty())
+        if (!label.empty()) {
             table.AddRow({label, port.pipe ? "pipe" : "", "", "", "", "", ""});
+        }
     }
 
     void AddLeftOut(unsigned ports) {
-        if (ports != 0)
+        if (ports != 0) {
             table.AddNote(0, "! " + std::to_string(ports) +
                                  (ports == 1 ? " more port is" : " more ports are") +
                                  " in use, for which the answer had no room.");
+        }
     }
 
     std::string Text() const {
@@ -144,8 +163,9 @@ class PortTable {
         AddProblem(output.endpoint.problem);
         AddProblem(output.routeProblem);
         if (output.route == RouteEnd::Nowhere && !output.target.computer.empty() &&
-            output.routeProblem.empty())
+            output.routeProblem.empty()) {
             AddProblem("What is sent there arrives nowhere.");
+        }
         AddLosses(output.traffic);
         Count(output.traffic, sent);
     }
@@ -174,14 +194,16 @@ class PortTable {
     }
 
     void AddProblem(const std::string& problem) {
-        if (!problem.empty() && problem != knownProblem)
+        if (!problem.empty() && problem != knownProblem) {
             table.AddNote(kEndpointColumn, "! " + Printable(problem));
+        }
     }
 
     void AddLosses(const TrafficReport& traffic) {
         const std::string losses = LossesText(traffic);
-        if (!losses.empty())
+        if (!losses.empty()) {
             table.AddNote(kEndpointColumn, (traffic.dropped != 0 ? "! " : "") + losses);
+        }
     }
 
     static void Count(const TrafficReport& traffic, TrafficReport& total) {
@@ -211,8 +233,9 @@ class PortTable {
 std::string CountText(std::uint64_t count) {
     constexpr std::uint64_t kMostInFull = 99'999'999;
     constexpr std::array kUnits = {' ', 'k', 'M', 'G', 'T', 'P', 'E'};
-    if (count <= kMostInFull)
+    if (count <= kMostInFull) {
         return std::to_string(count);
+    }
     std::size_t unit = 0;
     std::uint64_t tenths = 0;
     while (count >= 100'000) {
@@ -225,22 +248,26 @@ std::string CountText(std::uint64_t count) {
 
 std::string StatusText(const StatusReport& status) {
     std::string text = ServiceText(status) + "\n";
-    if (status.ports.empty() && status.portsLeftOut == 0)
+    if (status.ports.empty() && status.portsLeftOut == 0) {
         return text + "No port is in use.\n";
+    }
     PortTable table(status.midiProblem);
-    for (const PortReport& port : status.ports)
+    for (const PortReport& port : status.ports) {
         table.Add(port);
+    }
     table.AddLeftOut(status.portsLeftOut);
     return text + table.Text();
 }
 
 std::string HostsText(const StatusReport& status) {
-    if (status.hosts.empty())
+    if (status.hosts.empty()) {
         return "No computers are known.\n";
+    }
     TextTable table({{"NAME", 28}, {"ADDRESS", 15}, {"PORT", 5, true}, {"HARDWARE", 17}, {"ENABLED", 7}});
-    for (const HostReport& host : status.hosts)
+    for (const HostReport& host : status.hosts) {
         table.AddRow({Printable(host.name), Printable(host.address), std::to_string(host.port),
                       Printable(host.hardware), host.enabled ? "yes" : "no"});
+    }
     return table.Text();
 }
 

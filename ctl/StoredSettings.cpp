@@ -52,10 +52,12 @@ bool StoredSettings::ReadStored(PreferenceBatch& batch, DriverConfiguration& con
     // Lines so far are the domain's. What the older domain and the loader say later is worth knowing, no
     // more.
     std::string lines = log.Take();
-    if (lines.empty())
+    if (lines.empty()) {
         DriverPreferences(batch).LoadConfiguration(kPortCount, configuration);
-    if (lines.empty() && !batch.HasFailed())
+    }
+    if (lines.empty() && !batch.HasFailed()) {
         return true;
+    }
     problem = "the stored configuration cannot be read\n" + lines + log.Take();
     return false;
 }
@@ -91,8 +93,9 @@ StoredSettings::Outcome StoredSettings::Load(const std::string& path, const Load
 
     PreferenceBatch batch(domains);
     DriverConfiguration before;
-    if (!ReadStored(batch, before))
+    if (!ReadStored(batch, before)) {
         return Outcome::Failed;
+    }
     DriverConfiguration configuration = wishes.fromDefaults ? DriverConfiguration() : before;
     ImportSettings(kPortCount, file, configuration);
     file.Close();  // nothing was edited, so nothing is written
@@ -112,11 +115,13 @@ StoredSettings::Outcome StoredSettings::Store(PreferenceBatch& batch, const Driv
                                               DriverConfiguration configuration, const LoadWishes& wishes) {
     wirelessWish = (configuration.MiscOptions & kUseWireless) != 0;
     wirelessChanged = ((configuration.MiscOptions ^ before.MiscOptions) & kUseWireless) != 0;
-    if (wishes.isPanelOpen && wishes.isPanelOpen())
+    if (wishes.isPanelOpen && wishes.isPanelOpen()) {
         configuration.MiscOptions &= ~kUseWireless;
+    }
     const bool admissible = IsAdmissible(configuration);
-    if (!admissible)
+    if (!admissible) {
         configuration.OutputPorts = 1;
+    }
 
     batch.Begin();
     DriverPreferences(batch).SaveConfiguration(kPortCount, configuration);
@@ -133,16 +138,19 @@ bool StoredSettings::Save(const std::string& path) {
     log.Take();
     PreferenceBatch batch(domains);
     DriverConfiguration configuration;
-    if (!ReadStored(batch, configuration))
+    if (!ReadStored(batch, configuration)) {
         return false;
+    }
 
     const std::string reason = FileObstacle(path, O_RDWR | O_CREAT);
     IniFile file;
-    if (!reason.empty() || !file.Open(path.c_str()))
+    if (!reason.empty() || !file.Open(path.c_str())) {
         return Fail(path + " cannot be opened for reading and writing" + AndReason(reason));
+    }
     ExportSettings(kPortCount, file, configuration);
-    if (!file.Close())
+    if (!file.Close()) {
         return Fail(path + " cannot be written");
+    }
     problem = log.Take();
     return true;
 }

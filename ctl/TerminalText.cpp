@@ -55,8 +55,9 @@ std::size_t FittingBytes(std::string_view text, std::size_t width) {
     while (bytes < text.size()) {
         const Character character = FirstCharacter(text.substr(bytes));
         columns += WidthOf(character.code);
-        if (columns > width && bytes != 0)
+        if (columns > width && bytes != 0) {
             break;
+        }
         bytes += character.size;
     }
     return bytes;
@@ -69,10 +70,11 @@ std::string PrintableJson(std::string_view json) {
     std::string result;
     while (!json.empty()) {
         const Character character = FirstCharacter(json);
-        if (character.valid && character.code >= 0x7F && character.code <= 0x9F)
+        if (character.valid && character.code >= 0x7F && character.code <= 0x9F) {
             result.append({'\\', 'u', '0', '0', kDigits[character.code >> 4], kDigits[character.code & 0xF]});
-        else
+        } else {
             result += json.substr(0, character.size);
+        }
         json.remove_prefix(character.size);
     }
     return result;
@@ -102,8 +104,9 @@ std::vector<std::string> WrapText(std::string_view text, std::size_t width) {
         text.remove_prefix(next);
         end = FittingBytes(text, width);
     }
-    if (!text.empty() || lines.empty())
+    if (!text.empty() || lines.empty()) {
         lines.emplace_back(text);
+    }
     return lines;
 }
 

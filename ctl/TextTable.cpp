@@ -20,8 +20,9 @@ void EndLine(std::string& text) {
 
 TextTable::TextTable(std::vector<Column> tableColumns) : columns(std::move(tableColumns)) {
     std::vector<std::string> titles;
-    for (const Column& column : columns)
+    for (const Column& column : columns) {
         titles.push_back(column.title);
+    }
     AddRow(titles);
 }
 
@@ -46,10 +47,12 @@ void TextTable::AddRow(const std::vector<std::string>& cells) {
 
 void TextTable::AddNote(std::size_t column, const std::string& note) {
     std::size_t indent = 0;
-    for (std::size_t i = 0; i < column; ++i)
+    for (std::size_t i = 0; i < column; ++i) {
         indent += columns[i].width + 1;
-    for (const std::string& line : WrapText(note, kTerminalWidth - indent))
+    }
+    for (const std::string& line : WrapText(note, kTerminalWidth - indent)) {
         text += std::string(indent, ' ') + line + '\n';
+    }
 }
 
 std::string LabelledText(const std::string& label, const std::string& text) {

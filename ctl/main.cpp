@@ -18,10 +18,12 @@ namespace {
 int WriteAll(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t count = write(descriptor, text.data(), text.size());
-        if (count == -1 && errno != EINTR)
+        if (count == -1 && errno != EINTR) {
             return errno;
-        if (count > 0)
+        }
+        if (count > 0) {
             text.remove_prefix(static_cast<std::size_t>(count));
+        }
     }
     return 0;
 }

@@ -35,8 +35,9 @@ std::vector<std::uint8_t> PackControlReply(const ControlReply& reply) {
 }
 
 std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t> packet) {
-    if (packet.size() < kControlRequestHeaderSize)
+    if (packet.size() < kControlRequestHeaderSize) {
         return std::nullopt;
+    }
     ControlRequest request;
     request.sequence = Uint32At(packet.data());
     request.kind = Uint32At(packet.data() + 4);
@@ -44,27 +45,33 @@ std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t>
     request.length = Uint32At(packet.data() + 12);
     request.payload = packet.subspan(kControlRequestHeaderSize);
     const bool isSet = request.kind == kControlSetOption;
-    if (!IsKind(request.kind) || request.length > kMaxControlData)
+    if (!IsKind(request.kind) || request.length > kMaxControlData) {
         return std::nullopt;
-    if ((request.kind == kControlAttach || request.kind == kControlReload) && request.length != 0)
+    }
+    if ((request.kind == kControlAttach || request.kind == kControlReload) && request.length != 0) {
         return std::nullopt;
-    if (request.payload.size() != (isSet ? request.length : 0))
+    }
+    if (request.payload.size() != (isSet ? request.length : 0)) {
         return std::nullopt;
+    }
     return request;
 }
 
 std::optional<ControlReply> UnpackControlReply(std::span<const std::uint8_t> packet) {
-    if (packet.size() < kControlReplyHeaderSize)
+    if (packet.size() < kControlReplyHeaderSize) {
         return std::nullopt;
+    }
     ControlReply reply;
     reply.sequence = Uint32At(packet.data());
     reply.error = Uint32At(packet.data() + 4);
     reply.data = packet.subspan(kControlReplyHeaderSize);
     const std::uint32_t length = Uint32At(packet.data() + 8);
-    if (length > kMaxControlData || reply.data.size() != length)
+    if (length > kMaxControlData || reply.data.size() != length) {
         return std::nullopt;
-    if (reply.error > kMaxErrno || (reply.error != 0 && length != 0))
+    }
+    if (reply.error > kMaxErrno || (reply.error != 0 && length != 0)) {
         return std::nullopt;
+    }
     return reply;
 }
 

@@ -32,9 +32,10 @@ void DriverConnection::Open() {
 
 void DriverConnection::Close() {
     driverConnected = false;
-    if (driverSocket != -1)
+    if (driverSocket != -1) {
         control.Close(
             driverSocket);  // nothing is left to do if it fails: the descriptor is given up either way
+    }
     driverSocket = -1;
 }
 
@@ -47,11 +48,13 @@ int DriverConnection::ReadHostInfos(void* buffer, std::uint32_t* length) {
 }
 
 void DriverConnection::SendQuantization(std::uint32_t sendGranularity) {
-    if (!driverConnected)
+    if (!driverConnected) {
         return;
+    }
     const auto payload = MakeUint32(sendGranularity);
-    if (SendCommand(kOptionSendGranularity, payload.data(), payload.size()) != 0)
+    if (SendCommand(kOptionSendGranularity, payload.data(), payload.size()) != 0) {
         LogPrintf("Set_TstSndGrn error %d.\n", errno);
+    }
 }
 
 }  // namespace vexil

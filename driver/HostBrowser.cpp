@@ -16,15 +16,17 @@ namespace {
 constexpr unsigned kBrowseMicroseconds = 10000;
 
 void RemoveAllHosts(HostBrowser::Mediator& mediator, HostList list) {
-    for (int index = mediator.HostCount(list) - 1; index >= 0; --index)
+    for (int index = mediator.HostCount(list) - 1; index >= 0; --index) {
         mediator.RemoveHost(list, index);
+    }
 }
 
 }  // namespace
 
 void HostBrowser::RefreshHosts() {
-    if (!connection.IsConnected())
+    if (!connection.IsConnected()) {
         return;
+    }
     if (connection.SendCommand(kOptionBrowseHosts, nullptr, 0) != 0) {
         LogPrintf("PostBrowse() failed; error %d.\n", errno);
         return;
@@ -46,8 +48,9 @@ void HostBrowser::RefreshHosts() {
     const HostInfos infos = ParseHostInfos(buffer.get(), kHostInfosSize);
     RemoveAllHosts(mediator, HostList::Source);
     RemoveAllHosts(mediator, HostList::Target);
-    for (const char* name : infos.names)
+    for (const char* name : infos.names) {
         mediator.AppendHost(name);
+    }
     if (infos.cachedLength > 0) {
         LogPrintf("Updating cache %p size %ld bytes.\n", static_cast<void*>(buffer.get()),
                   static_cast<long>(infos.cachedLength));

@@ -22,20 +22,23 @@ HostInfos ParseHostInfos(const std::uint8_t* bytes, std::size_t size) {
     while (IsAt(bytes, size, record, 'N')) {
         const std::uint8_t* name = bytes + record + 1;
         const void* end = std::memchr(name, 0, size - record - 1);
-        if (end == nullptr)
+        if (end == nullptr) {
             break;
+        }
         infos.names.push_back(reinterpret_cast<const char*>(name));
 
         const std::size_t tagA = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - bytes) + 1;
         const std::size_t tagL = tagA + kTagStep;
         const std::size_t tagE = tagL + kTagStep;
-        if (!IsAt(bytes, size, tagA, 'A') || !IsAt(bytes, size, tagL, 'L') || !IsAt(bytes, size, tagE, 'E'))
+        if (!IsAt(bytes, size, tagA, 'A') || !IsAt(bytes, size, tagL, 'L') || !IsAt(bytes, size, tagE, 'E')) {
             break;
+        }
         record = tagE + kEndStep;
     }
     // A last record whose final bytes lie beyond the end would put the end of the records beyond it, too.
-    if (record > 0)
+    if (record > 0) {
         infos.cachedLength = std::min(record + 1, size);
+    }
     return infos;
 }
 

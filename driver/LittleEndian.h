@@ -8,8 +8,9 @@ namespace vexil {
 
 // Writes the low `size` bytes (at most 8) of a value.
 inline void PutLittleEndian(std::uint8_t* bytes, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i)
+    for (std::size_t i = 0; i < size; ++i) {
         bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
+    }
 }
 
 inline std::uint16_t Uint16At(const std::uint8_t* bytes) {

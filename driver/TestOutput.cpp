@@ -62,8 +62,9 @@ constexpr std::uint8_t kTestChords[kChordCount][kMaxChordNotes + 1] = {
 
 void TestOutput::Open() {
     const int port = connection.currentPort;
-    if (connection.IsTestOutputOpen(port))
+    if (connection.IsTestOutputOpen(port)) {
         return;
+    }
 
     const DriverConfiguration& configuration = mediator.EditedConfiguration();
     const PortHosts& hosts = configuration.Hosts[port];
@@ -92,26 +93,30 @@ void TestOutput::Open() {
 
 void TestOutput::Close() {
     const int port = connection.currentPort;
-    if (connection.IsTestOutputOpen(port))
+    if (connection.IsTestOutputOpen(port)) {
         Deactivate(port);
+    }
 }
 
 void TestOutput::Retarget() {
-    if (!connection.IsConnected() || !connection.IsTestOutputOpen(connection.currentPort))
+    if (!connection.IsConnected() || !connection.IsTestOutputOpen(connection.currentPort)) {
         return;
+    }
     Deactivate(connection.currentPort);
     Open();  // does nothing after a failed deactivation
 }
 
 void TestOutput::Play(bool noteOn) {
     const int port = connection.currentPort;
-    if (!connection.IsTestOutputOpen(port))
+    if (!connection.IsTestOutputOpen(port)) {
         return;
+    }
 
     const std::uint8_t status = StatusOfChannel(mediator.TestChannel());
     std::uint8_t* packet = MidiPacketListInit(packetList.data(), listSize);
-    if (packet == nullptr)
+    if (packet == nullptr) {
         return;
+    }
 
     std::array<std::uint8_t, kMaxChordNotes * kNoteMessageSize> notes;
     std::size_t length = 0;
@@ -127,10 +132,12 @@ void TestOutput::Play(bool noteOn) {
     }
 
     const auto listLength = static_cast<std::uint32_t>(MidiPacketListLength(packetList.data()));
-    if (connection.SendCommand(port, packetList.data(), listLength) != 0)
+    if (connection.SendCommand(port, packetList.data(), listLength) != 0) {
         LogPrintf("testout error %d while playing...\n", errno);
-    if (!noteOn)
+    }
+    if (!noteOn) {
         connection.chordIndex = (connection.chordIndex + 1) % kChordCount;
+    }
 }
 
 void TestOutput::Deactivate(int port) {

@@ -13,10 +13,11 @@ constexpr const char* kCacheName = "Target computer list cache";
 }  // namespace
 
 void CtrlPanel::ShowAboutOrRemoveCache(bool remove) {
-    if (remove)
+    if (remove) {
         RemoveCache();
-    else
+    } else {
         ShowAbout();
+    }
 }
 
 void CtrlPanel::ShowAbout() {
@@ -30,8 +31,9 @@ void CtrlPanel::ShowAbout() {
 void CtrlPanel::RemoveCache() {
     svString text;
     text.Format("%s removal     \nrequires immediate reboot!\n\nProceed with cache removal now?", kCacheName);
-    if (Ask("Cache Remove", text.c_str(), "Cancel", nullptr, "Ok", kAlertCaution) == kAlertOtherButton)
+    if (Ask("Cache Remove", text.c_str(), "Cancel", nullptr, "Ok", kAlertCaution) == kAlertOtherButton) {
         return;
+    }
     preferences.RemoveCache();
     LogPrintf("%s has been removed.", kCacheName);  // no line end
     RequestSystemRestart(restarter, kAERestart);

@@ -10,9 +10,10 @@ void CtrlPanel::LoadConfiguration() {
     connection.wirelessAtStart = (applied.MiscOptions & kUseWireless) != 0;
     preferences.SetWirelessOption(false);
     // The driver's answer changes nothing here: the wireless mode is a wish.
-    if (connection.IsConnected())
+    if (connection.IsConnected()) {
         connection.SendCommand(connection.wirelessAtStart ? kOptionWirelessOn : kOptionWirelessOff, nullptr,
                                0);
+    }
     CopyConfiguration(applied, edited);
     unappliedChanges = false;
 }
@@ -33,23 +34,27 @@ void CtrlPanel::Apply() {
     // The stored options carry the wireless bit only while no panel runs.
     applied.MiscOptions &= ~kUseWireless;
     preferences.SaveConfiguration(kPortCount, applied);
-    if (connection.wirelessAtStart)
+    if (connection.wirelessAtStart) {
         applied.MiscOptions |= kUseWireless;
+    }
 
     // A driver that does not take the hint reads the preferences at its next start.
-    if (connection.IsConnected())
+    if (connection.IsConnected()) {
         connection.SendCommand(kOptionReloadConfiguration, nullptr, 0);
+    }
 
-    if (connection.wirelessAtStart != wirelessBefore)
+    if (connection.wirelessAtStart != wirelessBefore) {
         Ask("\"Use Wireless\" option has been changed!",
             "The option will be applied at the next start of the Control Panel.", nullptr, nullptr, "Ok",
             kAlertCaution);
+    }
 }
 
 bool CtrlPanel::HasUnappliedChanges() {
     unappliedChanges = true;
-    if (Differs(edited, applied))
+    if (Differs(edited, applied)) {
         return true;
+    }
     unappliedChanges = false;
     return false;
 }

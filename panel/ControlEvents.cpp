@@ -12,15 +12,18 @@ bool IsKey(const PanelEvent& event) {
 }  // namespace
 
 std::int32_t CtrlPanel::PortListKeyHandler(const PanelEvent& event, const NextHandler& next) {
-    if (!IsKey(event) || !event.hasCharacter)
+    if (!IsKey(event) || !event.hasCharacter) {
         return kEventNotHandledErr;
-    if (event.character != kCharUpArrow && event.character != kCharDownArrow)
+    }
+    if (event.character != kCharUpArrow && event.character != kCharDownArrow) {
         return kNoErr;  // swallowed: the list does not select by letters
+    }
 
     EndTestNote();
     const std::int32_t status = next();
-    if (status != kNoErr)
+    if (status != kNoErr) {
         return status;
+    }
     SelectPort();
     return kEventNotHandledErr;
 }
@@ -30,17 +33,21 @@ std::int32_t CtrlPanel::EditTextHandler(const PanelEvent& event, const NextHandl
         lastEditText = event.control;
         return kNoErr;
     }
-    if (!IsKey(event) || !event.hasCharacter)
+    if (!IsKey(event) || !event.hasCharacter) {
         return kEventNotHandledErr;
-    if (event.character == kCharReturn || event.character == kCharLineFeed)
+    }
+    if (event.character == kCharReturn || event.character == kCharLineFeed) {
         return kNoErr;  // swallowed: a name holds no line ends
+    }
 
     const std::int32_t status = next();
-    if (status != kNoErr)
+    if (status != kNoErr) {
         return status;
+    }
     svString text;
-    if (lastEditText == kNone || !widgets.GetText(lastEditText, text))
+    if (lastEditText == kNone || !widgets.GetText(lastEditText, text)) {
         return kEventNotHandledErr;
+    }
     (lastEditText == kInputName ? Names().In_CustomName : Names().Out_CustomName) = text;
     UpdateApplyButton();
     return kEventNotHandledErr;
@@ -55,14 +62,17 @@ std::int32_t CtrlPanel::ComboBoxHandler(const PanelEvent& event, const NextHandl
     svString text;
     if (event.kind == EventKind::ListItemSelected) {
         if (lastComboBox == kNone || event.itemIndex < 0 ||
-            !widgets.ItemText(lastComboBox, event.itemIndex, text))
+            !widgets.ItemText(lastComboBox, event.itemIndex, text)) {
             return kEventNotHandledErr;
+        }
     } else if (IsKey(event) && event.hasCharacter) {
         const std::int32_t status = next();
-        if (status != kNoErr)
+        if (status != kNoErr) {
             return status;
-        if (lastComboBox == kNone || !widgets.GetText(lastComboBox, text))
+        }
+        if (lastComboBox == kNone || !widgets.GetText(lastComboBox, text)) {
             return kEventNotHandledErr;
+        }
     } else {
         return kEventNotHandledErr;
     }
@@ -71,10 +81,11 @@ std::int32_t CtrlPanel::ComboBoxHandler(const PanelEvent& event, const NextHandl
 }
 
 void CtrlPanel::StoreHostName(const svString& name) {
-    if (lastComboBox == kSourceComputer)
+    if (lastComboBox == kSourceComputer) {
         Hosts().SrcHost = name;
-    else
+    } else {
         Hosts().DstHost = name;
+    }
     if (lastComboBox == kTargetComputer) {
         EndTestNote();
         testOutput.Retarget();
@@ -87,10 +98,11 @@ void CtrlPanel::ArrowsAction(int control, int part) {
     EndTestNote();
     const ControlSpec& spec = kControlTable[static_cast<std::size_t>(control)];
     int value = widgets.Value(control);
-    if (part == kUpPart && value < spec.maximum)
+    if (part == kUpPart && value < spec.maximum) {
         ++value;
-    else if (part == kDownPart && value > spec.minimum)
+    } else if (part == kDownPart && value > spec.minimum) {
         --value;
+    }
     widgets.SetValue(control, value);
 }
 

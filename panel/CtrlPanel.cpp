@@ -34,11 +34,13 @@ CtrlPanel::CtrlPanel(const PanelPlatform& platform)
       testOutput(connection, *this),
       hostBrowser(connection, *this) {
     connection.Open();
-    if (!CreateMainWindow())
+    if (!CreateMainWindow()) {
         return;
+    }
     LoadConfiguration();
-    if (!CreateControls())
+    if (!CreateControls()) {
         return;
+    }
     EnableTestSection(connection.IsConnected());
     hostBrowser.RefreshHosts();
     RefreshPort();
@@ -65,13 +67,16 @@ bool CtrlPanel::CreateMainWindow() {
 bool CtrlPanel::CreateControls() {
     for (const ControlSpec& spec : kControlTable) {
         uiStatus = widgets.CreateControl(spec, *this);
-        if (uiStatus != kNoErr)
+        if (uiStatus != kNoErr) {
             return false;
-        if (spec.number == kPortList)
+        }
+        if (spec.number == kPortList) {
             FillPortList();
+        }
     }
-    for (const Embedding& embedding : kEmbeddings)
+    for (const Embedding& embedding : kEmbeddings) {
         widgets.Embed(embedding.container, embedding.control);
+    }
     return true;
 }
 
@@ -90,9 +95,9 @@ void CtrlPanel::Run() {
     desktop.ShowWindow();
     widgets.InstallWindowHandler(*this);
 
-    do
+    do {
         desktop.RunEventLoop();
-    while (!ConfirmClose());
+    } while (!ConfirmClose());
 
     testOutput.Close();
     desktop.HideWindow();
@@ -100,17 +105,20 @@ void CtrlPanel::Run() {
 }
 
 bool CtrlPanel::ConfirmClose() {
-    if (!unappliedChanges)
+    if (!unappliedChanges) {
         return true;
+    }
     const int answer = Ask("Settings have not been previously applied. Apply settings?",
                            "You also can continue to make settings clicking <Cancel> or revert using <Quit>.",
                            kQuitButton, kCancelButton, kApplyAndQuitButton, kAlertCaution);
-    if (answer == kAlertCancelButton)
+    if (answer == kAlertCancelButton) {
         return false;
-    if (answer == kAlertOtherButton)
+    }
+    if (answer == kAlertOtherButton) {
         unappliedChanges = false;
-    else if (answer == kAlertDefaultButton)
+    } else if (answer == kAlertDefaultButton) {
         Apply();
+    }
     return true;
 }
 
@@ -138,8 +146,9 @@ void CtrlPanel::RemoveHost(HostList list, int index) {
 }
 
 void CtrlPanel::AppendHost(const char* name) {
-    if (widgets.AppendItem(kSourceComputer, name))
+    if (widgets.AppendItem(kSourceComputer, name)) {
         widgets.AppendItem(kTargetComputer, name);  // takes what the other list took
+    }
 }
 
 void CtrlPanel::StoreCache(const void* bytes, std::uint32_t length) {

@@ -44,11 +44,13 @@ std::int32_t DeliverEvent(PanelHandlers& handlers, const PanelEvent& event, cons
     };
 
     std::int32_t status = kEventNotHandledErr;
-    if (IsForControl(event.kind))
+    if (IsForControl(event.kind)) {
         status = DeliverToControl(handlers, event, nextOnce);
+    }
     const bool isForWindow = !IsKey(event.kind) && event.kind != EventKind::ListItemSelected;
-    if (status == kEventNotHandledErr && isForWindow)
+    if (status == kEventNotHandledErr && isForWindow) {
         status = handlers.WindowEventHandler(event, nextOnce);
+    }
     return status == kEventNotHandledErr ? nextOnce() : status;
 }
 

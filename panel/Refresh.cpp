@@ -28,8 +28,9 @@ void CtrlPanel::FollowLocalPipeBox() {
     edited.LocalPipes &= ~PortBit();
     widgets.SetEnabled(kMidiIn, true);
     widgets.SetEnabled(kMidiOut, true);
-    if ((edited.OutputPorts & PortBit()) != 0)
+    if ((edited.OutputPorts & PortBit()) != 0) {
         testOutput.Open();
+    }
 }
 
 void CtrlPanel::RefreshSide(Side side) {
@@ -37,13 +38,15 @@ void CtrlPanel::RefreshSide(Side side) {
         const bool on = (edited.InputPorts & PortBit()) != 0;
         widgets.SetValue(kMidiIn, on ? 1 : 0);
         if (on) {
-            for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox})
+            for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox}) {
                 widgets.SetEnabled(control, true);
+            }
         }
         RefreshSourceComputerBox();
         RefreshSourcePortBox();
-        if (!on)
+        if (!on) {
             EnableControls(kInputNameLabel, kSourcePortArrows, false);
+        }
         return;
     }
 
@@ -54,8 +57,9 @@ void CtrlPanel::RefreshSide(Side side) {
         EnableControls(kOutputNameLabel, kSendImmediatelyBox, true);
         if (hasDescriptor) {
             testOutput.Open();
-            if (connection.IsConnected())
+            if (connection.IsConnected()) {
                 EnableTestSection(true);
+            }
         }
         return;
     }
@@ -67,17 +71,19 @@ void CtrlPanel::RefreshSide(Side side) {
 }
 
 void CtrlPanel::RefreshPortName(Side side) {
-    if (side == Side::Input)
+    if (side == Side::Input) {
         ShowText(kInputName, Names().In_CustomName.c_str());
-    else
+    } else {
         ShowText(kOutputName, Names().Out_CustomName.c_str());
+    }
 }
 
 void CtrlPanel::RefreshComputer(Side side) {
-    if (side == Side::Input)
+    if (side == Side::Input) {
         ShowText(kSourceComputer, Hosts().SrcHost.c_str());
-    else
+    } else {
         ShowText(kTargetComputer, Hosts().DstHost.c_str());
+    }
 }
 
 void CtrlPanel::RefreshPortNumber(Side side) {
@@ -134,8 +140,9 @@ void CtrlPanel::UpdateApplyButton() {
 }
 
 void CtrlPanel::EnableControls(int first, int last, bool on) {
-    for (int control = first; control <= last; ++control)
+    for (int control = first; control <= last; ++control) {
         widgets.SetEnabled(control, on);
+    }
 }
 
 void CtrlPanel::ShowText(int control, const char* text) {

@@ -16,8 +16,9 @@ void RequestSystemRestart(Restarter& restarter, std::uint32_t eventId) {
         return;
     }
     status = restarter.SendEvent();
-    if (status != 0)
+    if (status != 0) {
         LogPrintf("AECreateAppleEvent error %d\n", status);  // a failed send has no line of its own
+    }
 }
 
 }  // namespace vexil

@@ -8,22 +8,25 @@ namespace vexil {
 
 void CtrlPanel::SaveSettingsToFile() {
     std::string path = kDefaultSettingsName;
-    if (AskForFile(true, path) != 0)
+    if (AskForFile(true, path) != 0) {
         return;  // cancelled, or the platform could not ask
+    }
     IniFile file;
     bool saved = FitsPathBuffer(path) && file.Open(path.c_str());
     if (saved) {
         ExportSettings(kPortCount, file, edited);
         saved = file.Close();
     }
-    if (!saved)
+    if (!saved) {
         ShowFileAccessError(path, " file cannot be opened for read/write access.");
+    }
 }
 
 void CtrlPanel::LoadSettingsFromFile() {
     std::string path;
-    if (AskForFile(false, path) == 0)
+    if (AskForFile(false, path) == 0) {
         LoadSettings(path);
+    }
 }
 
 void CtrlPanel::LoadSettings(const std::string& path) {

@@ -9,10 +9,12 @@ const char* const kToolkitButtonText = reinterpret_cast<const char*>(std::intptr
 namespace {
 
 AlertButton MakeButton(const char* text) {
-    if (text == nullptr)
+    if (text == nullptr) {
         return {};
-    if (text == kToolkitButtonText)
+    }
+    if (text == kToolkitButtonText) {
         return {AlertButton::Kind::ToolkitDefault, {}};
+    }
     return {AlertButton::Kind::Titled, text};
 }
 
@@ -20,13 +22,15 @@ AlertButton MakeButton(const char* text) {
 
 int ShowStandardAlert(Dialogs& dialogs, const char* message, const char* explanation, const char* otherText,
                       const char* cancelText, const char* defaultText, int alertType, int defaultButton) {
-    if (message == nullptr)
+    if (message == nullptr) {
         return kAlertFailed;
+    }
     AlertRequest request;
     request.message = message;
     request.hasExplanation = explanation != nullptr;
-    if (explanation != nullptr)
+    if (explanation != nullptr) {
         request.explanation = explanation;
+    }
     request.otherButton = MakeButton(otherText);
     request.cancelButton = MakeButton(cancelText);
     request.defaultButton = MakeButton(defaultText);

@@ -7,8 +7,9 @@ namespace {
 
 // Hits that bring up a question.
 bool AsksQuestion(const PanelEvent& event) {
-    if (event.kind == EventKind::SettingsDropped)
+    if (event.kind == EventKind::SettingsDropped) {
         return true;
+    }
     return event.kind == EventKind::ControlHit && (event.control == kAbout || event.control == kLoad ||
                                                    event.control == kSave || event.control == kApply);
 }
@@ -18,8 +19,9 @@ bool AsksQuestion(const PanelEvent& event) {
 std::int32_t CtrlPanel::WindowEventHandler(const PanelEvent& event, const NextHandler& next) {
     switch (event.kind) {
         case EventKind::MouseDown: {
-            if (!IsPressOfTestButton(event))
+            if (!IsPressOfTestButton(event)) {
                 return kEventNotHandledErr;
+            }
             EndTestNote();  // of a press within a press
             StartTestNote();
             const std::int32_t status = next();  // until the press has ended
@@ -28,13 +30,15 @@ std::int32_t CtrlPanel::WindowEventHandler(const PanelEvent& event, const NextHa
         }
         case EventKind::WindowClose:
             EndTestNote();
-            if (!questionOpen && ConfirmClose())
+            if (!questionOpen && ConfirmClose()) {
                 desktop.EndEventLoop();
+            }
             return kNoErr;
         case EventKind::ControlHit:
         case EventKind::SettingsDropped:
-            if (questionOpen && AsksQuestion(event))
+            if (questionOpen && AsksQuestion(event)) {
                 return kNoErr;
+            }
             break;
         default:
             return kEventNotHandledErr;
@@ -50,8 +54,9 @@ std::int32_t CtrlPanel::WindowEventHandler(const PanelEvent& event, const NextHa
 
 // Strictly inside: a press on the very edge does not count.
 bool CtrlPanel::IsPressOfTestButton(const PanelEvent& event) const {
-    if (!connection.IsConnected() || !connection.IsTestOutputOpen(Port()))
+    if (!connection.IsConnected() || !connection.IsTestOutputOpen(Port())) {
         return false;
+    }
     const ControlRect& rect = kControlTable[kTestButton].rect;
     const double top = rect.top + widgets.TitleBarHeight();
     const double bottom = rect.bottom + widgets.TitleBarHeight();
@@ -131,11 +136,13 @@ bool CtrlPanel::HandleControlHit(const PanelEvent& event) {
 
 void CtrlPanel::SelectPort() {
     const int row = widgets.SelectedRow();
-    if (row < 0 || row >= kPortCount)
+    if (row < 0 || row >= kPortCount) {
         return;  // nothing is selected: the port that is shown stays
+    }
     // Descriptor 0 alone counts as not open here; -1 does not, and closing what is not open does nothing.
-    if (connection.driverSocket != 0)
+    if (connection.driverSocket != 0) {
         testOutput.Close();
+    }
     connection.currentPort = row;
     hostBrowser.RefreshHosts();
     RefreshPort();
@@ -161,17 +168,19 @@ void CtrlPanel::ToggleSide(Side side) {
 
 void CtrlPanel::TogglePortFlag(int control, std::uint8_t flag, bool setWhenChecked) {
     std::uint8_t& flags = Entry().flags;
-    if (IsChecked(control) == setWhenChecked)
+    if (IsChecked(control) == setWhenChecked) {
         flags = static_cast<std::uint8_t>(flags | flag);
-    else
+    } else {
         flags = static_cast<std::uint8_t>(flags & ~flag);
+    }
 }
 
 void CtrlPanel::ToggleOption(int control, std::uint32_t option) {
-    if (IsChecked(control))
+    if (IsChecked(control)) {
         edited.MiscOptions |= option;
-    else
+    } else {
         edited.MiscOptions &= ~option;
+    }
     RefreshOptions();
 }
 
@@ -181,8 +190,9 @@ void CtrlPanel::StartTestNote() {
 }
 
 void CtrlPanel::EndTestNote() {
-    if (!testNoteOn)
+    if (!testNoteOn) {
         return;
+    }
     testNoteOn = false;
     testOutput.Play(false);
 }

@@ -23,8 +23,9 @@ class AccessibleArrows : public QAccessibleWidget, public QAccessibleValueInterf
         : QAccessibleWidget(&littleArrows, QAccessible::SpinBox), arrows(littleArrows) {}
 
     void* interface_cast(QAccessible::InterfaceType type) override {
-        if (type == QAccessible::ValueInterface)
+        if (type == QAccessible::ValueInterface) {
             return static_cast<QAccessibleValueInterface*>(this);
+        }
         return QAccessibleWidget::interface_cast(type);
     }
 
@@ -40,11 +41,13 @@ class AccessibleArrows : public QAccessibleWidget, public QAccessibleValueInterf
     int ValueTowards(int number) const {
         int value = arrows.value();
         if (number > arrows.ShownNumber(value)) {
-            while (value < arrows.maximum() && arrows.ShownNumber(value) < number)
+            while (value < arrows.maximum() && arrows.ShownNumber(value) < number) {
                 ++value;
+            }
         } else {
-            while (value > arrows.minimum() && arrows.ShownNumber(value) > number)
+            while (value > arrows.minimum() && arrows.ShownNumber(value) > number) {
                 --value;
+            }
         }
         return value;
     }
@@ -59,8 +62,9 @@ class AccessibleTickedSlider : public QAccessibleWidget, public QAccessibleValue
         : QAccessibleWidget(&tickedSlider, QAccessible::Slider), slider(tickedSlider) {}
 
     void* interface_cast(QAccessible::InterfaceType type) override {
-        if (type == QAccessible::ValueInterface)
+        if (type == QAccessible::ValueInterface) {
             return static_cast<QAccessibleValueInterface*>(this);
+        }
         return QAccessibleWidget::interface_cast(type);
     }
 
@@ -86,8 +90,9 @@ int PlaceInOrder(const QObject* object) {
     for (int number = 0; number < kControlCount && place == kControlCount; ++number) {
         const QString name = ControlName(number);
         if (object != nullptr &&
-            (object->objectName() == name || object->findChild<QWidget*>(name) != nullptr))
+            (object->objectName() == name || object->findChild<QWidget*>(name) != nullptr)) {
             place = number;
+        }
     }
     return place;
 }
@@ -115,8 +120,9 @@ class AccessibleWindow : public QAccessibleWidget {
     std::vector<QAccessibleInterface*> Parts() const {
         std::vector<QAccessibleInterface*> parts;
         for (int index = 0; index < childCount(); ++index) {
-            if (QAccessibleInterface* part = QAccessibleWidget::child(index))
+            if (QAccessibleInterface* part = QAccessibleWidget::child(index)) {
                 parts.push_back(part);
+            }
         }
         std::stable_sort(parts.begin(), parts.end(),
                          [](QAccessibleInterface* one, QAccessibleInterface* other) {
@@ -127,12 +133,15 @@ class AccessibleWindow : public QAccessibleWidget {
 };
 
 QAccessibleInterface* MakeAccessible(const QString& /*className*/, QObject* object) {
-    if (auto* arrows = dynamic_cast<LittleArrows*>(object))
+    if (auto* arrows = dynamic_cast<LittleArrows*>(object)) {
         return new AccessibleArrows(*arrows);
-    if (auto* slider = dynamic_cast<TickedSlider*>(object))
+    }
+    if (auto* slider = dynamic_cast<TickedSlider*>(object)) {
         return new AccessibleTickedSlider(*slider);
-    if (auto* window = dynamic_cast<PanelWindow*>(object))
+    }
+    if (auto* window = dynamic_cast<PanelWindow*>(object)) {
         return new AccessibleWindow(*window);
+    }
     return nullptr;
 }
 

@@ -45,8 +45,9 @@ PushButton::PushButton(const Reporter& reporter, const QString& title, QWidget* 
 bool PushButton::event(QEvent* event) {
     // A key that is held presses the button once. The base class keeps the shortcut's number to itself until
     // its first use, which no repeat precedes.
-    if (event->type() == QEvent::Shortcut)
+    if (event->type() == QEvent::Shortcut) {
         setShortcutAutoRepeat(static_cast<QShortcutEvent&>(*event).shortcutId(), false);
+    }
     return QPushButton::event(event);
 }
 

@@ -53,8 +53,9 @@ ComboBox::ComboBox(const Reporter& reporter, LastField& lastField, QWidget* pare
     lineEdit()->installEventFilter(this);
     // Also emitted for keys (Return, the arrows): those are reported as keys.
     connect(this, &QComboBox::activated, this, [this](int index) {
-        if (!fieldEvents.IsTakingKey())
+        if (!fieldEvents.IsTakingKey()) {
             fieldEvents.ItemPicked(index);
+        }
     });
 }
 
@@ -93,11 +94,13 @@ bool ComboBox::event(QEvent* event) {
                 event->ignore();  // the line would take it for text
                 return true;
             }
-            if (!IsPanelKey(key) || fieldEvents.IsTakingKey())
+            if (!IsPanelKey(key) || fieldEvents.IsTakingKey()) {
                 break;
+            }
             return fieldEvents.Key(key, [&] {
-                if (MovesThroughList(key))
+                if (MovesThroughList(key)) {
                     MakeTextCurrent();
+                }
                 return QComboBox::event(event);
             });
         }
@@ -147,12 +150,14 @@ void ComboBox::KeepingText(const std::function<void()>& change) {
         const int selectionStart = line.selectionStart();
         const int selectionLength = static_cast<int>(line.selectedText().size());
         change();
-        if (line.text() == text)
+        if (line.text() == text) {
             return;
+        }
         line.setText(text);
         line.setCursorPosition(cursor);
-        if (selectionStart >= 0)
+        if (selectionStart >= 0) {
             line.setSelection(selectionStart, selectionLength);
+        }
     });
 }
 
@@ -160,8 +165,9 @@ void ComboBox::KeepingText(const std::function<void()>& change) {
 // text the field shows, or null.
 void ComboBox::MakeTextCurrent() {
     const int index = findText(currentText(), Qt::MatchExactly | Qt::MatchCaseSensitive);
-    if (index != currentIndex())
+    if (index != currentIndex()) {
         KeepingText([&] { setCurrentIndex(index); });
+    }
 }
 
 }  // namespace vexil

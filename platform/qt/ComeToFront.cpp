@@ -37,8 +37,9 @@ xcb_window_t Root(xcb_connection_t* display) {
 // window manager takes its own.
 std::uint32_t TimeOf(const std::string& startupId) {
     const std::size_t mark = startupId.rfind("_TIME");
-    if (mark == std::string::npos)
+    if (mark == std::string::npos) {
         return XCB_CURRENT_TIME;
+    }
     return static_cast<std::uint32_t>(std::strtoul(startupId.c_str() + mark + 5, nullptr, 10));
 }
 
@@ -61,8 +62,9 @@ void ActivateOnX11(xcb_connection_t* display, std::uint32_t window, const std::s
 void EndStartupOnX11(xcb_connection_t* display, std::uint32_t window, const std::string& startupId) {
     std::string quoted;
     for (const char character : startupId) {
-        if (character == '"' || character == '\\')
+        if (character == '"' || character == '\\') {
             quoted += '\\';
+        }
         quoted += character;
     }
     const std::string text = "remove: ID=\"" + quoted + "\"";
@@ -86,22 +88,25 @@ void EndStartupOnX11(xcb_connection_t* display, std::uint32_t window, const std:
 }  // namespace
 
 void ComeToFront(QWidget& window, const std::string& startupId, const std::string& activationToken) {
-    if (window.isMinimized())
+    if (window.isMinimized()) {
         window.showNormal();
+    }
     window.raise();
     // The toolkit's platform without a display has this interface too, without a connection.
     const auto* x11 = qApp->nativeInterface<QNativeInterface::QX11Application>();
     if (x11 != nullptr && x11->connection() != nullptr) {
         const auto id = static_cast<std::uint32_t>(window.winId());
         ActivateOnX11(x11->connection(), id, startupId);
-        if (!startupId.empty())
+        if (!startupId.empty()) {
             EndStartupOnX11(x11->connection(), id, startupId);
+        }
         xcb_flush(x11->connection());
         return;
     }
     // This is where the toolkit looks for a token, and it takes it away again.
-    if (!activationToken.empty())
+    if (!activationToken.empty()) {
         qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(activationToken));
+    }
     window.activateWindow();
 }
 

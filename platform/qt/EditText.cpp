@@ -27,8 +27,9 @@ bool EditText::event(QEvent* event) {
                 event->ignore();  // the line would take it for text
                 return true;
             }
-            if (!IsPanelKey(key))
+            if (!IsPanelKey(key)) {
                 break;
+            }
             return fieldEvents.Key(key, [&] { return QLineEdit::event(event); });
         }
         case QEvent::FocusIn:

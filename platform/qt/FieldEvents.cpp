@@ -19,8 +19,9 @@ class NoLineBreaks : public QValidator {
 
     State validate(QString& text, int& cursor) const override {
         const QString clean = WithoutLineBreaks(text, cursor);
-        if (clean != text)
+        if (clean != text) {
             text = clean;
+        }
         return Acceptable;
     }
 };
@@ -62,8 +63,9 @@ bool FieldEvents::Key(QKeyEvent& key, const std::function<bool()>& act) {
         result = act();
         return kNoErr;
     });
-    if (!acted)
+    if (!acted) {
         key.accept();  // swallowed: it must not travel on to the window either
+    }
     return result;
 }
 
@@ -83,8 +85,9 @@ void FieldEvents::ItemPicked(int index) {
 // Text can change without the focus (a drop, assistive technology), and the panel stores it under the field
 // that was hit last.
 void FieldEvents::HitUnlessLast() {
-    if (lastField.control != reporter.Control())
+    if (lastField.control != reporter.Control()) {
         FocusGained();
+    }
 }
 
 void FieldEvents::ReportChange() {
@@ -97,8 +100,9 @@ void FieldEvents::ReportChange() {
 
 // Paste, drop, undo, input method: the toolkit says that a person edited.
 void FieldEvents::TextEdited() {
-    if (takingKey > 0 || quiet > 0)
+    if (takingKey > 0 || quiet > 0) {
         return;
+    }
     editedReported = true;
     ReportChange();
 }
@@ -111,8 +115,9 @@ void FieldEvents::TextChanged() {
         return;
     }
     knownText = line.text();
-    if (takingKey > 0 || quiet > 0)
+    if (takingKey > 0 || quiet > 0) {
         return;
+    }
     if (editedReported) {
         editedReported = false;
         return;
@@ -121,8 +126,9 @@ void FieldEvents::TextChanged() {
     QMetaObject::invokeMethod(
         &line,
         [this] {
-            if (changePending)
+            if (changePending) {
                 ReportChange();
+            }
         },
         Qt::QueuedConnection);
 }

@@ -56,8 +56,9 @@ std::string EncodeText(const QString& text) {
     std::string bytes;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const QChar unit = text[i];
-        if (unit.isNull())
+        if (unit.isNull()) {
             break;
+        }
         if (unit.isHighSurrogate() && i + 1 < text.size() && text[i + 1].isLowSurrogate()) {
             AppendUtf8(bytes, QChar::surrogateToUcs4(unit, text[i + 1]));
             ++i;
@@ -74,11 +75,13 @@ std::string EncodeText(const QString& text) {
 QString DrawnTitle(const QString& title) {
     QString drawn;
     for (const QChar character : title) {
-        if (character.category() == QChar::Other_Control)
+        if (character.category() == QChar::Other_Control) {
             continue;
+        }
         drawn += character;
-        if (character == u'&')
+        if (character == u'&') {
             drawn += character;
+        }
     }
     return drawn;
 }
@@ -93,19 +96,23 @@ QString PickedText(const QString& text) {
 QString WithoutLineBreaks(const QString& text, int& cursor) {
     qsizetype first = 0;
     qsizetype end = text.size();
-    while (first < end && IsUnwanted(text[first]))
+    while (first < end && IsUnwanted(text[first])) {
         ++first;
-    while (end > first && IsUnwanted(text[end - 1]))
+    }
+    while (end > first && IsUnwanted(text[end - 1])) {
         --end;
+    }
 
     QString clean;
     qsizetype cleanCursor = 0;
     for (qsizetype i = first; i < end; ++i) {
         const bool isPairEnd = i > first && text[i] == u'\n' && text[i - 1] == u'\r';
-        if (!text[i].isNull() && !isPairEnd)
+        if (!text[i].isNull() && !isPairEnd) {
             clean += IsLineBreak(text[i]) ? QChar(u' ') : text[i];
-        if (i < cursor)
+        }
+        if (i < cursor) {
             cleanCursor = clean.size();
+        }
     }
     cursor = static_cast<int>(cleanCursor);
     return clean;

@@ -32,10 +32,12 @@ std::optional<Chosen> Run(QFileDialog& dialog) {
     // The toolkit completes the name and then asks; the desktop's chooser asks, and the toolkit would
     // complete the name behind its back.
     const bool isDesktops = dialog.testAttribute(Qt::WA_DontShowOnScreen);
-    if (save && !isDesktops)
+    if (save && !isDesktops) {
         dialog.setDefaultSuffix(kSuffix);
-    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
+    }
+    if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return std::nullopt;
+    }
     return Chosen{dialog.selectedFiles().constFirst(), !isDesktops};
 }
 
@@ -59,8 +61,9 @@ std::optional<QString> ChooseFileToLoad(QWidget* window) {
     dialog.setFileMode(QFileDialog::ExistingFile);
     dialog.setDirectory(SettingsFolder());
     const std::optional<Chosen> chosen = Run(dialog);
-    if (!chosen)
+    if (!chosen) {
         return std::nullopt;
+    }
     RememberSettingsFolder(QFileInfo(chosen->path).absolutePath());
     return chosen->path;
 }
@@ -75,14 +78,16 @@ std::optional<QString> ChooseFileToSave(QWidget* window, const QString& proposed
         dialog.setDirectory(folder);
         dialog.selectFile(name);
         const std::optional<Chosen> chosen = Run(dialog);
-        if (!chosen)
+        if (!chosen) {
             return std::nullopt;
+        }
         const QString path = WithSuffix(chosen->path);
         folder = QFileInfo(path).absolutePath();
         name = QFileInfo(path).fileName();
         const bool wasAsked = chosen->isCompleted || path == chosen->path;
-        if (!wasAsked && QFileInfo::exists(path) && !AsksToReplace(window, path))
+        if (!wasAsked && QFileInfo::exists(path) && !AsksToReplace(window, path)) {
             continue;
+        }
         RememberSettingsFolder(folder);
         return path;
     }

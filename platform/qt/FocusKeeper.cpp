@@ -10,17 +10,20 @@ FocusKeeper::FocusKeeper(QWidget* questionsWindow)
     : window(questionsWindow), focused(window == nullptr ? nullptr : window->focusWidget()) {}
 
 FocusKeeper::~FocusKeeper() {
-    if (!window || !window->isVisible())
+    if (!window || !window->isVisible()) {
         return;
+    }
     // Behind keys that an input method has held back the toolkit may know that the display has given the
     // keyboard to this window, and still not make it the active one: nothing in it shows that or tells
     // assistive technology of it.
-    if (QGuiApplication::focusWindow() == window->windowHandle())
+    if (QGuiApplication::focusWindow() == window->windowHandle()) {
         QApplication::setActiveWindow(window);
-    else
+    } else {
         window->activateWindow();
-    if (focused)
+    }
+    if (focused) {
         focused->setFocus(Qt::ActiveWindowFocusReason);
+    }
 }
 
 }  // namespace vexil

@@ -10,15 +10,17 @@ GroupPane::GroupPane(const Reporter& reporter, const QString& title, bool checka
     : QWidget(parent), box(new QGroupBox(DrawnTitle(title), this)) {
     // Controls of the window stand on the upper edge of a group: they stay above it.
     lower();
-    if (!checkable)
+    if (!checkable) {
         return;
+    }
     box->setCheckable(true);
     box->setChecked(false);
     connect(box, &QGroupBox::toggled, this, [this, reporter](bool on) {
-        if (isEnabled())
+        if (isEnabled()) {
             reporter.Hit();
-        else
+        } else {
             SetValue(on ? 0 : 1);  // assistive technology toggles disabled groups too
+        }
     });
 }
 

@@ -12,8 +12,9 @@ namespace {
 // The display asks the server for the repetitions of its own connection alone.
 void AskForReleases(bool withReleases) {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (x11 != nullptr && x11->display() != nullptr)
+    if (x11 != nullptr && x11->display() != nullptr) {
         XkbSetDetectableAutoRepeat(x11->display(), withReleases ? 0 : 1, nullptr);
+    }
 }
 
 }  // namespace

@@ -41,8 +41,9 @@ void LittleArrows::SetValue(int newValue) {
 }
 
 LittleArrows::Half LittleArrows::HalfAt(const QPoint& point) const {
-    if (!rect().contains(point))
+    if (!rect().contains(point)) {
         return Half::None;
+    }
     return point.y() < height() / 2 ? Half::Up : Half::Down;
 }
 
@@ -56,8 +57,9 @@ void LittleArrows::StepTo(int target) {
         const int before = value();
         Step(target > before ? Half::Up : Half::Down);
         // Only ever nearer, so that this ends whatever the panel makes of a step.
-        if (std::abs(target - value()) >= std::abs(target - before))
+        if (std::abs(target - value()) >= std::abs(target - before)) {
             return;
+        }
     }
 }
 
@@ -68,11 +70,13 @@ void LittleArrows::Release() {
 }
 
 void LittleArrows::mousePressEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || pressed != Half::None)
+    if (event->button() != Qt::LeftButton || pressed != Half::None) {
         return;
+    }
     pressed = HalfAt(event->position().toPoint());
-    if (pressed == Half::None)
+    if (pressed == Half::None) {
         return;
+    }
     pointerInside = true;
     update();
     // Before the step, which may take the arrows' press away.
@@ -81,8 +85,9 @@ void LittleArrows::mousePressEvent(QMouseEvent* event) {
 }
 
 void LittleArrows::mouseMoveEvent(QMouseEvent* event) {
-    if (pressed == Half::None)
+    if (pressed == Half::None) {
         return;
+    }
     if ((event->buttons() & Qt::LeftButton) == 0) {
         Release();  // the release went elsewhere
         return;
@@ -95,8 +100,9 @@ void LittleArrows::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void LittleArrows::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton) {
         Release();
+    }
 }
 
 void LittleArrows::timerEvent(QTimerEvent* event) {
@@ -105,17 +111,19 @@ void LittleArrows::timerEvent(QTimerEvent* event) {
         return;
     }
     repeat.start(kRepeatIntervalMs, this);
-    if (pointerInside)
+    if (pointerInside) {
         Step(pressed);
+    }
 }
 
 void LittleArrows::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Up)
+    if (event->key() == Qt::Key_Up) {
         Step(Half::Up);
-    else if (event->key() == Qt::Key_Down)
+    } else if (event->key() == Qt::Key_Down) {
         Step(Half::Down);
-    else
+    } else {
         event->ignore();
+    }
 }
 
 void LittleArrows::wheelEvent(QWheelEvent* event) {
@@ -125,8 +133,9 @@ void LittleArrows::wheelEvent(QWheelEvent* event) {
     }
     event->accept();
     const int turn = event->angleDelta().y();
-    if ((turn > 0) != (wheelRest > 0))
+    if ((turn > 0) != (wheelRest > 0)) {
         wheelRest = 0;
+    }
     wheelRest += turn;
     while (std::abs(wheelRest) >= kWheelNotch) {
         const bool up = wheelRest > 0;
@@ -150,19 +159,22 @@ bool LittleArrows::event(QEvent* event) {
 }
 
 void LittleArrows::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::EnabledChange && !isEnabled())
+    if (event->type() == QEvent::EnabledChange && !isEnabled()) {
         Release();
+    }
     QAbstractSlider::changeEvent(event);
 }
 
 void LittleArrows::sliderChange(SliderChange change) {
     QAbstractSlider::sliderChange(change);
-    if (change != SliderValueChange || programChange > 0 || value() == knownValue)
+    if (change != SliderValueChange || programChange > 0 || value() == knownValue) {
         return;
+    }
     const int target = value();
     SetValue(knownValue);
-    if (isEnabled())
+    if (isEnabled()) {
         StepTo(target);
+    }
 }
 
 void LittleArrows::paintEvent(QPaintEvent* /*event*/) {

@@ -21,8 +21,9 @@ bool IsDark(const QPalette& palette) {
 
 // The style draws edges darker than the ground: on a dark one an empty check box or field is not to be seen.
 void DrawEdgeOnDark(const QStyleOption& option, QPainter& painter) {
-    if (!IsDark(option.palette))
+    if (!IsDark(option.palette)) {
         return;
+    }
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(FrameColour(option.palette));
@@ -41,15 +42,17 @@ void PanelStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
     // A combo box draws its arrow over this frame.
     const bool isField = element == PE_FrameLineEdit && qobject_cast<const QComboBox*>(widget) == nullptr;
     const bool hasFocusEdge = isField && (option->state & State_HasFocus);
-    if ((element == PE_IndicatorCheckBox || isField) && !hasFocusEdge)
+    if ((element == PE_IndicatorCheckBox || isField) && !hasFocusEdge) {
         DrawEdgeOnDark(*option, *painter);
+    }
 }
 
 void PanelStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option,
                                     QPainter* painter, const QWidget* widget) const {
     QProxyStyle::drawComplexControl(control, option, painter, widget);
-    if (control == CC_ComboBox && !(option->state & State_HasFocus))
+    if (control == CC_ComboBox && !(option->state & State_HasFocus)) {
         DrawEdgeOnDark(*option, *painter);
+    }
 }
 
 // A line that is centred in a place too low for it would be cut above and below.
@@ -57,8 +60,9 @@ void PanelStyle::drawItemText(QPainter* painter, const QRect& rect, int flags, c
                               bool enabled, const QString& text, QPalette::ColorRole textRole) const {
     const QFontMetrics metrics = painter->fontMetrics();
     QRect place = rect;
-    if (metrics.height() > rect.height())
+    if (metrics.height() > rect.height()) {
         place.setTop(rect.top() + BaselineIn(metrics, rect.height()) - metrics.ascent());
+    }
     place.setHeight(std::max(rect.height(), metrics.height()));
     QProxyStyle::drawItemText(painter, place, flags, palette, enabled, text, textRole);
 }

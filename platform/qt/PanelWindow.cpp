@@ -37,9 +37,10 @@ PanelWindow::PanelWindow(int width, int height) {
 
 void PanelWindow::SetHandlers(PanelHandlers& newHandlers) {
     handlers = &newHandlers;
-    if (std::exchange(closeRequested, false))
+    if (std::exchange(closeRequested, false)) {
         QMetaObject::invokeMethod(
             this, [this] { close(); }, Qt::QueuedConnection);
+    }
 }
 
 void PanelWindow::FrameChild(QWidget& child) {
@@ -53,8 +54,9 @@ QRect PanelWindow::ChildFrame() const {
 
 // The frame shows whether the child has the keyboard focus.
 bool PanelWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == framedChild && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut))
+    if (watched == framedChild && (event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut)) {
         update(ChildFrame());
+    }
     return QWidget::eventFilter(watched, event);
 }
 
@@ -74,14 +76,16 @@ void PanelWindow::closeEvent(QCloseEvent* event) {
 
 void PanelWindow::dragEnterEvent(QDragEnterEvent* event) {
     // While a question is open the file would change what is being asked about.
-    if (QApplication::activeModalWidget() == nullptr && IsSettingsFileDrag(*event))
+    if (QApplication::activeModalWidget() == nullptr && IsSettingsFileDrag(*event)) {
         event->acceptProposedAction();
+    }
 }
 
 void PanelWindow::dropEvent(QDropEvent* event) {
     const QString path = DraggedSettingsFile(*event->mimeData());
-    if (path.isEmpty() || handlers == nullptr)
+    if (path.isEmpty() || handlers == nullptr) {
         return;
+    }
     // The file is only read, whatever the other side proposes.
     event->setDropAction(Qt::CopyAction);
     event->accept();
@@ -98,8 +102,9 @@ void PanelWindow::dropEvent(QDropEvent* event) {
 }
 
 void PanelWindow::paintEvent(QPaintEvent* /*event*/) {
-    if (framedChild == nullptr)
+    if (framedChild == nullptr) {
         return;
+    }
     QPainter painter(this);
     painter.setPen(framedChild->hasFocus() ? palette().color(QPalette::Highlight) : FrameColour(palette()));
     painter.drawRect(ChildFrame().adjusted(0, 0, -1, -1));

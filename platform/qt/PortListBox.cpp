@@ -41,13 +41,15 @@ PortListBox::PortListBox(const Reporter& listReporter, int rows, int rowHeight, 
 }
 
 void PortListBox::SetRowText(int row, const QString& text) {
-    if (QListWidgetItem* const found = item(row))
+    if (QListWidgetItem* const found = item(row)) {
         found->setText(text);
+    }
 }
 
 void PortListBox::SelectRow(int row) {
-    if (row < 0 || row >= count())
+    if (row < 0 || row >= count()) {
         return;
+    }
     ++selectingRow;
     selectedRow = row;
     setCurrentRow(row, QItemSelectionModel::ClearAndSelect);
@@ -69,51 +71,59 @@ bool PortListBox::event(QEvent* event) {
             return true;
         }
     }
-    if (event->type() == QEvent::WindowDeactivate || event->type() == QEvent::WindowBlocked)
+    if (event->type() == QEvent::WindowDeactivate || event->type() == QEvent::WindowBlocked) {
         EndDrag();  // the release may go elsewhere
+    }
     return QListWidget::event(event);
 }
 
 void PortListBox::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Up)
+    if (event->key() == Qt::Key_Up) {
         SelectRow(std::max(SelectedRow() - 1, 0));
-    else if (event->key() == Qt::Key_Down)
+    } else if (event->key() == Qt::Key_Down) {
         SelectRow(std::min(SelectedRow() + 1, count() - 1));
-    else
+    } else {
         event->ignore();
+    }
 }
 
 int PortListBox::RowAt(const QPoint& point) const {
     // Beyond the ends of the list a drag scrolls row by row.
     const int y = std::clamp(point.y(), -1, viewport()->height());
-    if (y < 0)
+    if (y < 0) {
         return std::max(SelectedRow() - 1, 0);
-    if (y == viewport()->height())
+    }
+    if (y == viewport()->height()) {
         return std::min(SelectedRow() + 1, count() - 1);
+    }
     const int row = indexAt(QPoint(0, y)).row();
     return row < 0 ? SelectedRow() : row;
 }
 
 void PortListBox::mousePressEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton)
+    if (event->button() != Qt::LeftButton) {
         return;
+    }
     SelectRow(RowAt(event->position().toPoint()));
     reportedRow = SelectedRow();
     reporter.Hit();
 }
 
 void PortListBox::mouseMoveEvent(QMouseEvent* event) {
-    if (reportedRow < 0)
+    if (reportedRow < 0) {
         return;
-    if ((event->buttons() & Qt::LeftButton) != 0)
+    }
+    if ((event->buttons() & Qt::LeftButton) != 0) {
         SelectRow(RowAt(event->position().toPoint()));
-    else
+    } else {
         EndDrag();  // the release went elsewhere
+    }
 }
 
 void PortListBox::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton) {
         EndDrag();
+    }
 }
 
 void PortListBox::mouseDoubleClickEvent(QMouseEvent* event) {
@@ -123,14 +133,16 @@ void PortListBox::mouseDoubleClickEvent(QMouseEvent* event) {
 void PortListBox::EndDrag() {
     const bool moved = reportedRow >= 0 && reportedRow != SelectedRow();
     reportedRow = -1;
-    if (moved)
+    if (moved) {
         reporter.Hit();
+    }
 }
 
 void PortListBox::ChooseNeighbour(int distance) {
     const int row = std::clamp(SelectedRow() + distance, 0, count() - 1);
-    if (row == SelectedRow())
+    if (row == SelectedRow()) {
         return;
+    }
     // What an input method is still composing belongs to the port before.
     QGuiApplication::inputMethod()->commit();
     SelectRow(row);
@@ -139,14 +151,16 @@ void PortListBox::ChooseNeighbour(int distance) {
 
 // Assistive technology selects and deselects in the model itself.
 void PortListBox::SelectionChanged() {
-    if (selectingRow > 0 || count() == 0)
+    if (selectingRow > 0 || count() == 0) {
         return;
+    }
     const QModelIndexList selected = selectionModel()->selectedIndexes();
     const int row = selected.isEmpty() ? selectedRow : selected.constLast().row();
     const bool changed = row != selectedRow;
     SelectRow(row);
-    if (changed)
+    if (changed) {
         reporter.Hit();
+    }
 }
 
 }  // namespace vexil

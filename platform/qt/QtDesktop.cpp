@@ -80,12 +80,14 @@ void QtDesktop::RunEventLoop() {
 }
 
 void QtDesktop::EndEventLoop() {
-    if (mayEnd && !mayEnd())
+    if (mayEnd && !mayEnd()) {
         return;
+    }
     widgets.EndPresses();
     loopEnded = true;
-    if (loop != nullptr)
+    if (loop != nullptr) {
         loop->exit();
+    }
 }
 
 void QtDesktop::FlushEvents() {
@@ -103,37 +105,43 @@ void QtDesktop::SetDialogBackground() {
 }
 
 void QtDesktop::ShowWindow() {
-    if (QWidget* window = widgets.Window())
+    if (QWidget* window = widgets.Window()) {
         window->show();
+    }
 }
 
 void QtDesktop::HideWindow() {
-    if (QWidget* window = widgets.Window())
+    if (QWidget* window = widgets.Window()) {
         window->hide();
+    }
 }
 
 // Deactivation needs nothing: it goes with the question that is about to be shown.
 void QtDesktop::ActivateWindow(bool active) {
     QWidget* window = widgets.Window();
-    if (window == nullptr || !active)
+    if (window == nullptr || !active) {
         return;
+    }
     window->raise();
     window->activateWindow();
 }
 
 void QtDesktop::RequestClose() {
     QWidget* window = widgets.Window();
-    if (window == nullptr)
+    if (window == nullptr) {
         return;
+    }
     auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget());
     if (question == nullptr) {
         window->close();
         return;
     }
-    if (widgets.IsClosing() || loopEnded)
+    if (widgets.IsClosing() || loopEnded) {
         return;  // answered by that question
-    if (std::exchange(closePending, true))
+    }
+    if (std::exchange(closePending, true)) {
         return;  // comes with the one before
+    }
     QObject::connect(
         question, &QDialog::finished, window,
         [this] {
@@ -147,26 +155,30 @@ void QtDesktop::RequestClose() {
 // answer only later, so the session goes on until then too.
 void QtDesktop::EndSession([[maybe_unused]] QSessionManager& manager) {
 #if QT_CONFIG(sessionmanager)
-    if (!widgets.IsEnabled(kApply) || !manager.allowsInteraction())
+    if (!widgets.IsEnabled(kApply) || !manager.allowsInteraction()) {
         return;
+    }
     loopEnded = false;
     RequestClose();
-    if (loopEnded)
+    if (loopEnded) {
         manager.release();
-    else
+    } else {
         manager.cancel();
+    }
 #endif
 }
 
 bool QtDesktop::BringToFront(const std::string& startupId, const std::string& activationToken) {
     QWidget* window = widgets.Window();
-    if (window == nullptr || !window->isVisible())
+    if (window == nullptr || !window->isVisible()) {
         return false;
+    }
     // A question is always above its window and has the keyboard while it is open. The desktop's own file
     // chooser is no window of this program, and is above this one nevertheless.
     QWidget* question = QApplication::activeModalWidget();
-    if (question != nullptr && !question->testAttribute(Qt::WA_DontShowOnScreen))
+    if (question != nullptr && !question->testAttribute(Qt::WA_DontShowOnScreen)) {
         window = question;
+    }
     ComeToFront(*window, startupId, activationToken);
     return true;
 }

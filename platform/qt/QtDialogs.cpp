@@ -45,20 +45,23 @@ struct ButtonStyle {
 void ShowExplanation(QMessageBox& box, const QString& text) {
     box.setInformativeText(text);
     auto* label = box.findChild<QLabel*>("qt_msgbox_informativelabel");
-    if (label == nullptr)
+    if (label == nullptr) {
         return;
+    }
     // The format of the message is not for this text, which would guess at markup in, say, a file's name.
     label->setTextFormat(Qt::PlainText);
     // The toolkit breaks it at the width of the message above, which may be shorter than a single line.
     int longest = 0;
-    for (const QString& line : text.split('\n'))
+    for (const QString& line : text.split('\n')) {
         longest = std::max(longest, label->fontMetrics().horizontalAdvance(line));
+    }
     label->setMinimumWidth(std::min(longest + 1, kLongestLine));
 }
 
 QPushButton* AddButton(QMessageBox& box, const AlertButton& button, const ButtonStyle& style) {
-    if (button.kind == AlertButton::Kind::None)
+    if (button.kind == AlertButton::Kind::None) {
         return nullptr;
+    }
     const QString title =
         DecodeText(button.kind == AlertButton::Kind::Titled ? button.title.c_str() : style.toolkitTitle);
     QPushButton* added = box.addButton(DrawnTitle(title), style.role);
@@ -74,8 +77,9 @@ int QtDialogs::RunAlert(const AlertRequest& request) {
     const FocusKeeper keepFocus(widgets.Window());
     QMessageBox box(widgets.Window());
     box.setWindowModality(Qt::WindowModal);
-    if (QWidget* window = widgets.Window())
+    if (QWidget* window = widgets.Window()) {
         box.setWindowTitle(window->windowTitle());
+    }
     box.setIcon(IconOf(request.kind));
     box.setTextFormat(Qt::PlainText);
     box.setText(DecodeText(request.message.c_str()));
@@ -85,8 +89,9 @@ int QtDialogs::RunAlert(const AlertRequest& request) {
 
     const bool hasCancel = request.cancelButton.kind != AlertButton::Kind::None;
     AlertButton defaultButton = request.defaultButton;
-    if (defaultButton.kind == AlertButton::Kind::None)
+    if (defaultButton.kind == AlertButton::Kind::None) {
         defaultButton.kind = AlertButton::Kind::ToolkitDefault;
+    }
     // Without a cancel button the other one is the way out.
     const QMessageBox::ButtonRole otherRole =
         hasCancel ? QMessageBox::DestructiveRole : QMessageBox::RejectRole;
@@ -98,19 +103,22 @@ int QtDialogs::RunAlert(const AlertRequest& request) {
     const auto button = [&buttons](int number) { return buttons[static_cast<std::size_t>(number - 1)]; };
 
     if (request.defaultButtonNumber >= kAlertDefaultButton &&
-        request.defaultButtonNumber <= kAlertOtherButton && button(request.defaultButtonNumber) != nullptr)
+        request.defaultButtonNumber <= kAlertOtherButton && button(request.defaultButtonNumber) != nullptr) {
         box.setDefaultButton(button(request.defaultButtonNumber));
+    }
     QPushButton* escape = nullptr;
     for (const int number : {kAlertDefaultButton, kAlertOtherButton, kAlertCancelButton}) {
-        if (button(number) != nullptr)
+        if (button(number) != nullptr) {
             escape = button(number);
+        }
     }
     box.setEscapeButton(escape);
 
     box.exec();
     for (const int number : {kAlertDefaultButton, kAlertCancelButton, kAlertOtherButton}) {
-        if (box.clickedButton() != nullptr && box.clickedButton() == button(number))
+        if (box.clickedButton() != nullptr && box.clickedButton() == button(number)) {
             return number;
+        }
     }
     return kAlertFailed;
 }
@@ -122,8 +130,9 @@ std::int32_t QtDialogs::RunFileChooser(bool save, const std::string& proposedNam
     const std::optional<QString> chosen =
         save ? ChooseFileToSave(window, QFile::decodeName(QByteArray::fromStdString(proposedName)))
              : ChooseFileToLoad(window);
-    if (!chosen)
+    if (!chosen) {
         return kUserCanceled;
+    }
     path = QFile::encodeName(*chosen).toStdString();
     return 0;
 }

@@ -99,8 +99,9 @@ bool QtWidgets::IsClosing() const {
 }
 
 void QtWidgets::EndPresses() {
-    if (auto* button = dynamic_cast<RoundButton*>(ControlAt(kTestButton)))
+    if (auto* button = dynamic_cast<RoundButton*>(ControlAt(kTestButton))) {
         button->EndPress();
+    }
 }
 
 std::int32_t QtWidgets::CreateWindow(const ControlRect& content) {
@@ -115,8 +116,9 @@ std::int32_t QtWidgets::CreateWindow(const ControlRect& content) {
 }
 
 void QtWidgets::SetWindowTitle(const char* title) {
-    if (window)
+    if (window) {
         window->setWindowTitle(DecodeText(title));
+    }
 }
 
 void QtWidgets::DisposeWindow() {
@@ -144,11 +146,13 @@ std::int32_t QtWidgets::CreateControl(const ControlSpec& spec, PanelHandlers& ha
         combo->lineEdit()->setAccessibleDescription(tip);
     }
     // A letter that is underlined would change the title.
-    if (spec.number == kLoad || spec.number == kSave || spec.number == kApply)
+    if (spec.number == kLoad || spec.number == kSave || spec.number == kApply) {
         static_cast<QPushButton&>(widget).setShortcut(QKeySequence("Alt+" + QString(spec.title).left(1)));
+    }
     DescribeNumber(spec.number);
-    for (const int text : TextsOf(spec.number))
+    for (const int text : TextsOf(spec.number)) {
         static_cast<QLabel&>(ControlAt(text)->Widget()).setBuddy(&widget);
+    }
     return kNoErr;
 }
 
@@ -191,8 +195,9 @@ QtControl* QtWidgets::MakeControl(const ControlSpec& spec, PanelHandlers& handle
 void QtWidgets::Embed(int container, int control) {
     QtControl* group = ControlAt(container);
     QtControl* embedded = ControlAt(control);
-    if (group == nullptr || embedded == nullptr)
+    if (group == nullptr || embedded == nullptr) {
         return;
+    }
     QWidget& widget = embedded->Outer();
     const QPoint place = widget.mapTo(window.get(), QPoint(0, 0));
     widget.setParent(&group->Outer());
@@ -201,8 +206,9 @@ void QtWidgets::Embed(int container, int control) {
 }
 
 void QtWidgets::InstallWindowHandler(PanelHandlers& handlers) {
-    if (window)
+    if (window) {
         window->SetHandlers(handlers);
+    }
 }
 
 int QtWidgets::Value(int control) const {
@@ -211,30 +217,34 @@ int QtWidgets::Value(int control) const {
 }
 
 void QtWidgets::SetValue(int control, int value) {
-    if (QtControl* found = ControlAt(control))
+    if (QtControl* found = ControlAt(control)) {
         found->SetValue(value);
+    }
 }
 
 bool QtWidgets::GetText(int control, svString& text) const {
     const QtControl* found = ControlAt(control);
     QString read;
-    if (found == nullptr || !found->ReadText(read))
+    if (found == nullptr || !found->ReadText(read)) {
         return false;
+    }
     text = ToPanelText(read);
     return true;
 }
 
 void QtWidgets::SetText(int control, const char* text) {
-    if (QtControl* found = ControlAt(control))
+    if (QtControl* found = ControlAt(control)) {
         found->WriteText(DecodeText(text));
+    }
     DescribeNumber(control);
 }
 
 // The text of a number is read out before what it is for: its accessible name hides it.
 void QtWidgets::DescribeNumber(int control) {
     QtControl* shown = ControlAt(control);
-    if (!IsNumber(control) || shown == nullptr)
+    if (!IsNumber(control) || shown == nullptr) {
         return;
+    }
     QString number;
     shown->ReadText(number);
     const QString tip = DecodeText(kControlTable[static_cast<std::size_t>(control)].tip);
@@ -247,15 +257,17 @@ bool QtWidgets::IsEnabled(int control) const {
 
 void QtWidgets::SetEnabled(int control, bool enabled) {
     QtControl* found = ControlAt(control);
-    if (found == nullptr)
+    if (found == nullptr) {
         return;
+    }
     controls[static_cast<std::size_t>(control)].enabled = enabled;
     found->Outer().setEnabled(enabled);
 }
 
 void QtWidgets::SetRowText(int row, const char* text) {
-    if (PortListBox* list = PortList())
+    if (PortListBox* list = PortList()) {
         list->SetRowText(row, DecodeText(text));
+    }
 }
 
 int QtWidgets::RowCount() const {
@@ -269,8 +281,9 @@ int QtWidgets::SelectedRow() const {
 }
 
 void QtWidgets::SelectRow(int row) {
-    if (PortListBox* list = PortList())
+    if (PortListBox* list = PortList()) {
         list->SelectRow(row);
+    }
 }
 
 int QtWidgets::ItemCount(int control) const {
@@ -280,33 +293,38 @@ int QtWidgets::ItemCount(int control) const {
 
 bool QtWidgets::AppendItem(int control, const char* text) {
     ComboBox* combo = ComboAt(control);
-    if (combo == nullptr)
+    if (combo == nullptr) {
         return false;
+    }
     combo->AppendItem(DecodeText(text));
     return true;
 }
 
 void QtWidgets::RemoveItem(int control, int index) {
-    if (ComboBox* combo = ComboAt(control))
+    if (ComboBox* combo = ComboAt(control)) {
         combo->RemoveItem(index);
+    }
 }
 
 bool QtWidgets::ItemText(int control, int index, svString& text) const {
     const ComboBox* combo = ComboAt(control);
-    if (combo == nullptr || index < 0 || index >= combo->count())
+    if (combo == nullptr || index < 0 || index >= combo->count()) {
         return false;
+    }
     text = ToPanelText(combo->itemText(index));
     return true;
 }
 
 void QtWidgets::Redraw(int control) {
-    if (QtControl* found = ControlAt(control))
+    if (QtControl* found = ControlAt(control)) {
         found->Widget().update();
+    }
 }
 
 QtControl* QtWidgets::ControlAt(int control) const {
-    if (control < 0 || control >= kControlCount)
+    if (control < 0 || control >= kControlCount) {
         return nullptr;
+    }
     return controls[static_cast<std::size_t>(control)].control;
 }
 

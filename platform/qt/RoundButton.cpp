@@ -30,20 +30,23 @@ RoundButton::RoundButton(const Reporter& buttonReporter, QWidget* parent)
     connect(this, &QPushButton::pressed, this,
             [this] { Press(HeldBy::Assistance, QRectF(rect()).center()); });
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
-        if (state != Qt::ApplicationActive)
+        if (state != Qt::ApplicationActive) {
             EndPress();
+        }
     });
 }
 
 void RoundButton::EndPress() {
     ended = true;
-    if (loop != nullptr)
+    if (loop != nullptr) {
         loop->quit();
+    }
 }
 
 void RoundButton::Press(HeldBy by, const QPointF& point) {
-    if (heldBy != HeldBy::Nothing)
+    if (heldBy != HeldBy::Nothing) {
         return;
+    }
     heldBy = by;
     ended = false;
     releasedInside = false;
@@ -55,8 +58,9 @@ void RoundButton::Press(HeldBy by, const QPointF& point) {
     event.modifiers = PanelModifiers(QGuiApplication::keyboardModifiers());
     const std::int32_t unused = reporter.Deliver(event, [this] { return WaitForEnd(); });
     static_cast<void>(unused);  // whatever became of it, the press is over
-    if (!self)
+    if (!self) {
         return;
+    }
     heldBy = HeldBy::Nothing;
     ended = true;
     update();
@@ -64,38 +68,45 @@ void RoundButton::Press(HeldBy by, const QPointF& point) {
 
 // The handler may have taken time, or asked something, before it came to this: the press may be over already.
 std::int32_t RoundButton::WaitForEnd() {
-    if (ended)
+    if (ended) {
         return kNoErr;
+    }
     const QPointer<RoundButton> self(this);
     update();
     QEventLoop waiting;
     loop = &waiting;
-    if (heldBy == HeldBy::Assistance)
+    if (heldBy == HeldBy::Assistance) {
         QTimer::singleShot(kAssistedPressMs, &waiting, &QEventLoop::quit);
+    }
     // Returns at once while the application is ending.
     waiting.exec();
-    if (!self)
+    if (!self) {
         return kNoErr;
+    }
     loop = nullptr;
-    if (releasedInside)
+    if (releasedInside) {
         reporter.Hit();
+    }
     return kNoErr;
 }
 
 void RoundButton::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton)
+    if (event->button() == Qt::LeftButton) {
         Press(HeldBy::Mouse, event->position());
+    }
 }
 
 void RoundButton::mouseMoveEvent(QMouseEvent* event) {
     // The release went elsewhere.
-    if (heldBy == HeldBy::Mouse && (event->buttons() & Qt::LeftButton) == 0)
+    if (heldBy == HeldBy::Mouse && (event->buttons() & Qt::LeftButton) == 0) {
         EndPress();
+    }
 }
 
 void RoundButton::mouseReleaseEvent(QMouseEvent* event) {
-    if (heldBy != HeldBy::Mouse || event->button() != Qt::LeftButton)
+    if (heldBy != HeldBy::Mouse || event->button() != Qt::LeftButton) {
         return;
+    }
     releasedInside = rect().contains(event->position().toPoint());
     EndPress();
 }
@@ -105,8 +116,9 @@ void RoundButton::keyPressEvent(QKeyEvent* event) {
         event->ignore();
         return;
     }
-    if (event->isAutoRepeat() || keyDown)
+    if (event->isAutoRepeat() || keyDown) {
         return;
+    }
     keyDown.emplace();
     Press(HeldBy::Key, QRectF(rect()).center());
 }
@@ -117,17 +129,20 @@ void RoundButton::keyReleaseEvent(QKeyEvent* event) {
         event->ignore();
         return;
     }
-    if (event->isAutoRepeat())
+    if (event->isAutoRepeat()) {
         return;
+    }
     keyDown.reset();
-    if (heldBy == HeldBy::Key)
+    if (heldBy == HeldBy::Key) {
         EndPress();
+    }
 }
 
 void RoundButton::focusOutEvent(QFocusEvent* event) {
     keyDown.reset();  // its release goes elsewhere
-    if (heldBy == HeldBy::Key)
+    if (heldBy == HeldBy::Key) {
         EndPress();
+    }
     QPushButton::focusOutEvent(event);
 }
 
@@ -147,14 +162,16 @@ bool RoundButton::event(QEvent* event) {
 
 // The window: its close box ends the press before the question that may follow.
 bool RoundButton::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Close)
+    if (event->type() == QEvent::Close) {
         EndPress();
+    }
     return QPushButton::eventFilter(watched, event);
 }
 
 void RoundButton::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::EnabledChange && !isEnabled())
+    if (event->type() == QEvent::EnabledChange && !isEnabled()) {
         EndPress();
+    }
     QPushButton::changeEvent(event);
 }
 

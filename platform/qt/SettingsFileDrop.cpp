@@ -8,8 +8,9 @@ namespace vexil {
 
 QString DraggedSettingsFile(const QMimeData& data) {
     const QList<QUrl> urls = data.urls();
-    if (urls.size() != 1 || !urls.front().isLocalFile())
+    if (urls.size() != 1 || !urls.front().isLocalFile()) {
         return {};
+    }
     QString path = urls.front().toLocalFile();
     return path.endsWith(QLatin1String(".vexil3"), Qt::CaseInsensitive) ? path : QString();
 }

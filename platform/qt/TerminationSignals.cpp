@@ -32,32 +32,36 @@ void SetHandler(void (*handler)(int)) {
     action.sa_handler = handler;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
-    for (const int signal : kSignals)
+    for (const int signal : kSignals) {
         sigaction(signal, &action, nullptr);
+    }
 }
 
 }  // namespace
 
 TerminationSignals::TerminationSignals(std::function<void()> requested) {
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0) {
         return;
+    }
     const int readEnd = ends[0];
     writeEnd = ends[1];
     notifier = std::make_unique<QSocketNotifier>(readEnd, QSocketNotifier::Read);
     QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                      [readEnd, requested = std::move(requested)] {
                          std::array<char, 16> bytes{};
-                         while (read(readEnd, bytes.data(), bytes.size()) > 0)
+                         while (read(readEnd, bytes.data(), bytes.size()) > 0) {
                              continue;
+                         }
                          requested();
                      });
     SetHandler(Wake);
 }
 
 TerminationSignals::~TerminationSignals() {
-    if (!notifier)
+    if (!notifier) {
         return;
+    }
     SetHandler(SIG_DFL);
     const int readEnd = static_cast<int>(notifier->socket());
     notifier.reset();

@@ -42,10 +42,11 @@ void TickedSlider::paintEvent(QPaintEvent* event) {
 }
 
 void TickedSlider::wheelEvent(QWheelEvent* event) {
-    if (hasFocus())
+    if (hasFocus()) {
         QSlider::wheelEvent(event);
-    else
+    } else {
         event->ignore();
+    }
 }
 
 }  // namespace vexil

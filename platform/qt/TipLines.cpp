@@ -26,10 +26,11 @@ QString TipInLines(const QString& tip) {
         QString& line = broken.back();
         const QString longer = line.isEmpty() ? word : line + ' ' + word;
         if (line.isEmpty() ||
-            (metrics.horizontalAdvance(line) < average && metrics.horizontalAdvance(longer) <= longest))
+            (metrics.horizontalAdvance(line) < average && metrics.horizontalAdvance(longer) <= longest)) {
             line = longer;
-        else
+        } else {
             broken << word;
+        }
     }
     return broken.join('\n');
 }

@@ -18,8 +18,9 @@ constexpr double kLowest = 0.75;
 
 void FitTitle(QWidget& widget, const QString& title, int available) {
     const double excess = QFontMetricsF(widget.font()).horizontalAdvance(title) - available;
-    if (excess <= 0 || title.isEmpty())
+    if (excess <= 0 || title.isEmpty()) {
         return;
+    }
     QFont font = widget.font();
     font.setLetterSpacing(QFont::AbsoluteSpacing, -excess / static_cast<double>(title.size()));
     widget.setFont(font);
@@ -30,8 +31,9 @@ int BaselineIn(const QFontMetrics& metrics, int height) {
 }
 
 TextScale ScaleToFit(double advance, double available) {
-    if (advance <= available)
+    if (advance <= available) {
         return {};
+    }
     const double scale = available / advance;
     return {scale, std::clamp(scale / kNarrowest, kLowest, 1.0)};
 }

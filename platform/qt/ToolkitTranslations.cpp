@@ -12,8 +12,9 @@ namespace vexil {
 void LoadToolkitTranslations(QCoreApplication& application) {
     auto catalogue = std::make_unique<QTranslator>(&application);
     // No catalogue is no failure: the toolkit's words are in English then, as without one.
-    if (catalogue->load(QLocale(), "qtbase", "_", QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+    if (catalogue->load(QLocale(), "qtbase", "_", QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
         QCoreApplication::installTranslator(catalogue.release());
+    }
 }
 
 }  // namespace vexil

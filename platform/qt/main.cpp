@@ -36,8 +36,9 @@ class LaterStarts {
   public:
     LaterStarts(vexil::SessionInstance& instance, vexil::QtDesktop& qtDesktop)
         : session(instance), desktop(qtDesktop) {
-        if (session.Descriptor() < 0)
+        if (session.Descriptor() < 0) {
             return;
+        }
         notifier = std::make_unique<QSocketNotifier>(session.Descriptor(), QSocketNotifier::Read);
         QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(), [this] { Dispatch(); });
         // What came with the answers to this start has been read from the socket already.
@@ -62,8 +63,9 @@ class LaterStarts {
 class DriverEvents {
   public:
     explicit DriverEvents(vexil::ControlSocket& driver) {
-        if (driver.EventDescriptor() < 0)
+        if (driver.EventDescriptor() < 0) {
             return;
+        }
         notifier = std::make_unique<QSocketNotifier>(driver.EventDescriptor(), QSocketNotifier::Read);
         QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                          [&driver] { driver.Serve(); });
@@ -87,27 +89,30 @@ class StoreFailures {
   private:
     void Came() {
         // Nobody has asked for what is stored as the panel starts and ends; the log has it.
-        if (!desktop.RunsEventLoop())
+        if (!desktop.RunsEventLoop()) {
             preferences.EndSum();
-        else
+        } else {
             QMetaObject::invokeMethod(
                 &turn, [this] { TellLater(); }, Qt::QueuedConnection);
+        }
     }
 
     void TellLater() {
         auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        if (question == nullptr)
+        if (question == nullptr) {
             Tell();
-        else
+        } else {
             QObject::connect(
                 question, &QDialog::finished, &turn, [this] { TellLater(); }, Qt::QueuedConnection);
+        }
     }
 
     // True when there was something to tell.
     bool Tell() {
         const std::string reason = preferences.EndSum();
-        if (reason.empty())
+        if (reason.empty()) {
             return false;
+        }
         vexil::AlertRequest request;
         request.message = "The settings could not be stored: " + reason;
         request.hasExplanation = true;
@@ -131,12 +136,14 @@ class StoreFailures {
 int main(int argc, char** argv) {
     vexil::HoldStandardStreams();
     vexil::SessionInstance session;
-    if (session.Enter(vexil::CurrentLaunchTokens(), kPatience) == vexil::SessionInstance::Start::Second)
+    if (session.Enter(vexil::CurrentLaunchTokens(), kPatience) == vexil::SessionInstance::Start::Second) {
         return 0;
+    }
 
     // The toolkit would wait for such a bus without end before it shows a window.
-    if (session.BusIsSilent())
+    if (session.BusIsSilent()) {
         qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    }
 
     // The panel has no command-line options: the toolkit gets no arguments to take as its own either, and
     // only its copy of the vector is changed.

@@ -31,12 +31,14 @@ std::string PrintableExcept(std::string_view text, char32_t kept) {
     while (!text.empty()) {
         std::string_view rest = text;
         const std::optional<char32_t> code = TakeUtf8(rest);
-        if (!code)
+        if (!code) {
             rest.remove_prefix(1);
-        if (code && (*code == kept || IsPrintable(*code)))
+        }
+        if (code && (*code == kept || IsPrintable(*code))) {
             result += text.substr(0, text.size() - rest.size());
-        else
+        } else {
             result += '?';
+        }
         text = rest;
     }
     return result;

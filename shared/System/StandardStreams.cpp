@@ -9,8 +9,9 @@ void HoldStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         // The lowest free number is the one that is closed. Without /dev/null there is nothing to hold it
         // with, and nobody to tell.
-        if (fcntl(stream, F_GETFD) == -1)
+        if (fcntl(stream, F_GETFD) == -1) {
             static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
     }
 }
 

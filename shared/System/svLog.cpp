@@ -58,17 +58,20 @@ LogFile logFile = {};
 LogFilter lineFilter = nullptr;
 
 void FreePrefix() {
-    if (logFile.prefix != emptyPrefix)
+    if (logFile.prefix != emptyPrefix) {
         std::free(logFile.prefix);
+    }
     logFile.prefix = emptyPrefix;
 }
 
 void SetPrefix(const char* prefix) {
     FreePrefix();
-    if (prefix == nullptr || *prefix == '\0')
+    if (prefix == nullptr || *prefix == '\0') {
         return;
-    if (char* const copy = strdup(prefix))
+    }
+    if (char* const copy = strdup(prefix)) {
         logFile.prefix = copy;
+    }
 }
 
 // One line, one write. A failed or short write is ignored: there is nowhere to report it. errno stays the
@@ -102,10 +105,11 @@ int WritePrefixedLine(const char* format, va_list arguments) {
 void FormatTime(char (&text)[kTimeTextSize]) {
     const std::time_t now = std::time(nullptr);
     tzset();
-    if (ctime_r(&now, text) == nullptr)
+    if (ctime_r(&now, text) == nullptr) {
         text[0] = '\0';
-    else
+    } else {
         text[std::strlen(text) - 1] = '\0';
+    }
 }
 
 // Calls again what somebody else's lock prevents. Its result, which is -1 when the deadline came
@@ -115,8 +119,9 @@ int TryUntil(std::chrono::steady_clock::time_point deadline, const Call& call) {
     for (;;) {
         const bool last = std::chrono::steady_clock::now() >= deadline;
         const int result = call();
-        if (result != -1 || last || (errno != EWOULDBLOCK && errno != EINTR))
+        if (result != -1 || last || (errno != EWOULDBLOCK && errno != EINTR)) {
             return result;
+        }
         std::this_thread::sleep_for(kLockPoll);
     }
 }
@@ -133,8 +138,9 @@ int OpenLockedFile(const char* path, int mode) {
         descriptor = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
         ::close(low);
     }
-    if (descriptor == -1)
+    if (descriptor == -1) {
         return -1;
+    }
     const int locked = TryUntil(deadline, [descriptor] { return ::flock(descriptor, LOCK_SH | LOCK_NB); });
     // Emptied only now: what somebody has locked stays as it is. No regular file is not emptied either.
     if (locked == -1 || (create && ::ftruncate(descriptor, 0) != 0 && errno != EINVAL)) {
@@ -147,13 +153,16 @@ int OpenLockedFile(const char* path, int mode) {
 }  // namespace
 
 int OpenLog(const char* prefix, const char* versionText, int mode, const char* fileName) {
-    if ((mode & kLogDisabled) != 0)
+    if ((mode & kLogDisabled) != 0) {
         return 1;
-    if (!logFile.closeRegistered)
+    }
+    if (!logFile.closeRegistered) {
         logFile.closeRegistered = std::atexit(CloseLog) == 0;
+    }
     SetPrefix(prefix);
-    if ((mode & (kLogCreate | kLogAppend)) == 0)
+    if ((mode & (kLogCreate | kLogAppend)) == 0) {
         return 1;
+    }
 
     char path[kLineSize];
     std::snprintf(path, sizeof path, "%s%s", (mode & kLogInTmp) != 0 ? "/tmp/" : "",
@@ -161,18 +170,20 @@ int OpenLog(const char* prefix, const char* versionText, int mode, const char* f
     const int descriptor = OpenLockedFile(path, mode);
     logFile.descriptor = descriptor == -1 ? STDOUT_FILENO : descriptor;
     logFile.open = true;
-    if (descriptor == -1)
+    if (descriptor == -1) {
         return 1;
+    }
     // Writable for every user whatever the file mask. Refused for a file of another user, which then has this
     // mode from its maker.
     static_cast<void>(::fchmod(descriptor, 0666));
 
     char timeText[kTimeTextSize];
     FormatTime(timeText);
-    if (versionText != nullptr && *versionText != '\0')
+    if (versionText != nullptr && *versionText != '\0') {
         LogPrintf("%s; %sloaded at %s.\n", versionText, kArchText, timeText);
-    else
+    } else {
         LogPrintf("%sloaded at %s.\n", kArchText, timeText);
+    }
     return 1;
 }
 
@@ -185,8 +196,9 @@ int LogPrintf(const char* format, ...) {
 }
 
 int LogPrintfIf(unsigned char enabled, const char* format, ...) {
-    if (enabled == 0)
+    if (enabled == 0) {
         return 0;
+    }
     va_list arguments;
     va_start(arguments, format);
     const int result = WritePrefixedLine(format, arguments);
@@ -203,8 +215,9 @@ int LogPrintfRaw(const char* format, ...) {
 }
 
 int LogPrintfRawIf(unsigned char enabled, const char* format, ...) {
-    if (enabled == 0)
+    if (enabled == 0) {
         return 0;
+    }
     va_list arguments;
     va_start(arguments, format);
     const int result = WriteLine(logFile.descriptor, format, arguments);
@@ -225,8 +238,9 @@ void SetLogFilter(LogFilter filter) {
 }
 
 void CloseLog() {
-    if (logFile.descriptor == -1)
+    if (logFile.descriptor == -1) {
         return;
+    }
     if (logFile.descriptor > STDOUT_FILENO) {
         char timeText[kTimeTextSize];
         FormatTime(timeText);

@@ -43,15 +43,17 @@ Module& State() {
 }
 
 void RequireInitialised(unsigned line) {
-    if (!State().sInited)
+    if (!State().sInited) {
         AssertionFailed(kAssertionFormat, "shared/System/svModule", line, "sInited");
+    }
 }
 
 // Up to the last "/" included; all of it when it has no "/".
 svString CutAfterLastSlash(const svString& path) {
     int nLength = 0;
-    for (int slash = path.Find('/'); slash != -1; slash = path.Find('/', slash + 1))
+    for (int slash = path.Find('/'); slash != -1; slash = path.Find('/', slash + 1)) {
         nLength = slash + 1;
+    }
     return nLength == 0 ? path : path.Left(nLength);
 }
 
@@ -59,12 +61,14 @@ svString CutAfterLastSlash(const svString& path) {
 int FindBundleHolder(const char* executablePath, std::string& folder) {
     const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(executablePath, nullptr),
                                                                &std::free);
-    if (!resolved)
+    if (!resolved) {
         return errno;
+    }
     std::string path = resolved.get();
     for (int level = 0; level < kFoldersToBundleHolder; ++level) {
-        if (path == "/")
+        if (path == "/") {
             return ENOENT;
+        }
         path.resize(std::max<std::size_t>(path.rfind('/'), 1));
     }
     folder = path;
@@ -83,8 +87,9 @@ int Initialise(const char* executablePath, const char* moduleName, const char* s
     module.subName = subName;
     module.sInited = true;
     module.moduleId = kIdentityDomain + module.moduleName;
-    if (subName != nullptr)
+    if (subName != nullptr) {
         module.moduleId += "." + module.subName;
+    }
     module.executableDirectory = CutAfterLastSlash(executablePath);
     return FindBundleHolder(executablePath, module.bundleHolder);
 }
@@ -102,16 +107,18 @@ svString ContentsDirectory() {
 
 svString BundleHolderPath() {
     const std::string& folder = State().bundleHolder;
-    if (folder.empty() || folder.size() > kMaxBundleHolderPath)
+    if (folder.empty() || folder.size() > kMaxBundleHolderPath) {
         return {};
+    }
     return folder.c_str() + svString("/");
 }
 
 svString MainBundle() {
     Module& module = State();
     if (!module.mainBundle) {
-        if (!module.sInited)
+        if (!module.sInited) {
             return {};
+        }
         const std::string_view directory = module.executableDirectory.c_str();
         const std::string_view tail = kBundleExecutables;
         const bool inBundle = directory.size() > tail.size() && directory.ends_with(tail);

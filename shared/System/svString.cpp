@@ -37,8 +37,9 @@ std::int64_t TextLength(const char* text) {
 }
 
 void CopyText(char* to, const char* from, std::int64_t length) {
-    if (length > 0)
+    if (length > 0) {
         std::memmove(to, from, static_cast<std::size_t>(length));
+    }
 }
 
 bool IsWhiteSpace(char character) {
@@ -50,8 +51,9 @@ bool IsWhiteSpace(char character) {
 // Blocks and their counts.
 
 svString::Data* svString::AllocBuffer(std::int64_t nLen) {
-    if (nLen == 0)
+    if (nLen == 0) {
         return sDataNil;
+    }
     CheckString(nLen <= INT_MAX - 1, "nLen <= INT_MAX - 1");
     const auto length = static_cast<std::int32_t>(nLen);
     void* const block = ::operator new(sizeof(Data) + static_cast<std::size_t>(nLen) + 1);
@@ -61,8 +63,9 @@ svString::Data* svString::AllocBuffer(std::int64_t nLen) {
 }
 
 void svString::FreeData(Data* pData) {
-    if (pData == sDataNil)
+    if (pData == sDataNil) {
         return;
+    }
     CheckString(pData->nRefs != 0, "pData->nRefs != 0");
     if (AddAtomic(-1, pData->nRefs) - 1 <= 0) {
         pData->~Data();
@@ -84,8 +87,9 @@ bool svString::Owns(const char* text) const {
 // Sets the length of a private block that is large enough. The static empty block holds what it has to
 // already.
 void svString::SetLength(std::int64_t nLength) {
-    if (GetData() == sDataNil)
+    if (GetData() == sDataNil) {
         return;
+    }
     GetData()->nDataLength = static_cast<std::int32_t>(nLength);
     m_pchData[nLength] = '\0';
 }
@@ -105,8 +109,9 @@ void svString::Share(const svString& stringSrc) {
 }
 
 void svString::Release() {
-    if (GetData() == sDataNil)
+    if (GetData() == sDataNil) {
         return;
+    }
     CheckString(GetData()->nRefs != 0, "GetData()->nRefs != 0");
     FreeData(GetData());
     Adopt(sDataNil);
@@ -145,8 +150,9 @@ void svString::AssignCopy(std::int64_t nSrcLength, const char* src) {
 }
 
 void svString::ConcatInPlace(std::int64_t nCount, const char* src) {
-    if (nCount == 0)
+    if (nCount == 0) {
         return;
+    }
     const std::int64_t nOldLength = GetData()->nDataLength;
     const std::int64_t nNewLength = nOldLength + nCount;
     if (GetData()->nRefs < 2 && nNewLength <= GetData()->nAllocLength) {
@@ -183,24 +189,27 @@ svString::svString(const char* text) : svString() {
 }
 
 svString::svString(const char* lpch, int nLength) : svString() {
-    if (nLength == 0)
+    if (nLength == 0) {
         return;
+    }
     CheckString(lpch != nullptr && nLength > 0, "gIsValidAddress(lpch, nLength, FALSE)");
     AssignCopy(nLength, lpch);
 }
 
 svString::svString(char character, int nRepeat) : svString() {
-    if (nRepeat < 1)
+    if (nRepeat < 1) {
         return;
+    }
     Adopt(AllocBuffer(nRepeat));
     std::memset(m_pchData, character, static_cast<std::size_t>(nRepeat));
 }
 
 svString::svString(const svString& stringSrc) : svString() {
-    if (stringSrc.GetData()->nRefs >= 0)
+    if (stringSrc.GetData()->nRefs >= 0) {
         Share(stringSrc);
-    else
+    } else {
         AssignCopy(TextLength(stringSrc.m_pchData), stringSrc.m_pchData);
+    }
 }
 
 svString::~svString() {
@@ -208,8 +217,9 @@ svString::~svString() {
 }
 
 svString& svString::operator=(const svString& stringSrc) {
-    if (m_pchData == stringSrc.m_pchData)
+    if (m_pchData == stringSrc.m_pchData) {
         return *this;
+    }
     const bool locked = GetData()->nRefs < 0 && GetData() != sDataNil;
     if (locked || stringSrc.GetData()->nRefs < 0) {
         AssignCopy(stringSrc.GetData()->nDataLength, stringSrc.m_pchData);
@@ -305,8 +315,9 @@ int svString::Find(char character) const {
 }
 
 int svString::Find(char character, int nStart) const {
-    if (nStart >= GetData()->nDataLength)
+    if (nStart >= GetData()->nDataLength) {
         return -1;
+    }
     const char* const found = std::strchr(m_pchData + std::max(nStart, 0), character);
     return found == nullptr ? -1 : static_cast<int>(found - m_pchData);
 }
@@ -317,8 +328,9 @@ int svString::Find(const char* lpszSub) const {
 
 int svString::Find(const char* lpszSub, int nStart) const {
     CheckString(lpszSub != nullptr, "gIsValidString(lpszSub)");
-    if (nStart > GetData()->nDataLength)
+    if (nStart > GetData()->nDataLength) {
         return -1;
+    }
     const char* const found = std::strstr(m_pchData + std::max(nStart, 0), lpszSub);
     return found == nullptr ? -1 : static_cast<int>(found - m_pchData);
 }
@@ -332,13 +344,15 @@ int svString::FindOneOf(const char* lpszCharSet) const {
 svString svString::Mid(int nFirst, int nCount) const {
     const int nLength = GetData()->nDataLength;
     nFirst = std::max(nFirst, 0);
-    if (nFirst > nLength)
+    if (nFirst > nLength) {
         return {};
+    }
     nCount = std::min(std::max(nCount, 0), nLength - nFirst);
     CheckString(nFirst + nCount <= GetData()->nDataLength,
                 "nFirst + nCount <= (int)(GetData()->nDataLength)");
-    if (nFirst == 0 && nCount == nLength)
+    if (nFirst == 0 && nCount == nLength) {
         return *this;
+    }
     return {m_pchData + nFirst, nCount};
 }
 
@@ -371,15 +385,17 @@ void svString::TruncateTo(int nLength) {
 
 void svString::TrimRight() {
     int nLength = GetData()->nDataLength;
-    while (nLength > 0 && IsWhiteSpace(m_pchData[nLength - 1]))
+    while (nLength > 0 && IsWhiteSpace(m_pchData[nLength - 1])) {
         --nLength;
+    }
     TruncateTo(nLength);
 }
 
 void svString::TrimRight(char character) {
     int nLength = GetData()->nDataLength;
-    while (nLength > 0 && m_pchData[nLength - 1] == character)
+    while (nLength > 0 && m_pchData[nLength - 1] == character) {
         --nLength;
+    }
     TruncateTo(nLength);
 }
 
@@ -387,16 +403,18 @@ void svString::TrimRight(const char* lpszCharSet) {
     CheckString(lpszCharSet != nullptr, "gIsValidString(lpszCharSet)");
     const std::string_view set(lpszCharSet);
     int nLength = GetData()->nDataLength;
-    while (nLength > 0 && set.find(m_pchData[nLength - 1]) != std::string_view::npos)
+    while (nLength > 0 && set.find(m_pchData[nLength - 1]) != std::string_view::npos) {
         --nLength;
+    }
     TruncateTo(nLength);
 }
 
 void svString::TrimLeft() {
     const int nLength = GetData()->nDataLength;
     int nBlanks = 0;
-    while (nBlanks < nLength && IsWhiteSpace(m_pchData[nBlanks]))
+    while (nBlanks < nLength && IsWhiteSpace(m_pchData[nBlanks])) {
         ++nBlanks;
+    }
     CopyBeforeWrite();
     CopyText(m_pchData, m_pchData + nBlanks, nLength - nBlanks);
     SetLength(nLength - nBlanks);
@@ -412,8 +430,9 @@ void svString::SetAt(int nIndex, char character) {
 int svString::Delete(int nIndex, int nCount) {
     const int nLength = GetData()->nDataLength;
     nIndex = std::max(nIndex, 0);
-    if (nIndex >= nLength || nCount < 1)
+    if (nIndex >= nLength || nCount < 1) {
         return nLength;
+    }
     CheckString(nCount <= nLength - nIndex, "nIndex + nCount <= (int)(GetData()->nDataLength)");
     CopyBeforeWrite();
     CopyText(m_pchData + nIndex, m_pchData + nIndex + nCount, nLength - nIndex - nCount);
@@ -427,8 +446,9 @@ int svString::InsertText(int nIndex, const char* text, std::int64_t nLength) {
     const int nOldLength = GetData()->nDataLength;
     const std::int64_t nNewLength = nOldLength + nLength;
     nIndex = std::clamp(nIndex, 0, nOldLength);
-    if (nLength == 0)
+    if (nLength == 0) {
         return nOldLength;
+    }
     Data* replaced = sDataNil;
     const char* const oldText = m_pchData;
     if (nNewLength > GetData()->nAllocLength) {
@@ -458,8 +478,9 @@ int svString::Insert(int nIndex, const char* lpsz) {
 
 int svString::Replace(char chOld, char chNew) {
     CopyBeforeWrite();
-    if (chOld == chNew)
+    if (chOld == chNew) {
         return 0;
+    }
     const auto places = static_cast<int>(std::count(m_pchData, m_pchData + GetData()->nDataLength, chOld));
     std::replace(m_pchData, m_pchData + GetData()->nDataLength, chOld, chNew);
     return places;
@@ -472,18 +493,21 @@ int svString::Replace(const char* lpszOld, const char* lpszNew) {
     const std::int64_t nOldText = TextLength(oldText.c_str());
     const std::int64_t nNewText = TextLength(newText.c_str());
     CopyBeforeWrite();
-    if (oldText.empty())
+    if (oldText.empty()) {
         return 0;
+    }
 
     const auto text = [this] {
         return std::string_view(m_pchData, static_cast<std::size_t>(GetData()->nDataLength));
     };
     int places = 0;
     for (std::size_t at = text().find(oldText); at != std::string_view::npos;
-         at = text().find(oldText, at + oldText.size()))
+         at = text().find(oldText, at + oldText.size())) {
         ++places;
-    if (places == 0)
+    }
+    if (places == 0) {
         return 0;
+    }
 
     const std::int64_t nNewLength = GetData()->nDataLength + (nNewText - nOldText) * places;
     Data* const replaced = AllocBuffer(nNewLength);
@@ -520,10 +544,11 @@ int svString::Remove(char character) {
 }
 
 void svString::Empty() {
-    if (GetData()->nRefs < 0)
+    if (GetData()->nRefs < 0) {
         SetLength(0);
-    else
+    } else {
         Release();
+    }
     CheckString(GetData()->nDataLength == 0, "GetData()->nDataLength == 0");
     CheckString(GetData()->nRefs < 0 || GetData()->nAllocLength == 0,
                 "GetData()->nRefs < 0 || GetData()->nAllocLength == 0");
@@ -553,8 +578,9 @@ char* svString::GetBuffer(int nMinBufLength) {
 void svString::ReleaseBuffer(int nNewLength) {
     CopyBeforeWrite();
     // The search ends one byte behind the last character: a buffer written without a terminator is too long.
-    if (nNewLength == -1)
+    if (nNewLength == -1) {
         nNewLength = static_cast<int>(strnlen(m_pchData, static_cast<std::size_t>(GetAllocLength()) + 1));
+    }
     CheckString(nNewLength >= 0, "nNewLength >= 0");
     CheckString(nNewLength <= GetData()->nAllocLength, "nNewLength <= (int)(GetData()->nAllocLength)");
     SetLength(nNewLength);
@@ -583,15 +609,17 @@ void svString::FreeExtra() {
 
 char* svString::LockBuffer() {
     char* const characters = GetBuffer(0);
-    if (GetData() != sDataNil)
+    if (GetData() != sDataNil) {
         GetData()->nRefs = -1;
+    }
     return characters;
 }
 
 void svString::UnlockBuffer() {
     CheckString(GetData()->nRefs == -1, "GetData()->nRefs == -1");
-    if (GetData() != sDataNil)
+    if (GetData() != sDataNil) {
         GetData()->nRefs = 1;
+    }
 }
 
 }  // namespace vexil

@@ -7,8 +7,9 @@ namespace vexil {
 
 // Stops the program with `conditionText` and the line of the call unless `holds`.
 inline void CheckString(bool holds, const char* conditionText, unsigned line = __builtin_LINE()) {
-    if (!holds) [[unlikely]]
-        AssertionFailed(kAssertionFormat, "shared/System/svString", line, conditionText);
+    if (!holds) {
+        [[unlikely]] AssertionFailed(kAssertionFormat, "shared/System/svString", line, conditionText);
+    }
 }
 
 }  // namespace vexil

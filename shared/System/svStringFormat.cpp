@@ -68,26 +68,30 @@ class FormatWalk {
 std::int64_t FormatWalk::Number() {
     const std::int64_t number =
         std::clamp<std::int64_t>(std::strtoll(position, nullptr, 10), INT_MIN, INT_MAX);
-    while (AtDigit())
+    while (AtDigit()) {
         ++position;
+    }
     return number;
 }
 
 void FormatWalk::ReadWidth(Conversion& conversion) {
     for (; *position != '\0' && std::strchr("#*-+0 ", *position) != nullptr; ++position) {
-        if (*position == '#')
+        if (*position == '#') {
             total += 2;
-        else if (*position == '*')
+        } else if (*position == '*') {
             conversion.width = va_arg(arguments, int);
+        }
     }
-    if (conversion.width == 0)
+    if (conversion.width == 0) {
         conversion.width = Number();
+    }
     CheckString(conversion.width >= 0, "nWidth >= 0");
 }
 
 void FormatWalk::ReadPrecision(Conversion& conversion) {
-    if (*position != '.')
+    if (*position != '.') {
         return;
+    }
     ++position;
     conversion.hasPrecision = true;
     if (*position == '*') {
@@ -101,24 +105,27 @@ void FormatWalk::ReadPrecision(Conversion& conversion) {
 
 void FormatWalk::ReadModifier(Conversion& conversion) {
     CheckString(std::strncmp(position, "I64", 3) != 0, "FALSE");
-    if (*position != '\0' && std::strchr("FLNhl", *position) != nullptr)
+    if (*position != '\0' && std::strchr("FLNhl", *position) != nullptr) {
         conversion.modifier = *position++;
+    }
     conversion.letter = *position;
 }
 
 // Consumes what the C library will consume, so that the arguments after it stay in step.
 void FormatWalk::SkipInteger(const Conversion& conversion) {
-    if (conversion.letter == 'p')
+    if (conversion.letter == 'p') {
         static_cast<void>(va_arg(arguments, void*));
-    else if (conversion.modifier == 'l')
+    } else if (conversion.modifier == 'l') {
         static_cast<void>(va_arg(arguments, long));
-    else
+    } else {
         static_cast<void>(va_arg(arguments, int));
+    }
 }
 
 double FormatWalk::Floating(const Conversion& conversion) {
-    if (conversion.modifier == 'L')
+    if (conversion.modifier == 'L') {
         return static_cast<double>(va_arg(arguments, long double));
+    }
     return va_arg(arguments, double);
 }
 
@@ -126,8 +133,9 @@ double FormatWalk::Floating(const Conversion& conversion) {
 // library has other ideas of all of them.
 void FormatWalk::Translate(const Conversion& conversion) {
     const auto at = static_cast<std::size_t>(position - format) - dropped;
-    if (conversion.letter == 'S')
+    if (conversion.letter == 'S') {
         libraryFormat[at] = 's';
+    }
     const bool floating = std::strchr("efgG", conversion.letter) != nullptr;
     if (conversion.modifier == 'F' || conversion.modifier == 'N' ||
         (conversion.modifier == 'L' && !floating)) {
@@ -139,8 +147,9 @@ void FormatWalk::Translate(const Conversion& conversion) {
 // At least 1 and, with a precision, at most that; no more of the text is read than the precision allows.
 std::int64_t TextItemLength(const char* text, const Conversion& conversion) {
     const std::int64_t most = conversion.hasPrecision ? conversion.precision : INT64_MAX;
-    if (text == nullptr)
+    if (text == nullptr) {
         return std::min(kNullTextLength, most);
+    }
     const auto length = static_cast<std::int64_t>(strnlen(text, static_cast<std::size_t>(most)));
     return std::min(std::max<std::int64_t>(length, 1), most);
 }
@@ -150,8 +159,9 @@ std::int64_t FixedPointLength(double number, const Conversion& conversion) {
     const std::int64_t places = conversion.precision + kExtraPlaces;
     const std::int64_t written = std::min(places, kMostFractionPlaces);
     std::int64_t length = std::snprintf(nullptr, 0, "%.*f", static_cast<int>(written), number);
-    if (std::isfinite(number))
+    if (std::isfinite(number)) {
         length += places - written;
+    }
     return std::max(length, conversion.width);
 }
 
@@ -238,8 +248,9 @@ void svString::FormatV(const char* lpszFormat, va_list argList) {
                                  walk.LibraryFormat(), argList);
     CheckString(r <= nAllocLength, "r <= GetAllocLength()");
     target.ReleaseBuffer(-1);
-    if (readsOwnText)
+    if (readsOwnText) {
         std::swap(m_pchData, elsewhere.m_pchData);
+    }
 }
 
 }  // namespace vexil

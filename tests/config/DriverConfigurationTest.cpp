@@ -175,8 +175,9 @@ TEST(IsAdmissible, WantsAnInputOrAnOutput) {
 
 TEST(ShownPortNumber, IsInBanksOfEightWithSixtyFourPorts) {
     const std::pair<int, unsigned> numbers[] = {{0, 11}, {7, 18}, {8, 21}, {15, 28}, {56, 81}, {63, 88}};
-    for (const auto& [port, shown] : numbers)
+    for (const auto& [port, shown] : numbers) {
         EXPECT_EQ(ShownPortNumber(port), shown) << port;
+    }
 }
 
 TEST(ShownPortNumber, CountsFromOneWithAnyOtherCount) {
@@ -193,8 +194,9 @@ TEST(SendQuantizationText, IsMillisecondsWithOneDecimal) {
                                                            {100, "10.0"},
                                                            {0x80000000u, "214748364.8"},
                                                            {0xFFFFFFFFu, "429496729.5"}};
-    for (const auto& [granularity, text] : texts)
+    for (const auto& [granularity, text] : texts) {
         EXPECT_STREQ(SendQuantizationText(granularity).c_str(), text);
+    }
 }
 
 }  // namespace

@@ -67,8 +67,9 @@ TEST_F(LoadTest, MasksAreEightBytesLowestFirst) {
 }
 
 TEST_F(LoadTest, AShorterMaskGivesTheLowBytes) {
-    for (const char* key : {"InputPorts", "OutputPorts", "LocalPipes"})
+    for (const char* key : {"InputPorts", "OutputPorts", "LocalPipes"}) {
         Current()[key] = Mask("\x12\x34");
+    }
     DriverConfiguration configuration = UnusualConfiguration();
     configuration.InputPorts = configuration.OutputPorts = configuration.LocalPipes = ~std::uint64_t{0};
     preferences.LoadConfiguration(kPortCount, configuration);
@@ -78,8 +79,9 @@ TEST_F(LoadTest, AShorterMaskGivesTheLowBytes) {
 }
 
 TEST_F(LoadTest, AMaskOfMoreThanEightBytesCountsAsAbsentAndIsLogged) {
-    for (const char* key : {"InputPorts", "OutputPorts", "LocalPipes"})
+    for (const char* key : {"InputPorts", "OutputPorts", "LocalPipes"}) {
         Current()[key] = Mask("\x12\x34\x56\x78\x12\x34\x56\x78\x9A");
+    }
     const DriverConfiguration configuration = Load();
     EXPECT_EQ(configuration.InputPorts, 0u);
     EXPECT_EQ(configuration.OutputPorts, 1u);
@@ -100,10 +102,12 @@ TEST_F(LoadTest, ValuesOfAnotherTypeCountAsAbsentWithoutAWord) {
     const PropertyRef text = MakePropertyString("5");
     const PropertyRef number = MakePropertyNumber(5);
     for (const char* key :
-         {"InputPorts", "OutputPorts", "LocalPipes", "MiscOptions", "SendGranularity", "01 PortFlags"})
+         {"InputPorts", "OutputPorts", "LocalPipes", "MiscOptions", "SendGranularity", "01 PortFlags"}) {
         Current()[key] = text;
-    for (const char* key : {"01 In_CustomName", "01 Out_CustomName", "01 SrcHost", "01 DstHost"})
+    }
+    for (const char* key : {"01 In_CustomName", "01 Out_CustomName", "01 SrcHost", "01 DstHost"}) {
         Current()[key] = number;
+    }
     EXPECT_FALSE(Differs(Load(), DriverConfiguration()));
     EXPECT_EQ(log.Text(), "");
 }
@@ -132,16 +136,18 @@ TEST_F(MigrationTest, EachWordHoldsSixteenPorts) {
 }
 
 TEST_F(MigrationTest, AllBitsOfAllWordsGiveAllPorts) {
-    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"})
+    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"}) {
         Older()[key] = MakePropertyNumber(-1);
+    }
     const DriverConfiguration configuration = Load();
     EXPECT_EQ(configuration.InputPorts, ~std::uint64_t{0});
     EXPECT_EQ(configuration.OutputPorts, ~std::uint64_t{0});
 }
 
 TEST_F(MigrationTest, TakesPortsBelowThePortCountOnly) {
-    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"})
+    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"}) {
         Older()[key] = MakePropertyNumber(-1);
+    }
     DriverConfiguration configuration;
     preferences.LoadConfiguration(20, configuration);
     EXPECT_EQ(configuration.InputPorts, 0xFFFFFu);

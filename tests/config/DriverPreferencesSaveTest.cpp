@@ -14,8 +14,9 @@ namespace {
 // A text of up to 40 bytes of any value but zero.
 svString RandomText(std::mt19937_64& random) {
     std::string text(random() % 41, ' ');
-    for (char& character : text)
+    for (char& character : text) {
         character = static_cast<char>(1 + random() % 255);
+    }
     return svString(text.c_str());
 }
 
@@ -42,8 +43,9 @@ class SaveTest : public DriverPreferencesTest {
     }
     std::vector<std::string> WrittenKeys() const {
         std::vector<std::string> keys;
-        for (const MemoryPreferenceDomains::Change& change : domains.Changes())
+        for (const MemoryPreferenceDomains::Change& change : domains.Changes()) {
             keys.push_back(change.key);
+        }
         return keys;
     }
 };
@@ -53,8 +55,9 @@ TEST_F(SaveTest, WritesEveryKeyInItsOrder) {
                                          "SendGranularity"};
     for (int number = 1; number <= 64; ++number) {
         const std::string prefix = (number < 10 ? "0" : "") + std::to_string(number) + " ";
-        for (const char* name : {"PortFlags", "In_CustomName", "Out_CustomName", "SrcHost", "DstHost"})
+        for (const char* name : {"PortFlags", "In_CustomName", "Out_CustomName", "SrcHost", "DstHost"}) {
             expected.push_back(prefix + name);
+        }
     }
     ASSERT_EQ(expected.size(), 325u);
     Save(DriverConfiguration());
@@ -64,8 +67,9 @@ TEST_F(SaveTest, WritesEveryKeyInItsOrder) {
 TEST_F(SaveTest, SynchronizesAfterEveryWriteAndTouchesTheCurrentDomainOnly) {
     Save(DriverConfiguration());
     EXPECT_EQ(domains.Synchronized(), std::vector<PreferenceDomainId>(1 + 325, DomainOf(kDriverDomain)));
-    for (const MemoryPreferenceDomains::Change& change : domains.Changes())
+    for (const MemoryPreferenceDomains::Change& change : domains.Changes()) {
         EXPECT_EQ(change.domain, DomainOf(kDriverDomain)) << change.key;
+    }
     EXPECT_EQ(log.Text(), "");
 }
 
@@ -95,8 +99,9 @@ TEST_F(SaveTest, StoresEachValueInItsForm) {
         {"64 DstHost", MakePropertyString("target")},
         {"01 DstHost", MakePropertyString("")},
     };
-    for (const auto& [key, value] : values)
+    for (const auto& [key, value] : values) {
         EXPECT_TRUE(SameProperty(Current()[key], value)) << key;
+    }
     EXPECT_EQ(Current().size(), 325u);
 }
 
@@ -126,16 +131,20 @@ TEST_F(SaveTest, ARandomConfigurationSurvives) {
 
 TEST_F(SaveTest, AReloadTakesNoFallback) {
     DriverConfiguration saved;
-    for (int port = 0; port < kMaxPorts; ++port)
+    for (int port = 0; port < kMaxPorts; ++port) {
         saved.CustomNames[port] = {"in", "out"};
+    }
     Save(saved);
-    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"})
+    for (const char* key : {"ActiveDevices", "ActiveDevices01", "ActiveDevices02", "ActiveDevices03"}) {
         Older()[key] = MakePropertyNumber(-1);
+    }
     Older()["MiscOptions"] = MakePropertyNumber(0);
-    for (const char* name : {"In_FromPort", "Out_ToPort"})
+    for (const char* name : {"In_FromPort", "Out_ToPort"}) {
         Older()[std::string("01 ") + name] = MakePropertyNumber(9);
-    for (const char* name : {"In_CustomName", "Out_CustomName"})
+    }
+    for (const char* name : {"In_CustomName", "Out_CustomName"}) {
         Older()[std::string("01 ") + name] = MakePropertyString("older");
+    }
     EXPECT_FALSE(Differs(saved, Load()));
 }
 
@@ -297,8 +306,9 @@ class CompleteOptionsTest : public DriverPreferencesTest {
     std::int32_t Options() {
         const PropertyRef options = Current()["MiscOptions"];
         for (int number = 0; number < 16; ++number) {
-            if (SameProperty(options, MakePropertyNumber(number)))
+            if (SameProperty(options, MakePropertyNumber(number))) {
                 return number;
+            }
         }
         return -1;
     }

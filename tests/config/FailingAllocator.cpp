@@ -15,8 +15,9 @@ long successesLeft = kNone;  // before the planned failure
 void* operator new(std::size_t size) {
     const bool mustFail = successesLeft != kNone && successesLeft-- == 0;
     if (!mustFail) {
-        if (void* const block = std::malloc(size == 0 ? 1 : size))
+        if (void* const block = std::malloc(size == 0 ? 1 : size)) {
             return block;
+        }
     }
     throw std::bad_alloc();
 }

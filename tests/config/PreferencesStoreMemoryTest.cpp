@@ -80,8 +80,9 @@ TEST_F(StoreMemoryTest, ANestedWriteFailsWholeWhereverMemoryRunsOut) {
         }
         EXPECT_EQ(result, done);
         EXPECT_TRUE(done || SameProperty(MakePropertyDictionary(dictionary), before)) << successes;
-        if (!thrown)
+        if (!thrown) {
             lines.insert(log.Text());
+        }
         log.Clear();
     }
     EXPECT_EQ(lines, (std::set<std::string>{"", "GetEntryString: CFString NULL\n",
@@ -108,8 +109,9 @@ TEST_F(StoreMemoryTest, AWriteThatRunsOutOfMemoryStoresNothingAndSaysSo) {
             done = !failing.Happened();
         }
         EXPECT_EQ(result, done);
-        if (done)
+        if (done) {
             break;
+        }
         if (!thrown) {
             EXPECT_EQ(log.Text(), "PutObject: Out of memory.");
             EXPECT_EQ(value, nullptr);

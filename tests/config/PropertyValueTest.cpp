@@ -62,8 +62,9 @@ TEST(SameProperty, HoldsForEqualValuesAndNoOthers) {
     const std::vector<PropertyRef> left = DifferentValues();
     const std::vector<PropertyRef> right = DifferentValues();
     for (std::size_t l = 0; l < left.size(); ++l) {
-        for (std::size_t r = 0; r < right.size(); ++r)
+        for (std::size_t r = 0; r < right.size(); ++r) {
             EXPECT_EQ(SameProperty(left[l], right[r]), l == r) << l << " and " << r;
+        }
     }
 }
 
@@ -109,8 +110,9 @@ TEST(PropertyInt32, KeepsTheLowBitsOfAWholeNumber) {
         {0x100000007, 7},
         {std::numeric_limits<std::int64_t>::min(), 0},
     };
-    for (const auto& [whole, expected] : numbers)
+    for (const auto& [whole, expected] : numbers) {
         EXPECT_EQ(PropertyInt32(whole), expected) << whole;
+    }
 }
 
 TEST(PropertyInt32, CutsAFloatingNumberAndKeepsItInRange) {
@@ -126,8 +128,9 @@ TEST(PropertyInt32, CutsAFloatingNumberAndKeepsItInRange) {
         {HUGE_VAL, Limits::max()},
         {std::numeric_limits<double>::quiet_NaN(), 0},
     };
-    for (const auto& [floating, expected] : numbers)
+    for (const auto& [floating, expected] : numbers) {
         EXPECT_EQ(PropertyInt32(floating), expected) << floating;
+    }
 }
 
 }  // namespace

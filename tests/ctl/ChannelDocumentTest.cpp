@@ -36,10 +36,12 @@ std::vector<Line> Conversation() {
         }
         std::istringstream words(text.substr(0, text.find('#')));
         Line line;
-        if (!inside || !(words >> line.who))
+        if (!inside || !(words >> line.who)) {
             continue;
-        for (std::string token; words >> token;)
+        }
+        for (std::string token; words >> token;) {
             line.tokens.push_back(token);
+        }
         lines.push_back(line);
     }
     return lines;
@@ -47,8 +49,9 @@ std::vector<Line> Conversation() {
 
 Bytes BytesOf(const Line& line) {
     Bytes bytes;
-    for (const std::string& token : line.tokens)
+    for (const std::string& token : line.tokens) {
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(token, nullptr, 16)));
+    }
     return bytes;
 }
 
@@ -107,8 +110,9 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
     }
     for (const auto& [who, packets] : expected) {
         ASSERT_EQ(found[who].size(), packets.size());
-        for (std::size_t i = 0; i < packets.size(); ++i)
+        for (std::size_t i = 0; i < packets.size(); ++i) {
             EXPECT_EQ(found[who][i], packets[i]) << who << " " << i + 1;
+        }
     }
     EXPECT_EQ(found.size(), expected.size());
 }
@@ -121,12 +125,14 @@ TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
     std::map<std::string, std::uint32_t> sequences;
     int checked = 0;
     for (const Line& line : Conversation()) {
-        if (line.who.ends_with('>'))
+        if (line.who.ends_with('>')) {
             continue;
+        }
         const std::uint32_t sequence = ++sequences[line.who];
         ASSERT_LE(sequence, errors.at(line.who).size());
-        if (line.tokens.size() != kControlReplyHeaderSize)
+        if (line.tokens.size() != kControlReplyHeaderSize) {
             continue;
+        }
         EXPECT_EQ(BytesOf(line), PackControlReply({sequence, errors.at(line.who)[sequence - 1], {}}));
         ++checked;
     }
@@ -146,8 +152,9 @@ TEST(ChannelDocument, ItsErrorsHaveTheirValues) {
         std::string bar;
         std::string name;
         int value = 0;
-        if (cells >> bar >> name >> bar >> value && name[0] == 'E')
+        if (cells >> bar >> name >> bar >> value && name[0] == 'E') {
             found[name] = value;
+        }
     }
     EXPECT_EQ(found, values);
 }

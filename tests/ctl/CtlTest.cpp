@@ -24,10 +24,11 @@ class CtlTest : public testing::Test {
     // A service with this status that takes a reload.
     void Serve(const std::string& status) {
         service.SetHook([status](const Seen& request) {
-            if (request.kind == kControlStatus)
+            if (request.kind == kControlStatus) {
                 ControlSocketService::Reply(request, 0, {status.begin(), status.end()});
-            else
+            } else {
                 ControlSocketService::Reply(request, request.kind == kControlReload ? 0 : EPERM);
+            }
             return true;
         });
         service.Start();
@@ -36,8 +37,9 @@ class CtlTest : public testing::Test {
 
     std::vector<std::uint32_t> Kinds() const {
         std::vector<std::uint32_t> kinds;
-        for (const Seen& request : service.Requests())
+        for (const Seen& request : service.Requests()) {
             kinds.push_back(request.kind);
+        }
         return kinds;
     }
 

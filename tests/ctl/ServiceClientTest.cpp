@@ -123,9 +123,9 @@ TEST_F(ServiceClientTest, AServiceThatTakesNoConnectionsIsHung) {
     ASSERT_EQ(0, bind(listening.Number(), address, sizeof place));
     ASSERT_EQ(0, listen(listening.Number(), 0));
     std::vector<Descriptor> waiting;
-    do
+    do {
         waiting.emplace_back(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    while (connect(waiting.back().Number(), address, sizeof place) == 0);
+    } while (connect(waiting.back().Number(), address, sizeof place) == 0);
     ASSERT_EQ(errno, EAGAIN);
     const ServiceAnswer answer = AskStatus();
     EXPECT_EQ(answer.outcome, Outcome::Failed);

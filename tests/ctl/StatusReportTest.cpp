@@ -74,13 +74,15 @@ TEST(StatusReport, EveryFieldIsRead) {
 }
 
 TEST(StatusReport, TextThatIsNoJsonIsRefused) {
-    for (const char* text : {"", "{", "status", "{\"version\":\"3\"} more", "{\"version\":\"\xff\"}"})
+    for (const char* text : {"", "{", "status", "{\"version\":\"3\"} more", "{\"version\":\"\xff\"}"}) {
         EXPECT_EQ(Problem(std::string(text)), "it is no JSON") << text;
+    }
 }
 
 TEST(StatusReport, JsonThatIsNoObjectIsRefused) {
-    for (const char* text : {"[]", "null", "3", "\"status\""})
+    for (const char* text : {"[]", "null", "3", "\"status\""}) {
         EXPECT_EQ(Problem(std::string(text)), "it is no object") << text;
+    }
 }
 
 TEST(StatusReport, DeepNestingIsRefusedWithoutHarm) {
@@ -96,8 +98,9 @@ TEST(StatusReport, NoFieldMayBeMissingOrOfAnotherType) {
         // The element of a list leaves a shorter list, and the index of a port is not read.
         const std::string name = path.substr(path.rfind('/') + 1);
         const bool element = name.find_first_not_of("0123456789") == std::string::npos;
-        if (name == "index")
+        if (name == "index") {
             continue;
+        }
         if (!element) {
             json without = sample;
             const json::json_pointer parent = json::json_pointer(path).parent_pointer();
@@ -167,8 +170,9 @@ TEST(StatusReport, MoreThan64PortsAreRefused) {
     json status = SampleStatus();
     const json port = status["ports"][0];
     status["ports"] = json::array();
-    for (int i = 0; i < 64; ++i)
+    for (int i = 0; i < 64; ++i) {
         status["ports"].push_back(port);
+    }
     EXPECT_EQ(Problem(status), "");
     status["ports"].push_back(port);
     EXPECT_EQ(Problem(status), "its ports is no list, or too long");

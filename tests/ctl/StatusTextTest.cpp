@@ -78,8 +78,9 @@ TEST(StatusText, TheProblemOfTheMidiSystemIsSaidOnce) {
     json status = SampleStatus();
     status["midi"]["running"] = false;
     status["midi"]["problem"] = "No server runs.";
-    for (const char* side : {"output", "input"})
+    for (const char* side : {"output", "input"}) {
         status["ports"][0][side]["problem"] = "No server runs.";
+    }
     const std::string text = Text(status);
     EXPECT_EQ(text.find("No server runs."), text.rfind("No server runs."));
     EXPECT_THAT(text, HasSubstr("MIDI system    JACK, not running: No server runs.\n"));
@@ -153,8 +154,9 @@ TEST(StatusText, NothingThatWasSentReachesTheTerminalRaw) {
     const std::string evil = "x\x1b]0;y\x07\u009b\u202e\nz";
     const json flat = SampleStatus().flatten();
     for (const auto& [path, value] : flat.items()) {
-        if (value.is_string() && path.find("route") == std::string::npos)
+        if (value.is_string() && path.find("route") == std::string::npos) {
             status[json::json_pointer(path)] = evil;
+        }
     }
     status["ports"][0]["output"]["routeProblem"] = evil;
     const StatusReport report = Read(status);
@@ -170,15 +172,18 @@ TEST(StatusText, FitsTheTerminalWhateverTheNames) {
     const std::string words = "the grand piano of the large hall on the upper floor, left of the organ";
     for (const std::string& name : {std::string(300, 'n'), words}) {
         for (const auto& [path, value] : flat.items()) {
-            if (value.is_string() && path.find("/route") == std::string::npos)
+            if (value.is_string() && path.find("/route") == std::string::npos) {
                 status[json::json_pointer(path)] = name;
-            if (value.is_number() && path.find("port") == std::string::npos)
+            }
+            if (value.is_number() && path.find("port") == std::string::npos) {
                 status[json::json_pointer(path)] = 4'000'000'000U;
+            }
         }
         const StatusReport report = Read(status);
         std::istringstream lines(StatusText(report) + HostsText(report));
-        for (std::string line; std::getline(lines, line);)
+        for (std::string line; std::getline(lines, line);) {
             EXPECT_LE(DisplayWidth(line), 80U) << line;
+        }
     }
 }
 

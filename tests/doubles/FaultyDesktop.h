@@ -19,10 +19,11 @@ class FaultyDesktop : public Desktop {
     int DisplayWidth() const override { return displayWidth ? *displayWidth : inner.DisplayWidth(); }
     int DisplayHeight() const override { return displayHeight ? *displayHeight : inner.DisplayHeight(); }
     void RunEventLoop() override {
-        if (loopsThatEndAtOnce > 0)
+        if (loopsThatEndAtOnce > 0) {
             --loopsThatEndAtOnce;
-        else
+        } else {
             inner.RunEventLoop();
+        }
     }
     void EndEventLoop() override { inner.EndEventLoop(); }
     void FlushEvents() override { inner.FlushEvents(); }

@@ -17,8 +17,9 @@ class FaultyHostClock : public HostClock {
 
     std::uint64_t HostTime() const override { return frozenAt ? *frozenAt : inner.HostTime(); }
     void SleepMicroseconds(unsigned microseconds) override {
-        if (!sleepEndsAtOnce)
+        if (!sleepEndsAtOnce) {
             inner.SleepMicroseconds(microseconds);
+        }
     }
 
   private:

@@ -55,16 +55,18 @@ class FaultyKernelControl : public KernelControl {
 
     bool Fails(KernelOperation operation) {
         const auto found = faults.find(operation);
-        if (found == faults.end())
+        if (found == faults.end()) {
             return false;
+        }
         Fault& fault = found->second;
         if (fault.skip > 0) {
             --fault.skip;
             return false;
         }
         errno = fault.error;
-        if (fault.times != kForever && --fault.times == 0)
+        if (fault.times != kForever && --fault.times == 0) {
             faults.erase(found);
+        }
         return true;
     }
 

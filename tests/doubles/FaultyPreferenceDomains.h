@@ -29,8 +29,9 @@ class FaultyPreferenceDomains : public PreferenceDomains {
                           HostScope host) override {
         const Pending& changes = pending[{application, user, host}];
         for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
-            if (change->first == key)
+            if (change->first == key) {
                 return change->second;
+            }
         }
         return wrapped.CopyValue(key, application, user, host);
     }
@@ -44,10 +45,12 @@ class FaultyPreferenceDomains : public PreferenceDomains {
     bool Synchronize(const std::string& application, UserScope user, HostScope host) override {
         const Pending changes = std::exchange(pending[{application, user, host}], {});
         const bool countedOut = untilFailure >= 0 && untilFailure-- == 0;
-        if (failAll || countedOut || failingApplications.contains(application))
+        if (failAll || countedOut || failingApplications.contains(application)) {
             return false;
-        for (const auto& [key, value] : changes)
+        }
+        for (const auto& [key, value] : changes) {
             wrapped.SetValue(key, value, application, user, host);
+        }
         return wrapped.Synchronize(application, user, host);
     }
 

@@ -36,8 +36,9 @@ class KernelControlContract : public ::testing::Test {
     int Attach(int descriptor) {
         auto info = MakeCtlInfo(kControlName);
         const int found = Control().Ioctl(descriptor, kCtlIocGInfo, info.data());
-        if (found != 0)
+        if (found != 0) {
             return found;
+        }
         const auto address = MakeSockaddrCtl(CtlInfoId(info), kControlUnit);
         return Control().Connect(descriptor, address.data(), kSockaddrCtlSize);
     }
@@ -277,8 +278,9 @@ TYPED_TEST_P(KernelControlContract, ReadingIntoASmallBufferIsCut) {
 
 TYPED_TEST_P(KernelControlContract, AFullBufferOfHostsIsReadWhole) {
     std::vector<std::uint8_t> hosts(kHostInfosSize);
-    for (std::size_t i = 0; i < hosts.size(); ++i)
+    for (std::size_t i = 0; i < hosts.size(); ++i) {
         hosts[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
+    }
     this->subject.SetHostInfos(hosts);
     const int descriptor = this->OpenAttachedSocket();
     std::vector<std::uint8_t> buffer(kHostInfosSize);

@@ -36,15 +36,17 @@ class LogCapture {
         return text;
     }
     void Clear() {
-        if (ftruncate(memory, 0) == 0)
+        if (ftruncate(memory, 0) == 0) {
             lseek(memory, 0, SEEK_SET);
+        }
     }
     // How often a text occurs.
     int Count(const std::string& wanted) const {
         const std::string text = Text();
         int found = 0;
-        for (std::size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1))
+        for (std::size_t at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1)) {
             ++found;
+        }
         return found;
     }
 

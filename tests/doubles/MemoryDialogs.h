@@ -44,8 +44,9 @@ inline int ButtonHit(const AlertRequest& request, AlertHit hit) {
         case AlertHit::Return:
             return request.defaultButtonNumber;
         case AlertHit::Escape:
-            if (has(request.cancelButton))
+            if (has(request.cancelButton)) {
                 return kAlertCancelButton;
+            }
             return has(request.otherButton) ? kAlertOtherButton : kAlertDefaultButton;
         case AlertHit::Default:
             break;
@@ -70,8 +71,9 @@ class MemoryDialogs : public Dialogs {
     int RunAlert(const AlertRequest& request) override {
         alerts.push_back(request);
         AlertAnswer answer;
-        if (!Take(alertAnswers, answer))
+        if (!Take(alertAnswers, answer)) {
             return kAlertFailed;
+        }
         Stay(answer.meanwhile);
         return ButtonHit(request, answer.hit);
     }
@@ -80,11 +82,13 @@ class MemoryDialogs : public Dialogs {
                                 std::string& path) override {
         choosers.push_back({save, proposedName, typeIdentifier});
         FileAnswer answer;
-        if (!Take(fileAnswers, answer))
+        if (!Take(fileAnswers, answer)) {
             return kUserCanceled;
+        }
         Stay(answer.meanwhile);
-        if (answer.status == 0)
+        if (answer.status == 0) {
             path = answer.path;
+        }
         return answer.status;
     }
 
@@ -101,10 +105,12 @@ class MemoryDialogs : public Dialogs {
     }
     void Stay(const std::function<void()>& meanwhile) {
         ++open;
-        if (open > mostOpenAtOnce)
+        if (open > mostOpenAtOnce) {
             mostOpenAtOnce = open;
-        if (meanwhile)
+        }
+        if (meanwhile) {
             meanwhile();
+        }
         --open;
     }
 

@@ -53,16 +53,20 @@ class MemoryKernelControl : public KernelControl {
     // Only the set and get calls, in order.
     std::vector<KernelCall> OptionCalls() const {
         std::vector<KernelCall> found;
-        for (const KernelCall& call : calls)
-            if (call.operation == KernelOperation::SetOption || call.operation == KernelOperation::GetOption)
+        for (const KernelCall& call : calls) {
+            if (call.operation == KernelOperation::SetOption ||
+                call.operation == KernelOperation::GetOption) {
                 found.push_back(call);
+            }
+        }
         return found;
     }
     // The option numbers of the set and get calls, in order.
     std::vector<int> OptionNumbers() const {
         std::vector<int> numbers;
-        for (const KernelCall& call : OptionCalls())
+        for (const KernelCall& call : OptionCalls()) {
             numbers.push_back(call.option);
+        }
         return numbers;
     }
     // How many descriptors are open now.
@@ -76,14 +80,18 @@ class MemoryKernelControl : public KernelControl {
         call.type = type;
         call.protocol = protocol;
         calls.push_back(call);
-        if (socketError != 0)
+        if (socketError != 0) {
             return Failure(socketError);
-        if (domain != kPfSystem)
+        }
+        if (domain != kPfSystem) {
             return Failure(EAFNOSUPPORT);
-        if (type != kSockDgram)
+        }
+        if (type != kSockDgram) {
             return Failure(EPROTOTYPE);
-        if (protocol != kSysProtoControl)
+        }
+        if (protocol != kSysProtoControl) {
             return Failure(EPROTONOSUPPORT);
+        }
         const int descriptor = nextDescriptor++;
         descriptors[descriptor] = 0;
         return descriptor;
@@ -95,17 +103,22 @@ class MemoryKernelControl : public KernelControl {
         call.length = kCtlInfoSize;
         call.bytes = Copy(controlInfo, kCtlInfoSize);
         calls.push_back(call);
-        if (ioctlError != 0)
+        if (ioctlError != 0) {
             return Failure(ioctlError);
-        if (descriptors.count(descriptor) == 0)
+        }
+        if (descriptors.count(descriptor) == 0) {
             return Failure(EBADF);
-        if (request != kCtlIocGInfo)
+        }
+        if (request != kCtlIocGInfo) {
             return Failure(ENOTTY);
+        }
         const char* name = reinterpret_cast<const char*>(call.bytes.data()) + 4;
-        if (strnlen(name, kCtlNameSize) == kCtlNameSize)
+        if (strnlen(name, kCtlNameSize) == kCtlNameSize) {
             return Failure(EINVAL);
-        if (!driverPresent || std::strcmp(name, kControlName) != 0)
+        }
+        if (!driverPresent || std::strcmp(name, kControlName) != 0) {
             return Failure(ENOENT);
+        }
         const std::uint8_t id[4] = {kControlId, 0, 0, 0};
         std::memcpy(controlInfo, id, sizeof id);
         return 0;
@@ -116,21 +129,27 @@ class MemoryKernelControl : public KernelControl {
         call.length = length;
         call.bytes = Copy(address, length);
         calls.push_back(call);
-        if (connectError != 0)
+        if (connectError != 0) {
             return Failure(connectError);
-        if (descriptors.count(descriptor) == 0)
+        }
+        if (descriptors.count(descriptor) == 0) {
             return Failure(EBADF);
-        if (descriptors[descriptor] != 0)
+        }
+        if (descriptors[descriptor] != 0) {
             return Failure(EISCONN);
+        }
         const std::vector<std::uint8_t>& bytes = call.bytes;
         if (address == nullptr || length != kSockaddrCtlSize || bytes[0] != kSockaddrCtlSize ||
             bytes[1] != 32 || bytes[2] != 2 || bytes[3] != 0 || Uint32At(bytes, 4) != kControlId ||
-            Uint32At(bytes, 8) == 0)
+            Uint32At(bytes, 8) == 0) {
             return Failure(EINVAL);
+        }
         const std::uint32_t unit = Uint32At(bytes, 8);
-        for (const auto& [other, attachedUnit] : descriptors)
-            if (attachedUnit == unit)
+        for (const auto& [other, attachedUnit] : descriptors) {
+            if (attachedUnit == unit) {
                 return Failure(EBUSY);
+            }
+        }
         descriptors[descriptor] = unit;
         return 0;
     }
@@ -143,12 +162,16 @@ class MemoryKernelControl : public KernelControl {
         call.length = length;
         call.bytes = Copy(payload, length);
         calls.push_back(call);
-        if (const int error = OptionError(descriptor, level, option))
+        if (const int error = OptionError(descriptor, level, option)) {
             return Failure(error);
-        if (payload == nullptr && length != 0)
+        }
+        if (payload == nullptr && length != 0) {
             return Failure(EFAULT);
-        if (option < 0 || (option > 63 && option < kOptionReloadConfiguration) || option > kOptionBrowseHosts)
+        }
+        if (option < 0 || (option > 63 && option < kOptionReloadConfiguration) ||
+            option > kOptionBrowseHosts) {
             return Failure(ENOPROTOOPT);
+        }
         return IsLengthOf(option, length) ? 0 : Failure(EINVAL);
     }
 
@@ -158,21 +181,26 @@ class MemoryKernelControl : public KernelControl {
         call.option = option;
         call.length = *length;
         calls.push_back(call);
-        if (const int error = OptionError(descriptor, level, option))
+        if (const int error = OptionError(descriptor, level, option)) {
             return Failure(error);
-        if (option != kOptionReadHostInfos)
+        }
+        if (option != kOptionReadHostInfos) {
             return Failure(ENOPROTOOPT);
-        if (hostInfos.size() < *length)
+        }
+        if (hostInfos.size() < *length) {
             *length = static_cast<std::uint32_t>(hostInfos.size());
-        if (*length != 0)
+        }
+        if (*length != 0) {
             std::memcpy(buffer, hostInfos.data(), *length);
+        }
         return 0;
     }
 
     int Close(int descriptor) override {
         calls.push_back(Call(KernelOperation::Close, descriptor));
-        if (descriptors.erase(descriptor) == 0)
+        if (descriptors.erase(descriptor) == 0) {
             return Failure(EBADF);
+        }
         return closeError != 0 ? Failure(closeError) : 0;
     }
 
@@ -192,8 +220,9 @@ class MemoryKernelControl : public KernelControl {
     }
     static std::uint32_t Uint32At(const std::vector<std::uint8_t>& bytes, std::size_t offset) {
         std::uint32_t value = 0;
-        for (std::size_t i = 4; i-- > 0;)
+        for (std::size_t i = 4; i-- > 0;) {
             value = value << 8 | bytes[offset + i];
+        }
         return value;
     }
     static int Failure(int error) {
@@ -201,10 +230,12 @@ class MemoryKernelControl : public KernelControl {
         return -1;
     }
     static bool IsLengthOf(int option, std::uint32_t length) {
-        if (option <= 63)
+        if (option <= 63) {
             return length >= 4;
-        if (option == kOptionOpenTestOutput)
+        }
+        if (option == kOptionOpenTestOutput) {
             return length >= 7;
+        }
         const bool hasValue = option == kOptionSendGranularity || option == kOptionActivateTestOutput ||
                               option == kOptionDeactivateTestOutput;
         return length == (hasValue ? 4U : 0U);
@@ -212,13 +243,16 @@ class MemoryKernelControl : public KernelControl {
 
     int OptionError(int descriptor, int level, int option) const {
         const auto scripted = optionErrors.find(option);
-        if (scripted != optionErrors.end())
+        if (scripted != optionErrors.end()) {
             return scripted->second;
+        }
         const auto found = descriptors.find(descriptor);
-        if (found == descriptors.end())
+        if (found == descriptors.end()) {
             return EBADF;
-        if (found->second == 0)
+        }
+        if (found->second == 0) {
             return ENOTCONN;
+        }
         return level == kSysProtoControl ? 0 : ENOPROTOOPT;
     }
 

@@ -66,13 +66,15 @@ class MemoryPreferenceDomains : public PreferenceDomains {
         synchronized.push_back(id);
         View& view = Open(id);
         if (storage->writable && !view.pending.empty()) {
-            for (const auto& [key, value] : view.pending)
+            for (const auto& [key, value] : view.pending) {
                 Assign(storage->domains[id], key, value);
+            }
         }
         view.pending.clear();
         const PropertyDictionary& stored = Stored(id);
-        if (view.values != stored)
+        if (view.values != stored) {
             view.values = stored;
+        }
         return storage->writable;
     }
 
@@ -102,16 +104,18 @@ class MemoryPreferenceDomains : public PreferenceDomains {
 
     View& Open(const PreferenceDomainId& id) {
         const auto [place, isNew] = views.try_emplace(id);
-        if (isNew)
+        if (isNew) {
             place->second.values = Stored(id);
+        }
         return place->second;
     }
 
     static void Assign(PropertyDictionary& values, const std::string& key, const PropertyRef& value) {
-        if (value == nullptr)
+        if (value == nullptr) {
             values.erase(key);
-        else
+        } else {
             values[key] = value;
+        }
     }
 
     std::shared_ptr<MemoryPreferenceStorage> storage;

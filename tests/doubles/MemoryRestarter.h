@@ -22,8 +22,9 @@ class MemoryRestarter : public Restarter {
     }
     std::int32_t MakeEvent(std::uint32_t eventId) override {
         steps.push_back("event");
-        if (!hasAddress)
+        if (!hasAddress) {
             return kOutOfOrder;
+        }
         hasAddress = false;
         hasEvent = true;
         event = eventId;
@@ -31,8 +32,9 @@ class MemoryRestarter : public Restarter {
     }
     std::int32_t SendEvent() override {
         steps.push_back("send");
-        if (!hasEvent)
+        if (!hasEvent) {
             return kOutOfOrder;
+        }
         hasEvent = false;
         requests.push_back(event);
         return 0;

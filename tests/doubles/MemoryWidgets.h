@@ -50,8 +50,9 @@ class MemoryWidgets : public Widgets {
     // Whether a person can use the control: it and its group are enabled.
     bool IsUsable(int control) const {
         const MemoryControl& own = Of(control);
-        if (!hasWindow || !own.exists || !own.enabled)
+        if (!hasWindow || !own.exists || !own.enabled) {
             return false;
+        }
         return own.container == kNoContainer || Of(own.container).enabled;
     }
 
@@ -72,8 +73,9 @@ class MemoryWidgets : public Widgets {
     }
 
     std::int32_t CreateControl(const ControlSpec& spec, PanelHandlers& handlers) override {
-        if (!hasWindow)
+        if (!hasWindow) {
             return kNoWindow;
+        }
         MemoryControl control;
         control.exists = true;
         control.spec = spec;
@@ -82,8 +84,9 @@ class MemoryWidgets : public Widgets {
         control.text = spec.title == nullptr ? "" : spec.title;
         Of(spec.number) = control;
         creationOrder.push_back(spec.number);
-        if (spec.number == kPortList)
+        if (spec.number == kPortList) {
             selectedRow = 0;
+        }
         return kNoErr;
     }
     void Embed(int container, int control) override {
@@ -119,12 +122,14 @@ class MemoryWidgets : public Widgets {
     }
     void RemoveItem(int control, int index) override {
         std::vector<std::string>& items = Of(control).items;
-        if (index >= 0 && index < ItemCount(control))
+        if (index >= 0 && index < ItemCount(control)) {
             items.erase(items.begin() + index);
+        }
     }
     bool ItemText(int control, int index, svString& text) const override {
-        if (index < 0 || index >= ItemCount(control))
+        if (index < 0 || index >= ItemCount(control)) {
             return false;
+        }
         text = Of(control).items[static_cast<std::size_t>(index)].c_str();
         return true;
     }

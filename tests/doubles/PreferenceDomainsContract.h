@@ -78,8 +78,9 @@ TYPED_TEST_P(PreferenceDomainsContract, StringsKeepEveryByte) {
         {"not a character", "\xEF\xBF\xBE\xEF\xBF\xBF"},
         {"long", std::string(kMaxPropertyTextBytes, 'x')},
     };
-    for (const auto& [what, text] : texts)
+    for (const auto& [what, text] : texts) {
         this->ExpectRoundTrip(MakeProperty(PropertyString{text}), what);
+    }
 }
 
 TYPED_TEST_P(PreferenceDomainsContract, NumbersKeepValueAndKind) {
@@ -96,8 +97,9 @@ TYPED_TEST_P(PreferenceDomainsContract, NumbersKeepValueAndKind) {
                                       -0.1,
                                       1.0};
     int index = 0;
-    for (const PropertyNumber& number : numbers)
+    for (const PropertyNumber& number : numbers) {
         this->ExpectRoundTrip(MakeProperty(number), "number " + std::to_string(index++));
+    }
 }
 
 TYPED_TEST_P(PreferenceDomainsContract, BooleansStayBooleans) {
@@ -107,10 +109,12 @@ TYPED_TEST_P(PreferenceDomainsContract, BooleansStayBooleans) {
 
 TYPED_TEST_P(PreferenceDomainsContract, DataKeepsEveryByteAndItsLength) {
     PropertyData everyByte(256);
-    for (std::size_t i = 0; i < everyByte.size(); ++i)
+    for (std::size_t i = 0; i < everyByte.size(); ++i) {
         everyByte[i] = static_cast<std::uint8_t>(i);
-    for (const std::size_t length : {0u, 1u, 2u, 3u, 8u, 256u})
+    }
+    for (const std::size_t length : {0u, 1u, 2u, 3u, 8u, 256u}) {
         this->ExpectRoundTrip(MakePropertyData(everyByte.data(), length), std::to_string(length) + " bytes");
+    }
     const PropertyData block(8192, 0xA5);
     this->ExpectRoundTrip(MakePropertyData(block.data(), block.size()), "a host list");
 }
@@ -131,10 +135,12 @@ TYPED_TEST_P(PreferenceDomainsContract, DictionariesKeepTheirTree) {
 TYPED_TEST_P(PreferenceDomainsContract, KeysAreTakenAsTheyAre) {
     const char* const keys[] = {"01 PortFlags", "1 PortFlags", "<key>&\"'", "B\xC3\xBChne",
                                 " Cache ",      "cache",       ".."};
-    for (const char* key : keys)
+    for (const char* key : keys) {
         this->Store(key, MakePropertyString(key));
-    for (const char* key : keys)
+    }
+    for (const char* key : keys) {
         EXPECT_TRUE(SameProperty(MakePropertyString(key), this->ReadElsewhere(key))) << key;
+    }
 }
 
 TYPED_TEST_P(PreferenceDomainsContract, AChangeIsSeenAtOnceButStoredOnlyBySynchronize) {

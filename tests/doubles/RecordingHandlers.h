@@ -29,18 +29,22 @@ class RecordingHandlers : public PanelHandlers {
     // The calls for events of this kind.
     std::vector<HandlerCall> Of(EventKind kind) const {
         std::vector<HandlerCall> found;
-        for (const HandlerCall& call : calls)
-            if (call.handler != "arrows" && call.handler != "slider" && call.event.kind == kind)
+        for (const HandlerCall& call : calls) {
+            if (call.handler != "arrows" && call.handler != "slider" && call.event.kind == kind) {
                 found.push_back(call);
+            }
+        }
         return found;
     }
     // The names of the handlers called, in order, mouse events left out.
     std::vector<std::string> Order() const {
         std::vector<std::string> names;
-        for (const HandlerCall& call : calls)
+        for (const HandlerCall& call : calls) {
             if (call.handler == "arrows" || call.handler == "slider" ||
-                (call.event.kind != EventKind::MouseDown && call.event.kind != EventKind::MouseUp))
+                (call.event.kind != EventKind::MouseDown && call.event.kind != EventKind::MouseUp)) {
                 names.push_back(call.handler);
+            }
+        }
         return names;
     }
 
@@ -74,10 +78,12 @@ class RecordingHandlers : public PanelHandlers {
         call.event = event;
         call.control = event.control;
         calls.push_back(call);
-        if (answer == Answer::NextThenNotHandled)
+        if (answer == Answer::NextThenNotHandled) {
             next();
-        if (during)
+        }
+        if (during) {
             during(event);
+        }
         return answer == Answer::Swallow ? kNoErr : kEventNotHandledErr;
     }
 };

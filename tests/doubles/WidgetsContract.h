@@ -23,14 +23,17 @@ class WidgetsContract : public ::testing::Test {
     WidgetsContract() {
         EXPECT_EQ(Seam().CreateWindow({100, 100, 100 + kWindowHeight, 100 + kWindowWidth}), 0);
         Seam().SetWindowTitle(kWindowTitle);
-        for (const ControlSpec& spec : kControlTable)
+        for (const ControlSpec& spec : kControlTable) {
             EXPECT_EQ(Seam().CreateControl(spec, handlers), 0) << spec.number;
-        for (const Embedding& embedding : kEmbeddings)
+        }
+        for (const Embedding& embedding : kEmbeddings) {
             Seam().Embed(embedding.container, embedding.control);
+        }
         Seam().SetValue(kMidiIn, 1);
         Seam().SetValue(kMidiOut, 1);
-        for (int row = 0; row < 64; ++row)
+        for (int row = 0; row < 64; ++row) {
             Seam().SetRowText(row, ("Port " + std::to_string(row)).c_str());
+        }
         Seam().SelectRow(0);
         Seam().InstallWindowHandler(handlers);
     }
@@ -70,24 +73,29 @@ TYPED_TEST_P(WidgetsContract, ASettersRaiseNoEvent) {
     this->Use([&] {
         this->handlers.calls.clear();
         Widgets& widgets = this->Seam();
-        for (const ControlSpec& spec : kControlTable)
+        for (const ControlSpec& spec : kControlTable) {
             widgets.SetValue(spec.number, spec.maximum);
+        }
         for (const int control :
-             {kInputName, kOutputName, kSourceComputer, kTargetComputer, kTargetPortNumber})
+             {kInputName, kOutputName, kSourceComputer, kTargetComputer, kTargetPortNumber}) {
             widgets.SetText(control, "text");
+        }
         for (const int combo : {kSourceComputer, kTargetComputer}) {
             widgets.AppendItem(combo, "alpha");
             widgets.AppendItem(combo, "text");
             widgets.RemoveItem(combo, 1);
             widgets.RemoveItem(combo, 0);
         }
-        for (const bool enabled : {false, true})
-            for (const ControlSpec& spec : kControlTable)
+        for (const bool enabled : {false, true}) {
+            for (const ControlSpec& spec : kControlTable) {
                 widgets.SetEnabled(spec.number, enabled);
+            }
+        }
         widgets.SelectRow(7);
         widgets.SetRowText(7, "other");
-        for (const ControlSpec& spec : kControlTable)
+        for (const ControlSpec& spec : kControlTable) {
             widgets.Redraw(spec.number);
+        }
     });
     EXPECT_TRUE(this->handlers.calls.empty());
 }
@@ -257,8 +265,9 @@ TYPED_TEST_P(WidgetsContract, CPressEndsHoweverItEnds) {
         std::vector<std::string> order;
         this->handlers.answer = RecordingHandlers::Answer::NextThenNotHandled;
         this->handlers.during = [&](const PanelEvent& event) {
-            if (event.kind == EventKind::MouseDown && event.control == kTestButton)
+            if (event.kind == EventKind::MouseDown && event.control == kTestButton) {
                 order.push_back("ended");
+            }
         };
         this->Use(
             [&] { this->Hands().PressTestButton(kButtonCentre, end, [&] { order.push_back("held"); }); });
@@ -270,9 +279,11 @@ TYPED_TEST_P(WidgetsContract, CPressEndsHoweverItEnds) {
 TYPED_TEST_P(WidgetsContract, CPressCarriesItsPlaceInTheStructure) {
     this->Use([&] { this->Hands().PressTestButton(kButtonCentre, PressEnd::ReleaseInside); });
     std::vector<HandlerCall> presses;
-    for (const HandlerCall& call : this->handlers.Of(EventKind::MouseDown))
-        if (call.event.control == kTestButton)
+    for (const HandlerCall& call : this->handlers.Of(EventKind::MouseDown)) {
+        if (call.event.control == kTestButton) {
             presses.push_back(call);
+        }
+    }
     ASSERT_EQ(presses.size(), 1U);
     const ControlRect& rect = kControlTable[kTestButton].rect;
     EXPECT_NEAR(presses[0].event.x, rect.left + kButtonCentre.x, 1);
@@ -349,17 +360,19 @@ TYPED_TEST_P(WidgetsContract, FFieldReachedByClickOrTabReportsAHitFirst) {
             for (const bool byClick : {true, false}) {
                 this->Hands().ClickRow(0);
                 this->handlers.calls.clear();
-                if (byClick)
+                if (byClick) {
                     this->Hands().Click(field);
-                else
+                } else {
                     this->Hands().TabTo(field);
+                }
                 this->Hands().Type("x");
                 const auto hits = this->handlers.Of(EventKind::ControlHit);
                 ASSERT_FALSE(hits.empty()) << field << byClick;
                 bool hitFirst = false;
                 for (const HandlerCall& call : this->handlers.calls) {
-                    if (call.event.kind == EventKind::ControlHit && call.event.control == field)
+                    if (call.event.kind == EventKind::ControlHit && call.event.control == field) {
                         hitFirst = true;
+                    }
                     if (call.event.kind == EventKind::RawKeyDown) {
                         EXPECT_TRUE(hitFirst) << field << byClick;
                         EXPECT_EQ(call.event.control, field);
@@ -381,9 +394,11 @@ TYPED_TEST_P(WidgetsContract, GEveryStepOfArrowsIsOneActionAndOneHitBehindIt) {
         });
         EXPECT_EQ(this->handlers.Order(), (std::vector<std::string>{"arrows", "window", "arrows", "window"}));
         std::vector<int> parts;
-        for (const HandlerCall& call : this->handlers.calls)
-            if (call.handler == "arrows")
+        for (const HandlerCall& call : this->handlers.calls) {
+            if (call.handler == "arrows") {
                 parts.push_back(call.part);
+            }
+        }
         EXPECT_EQ(parts, (std::vector<int>{kUpPart, kDownPart}));
         EXPECT_EQ(this->Seam().Value(kTargetPortArrows), 0) << "the panel's action alone changes the value";
     }
@@ -406,8 +421,9 @@ TYPED_TEST_P(WidgetsContract, HTabIsNoEventAndLeavesThePortList) {
         this->Hands().Press(Key::Tab);
         this->Hands().Press(Key::Down);
     });
-    for (const HandlerCall& call : this->handlers.Of(EventKind::RawKeyDown))
+    for (const HandlerCall& call : this->handlers.Of(EventKind::RawKeyDown)) {
         EXPECT_NE(call.event.control, kPortList);
+    }
 }
 
 TYPED_TEST_P(WidgetsContract, SliderFollowsThePersonAndReportsEachValue) {
@@ -447,11 +463,13 @@ TYPED_TEST_P(WidgetsContract, DroppedFileIsReportedWithItsPath) {
 
 TYPED_TEST_P(WidgetsContract, DisabledControlsRaiseNothing) {
     this->Use([&] {
-        for (const int control : {kLocalPipe, kApply, kSendImmediatelyBox})
+        for (const int control : {kLocalPipe, kApply, kSendImmediatelyBox}) {
             this->Seam().SetEnabled(control, false);
+        }
         this->handlers.calls.clear();
-        for (const int control : {kLocalPipe, kApply, kSendImmediatelyBox})
+        for (const int control : {kLocalPipe, kApply, kSendImmediatelyBox}) {
             this->Hands().Click(control);
+        }
         EXPECT_TRUE(this->handlers.Of(EventKind::ControlHit).empty());
         EXPECT_EQ(this->Seam().Value(kLocalPipe), 0);
     });

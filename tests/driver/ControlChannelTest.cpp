@@ -63,8 +63,9 @@ TEST(ControlChannel, GetRequestIsRead) {
 }
 
 TEST(ControlChannel, RequestsOfAnotherLengthThanTheySayAreNone) {
-    for (std::size_t size = 0; size <= 24; ++size)
+    for (std::size_t size = 0; size <= 24; ++size) {
         EXPECT_EQ(size == kSetPacket.size(), UnpackControlRequest(Cut(kSetPacket, size)).has_value()) << size;
+    }
     EXPECT_FALSE(UnpackControlRequest(Cut(kGetPacket, 17)));
 }
 
@@ -108,8 +109,9 @@ TEST(ControlChannel, RepliesAreRead) {
 }
 
 TEST(ControlChannel, RepliesOfAnotherLengthThanTheySayAreNone) {
-    for (std::size_t size = 0; size <= 20; ++size)
+    for (std::size_t size = 0; size <= 20; ++size) {
         EXPECT_EQ(size == kDataReply.size(), UnpackControlReply(Cut(kDataReply, size)).has_value()) << size;
+    }
     EXPECT_FALSE(UnpackControlReply(With(kDataReply, 11, 0xFF)));
 }
 

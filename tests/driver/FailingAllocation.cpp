@@ -13,8 +13,9 @@ bool failing = false;
 // Takes the place of the library's. The memory comes from the throwing form, so that the usual operator
 // delete[] frees it and a sanitizer sees a matching pair. It is never zero by chance.
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    if (failing)
+    if (failing) {
         return nullptr;
+    }
     try {
         return std::memset(::operator new[](size), 0xEE, size);
     } catch (const std::bad_alloc&) {

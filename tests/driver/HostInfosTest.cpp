@@ -76,8 +76,9 @@ TEST(HostInfos, NameMayHoldTagsAndBytesAboveAscii) {
 
 TEST(HostInfos, FieldsMayHoldTagsAndZeros) {
     Bytes record = HostRecord("ab");
-    for (const std::size_t offset : {5U, 8U, 12U, 15U, 19U})
+    for (const std::size_t offset : {5U, 8U, 12U, 15U, 19U}) {
         record[offset] = offset % 2 == 0 ? 0 : 'N';
+    }
     ExpectParsed({"ab", "c"}, 21 + 20 + 1, Buffer(record + HostRecord("c")));
 }
 
@@ -123,8 +124,9 @@ TEST(HostInfos, RecordOneByteShorterThanTheBufferIsCachedWithIt) {
 
 TEST(HostInfos, TagBeyondTheEndIsMissing) {
     const Bytes record = HostRecord("ab");
-    for (std::size_t size = 4; size <= 18; ++size)
+    for (std::size_t size = 4; size <= 18; ++size) {
         ExpectParsed({"ab"}, 0, Bytes(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(size)));
+    }
 }
 
 TEST(HostInfos, LastFieldCutOffByTheEndCachesAllThereIs) {
@@ -154,8 +156,9 @@ TEST(HostInfos, RandomBytesOfTheFormatsAlphabetStayWithinBounds) {
     const std::string alphabet("NALE\0\0x", 7);
     for (int round = 0; round < 3000; ++round) {
         Bytes bytes(random() % 200);
-        for (std::uint8_t& byte : bytes)
+        for (std::uint8_t& byte : bytes) {
             byte = static_cast<std::uint8_t>(alphabet[random() % alphabet.size()]);
+        }
         const Parsed parsed = Parse(bytes);
         EXPECT_LE(parsed.cachedLength, bytes.size());
         EXPECT_TRUE(parsed.cachedLength == 0 || !parsed.names.empty());

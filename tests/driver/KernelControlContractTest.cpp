@@ -15,8 +15,9 @@ class MemorySubject {
     void RemoveDriver() { memory.driverPresent = false; }
     std::vector<AcceptedOption> Accepted() {
         std::vector<AcceptedOption> accepted;
-        for (const KernelCall& call : memory.OptionCalls())
+        for (const KernelCall& call : memory.OptionCalls()) {
             accepted.emplace_back(call.option, call.bytes);
+        }
         return accepted;
     }
 

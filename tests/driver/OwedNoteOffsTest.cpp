@@ -14,8 +14,9 @@ using Bytes = std::vector<std::uint8_t>;
 Bytes PacketList(const std::vector<Bytes>& packets) {
     Bytes list(512);
     std::uint8_t* place = MidiPacketListInit(list.data(), list.size());
-    for (const Bytes& data : packets)
+    for (const Bytes& data : packets) {
         place = MidiPacketListAdd(list.data(), list.size(), place, 7, data.size(), data.data());
+    }
     list.resize(MidiPacketListLength(list.data()));
     return list;
 }
@@ -42,8 +43,9 @@ TEST(EndsNotes, AnotherOptionDoesNot) {
 TEST(EndsNotes, WhatIsNoPacketListDoesNot) {
     Bytes list = PacketList({{0x90, 40, 0}});
     EXPECT_FALSE(EndsNotes(9, {}));
-    for (std::size_t size = 0; size < list.size(); ++size)
+    for (std::size_t size = 0; size < list.size(); ++size) {
         EXPECT_FALSE(EndsNotes(9, std::span(list).first(size))) << size;
+    }
     list.push_back(0);
     EXPECT_FALSE(EndsNotes(9, list));
     EXPECT_FALSE(EndsNotes(9, PacketList({})));

@@ -15,8 +15,9 @@ MATCHER_P2(IsAssertion, file, condition, "") {
     const std::string head = std::string(file) + ":";
     const std::string tail = std::string(": failed assertion `") + condition + "'\n";
     const std::string text = arg;
-    if (!text.starts_with(head) || !text.ends_with(tail) || text.size() <= head.size() + tail.size())
+    if (!text.starts_with(head) || !text.ends_with(tail) || text.size() <= head.size() + tail.size()) {
         return false;
+    }
     const std::string line = text.substr(head.size(), text.size() - head.size() - tail.size());
     return std::all_of(line.begin(), line.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
 }

@@ -55,12 +55,14 @@ class Log : public testing::Test {
     // A descriptor of the log file as the child has it, -1 when it has none.
     int LogDescriptor() const {
         struct stat file = {};
-        if (stat(process.LogPath().c_str(), &file) != 0)
+        if (stat(process.LogPath().c_str(), &file) != 0) {
             return -1;
+        }
         for (int descriptor = 0; descriptor < 64; ++descriptor) {
             struct stat open = {};
-            if (fstat(descriptor, &open) == 0 && open.st_ino == file.st_ino && open.st_dev == file.st_dev)
+            if (fstat(descriptor, &open) == 0 && open.st_ino == file.st_ino && open.st_dev == file.st_dev) {
                 return descriptor;
+            }
         }
         return -1;
     }
@@ -201,8 +203,9 @@ TEST_F(Log, WaitsForItsLockThroughSignals) {
         struct sigaction action = {};
         action.sa_handler = [](int) {
             signals = signals + 1;
-            if (signals == 3)
+            if (signals == 3) {
                 flock(holder, LOCK_UN);
+            }
         };
         sigaction(SIGALRM, &action, nullptr);
         const itimerval often = {{0, 5000}, {0, 5000}};
@@ -243,8 +246,9 @@ TEST_F(Log, ThatIsKeptLockedIsNotEmptied) {
 
 TEST_F(Log, ThatIsUnderALeaseIsNotOpenedAfterAQuarterOfASecond) {
     const int holder = open(process.LogPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (fcntl(holder, F_SETLEASE, F_WRLCK) != 0)
+    if (fcntl(holder, F_SETLEASE, F_WRLCK) != 0) {
         GTEST_SKIP() << "the file system knows no leases";
+    }
     signal(SIGIO, SIG_IGN);  // by which the kernel asks for it
     EXPECT_EQ(process.Run([this] {
         close_range(3, ~0U, 0);
@@ -272,8 +276,9 @@ TEST_F(Log, ThatCannotBeLockedIsNotOpened) {
         };
         const sock_fprog filter = {4, program};
         prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
+        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
             std::exit(1);
+        }
         OpenPanelLog();
         LogPrintf("line\n");
         LogPrintfRaw("log descriptor %d\n", LogDescriptor());

@@ -16,8 +16,9 @@ namespace {
 
 bool InChild(const std::function<bool()>& holds) {
     const pid_t child = fork();
-    if (child == 0)
+    if (child == 0) {
         _exit(holds() ? 0 : 1);
+    }
     int status = -1;
     waitpid(child, &status, 0);
     return status == 0;

@@ -22,8 +22,9 @@ class StringModel : public testing::TestWithParam<unsigned> {
     char RandomCharacter() { return "ab \tc"[Random(4)]; }
     std::string RandomText() {
         std::string text(static_cast<std::size_t>(Random(6)), ' ');
-        for (char& character : text)
+        for (char& character : text) {
             character = RandomCharacter();
+        }
         return text;
     }
     std::size_t RandomIndex() { return static_cast<std::size_t>(Random(kStrings - 1)); }
@@ -39,10 +40,12 @@ class StringModel : public testing::TestWithParam<unsigned> {
 };
 
 void StringModel::Replace(std::string& model, const std::string& from, const std::string& to) {
-    if (from.empty())
+    if (from.empty()) {
         return;
-    for (std::size_t at = model.find(from); at != std::string::npos; at = model.find(from, at + to.size()))
+    }
+    for (std::size_t at = model.find(from); at != std::string::npos; at = model.find(from, at + to.size())) {
         model.replace(at, from.size(), to);
+    }
 }
 
 void StringModel::Step(svString& string, std::string& model) {
@@ -177,18 +180,20 @@ TEST_P(StringModel, AgreesWithTheStandardString) {
     for (int step = 0; step < kSteps; ++step) {
         const std::size_t index = RandomIndex();
         // Locks come and go between the edits; an edit may have ended one.
-        if (Random(20) == 0)
+        if (Random(20) == 0) {
             strings[index].LockBuffer();
-        else if (Random(5) == 0 && strings[index].GetHeader()->nRefs == -1)
+        } else if (Random(5) == 0 && strings[index].GetHeader()->nRefs == -1) {
             strings[index].UnlockBuffer();
+        }
         Step(strings[index], models[index]);
         if (models[index].size() > kLongestText) {
             strings[index].Delete(0, strings[index].GetLength() - 3);
             models[index].erase(0, models[index].size() - 3);
         }
         Check();
-        if (HasFatalFailure())
+        if (HasFatalFailure()) {
             FAIL() << "after step " << step;
+        }
     }
 }
 

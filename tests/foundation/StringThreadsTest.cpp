@@ -15,10 +15,12 @@ constexpr int kRounds = 20000;
 template <class Body>
 void OnTwoThreads(const Body& body) {
     std::array<std::thread, 2> threads;
-    for (std::thread& thread : threads)
+    for (std::thread& thread : threads) {
         thread = std::thread(body);
-    for (std::thread& thread : threads)
+    }
+    for (std::thread& thread : threads) {
         thread.join();
+    }
 }
 
 TEST(StringThreads, CopyAndDestroyCountsNothingTwice) {

@@ -50,8 +50,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     std::string problem;
     const auto status = ReadStatusReport(text, problem);
     Check(status.has_value() == problem.empty(), "a status is read or there is a problem");
-    if (!status)
+    if (!status) {
         return 0;
+    }
     CheckShown(StatusText(*status));
     CheckShown(HostsText(*status));
     Check(ReadStatusReport(PrintableJson(text), problem).has_value(), "printable JSON is still JSON");

@@ -30,8 +30,9 @@ TEST_F(Construction, WindowHasItsTitle) {
 TEST_F(Construction, AllControlsAreMadeInTheOrderOfTheirNumbers) {
     Start();
     ASSERT_EQ(memoryWidgets.creationOrder.size(), 36U);
-    for (int i = 0; i < kControlCount; ++i)
+    for (int i = 0; i < kControlCount; ++i) {
         EXPECT_EQ(memoryWidgets.creationOrder[static_cast<std::size_t>(i)], i);
+    }
 }
 
 TEST_F(Construction, ControlsAreEmbeddedAsTabled) {

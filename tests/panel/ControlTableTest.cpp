@@ -70,8 +70,9 @@ bool Contains(const ControlRect& outer, const ControlRect& inner) {
 }
 
 TEST(ControlTable, RowNumberIsTheControlsNumber) {
-    for (int i = 0; i < kControlCount; ++i)
+    for (int i = 0; i < kControlCount; ++i) {
         EXPECT_EQ(kControlTable[static_cast<std::size_t>(i)].number, i);
+    }
 }
 
 TEST(ControlTable, KindTitleAndRectangleOfEveryControl) {
@@ -107,8 +108,9 @@ TEST(ControlTable, SliderRunsFrom0To100) {
 
 TEST(ControlTable, EveryControlLiesInTheWindow) {
     const ControlRect window{0, 0, kWindowHeight, kWindowWidth};
-    for (const ControlSpec& spec : kControlTable)
+    for (const ControlSpec& spec : kControlTable) {
         EXPECT_TRUE(Contains(window, spec.rect)) << spec.number;
+    }
 }
 
 TEST(ControlTable, GroupsAreEmbeddedInOrderAndTheTestSectionComesLast) {
@@ -118,28 +120,32 @@ TEST(ControlTable, GroupsAreEmbeddedInOrderAndTheTestSectionComesLast) {
                                                     {29, 30, 31, 32},
                                                     {11, 20, 21, 22, 23}};
     std::size_t place = 0;
-    for (const std::vector<int>& group : expected)
+    for (const std::vector<int>& group : expected) {
         for (std::size_t i = 1; i < group.size(); ++i, ++place) {
             ASSERT_LT(place, kEmbeddings.size());
             EXPECT_EQ(kEmbeddings[place].container, group[0]);
             EXPECT_EQ(kEmbeddings[place].control, group[i]);
         }
+    }
     EXPECT_EQ(place, kEmbeddings.size());
 }
 
 TEST(ControlTable, ContainersAgreeWithTheEmbeddings) {
     std::vector<int> containers(kControlCount, kNoContainer);
-    for (const Embedding& embedding : kEmbeddings)
+    for (const Embedding& embedding : kEmbeddings) {
         containers[static_cast<std::size_t>(embedding.control)] = embedding.container;
-    for (const ControlSpec& spec : kControlTable)
+    }
+    for (const ControlSpec& spec : kControlTable) {
         EXPECT_EQ(spec.container, containers[static_cast<std::size_t>(spec.number)]) << spec.number;
+    }
 }
 
 TEST(ControlTable, EmbeddedControlsLieInTheirGroup) {
-    for (const Embedding& embedding : kEmbeddings)
+    for (const Embedding& embedding : kEmbeddings) {
         EXPECT_TRUE(Contains(kControlTable[static_cast<std::size_t>(embedding.container)].rect,
                              kControlTable[static_cast<std::size_t>(embedding.control)].rect))
             << embedding.control;
+    }
 }
 
 TEST(ControlTable, AccessibleNamesAreUniqueAndNotEmpty) {
@@ -164,8 +170,9 @@ TEST(ControlTable, EveryTipIsOneShortSentence) {
 TEST(ControlTable, WhatCanBeUsedHasATipOfItsOwn) {
     std::set<std::string> tips;
     for (const ControlSpec& spec : kControlTable) {
-        if (spec.kind == ControlKind::StaticText)
+        if (spec.kind == ControlKind::StaticText) {
             continue;
+        }
         EXPECT_TRUE(tips.insert(spec.tip).second) << spec.tip;
     }
 }

@@ -84,8 +84,9 @@ TEST_F(NestedEvents, TitleBarMovesTheButton) {
 TEST_F(NestedEvents, NoSecondQuestionComesUpWhileOneIsOpen) {
     memoryDialogs.alertAnswers.push_back({AlertHit::Default, [&] {
                                               person.CloseWindow();
-                                              for (const int control : {kAbout, kLoad, kSave, kApply})
+                                              for (const int control : {kAbout, kLoad, kSave, kApply}) {
                                                   EXPECT_EQ(Hit(control), kNoErr) << control;
+                                              }
                                               PanelEvent drop{.kind = EventKind::SettingsDropped};
                                               drop.path = "/nowhere/at/all";
                                               panel->WindowEventHandler(drop, [] { return kNoErr; });
@@ -98,8 +99,9 @@ TEST_F(NestedEvents, NoSecondQuestionComesUpWhileOneIsOpen) {
 }
 
 TEST_F(NestedEvents, QuestionsComeUpAgainOnceItIsAnswered) {
-    for (int i = 0; i < 2; ++i)
+    for (int i = 0; i < 2; ++i) {
         memoryDialogs.alertAnswers.push_back({AlertHit::Default});
+    }
     person.Click(kAbout, false);
     person.Click(kAbout, false);
     EXPECT_EQ(memoryDialogs.alerts.size(), 2U);

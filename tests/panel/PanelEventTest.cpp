@@ -22,8 +22,9 @@ class NotingHandlers : public PanelHandlers {
 
     std::int32_t WindowEventHandler(const PanelEvent&, const NextHandler& next) override {
         calls.push_back("window");
-        for (int i = 0; i < windowCallsNext; ++i)
+        for (int i = 0; i < windowCallsNext; ++i) {
             windowStatus = next();
+        }
         return windowStatus;
     }
     std::int32_t PortListKeyHandler(const PanelEvent&, const NextHandler& next) override {
@@ -41,8 +42,9 @@ class NotingHandlers : public PanelHandlers {
   private:
     std::int32_t Control(const char* name, const NextHandler& next) {
         calls.push_back(name);
-        if (controlCallsNext)
+        if (controlCallsNext) {
             next();
+        }
         return controlStatus;
     }
 };
@@ -108,8 +110,9 @@ TEST_F(PanelEvents, HitOfAPlainControlGoesToTheWindow) {
 
 TEST_F(PanelEvents, WindowsOwnEventsGoToTheWindowWhateverTheControl) {
     for (const EventKind kind : {EventKind::WindowClose, EventKind::CommandProcess, EventKind::MouseDown,
-                                 EventKind::MouseUp, EventKind::TextInput, EventKind::SettingsDropped})
+                                 EventKind::MouseUp, EventKind::TextInput, EventKind::SettingsDropped}) {
         Deliver(kind, kPortList);
+    }
     EXPECT_EQ(handlers.calls, Calls(6, "window"));
 }
 

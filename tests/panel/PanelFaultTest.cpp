@@ -117,18 +117,21 @@ TEST_F(PanelFaults, HandlersResultsForHits) {
     EXPECT_EQ(panel->EditTextHandler(hit(kOutputName), next), kNoErr);
     EXPECT_EQ(panel->ComboBoxHandler(hit(kTargetComputer), next), kEventNotHandledErr);
     EXPECT_EQ(panel->PortListKeyHandler(hit(kPortList), next), kEventNotHandledErr);
-    for (const int control : {4, 5, 7, 9, 12, 13, 14, 15, 16, 17, 20, 21, 23, 24, 29, 30, 31, 32})
+    for (const int control : {4, 5, 7, 9, 12, 13, 14, 15, 16, 17, 20, 21, 23, 24, 29, 30, 31, 32}) {
         EXPECT_EQ(Hit(control), kEventNotHandledErr) << control;
-    for (const int control : {0, 1, 3, 6, 8, 10, 11, 18, 19, 22, 25, 26, 27, 28})
+    }
+    for (const int control : {0, 1, 3, 6, 8, 10, 11, 18, 19, 22, 25, 26, 27, 28}) {
         EXPECT_EQ(Hit(control), kNoErr) << control;
+    }
 }
 
 TEST_F(PanelFaults, EventsThatTheWindowDoesNotHandle) {
     Start();
     const NextHandler next = [] { return kNoErr; };
     for (const EventKind kind : {EventKind::CommandProcess, EventKind::MouseUp, EventKind::TextInput,
-                                 EventKind::RawKeyDown, EventKind::MouseDown})
+                                 EventKind::RawKeyDown, EventKind::MouseDown}) {
         EXPECT_EQ(panel->WindowEventHandler({.kind = kind}, next), kEventNotHandledErr);
+    }
 }
 
 TEST_F(PanelFaults, OtherPartOfTheArrowsSetsTheValueUnchanged) {

@@ -70,8 +70,9 @@ class PanelOrder : public PanelTest {
 TEST_F(PanelOrder, AppliedConfigurationIsStoredWhenTheDriverIsToldToReadIt) {
     std::uint32_t found = 0;
     watchingDriver.onOption = [&](int option) {
-        if (option == kOptionReloadConfiguration)
+        if (option == kOptionReloadConfiguration) {
             found = Stored().SendGranularity;
+        }
     };
     watchingDesktop.Post([&] {
         hands.MoveSlider(9);
@@ -86,8 +87,9 @@ TEST_F(PanelOrder, StoredWirelessBitIsClearedWhenTheDriverIsToldTheMode) {
     StoreOptions(kUseWireless | kEnableLogging);
     std::uint32_t found = 0;
     watchingDriver.onOption = [&](int option) {
-        if (option == kOptionWirelessOn)
+        if (option == kOptionWirelessOn) {
             found = Stored().MiscOptions;
+        }
     };
     CtrlPanel onWatched(Watched());
     EXPECT_EQ(found, kEnableLogging);
@@ -96,8 +98,9 @@ TEST_F(PanelOrder, StoredWirelessBitIsClearedWhenTheDriverIsToldTheMode) {
 TEST_F(PanelOrder, WindowStillShowsWhenTheTestIsClosedAtTheEnd) {
     bool shown = false;
     watchingDriver.onOption = [&](int option) {
-        if (option == kOptionDeactivateTestOutput)
+        if (option == kOptionDeactivateTestOutput) {
             shown = watchingDesktop.visible;
+        }
     };
     watchingDesktop.Post([&] { watchingDesktop.EndEventLoop(); });
     EXPECT_EQ(RunUserInterface(Watched()), 0);
@@ -122,8 +125,9 @@ TEST_F(PanelOrder, LoadedSettingsAreShownAfterTheHostsHaveBeenBrowsed) {
     std::string atBrowse = "no browsing";
     watchingDesktop.Post([&] {
         watchingDriver.onOption = [&](int option) {
-            if (option == kOptionBrowseHosts)
+            if (option == kOptionBrowseHosts) {
                 atBrowse = memoryWidgets.Of(kOutputName).text;
+            }
         };
         hands.DropFile(path.c_str());
         EXPECT_EQ(memoryWidgets.Of(kOutputName).text, "Loaded");

@@ -38,8 +38,9 @@ bool noObjects = false;
 // Takes the place of the library's, to let the panel object not be had. The memory comes from the throwing
 // form, so that the usual operator delete frees it.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    if (noObjects)
+    if (noObjects) {
         return nullptr;
+    }
     try {
         return ::operator new(size);
     } catch (const std::bad_alloc&) {
@@ -72,8 +73,9 @@ class StartUp : public testing::Test {
             }
             const int status = RunPanel("/opt/vexil/Vexil III.app/Contents/MacOS/vexil3",
                                         {widgets, dialogs, desktop, restarter, clock, driver, preferences});
-            if (look)
+            if (look) {
                 look();
+            }
             _exit(testing::Test::HasFailure() ? 99 : status & 0xff);
         }
         int status = 0;
@@ -170,7 +172,8 @@ TEST_F(StartUp, WindowThatCannotBeMadeEndsWithItsStatus) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     // The list of the tests is asked for on every machine.
-    if (std::filesystem::exists("/Library/Logs") && !GTEST_FLAG_GET(list_tests))
+    if (std::filesystem::exists("/Library/Logs") && !GTEST_FLAG_GET(list_tests)) {
         return kSkipped;
+    }
     return RUN_ALL_TESTS();
 }

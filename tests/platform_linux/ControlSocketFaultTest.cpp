@@ -14,11 +14,13 @@ class ControlSocketFaultTest : public ControlSocketFixture {
     // Lets one request of a set or get be answered by these raw packets, all later ones as usual.
     void AnswerNextWith(const std::function<std::vector<Bytes>(const Seen&)>& packets) {
         service.SetHook([packets, used = false](const Seen& request) mutable {
-            if (used || request.kind == kControlAttach)
+            if (used || request.kind == kControlAttach) {
                 return false;
+            }
             used = true;
-            for (const Bytes& packet : packets(request))
+            for (const Bytes& packet : packets(request)) {
                 ControlSocketService::SendPacket(request.client, packet);
+            }
             return true;
         });
     }
@@ -186,12 +188,13 @@ TEST_F(ControlSocketFaultTest, RepliesWithMoreBytesThanTheySayAreBroken) {
 
 TEST_F(ControlSocketFaultTest, RepliesWithFewerBytesThanTheySayAreBroken) {
     OpenAttached();
-    for (const std::size_t lengthByte : {8U, 9U, 10U, 11U})
+    for (const std::size_t lengthByte : {8U, 9U, 10U, 11U}) {
         ExpectBroken([lengthByte](const Seen& request) {
             Bytes reply = GoodReply(request);
             reply[lengthByte] = 0xFF;
             return std::vector<Bytes>{reply};
         });
+    }
 }
 
 TEST_F(ControlSocketFaultTest, RepliesLargerThanAnyPacketAreBroken) {

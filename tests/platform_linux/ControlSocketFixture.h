@@ -96,15 +96,17 @@ class ControlSocketFixture : public ::testing::Test {
         });
         EXPECT_LE(length, size);
         EXPECT_EQ(Bytes(16, 0xEE), Bytes(buffer.begin() + size, buffer.end()));
-        if (data != nullptr)
+        if (data != nullptr) {
             data->assign(buffer.begin(), buffer.begin() + length);
+        }
         return outcome;
     }
     // The option numbers that the service saw; an attachment counts as -1.
     std::vector<int> SeenNumbers() const {
         std::vector<int> numbers;
-        for (const Seen& request : service.Requests())
+        for (const Seen& request : service.Requests()) {
             numbers.push_back(request.kind == kControlAttach ? -1 : static_cast<int>(request.number));
+        }
         return numbers;
     }
 

@@ -33,8 +33,9 @@ class OtherUsersService {
         child = fork();
         if (child == 0) {
             // The kernel takes the credentials of whoever listens.
-            if (setuid(kOtherUser) != 0 || listen(listening, 1) != 0 || write(ready[1], "r", 1) != 1)
+            if (setuid(kOtherUser) != 0 || listen(listening, 1) != 0 || write(ready[1], "r", 1) != 1) {
                 _exit(1);
+            }
             Serve(listening);
         }
         char byte = 0;
@@ -58,8 +59,9 @@ class OtherUsersService {
             if (recv(client, packet, sizeof packet, 0) >= 4) {
                 std::uint8_t reply[kControlReplyHeaderSize] = {};
                 std::memcpy(reply, packet, 4);
-                if (send(client, reply, sizeof reply, MSG_NOSIGNAL) < 0)
+                if (send(client, reply, sizeof reply, MSG_NOSIGNAL) < 0) {
                     _exit(1);
+                }
             }
         }
     }
@@ -108,7 +110,8 @@ TEST_F(ControlSocketPeerTest, TheOwnerOfTheSystemFolderMayServeThere) {
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     // The list of the tests is asked for by every user.
-    if (geteuid() != 0 && !GTEST_FLAG_GET(list_tests))
+    if (geteuid() != 0 && !GTEST_FLAG_GET(list_tests)) {
         return vexil::kSkipped;
+    }
     return RUN_ALL_TESTS();
 }

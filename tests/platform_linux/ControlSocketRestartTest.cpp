@@ -17,8 +17,9 @@ class ControlSocketRestartTest : public ControlSocketFixture {
     // Cuts every client off that sends a set option, at most `times` times.
     void CutOffSets(int times) {
         service.SetHook([times](const Seen& request) mutable {
-            if (request.kind != kControlSetOption || times == 0)
+            if (request.kind != kControlSetOption || times == 0) {
                 return false;
+            }
             --times;
             ControlSocketService::CutOff(request.client);
             return true;
@@ -88,8 +89,9 @@ TEST_F(ControlSocketRestartTest, ATestOutputThatTheRestartedServiceRefusesIsNoEr
     service.Stop();
     service.Start();
     service.SetHook([](const Seen& request) {
-        if (request.number != kOptionOpenTestOutput)
+        if (request.number != kOptionOpenTestOutput) {
             return false;
+        }
         ControlSocketService::Reply(request, ENXIO);
         return true;
     });
@@ -108,8 +110,9 @@ TEST_F(ControlSocketRestartTest, TestOutputsThatARestartedServiceDoesNotTakeInTi
     std::atomic<bool> hangs{true};
     std::vector<Seen> kept;
     service.SetHook([&](const Seen& request) {
-        if (request.number != kOptionOpenTestOutput || !hangs)
+        if (request.number != kOptionOpenTestOutput || !hangs) {
             return false;
+        }
         kept.push_back(request);
         return true;
     });
@@ -240,8 +243,9 @@ TEST_F(ControlSocketRestartTest, WhileAnotherPanelHoldsTheUnitCallsFailWithEbusy
 TEST_F(ControlSocketRestartTest, ACallThatMeetsTheEndAndThenAHungServiceStillTakesOnePause) {
     OpenAttached();
     service.SetHook([cut = false](const Seen& request) mutable {
-        if (request.kind == kControlAttach)
+        if (request.kind == kControlAttach) {
             return false;
+        }
         if (!cut) {
             cut = true;
             std::this_thread::sleep_for(std::chrono::milliseconds(150));

@@ -39,15 +39,17 @@ void ControlSocketService::Start() {
 }
 
 void ControlSocketService::Stop() {
-    if (!thread.joinable())
+    if (!thread.joinable()) {
         return;
+    }
     eventfd_write(stopEvent, 1);
     thread.join();
     close(stopEvent);
     close(listening);
     const std::lock_guard lock(mutex);
-    for (const auto& [client, unit] : clients)
+    for (const auto& [client, unit] : clients) {
         close(client);
+    }
     clients.clear();
 }
 
@@ -75,11 +77,13 @@ void ControlSocketService::AwaitClients(std::size_t count) const {
     for (;;) {
         {
             const std::lock_guard lock(mutex);
-            if (clients.size() == count)
+            if (clients.size() == count) {
                 return;
+            }
         }
-        if (std::chrono::steady_clock::now() > end)
+        if (std::chrono::steady_clock::now() > end) {
             FAIL() << "never were there " << count << " clients";
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
@@ -113,21 +117,26 @@ void ControlSocketService::Run() {
         std::vector<pollfd> waiting = {{stopEvent, POLLIN, 0}, {listening, POLLIN, 0}};
         {
             const std::lock_guard lock(mutex);
-            for (const auto& [client, unit] : clients)
+            for (const auto& [client, unit] : clients) {
                 waiting.push_back({client, POLLIN, 0});
+            }
         }
         poll(waiting.data(), waiting.size(), -1);
-        if (waiting[0].revents != 0)
+        if (waiting[0].revents != 0) {
             return;
+        }
         // Clients first: one that has gone frees its unit before the next one asks for it.
-        for (std::size_t i = 2; i < waiting.size(); ++i)
-            if (waiting[i].revents != 0)
+        for (std::size_t i = 2; i < waiting.size(); ++i) {
+            if (waiting[i].revents != 0) {
                 TakePacket(waiting[i].fd);
+            }
+        }
         if (waiting[1].revents != 0) {
             const int client = accept4(listening, nullptr, nullptr, SOCK_CLOEXEC);
             const std::lock_guard lock(mutex);
-            if (client != -1)
+            if (client != -1) {
                 clients[client] = 0;
+            }
         }
     }
 }
@@ -151,8 +160,9 @@ void ControlSocketService::TakePacket(int client) {
         requests.push_back(seen);
         current = hook;
     }
-    if (!current || !(*current)(seen))
+    if (!current || !(*current)(seen)) {
         Answer(seen);
+    }
 }
 
 void ControlSocketService::Answer(const Seen& request) {
@@ -177,19 +187,23 @@ void ControlSocketService::Answer(const Seen& request) {
 }
 
 std::uint32_t ControlSocketService::Attach(const Seen& request) {
-    for (const auto& [client, unit] : clients)
-        if (unit == request.number)
+    for (const auto& [client, unit] : clients) {
+        if (unit == request.number) {
             return EBUSY;
+        }
+    }
     clients[request.client] = request.number;
     return 0;
 }
 
 std::uint32_t ControlSocketService::SetOption(const Seen& request) {
     const int option = static_cast<int>(request.number);
-    if (option < 0 || (option > 63 && option < kOptionReloadConfiguration) || option > kOptionBrowseHosts)
+    if (option < 0 || (option > 63 && option < kOptionReloadConfiguration) || option > kOptionBrowseHosts) {
         return ENOPROTOOPT;
-    if (option == kOptionSendGranularity && request.length != 4)
+    }
+    if (option == kOptionSendGranularity && request.length != 4) {
         return EINVAL;
+    }
     accepted.emplace_back(option, request.payload);
     return 0;
 }

@@ -26,16 +26,18 @@ class ControlSocketTest : public ControlSocketFixture {
     }
     static std::size_t OpenFiles() {
         std::size_t count = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
             ++count;
+        }
         return count;
     }
 };
 
 TEST_F(ControlSocketTest, LookUpOfANameThatIsNoFileOfTheFolderIsRefused) {
     OpenSocket();
-    for (const char* name : {"", ".", "..", "../x", "a/b", "/etc/passwd"})
+    for (const char* name : {"", ".", "..", "../x", "a/b", "/etc/passwd"}) {
         EXPECT_EQ(EINVAL, LookUp(name).error) << name;
+    }
 }
 
 TEST_F(ControlSocketTest, LookUpOfAFileThatIsNoSocketFails) {
@@ -173,10 +175,10 @@ TEST_F(ControlSocketTest, AServiceWhoseQueueOfConnectionsIsFullDoesNotBlock) {
     socklen_t size = sizeof place;
     ASSERT_EQ(0, getsockname(bound, reinterpret_cast<sockaddr*>(&place), &size));
     std::vector<int> waiting;
-    do
+    do {
         waiting.push_back(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    while (connect(waiting.back(), reinterpret_cast<const sockaddr*>(&place), size) == 0 &&
-           waiting.size() < 100);
+    } while (connect(waiting.back(), reinterpret_cast<const sockaddr*>(&place), size) == 0 &&
+             waiting.size() < 100);
     ASSERT_EQ(EAGAIN, errno);
 
     OpenSocket();
@@ -184,8 +186,9 @@ TEST_F(ControlSocketTest, AServiceWhoseQueueOfConnectionsIsFullDoesNotBlock) {
     const Outcome outcome = Connect();
     EXPECT_EQ(ETIMEDOUT, outcome.error);
     ExpectAtOnce(outcome);
-    for (const int each : waiting)
+    for (const int each : waiting) {
         close(each);
+    }
     close(bound);
     unlink(folder.SocketPath().c_str());
 }

@@ -76,8 +76,9 @@ class ControlSocketUpkeepTest : public ControlSocketFixture {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (!condition()) {
             ASSERT_LT(std::chrono::steady_clock::now(), end);
-            if (HasEvent(10))
+            if (HasEvent(10)) {
                 control.Serve();
+            }
         }
     }
 
@@ -184,8 +185,9 @@ TEST_F(ControlSocketUpkeepTest, AnOwedNoteOffThatIsRefusedIsNoErrorOfTheCallAndN
     OpenTestOutput();
     HoldAndReleaseWhileHung();
     service.SetHook([](const Seen& request) {
-        if (request.number != kPort)
+        if (request.number != kPort) {
             return false;
+        }
         ControlSocketService::Reply(request, ENXIO);
         return true;
     });
@@ -200,8 +202,9 @@ TEST_F(ControlSocketUpkeepTest, ANoteOffThatTheServiceHasNoRoomForIsGivenAgain) 
     OpenTestOutput();
     std::atomic<bool> isFull = true;
     service.SetHook([&isFull](const Seen& request) {
-        if (request.number != kPort || !isFull)
+        if (request.number != kPort || !isFull) {
             return false;
+        }
         ControlSocketService::Reply(request, ENOBUFS);
         return true;
     });
@@ -256,8 +259,9 @@ TEST_F(ControlSocketUpkeepTest, ATestOutputWhoseClosingWasRefusedLateIsNotOpened
 TEST_F(ControlSocketUpkeepTest, ATestOutputThatIsNotOpenForAPlayIsOpenedBeforeTheNextOne) {
     OpenTestOutput();
     service.SetHook([used = false](const Seen& request) mutable {
-        if (request.number != kPort || std::exchange(used, true))
+        if (request.number != kPort || std::exchange(used, true)) {
             return false;
+        }
         ControlSocketService::Reply(request, ENXIO);
         return true;
     });

@@ -27,7 +27,8 @@ INSTANTIATE_TYPED_TEST_SUITE_P(Logind, RestarterContract, ::testing::Types<Login
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     // The list of the tests is asked for on every machine.
-    if (!vexil::PrivateSystemBus::IsPossible() && !GTEST_FLAG_GET(list_tests))
+    if (!vexil::PrivateSystemBus::IsPossible() && !GTEST_FLAG_GET(list_tests)) {
         return vexil::kSkipped;
+    }
     return RUN_ALL_TESTS();
 }

@@ -19,8 +19,9 @@ constexpr const char* kDaemon = "/usr/bin/dbus-daemon";
 constexpr const char* kAddressVariable = "DBUS_SYSTEM_BUS_ADDRESS";
 
 int CountReboot(sd_bus_message* message, void* count, sd_bus_error*) {
-    if (sd_bus_message_is_method_call(message, "org.freedesktop.login1.Manager", "Reboot") <= 0)
+    if (sd_bus_message_is_method_call(message, "org.freedesktop.login1.Manager", "Reboot") <= 0) {
         return 0;
+    }
     ++*static_cast<int*>(count);
     return sd_bus_reply_method_return(message, "");
 }
@@ -81,10 +82,11 @@ void PrivateSystemBus::StartLogind() {
 int PrivateSystemBus::Reboots() {
     // The daemon serves its connections in turn, so by its third answer it has passed on what it had been
     // sent before the first question.
-    for (int question = 0; question < 3; ++question)
+    for (int question = 0; question < 3; ++question) {
         EXPECT_GE(sd_bus_call_method(logind, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                      "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
                   0);
+    }
     while (sd_bus_process(logind, nullptr) > 0) {
     }
     return reboots;

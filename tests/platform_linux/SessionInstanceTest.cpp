@@ -34,8 +34,9 @@ constexpr milliseconds kShortPatience{100};
 class SessionInstanceTest : public testing::Test {
   protected:
     void SetUp() override {
-        if (!PrivateSystemBus::IsPossible())
+        if (!PrivateSystemBus::IsPossible()) {
             GTEST_SKIP() << "missing: dbus-daemon";
+        }
         bus = std::make_unique<PrivateSystemBus>();
         setenv("DBUS_SESSION_BUS_ADDRESS", getenv("DBUS_SYSTEM_BUS_ADDRESS"), 1);
     }

@@ -14,8 +14,9 @@ class Browse : public Scenario {
     Bytes Cache() {
         Bytes bytes(kHostInfosSize);
         std::uint32_t size = kHostInfosSize;
-        if (!DriverPreferences(world->preferences).ReadCache(bytes.data(), &size))
+        if (!DriverPreferences(world->preferences).ReadCache(bytes.data(), &size)) {
             return {};
+        }
         bytes.resize(size);
         return bytes;
     }

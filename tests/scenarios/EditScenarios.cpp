@@ -35,8 +35,9 @@ TEST_F(Edit, MidiInOffDisablesItsSideAndSendsNothing) {
     Run([&] {
         Sent();
         Hands().Click(kMidiIn);
-        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control)
+        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
         EXPECT_TRUE(IsEnabled(kMidiIn));
         EXPECT_EQ(Sent(), Options());
         QuitWithoutApplying();
@@ -49,8 +50,9 @@ TEST_F(Edit, MidiInOnAgainBrowsesAndEnablesItsSide) {
         Sent();
         Hands().Click(kMidiIn);
         EXPECT_EQ(Sent(), (Options{197, 202}));
-        for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox})
+        for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox}) {
             EXPECT_TRUE(IsEnabled(control)) << control;
+        }
         EXPECT_FALSE(IsEnabled(kSourceComputer));
     });
 }
@@ -60,8 +62,9 @@ TEST_F(Edit, MidiOutOffClosesTheTestAndDisablesItsSide) {
         Sent();
         Hands().Click(kMidiOut);
         EXPECT_EQ(Sent(), Options{194});
-        for (int control = kOutputNameLabel; control <= kTestButton; ++control)
+        for (int control = kOutputNameLabel; control <= kTestButton; ++control) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
         QuitWithoutApplying();
     });
 }
@@ -72,8 +75,9 @@ TEST_F(Edit, MidiOutOnBrowsesOpensTheTestAndEnablesItsSide) {
         Sent();
         Hands().Click(kMidiOut);
         EXPECT_EQ(Sent(), (Options{197, 202, 192, 193}));
-        for (int control = kOutputNameLabel; control <= kTestButton; ++control)
+        for (int control = kOutputNameLabel; control <= kTestButton; ++control) {
             EXPECT_TRUE(IsEnabled(control)) << control;
+        }
     });
 }
 

@@ -13,11 +13,12 @@ namespace {
 class MemoryWorld : public World {
   public:
     int Run(const std::vector<Script>& scripts) override {
-        for (const Script& script : scripts)
+        for (const Script& script : scripts) {
             desktop.Post([this, script] {
                 script();
                 desktop.EndEventLoop();
             });
+        }
         const int status =
             RunUserInterface({widgets, dialogs, desktop, restarter, clock, driver, preferences});
         EXPECT_FALSE(desktop.ranDry) << "more runs of the event loop than the scenario has scripts for";

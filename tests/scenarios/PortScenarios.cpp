@@ -230,8 +230,9 @@ TEST_F(Ports, WithoutDriverTheSideSwitchedOnKeepsTheTestSectionDisabled) {
         Hands().Click(kMidiOut);
         Hands().Click(kMidiOut);
         EXPECT_TRUE(IsEnabled(kSendImmediatelyBox));
-        for (int control = kTestLabel; control <= kTestButton; ++control)
+        for (int control = kTestLabel; control <= kTestButton; ++control) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
     });
 }
 

@@ -33,9 +33,11 @@ std::vector<int> Scenario::Sent() {
 
 KernelCall Scenario::LastCall(int option) const {
     const std::vector<KernelCall> all = driver.OptionCalls();
-    for (std::size_t i = all.size(); i-- > callsSeen;)
-        if (all[i].option == option)
+    for (std::size_t i = all.size(); i-- > callsSeen;) {
+        if (all[i].option == option) {
             return all[i];
+        }
+    }
     return {};
 }
 

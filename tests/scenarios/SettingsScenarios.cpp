@@ -161,8 +161,9 @@ TEST_F(Settings, SaveOntoAFolderIsReported) {
 TEST_F(Settings, SaveIntoAFolderThatMayNotBeWrittenIsReported) {
     chmod(folder.Path().c_str(), 0755);
     const std::string path = folder.Path("a.vexil3");
-    if (geteuid() != 0)
+    if (geteuid() != 0) {
         chmod(folder.Path().c_str(), 0555);
+    }
     Run([&] {
         Answer(AlertHit::Default);
         const OrdinaryUser user;
@@ -293,8 +294,9 @@ TEST_F(Settings, LoadOfAPartialFileChangesOnlyWhatItHolds) {
 
 TEST_F(Settings, LoadOfAStrangeFileChangesNothing) {
     std::string junk(5000, '\xff');
-    for (std::size_t i = 0; i < junk.size(); i += 7)
+    for (std::size_t i = 0; i < junk.size(); i += 7) {
         junk[i] = static_cast<char>(i);
+    }
     folder.Write("a.vexil3", junk);
     Run([&] {
         Load(folder.Path("a.vexil3"));

@@ -42,16 +42,18 @@ TEST_F(Start, WirelessModeIsSentWithNullPayloadAndLength0) {
 
 TEST_F(Start, TestSectionIsEnabledWhenConnected) {
     Run([&] {
-        for (const int control : {kTestLabel, kTestChannelNumber, kTestChannelArrows, kTestButton})
+        for (const int control : {kTestLabel, kTestChannelNumber, kTestChannelArrows, kTestButton}) {
             EXPECT_TRUE(IsEnabled(control)) << control;
+        }
     });
 }
 
 TEST_F(Start, WithoutDriverThePanelStartsWithTheTestSectionDisabled) {
     driver.driverPresent = false;
     Run([&] {
-        for (const int control : {kTestLabel, kTestChannelNumber, kTestChannelArrows, kTestButton})
+        for (const int control : {kTestLabel, kTestChannelNumber, kTestChannelArrows, kTestButton}) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
     });
 }
 
@@ -104,10 +106,12 @@ TEST_F(Start, EmptyPreferencesShowTheDefaults) {
 
 TEST_F(Start, EmptyPreferencesEnableTheOutputSideOnly) {
     Run([&] {
-        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control)
+        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control) {
             EXPECT_FALSE(IsEnabled(control)) << control;
-        for (int control = kOutputNameLabel; control <= kTestButton; ++control)
+        }
+        for (int control = kOutputNameLabel; control <= kTestButton; ++control) {
             EXPECT_TRUE(IsEnabled(control)) << control;
+        }
         EXPECT_TRUE(IsEnabled(kMidiIn));
         EXPECT_TRUE(IsEnabled(kMidiOut));
     });
@@ -152,8 +156,9 @@ TEST_F(Start, EnabledInputWithBothSourceBoxesCheckedEnablesItsWholeSide) {
     stored.PortFlags[0].flags = 0;
     Store(stored);
     Run([&] {
-        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control)
+        for (int control = kInputNameLabel; control <= kSourcePortArrows; ++control) {
             EXPECT_TRUE(IsEnabled(control)) << control;
+        }
     });
 }
 
@@ -162,10 +167,12 @@ TEST_F(Start, EnabledInputWithoutSourcesDisablesTheirControls) {
     stored.InputPorts = 1;
     Store(stored);
     Run([&] {
-        for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox})
+        for (const int control : {kInputNameLabel, kInputName, kSourceComputerBox, kSourcePortBox}) {
             EXPECT_TRUE(IsEnabled(control)) << control;
-        for (const int control : {kSourceComputer, kSourcePortNumber, kSourcePortArrows})
+        }
+        for (const int control : {kSourceComputer, kSourcePortNumber, kSourcePortArrows}) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
     });
 }
 
@@ -175,8 +182,9 @@ TEST_F(Start, DisabledOutputDisablesItsSideAndTheTestSection) {
     stored.OutputPorts = 0;
     Store(stored);
     Run([&] {
-        for (int control = kOutputNameLabel; control <= kTestButton; ++control)
+        for (int control = kOutputNameLabel; control <= kTestButton; ++control) {
             EXPECT_FALSE(IsEnabled(control)) << control;
+        }
     });
 }
 
@@ -222,8 +230,9 @@ TEST_F(Start, EmptyStoreHoldsOptions0AfterACleanExit) {
 
 TEST_F(Start, EveryPortsSettingsCanBeShown) {
     DriverConfiguration stored;
-    for (int port = 0; port < kPortCount; ++port)
+    for (int port = 0; port < kPortCount; ++port) {
         stored.CustomNames[port].Out_CustomName.Format("out %d", port);
+    }
     Store(stored);
     Run([&] {
         for (const int port : {63, 8, 0}) {

@@ -14,8 +14,9 @@ class TestNote : public Scenario {
         std::vector<Bytes> chords;
         for (std::size_t i = callsSeenHere; i < driver.calls.size(); ++i) {
             const KernelCall& call = driver.calls[i];
-            if (call.operation == KernelOperation::SetOption && call.option == port)
+            if (call.operation == KernelOperation::SetOption && call.option == port) {
                 chords.emplace_back(call.bytes.begin() + 14, call.bytes.end());
+            }
         }
         callsSeenHere = driver.calls.size();
         return chords;
@@ -68,8 +69,9 @@ TEST_F(TestNote, HoweverThePressEndsTheChordIsSwitchedOff) {
 TEST_F(TestNote, PressOnTheEdgeIsNone) {
     Run([&] {
         for (const ButtonPoint point :
-             {kButtonTopLeftCorner, kButtonLeftEdge, kButtonTopEdge, kButtonRightEdge, kButtonBottomEdge})
+             {kButtonTopLeftCorner, kButtonLeftEdge, kButtonTopEdge, kButtonRightEdge, kButtonBottomEdge}) {
             Hands().PressTestButton(point, PressEnd::ReleaseInside);
+        }
         EXPECT_TRUE(Chords().empty());
     });
 }

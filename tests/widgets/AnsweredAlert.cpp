@@ -31,8 +31,9 @@ void HitAlert(QMessageBox& box, const AlertRequest& request, AlertHit hit) {
         const bool isWanted = wanted.kind == AlertButton::Kind::Titled
                                   ? button->property("title").toString().toStdString() == wanted.title
                                   : box.buttonRole(button) == QMessageBox::AcceptRole;
-        if (!isWanted)
+        if (!isWanted) {
             continue;
+        }
         QTest::mouseClick(box.windowHandle(), Qt::LeftButton, {},
                           button->mapTo(&box, button->rect().center()));
         return;

@@ -71,8 +71,9 @@ TEST_F(Controls, ControlWithPageUpAndPageDownStopsAtTheEndsOfTheList) {
 }
 
 TEST_F(Controls, OtherMouseButtonsDoNotSelect) {
-    for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton})
+    for (const Qt::MouseButton button : {Qt::RightButton, Qt::MiddleButton}) {
         QTest::mouseClick(Window(), button, {}, Row(5));
+    }
     EXPECT_EQ(widgets.SelectedRow(), 0);
     EXPECT_TRUE(handlers.calls.empty());
 }
@@ -80,8 +81,9 @@ TEST_F(Controls, OtherMouseButtonsDoNotSelect) {
 TEST_F(Controls, DragAcrossRowsEndsWithTheLastRowSelectedAndReported) {
     std::vector<int> rowsAtHits;
     handlers.during = [&](const PanelEvent& event) {
-        if (event.kind == EventKind::ControlHit && event.control == kPortList)
+        if (event.kind == EventKind::ControlHit && event.control == kPortList) {
             rowsAtHits.push_back(widgets.SelectedRow());
+        }
     };
     QTest::mousePress(Window(), Qt::LeftButton, {}, Row(2));
     QTest::mouseMove(Window(), Row(4));
@@ -205,8 +207,9 @@ TEST_F(Controls, HeldArrowsStopWhenAQuestionOpens) {
 
 TEST_F(Controls, HeldKeyStepsArrowsWithEachRepeat) {
     person.TabTo(kTargetPortArrows);
-    for (const bool repeat : {false, true, true})
+    for (const bool repeat : {false, true, true}) {
         QTest::simulateEvent(Window(), true, Qt::Key_Up, {}, {}, repeat, -1);
+    }
     EXPECT_EQ(widgets.Value(kTargetPortArrows), 3);
 }
 
@@ -217,8 +220,9 @@ TEST_F(Controls, AssistiveTechnologySetsArrowsInSteps) {
     interface->valueInterface()->setCurrentValue(15);
     EXPECT_EQ(widgets.Value(kTargetPortArrows), 4);
     int actions = 0;
-    for (const HandlerCall& call : handlers.calls)
+    for (const HandlerCall& call : handlers.calls) {
         actions += call.handler == "arrows" ? 1 : 0;
+    }
     EXPECT_EQ(actions, 4);
 }
 
@@ -331,8 +335,9 @@ TEST_F(Controls, HeldKeyOfAButtonPressesItOnce) {
         // The button is drawn pressed for a tenth of a second before it is hit.
         QTest::qWait(200);
     };
-    for (const bool repeat : {false, true, true})
+    for (const bool repeat : {false, true, true}) {
         press(repeat);
+    }
     EXPECT_EQ(Story(), Lines{"34 hit"});
     EXPECT_EQ(Count(EventKind::ControlHit), 1);
     press(false);

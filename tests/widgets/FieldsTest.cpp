@@ -19,13 +19,15 @@ namespace {
 class Fields : public WindowFixture {
   protected:
     QLineEdit& Line(int control) {
-        if (auto* box = qobject_cast<QComboBox*>(person.Find(control)))
+        if (auto* box = qobject_cast<QComboBox*>(person.Find(control))) {
             return *box->lineEdit();
+        }
         return Find<QLineEdit>(control);
     }
     void FillList() {
-        for (const char* host : {"alpha", "beta", "gamma"})
+        for (const char* host : {"alpha", "beta", "gamma"}) {
             widgets.AppendItem(kTargetComputer, host);
+        }
     }
     // Drops a text on a field, as from another program.
     void DropText(int control, const char* text) {
@@ -99,8 +101,9 @@ TEST_F(Fields, AssistiveTechnologySetsATextAndItIsReported) {
 }
 
 TEST_F(Fields, PickedNameIsTheOneThatTheListShows) {
-    for (const char* name : {"stage\nleft\n", "stage\tleft", "\x01stage\x7f left"})
+    for (const char* name : {"stage\nleft\n", "stage\tleft", "\x01stage\x7f left"}) {
         widgets.AppendItem(kTargetComputer, name);
+    }
     svString item;
     for (const auto& [index, shown] : {std::pair{0, "stage left"}, {1, "stageleft"}, {2, "stage left"}}) {
         EXPECT_EQ(Find<QComboBox>(kTargetComputer).itemText(index).toStdString(), shown);
@@ -185,8 +188,9 @@ TEST_F(Fields, LetterWithAltOrMetaIsNoText) {
 
 TEST_F(Fields, KeyOfAppliedTwiceTypesNothing) {
     handlers.during = [&](const PanelEvent& event) {
-        if (event.kind == EventKind::ControlHit && event.control == kApply)
+        if (event.kind == EventKind::ControlHit && event.control == kApply) {
             widgets.SetEnabled(kApply, false);
+        }
     };
     for (const int field : {kOutputName, kTargetComputer}) {
         widgets.SetText(field, "studio");
@@ -208,9 +212,10 @@ TEST_F(Fields, LetterWithAltGrIsText) {
         person.Click(field, false);
         for (const auto modifiers :
              {Qt::KeyboardModifiers(Qt::GroupSwitchModifier), Qt::AltModifier | Qt::GroupSwitchModifier,
-              Qt::AltModifier | Qt::ControlModifier})
+              Qt::AltModifier | Qt::ControlModifier}) {
             QTest::simulateEvent(person.Window()->windowHandle(), true, Qt::Key_At, modifiers, "@", false,
                                  -1);
+        }
         EXPECT_EQ(Text(field), "@@@") << field;
     }
 }
@@ -269,8 +274,9 @@ TEST_F(Fields, WheelOverAComboBoxChangesNothing) {
     FillList();
     widgets.SetText(kTargetComputer, "beta");
     for (const bool focused : {false, true}) {
-        if (focused)
+        if (focused) {
             person.Click(kTargetComputer, false);
+        }
         handlers.calls.clear();
         person.TurnWheel(kTargetComputer, -1);
         EXPECT_EQ(Text(kTargetComputer), "beta");
@@ -410,8 +416,9 @@ TEST_F(Fields, FillingTheListKeepsCursorAndSelection) {
     EXPECT_EQ(line.selectedText(), "yp");
     line.deselect();
     line.setCursorPosition(3);
-    for (int index = 2; index >= 0; --index)
+    for (int index = 2; index >= 0; --index) {
         widgets.RemoveItem(kTargetComputer, index);
+    }
     EXPECT_EQ(line.cursorPosition(), 3);
     EXPECT_EQ(Text(kTargetComputer), "typed");
 }

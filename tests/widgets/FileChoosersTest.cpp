@@ -67,8 +67,9 @@ TEST_F(FileChoosers, SaveProposesTheNameAndAsksBeforeAnExistingFileIsTaken) {
         QTimer::singleShot(0, &dialog, [&] {
             auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
             asked = box != nullptr;
-            if (asked)
+            if (asked) {
                 box->button(QMessageBox::No)->click();
+            }
             dialog.reject();
         });
         Enter(dialog, folder.Path("old.vexil3"));

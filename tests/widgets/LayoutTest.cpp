@@ -52,8 +52,9 @@ TEST_F(Layout, EveryControlStandsAtItsPlaceInTheTable) {
 }
 
 TEST_F(Layout, TextIs13PixelsHigh) {
-    for (const ControlSpec& spec : kControlTable)
+    for (const ControlSpec& spec : kControlTable) {
         EXPECT_EQ(person.Find(spec.number)->font().pixelSize(), 13) << spec.number;
+    }
 }
 
 TEST_F(Layout, ControlsOutsideGroupFramesDoNotOverlap) {
@@ -76,8 +77,9 @@ QRect TitleOf(const QGroupBox& group) {
     option.initFrom(&group);
     option.text = group.title();
     option.subControls = QStyle::SC_GroupBoxLabel;
-    if (group.isCheckable())
+    if (group.isCheckable()) {
         option.subControls |= QStyle::SC_GroupBoxCheckBox;
+    }
     const QRect title =
         group.style()->subControlRect(QStyle::CC_GroupBox, &option, QStyle::SC_GroupBoxLabel, &group);
     return title.translated(group.mapTo(group.window(), QPoint(0, 0)));
@@ -91,9 +93,9 @@ TEST_F(Layout, EveryTitleFitsItsPlace) {
         QWidget* widget = person.Find(spec.number);
         const QFontMetrics metrics(widget->font());
         EXPECT_GE(widget->font().letterSpacing(), kClosestLetters) << spec.number;
-        if (auto* label = qobject_cast<QLabel*>(widget))
+        if (auto* label = qobject_cast<QLabel*>(widget)) {
             EXPECT_LE(metrics.horizontalAdvance(label->text()), label->width()) << spec.number;
-        else if (auto* box = qobject_cast<QCheckBox*>(widget)) {
+        } else if (auto* box = qobject_cast<QCheckBox*>(widget)) {
             QStyleOptionButton option;
             option.initFrom(box);
             const int width = box->style()->subElementRect(QStyle::SE_CheckBoxContents, &option, box).width();
@@ -123,9 +125,11 @@ TEST_F(Layout, TitlesOfGroupsAreClearOfWhatStandsBesideThem) {
 int LightestPoint(QWidget& widget) {
     const QImage picture = widget.grab().toImage();
     int lightest = 0;
-    for (int y = 0; y < picture.height(); ++y)
-        for (int x = 0; x < picture.width(); ++x)
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
             lightest = std::max(lightest, picture.pixelColor(x, y).lightness());
+        }
+    }
     return lightest;
 }
 
@@ -148,8 +152,9 @@ TEST_F(Layout, EdgeOfAComboBoxGoesAroundItsArrowOnDarkColours) {
     const auto lightness = [&](int x, int y) { return picture.pixelColor(x, y).lightness(); };
     const int edge = lightness(right / 2, 0);
     EXPECT_GT(edge, ground.lightness() + 40);
-    for (const QPoint& point : {QPoint(right - 8, 0), QPoint(right, bottom / 2), QPoint(right - 8, bottom)})
+    for (const QPoint& point : {QPoint(right - 8, 0), QPoint(right, bottom / 2), QPoint(right - 8, bottom)}) {
         EXPECT_NEAR(lightness(point.x(), point.y()), edge, 10) << point.x() << " " << point.y();
+    }
 }
 
 TEST_F(Layout, LargestNumbersFitTheirPlaces) {
@@ -198,8 +203,9 @@ TEST_F(Layout, PointerThatRestsOnAControlShowsItsTip) {
 TEST_F(Layout, TipsAreReadOutToo) {
     for (const ControlSpec& spec : kControlTable) {
         QWidget* widget = person.Find(spec.number);
-        if (auto* combo = qobject_cast<QComboBox*>(widget))
+        if (auto* combo = qobject_cast<QComboBox*>(widget)) {
             widget = combo->lineEdit();  // the description of a combo box is its name
+        }
         // A number comes before what it is for.
         const std::string number = spec.number == kTestChannelNumber ? "1. " : "";
         EXPECT_EQ(QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Description).toStdString(),
@@ -243,8 +249,9 @@ TEST_F(Layout, LabelsNameTheirFields) {
     for (const auto& [label, field] :
          {std::pair{kInputNameLabel, kInputName}, std::pair{kOutputNameLabel, kOutputName},
           std::pair{kTargetComputerLabel, kTargetComputer}, std::pair{kTargetPortLabel, kTargetPortArrows},
-          std::pair{kTestLabel, kTestChannelArrows}, std::pair{kQuantizationLabel, kQuantizationSlider}})
+          std::pair{kTestLabel, kTestChannelArrows}, std::pair{kQuantizationLabel, kQuantizationSlider}}) {
         EXPECT_EQ(Find<QLabel>(label).buddy(), person.Find(field));
+    }
 }
 
 TEST_F(Layout, TabGoesThroughTheControlsInTheirOrder) {
@@ -254,8 +261,9 @@ TEST_F(Layout, TabGoesThroughTheControlsInTheirOrder) {
         ASSERT_TRUE(name.startsWith("control-")) << name.toStdString();
         order.push_back(name.mid(8).toInt());
         person.Press(Key::Tab);
-        if (person.Find(kPortList)->hasFocus())
+        if (person.Find(kPortList)->hasFocus()) {
             break;
+        }
     }
     EXPECT_EQ(order, (std::vector<int>{0,  1,  2,  3,  5,  6,  7,  8,  10, 11, 13, 15,
                                        18, 19, 22, 23, 25, 26, 27, 28, 32, 33, 34, 35}));

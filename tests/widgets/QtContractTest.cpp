@@ -66,8 +66,9 @@ class QtQuestions {
 
         int RunAlert(const AlertRequest& request) override {
             WhenAlertOpens([this, &request](QMessageBox& box) {
-                if (answer.meanwhile)
+                if (answer.meanwhile) {
                     answer.meanwhile();
+                }
                 HitAlert(box, request, answer.hit);
             });
             return QtDialogs::RunAlert(request);

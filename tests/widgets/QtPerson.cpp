@@ -42,8 +42,9 @@ class TimerCount : public QObject {
 
   protected:
     bool eventFilter(QObject* /*watched*/, QEvent* event) override {
-        if (event->type() == QEvent::Timer)
+        if (event->type() == QEvent::Timer) {
             ++count;
+        }
         return false;
     }
 };
@@ -87,8 +88,9 @@ void QtPerson::Activate() {
 
 void QtPerson::ClickRow(int row, bool command) {
     auto* list = qobject_cast<QListWidget*>(Find(kPortList));
-    if (list == nullptr || !list->isVisible())
+    if (list == nullptr || !list->isVisible()) {
         return;
+    }
     list->scrollToItem(list->item(row));
     const QPoint centre = list->visualItemRect(list->item(row)).center();
     QTest::mouseClick(Window()->windowHandle(), Qt::LeftButton, CommandModifier(command),
@@ -113,8 +115,9 @@ QPoint QtPerson::Target(int control) const {
 }
 
 void QtPerson::Click(int control, bool command) {
-    if (Find(control) == nullptr || !Window()->isVisible())
+    if (Find(control) == nullptr || !Window()->isVisible()) {
         return;
+    }
     QTest::mouseClick(Window()->windowHandle(), Qt::LeftButton, CommandModifier(command),
                       Place(control, Target(control)));
     Settle();
@@ -122,14 +125,16 @@ void QtPerson::Click(int control, bool command) {
 
 void QtPerson::PickItem(int combo, int index) {
     auto* box = qobject_cast<QComboBox*>(Find(combo));
-    if (!CanReach(combo) || index < 0 || index >= box->count())
+    if (!CanReach(combo) || index < 0 || index >= box->count()) {
         return;
+    }
     QTest::mouseClick(Window()->windowHandle(), Qt::LeftButton, {},
                       Place(combo, QPoint(box->width() - 8, box->height() / 2)));
     QTest::qWait(5);
     QAbstractItemView* view = box->view();
-    if (!view->isVisible())
+    if (!view->isVisible()) {
         return;
+    }
     const QModelIndex item = box->model()->index(index, 0);
     view->scrollTo(item);
     const QPoint centre = view->visualRect(item).center();
@@ -143,13 +148,15 @@ void QtPerson::StepArrows(int arrows, bool up, StepBy by) {
         HoldArrows(arrows, up, 1);
         return;
     }
-    if (!CanReach(arrows))
+    if (!CanReach(arrows)) {
         return;
+    }
     TabTo(arrows);
-    if (by == StepBy::Key)
+    if (by == StepBy::Key) {
         KeyOnWindow(up ? Qt::Key_Up : Qt::Key_Down, {});
-    else
+    } else {
         TurnWheel(arrows, up ? 1 : -1);
+    }
     Settle();
 }
 
@@ -163,8 +170,9 @@ void QtPerson::TurnWheel(int control, int notches) {
 }
 
 void QtPerson::HoldArrows(int arrows, bool up, int steps) {
-    if (Find(arrows) == nullptr || !Window()->isVisible())
+    if (Find(arrows) == nullptr || !Window()->isVisible()) {
         return;
+    }
     QWidget* widget = Find(arrows);
     const QPoint point = Place(arrows, QPoint(widget->width() / 2, up ? 4 : widget->height() - 5));
     auto* timers = new TimerCount(widget);
@@ -180,8 +188,9 @@ void QtPerson::HoldArrows(int arrows, bool up, int steps) {
 
 void QtPerson::MoveSlider(int value) {
     auto* slider = qobject_cast<QSlider*>(Find(kQuantizationSlider));
-    if (slider == nullptr || !slider->isVisible())
+    if (slider == nullptr || !slider->isVisible()) {
         return;
+    }
     QWindow* window = Window()->windowHandle();
     const QPoint from = Place(kQuantizationSlider, HandleOf(*slider, slider->value()).center());
     const QPoint to = Place(kQuantizationSlider, HandleOf(*slider, value).center());
@@ -218,27 +227,31 @@ void QtPerson::EndPress(PressEnd end, const QPoint& inside) {
 }
 
 void QtPerson::PressTestButton(ButtonPoint point, PressEnd end, const Script& meanwhile) {
-    if (!CanReach(kTestButton))
+    if (!CanReach(kTestButton)) {
         return;
+    }
     const QPoint inside = Place(kTestButton, QPoint(static_cast<int>(point.x), static_cast<int>(point.y)));
     bool ended = false;
     // A press that is held runs the event loop until it ends; one that is not returns at once.
     QTimer::singleShot(0, Window(), [&] {
-        if (meanwhile)
+        if (meanwhile) {
             meanwhile();
+        }
         EndPress(end, inside);
         ended = true;
     });
     QTest::mousePress(Window()->windowHandle(), Qt::LeftButton, {}, inside);
     EXPECT_TRUE(QTest::qWaitFor([&] { return ended; }));
     Settle();
-    if (end == PressEnd::WindowDeactivated)
+    if (end == PressEnd::WindowDeactivated) {
         Activate();
+    }
 }
 
 void QtPerson::DropFile(const char* path) {
-    if (!Window()->isVisible())
+    if (!Window()->isVisible()) {
         return;
+    }
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(QString::fromUtf8(path))});
     QDragEnterEvent enter(QPoint(200, 200), Qt::CopyAction, &data, Qt::LeftButton, {});
@@ -252,24 +265,28 @@ void QtPerson::DropFile(const char* path) {
 }
 
 void QtPerson::CloseWindow() {
-    if (!Window()->isVisible())
+    if (!Window()->isVisible()) {
         return;
+    }
     Window()->close();
     Settle();
 }
 
 void QtPerson::KeyOnWindow(int key, Qt::KeyboardModifiers modifiers) {
-    if (!Window()->isVisible())
+    if (!Window()->isVisible()) {
         return;
+    }
     QTest::keyClick(Window()->windowHandle(), static_cast<Qt::Key>(key), modifiers);
     Settle();
 }
 
 void QtPerson::TabTo(int control) {
-    if (!CanReach(control))
+    if (!CanReach(control)) {
         return;
-    for (int presses = 0; presses < 2 * kControlCount && !Find(control)->hasFocus(); ++presses)
+    }
+    for (int presses = 0; presses < 2 * kControlCount && !Find(control)->hasFocus(); ++presses) {
         KeyOnWindow(Qt::Key_Tab, {});
+    }
 }
 
 void QtPerson::Press(Key key) {
@@ -294,8 +311,9 @@ void QtPerson::Press(Key key) {
 }
 
 void QtPerson::Type(const char* text) {
-    if (!Window()->isVisible())
+    if (!Window()->isVisible()) {
         return;
+    }
     QWindow* window = Window()->windowHandle();
     for (const char32_t character : QString::fromUtf8(text).toUcs4()) {
         const QString typed = QString::fromUcs4(&character, 1);
@@ -311,8 +329,9 @@ void QtPerson::HoldLetter(char letter, int count) {
     const QString typed{QLatin1Char(letter)};
     const int key = typed[0].toUpper().unicode();
     QTest::simulateEvent(window, true, key, Qt::NoModifier, typed, false, -1);
-    for (int repeat = 0; repeat < count; ++repeat)
+    for (int repeat = 0; repeat < count; ++repeat) {
         QTest::simulateEvent(window, true, key, Qt::NoModifier, typed, true, -1);
+    }
     QTest::simulateEvent(window, false, key, Qt::NoModifier, typed, false, -1);
     Settle();
 }
@@ -320,8 +339,9 @@ void QtPerson::HoldLetter(char letter, int count) {
 void QtPerson::CommitText(const char* text) {
     QInputMethodEvent commit;
     commit.setCommitString(QString::fromUtf8(text));
-    if (QObject* focus = QGuiApplication::focusObject())
+    if (QObject* focus = QGuiApplication::focusObject()) {
         QApplication::sendEvent(focus, &commit);
+    }
     Settle();
 }
 
@@ -332,14 +352,16 @@ void QtPerson::Paste(const char* text) {
 
 QLineEdit* QtPerson::FocusedLine() const {
     QWidget* focus = Window()->focusWidget();
-    if (auto* box = qobject_cast<QComboBox*>(focus))
+    if (auto* box = qobject_cast<QComboBox*>(focus)) {
         return box->lineEdit();
+    }
     return qobject_cast<QLineEdit*>(focus);
 }
 
 void QtPerson::SelectAll() {
-    if (QLineEdit* line = FocusedLine())
+    if (QLineEdit* line = FocusedLine()) {
         line->selectAll();
+    }
 }
 
 void QtPerson::Undo() {

@@ -13,12 +13,14 @@ int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     // File dialogs keep their history in the user's folders.
     const QTemporaryDir home;
-    for (const char* name :
-         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "XDG_RUNTIME_DIR"})
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME",
+                             "XDG_RUNTIME_DIR"}) {
         qputenv(name, home.path().toUtf8());
+    }
     // Here and not in the tests' properties alone: the list of the tests is asked for without those.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     QApplication::setStyle(new vexil::PanelStyle);
     QApplication application(argc, argv);
     std::setlocale(LC_NUMERIC, "C");

@@ -29,14 +29,16 @@ class AnsweredDialogs : public Dialogs {
             const AlertHit hit =
                 script.alertAnswers.empty() ? AlertHit::Escape : script.alertAnswers.front().hit;
             expected = script.RunAlert(request);
-            if (expected == kAlertFailed)
+            if (expected == kAlertFailed) {
                 box.close();
-            else
+            } else {
                 HitAlert(box, request, hit);
+            }
         });
         const int number = shown.RunAlert(request);
-        if (expected == kAlertFailed)
+        if (expected == kAlertFailed) {
             return kAlertFailed;  // the script has no answer, which the scenario reports
+        }
         EXPECT_EQ(number, expected);
         return number;
     }

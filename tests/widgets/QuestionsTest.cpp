@@ -70,8 +70,9 @@ TEST_F(Questions, ToolkitsOwnTitlesStandForButtonsWithoutText) {
     request.cancelButton = {AlertButton::Kind::ToolkitDefault, ""};
     Ask([](QMessageBox& box) {
         QStringList titles;
-        for (const QAbstractButton* button : box.buttons())
+        for (const QAbstractButton* button : box.buttons()) {
             titles << button->text();
+        }
         titles.sort();
         EXPECT_EQ(titles, (QStringList{"Cancel", "OK"}));
     });
@@ -85,8 +86,9 @@ TEST_F(Questions, ClosingAnAlertWithTwoButtonsChangesNothing) {
 
 TEST_F(Questions, AlertWithALongPathStaysOnTheScreen) {
     request.hasExplanation = true;
-    for (int i = 0; i < 16; ++i)
+    for (int i = 0; i < 16; ++i) {
         request.explanation += "/a long folder name " + std::to_string(i);
+    }
     request.explanation += "/" + std::string(200, 'x') + ".vexil3 file cannot be opened for read access.";
     Ask([](QMessageBox& box) { EXPECT_LE(box.width(), box.screen()->availableSize().width()); });
 }
@@ -147,8 +149,9 @@ TEST_F(Questions, RequestsWhileAQuestionIsOpenComeAgainAsOne) {
 TEST_F(Questions, RequestsDuringTheQuestionAboutAnEndAreAnsweredByIt) {
     bool asked = false;
     handlers.during = [&](const PanelEvent& event) {
-        if (event.kind != EventKind::WindowClose || asked)
+        if (event.kind != EventKind::WindowClose || asked) {
             return;
+        }
         asked = true;
         Ask([this](QMessageBox&) {
             desktop.RequestClose();

@@ -38,11 +38,14 @@ TEST(TwoDisplays, WindowOpensInTheMiddleOfTheMainOne) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const QTemporaryDir folder;
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"})
+    for (const char* name :
+         {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
         qputenv(name, folder.path().toUtf8());
+    }
     QFile displays(folder.filePath("displays.json"));
-    if (!displays.open(QIODevice::WriteOnly) || displays.write(vexil::kTwoDisplays) < 0)
+    if (!displays.open(QIODevice::WriteOnly) || displays.write(vexil::kTwoDisplays) < 0) {
         return 1;
+    }
     displays.close();
     qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + displays.fileName().toUtf8());
     const QApplication application(argc, argv);

@@ -13,8 +13,9 @@ class TestButton : public WindowFixture {
     TestButton() {
         handlers.answer = RecordingHandlers::Answer::NextThenNotHandled;
         handlers.during = [this](const PanelEvent& event) {
-            if (event.kind == EventKind::MouseDown)
+            if (event.kind == EventKind::MouseDown) {
                 ++ended;
+            }
         };
     }
     ~TestButton() override { handlers.during = {}; }
@@ -101,8 +102,9 @@ TEST_F(TestButton, TakenPressIsNotHeld) {
 TEST_F(TestButton, PressThatEndsWhileTheHandlerIsBusyIsNotHeld) {
     handlers.answer = RecordingHandlers::Answer::NotHandled;
     handlers.during = [&](const PanelEvent& event) {
-        if (event.kind == EventKind::MouseDown)
+        if (event.kind == EventKind::MouseDown) {
             QTest::mouseRelease(Window(), Qt::LeftButton, {}, Centre());
+        }
     };
     QTest::mousePress(Window(), Qt::LeftButton, {}, Centre());  // hangs if the release was missed
     EXPECT_EQ(Count(EventKind::MouseDown), 1);

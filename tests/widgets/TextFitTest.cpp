@@ -21,10 +21,13 @@ constexpr int kInkLightness = 160;
 
 QRect InkOf(const QImage& picture) {
     QRect ink;
-    for (int y = 0; y < picture.height(); ++y)
-        for (int x = 0; x < picture.width(); ++x)
-            if (picture.pixelColor(x, y).lightness() < kInkLightness)
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x) {
+            if (picture.pixelColor(x, y).lightness() < kInkLightness) {
                 ink |= QRect(x, y, 1, 1);
+            }
+        }
+    }
     return ink;
 }
 
@@ -62,20 +65,23 @@ class TextFit : public WindowFixture {
 class TextFitInFont : public TextFit, public testing::WithParamInterface<const char*> {};
 
 TEST_P(TextFitInFont, NothingOfATitleIsCutAboveOrBelow) {
-    if (!QFontDatabase::hasFamily(GetParam()))
+    if (!QFontDatabase::hasFamily(GetParam())) {
         GTEST_SKIP() << "this computer has no " << GetParam();
+    }
     QFont font(GetParam());
     font.setPixelSize(13);
     person.Window()->setFont(font);
     for (const ControlSpec& spec : kControlTable) {
         QWidget* widget = person.Find(spec.number);
         QString title;
-        if (auto* label = qobject_cast<QLabel*>(widget))
+        if (auto* label = qobject_cast<QLabel*>(widget)) {
             title = label->text();
-        else if (auto* box = qobject_cast<QCheckBox*>(widget))
+        } else if (auto* box = qobject_cast<QCheckBox*>(widget)) {
             title = box->text();
-        if (title.isEmpty())
+        }
+        if (title.isEmpty()) {
             continue;
+        }
         ASSERT_EQ(widget->fontInfo().family(), QString(GetParam()));
         EXPECT_EQ(InkOf(Picture(*widget)).height(), InkOf(Drawn(title, widget->font())).height())
             << title.toStdString();
@@ -83,8 +89,9 @@ TEST_P(TextFitInFont, NothingOfATitleIsCutAboveOrBelow) {
 }
 
 TEST_P(TextFitInFont, TextsOfARowStandOnOneLine) {
-    if (!QFontDatabase::hasFamily(GetParam()))
+    if (!QFontDatabase::hasFamily(GetParam())) {
         GTEST_SKIP() << "this computer has no " << GetParam();
+    }
     QFont font(GetParam());
     font.setPixelSize(13);
     person.Window()->setFont(font);

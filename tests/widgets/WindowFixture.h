@@ -43,12 +43,15 @@ class WindowFixture : public testing::Test {
         handlers.widgets = &widgets;
         widgets.CreateWindow({100, 100, 100 + kWindowHeight, 100 + kWindowWidth});
         widgets.SetWindowTitle(kWindowTitle);
-        for (const ControlSpec& spec : kControlTable)
+        for (const ControlSpec& spec : kControlTable) {
             widgets.CreateControl(spec, handlers);
-        for (const Embedding& embedding : kEmbeddings)
+        }
+        for (const Embedding& embedding : kEmbeddings) {
             widgets.Embed(embedding.container, embedding.control);
-        for (int row = 0; row < 64; ++row)
+        }
+        for (int row = 0; row < 64; ++row) {
             widgets.SetRowText(row, ("Port " + std::to_string(row)).c_str());
+        }
         widgets.InstallWindowHandler(handlers);
         desktop.ShowWindow();
         person.Activate();
@@ -74,20 +77,23 @@ class WindowFixture : public testing::Test {
         for (const HandlerCall& call : handlers.calls) {
             const bool isAction = call.handler == "arrows" || call.handler == "slider";
             std::string what = "event";
-            if (isAction)
+            if (isAction) {
                 what = "action";
-            else if (call.event.kind == EventKind::ControlHit)
+            } else if (call.event.kind == EventKind::ControlHit) {
                 what = "hit";
-            else if (call.event.kind == EventKind::RawKeyDown || call.event.kind == EventKind::RawKeyRepeat)
+            } else if (call.event.kind == EventKind::RawKeyDown ||
+                       call.event.kind == EventKind::RawKeyRepeat) {
                 what = "key";
-            else if (call.event.kind == EventKind::ListItemSelected)
+            } else if (call.event.kind == EventKind::ListItemSelected) {
                 what = "pick";
-            else if (call.event.kind == EventKind::MouseDown)
+            } else if (call.event.kind == EventKind::MouseDown) {
                 what = "press";
+            }
             // A hit that the control's handler leaves to the window comes twice.
             const std::string line = std::to_string(call.control) + " " + what;
-            if (what != "hit" || story.empty() || story.back() != line)
+            if (what != "hit" || story.empty() || story.back() != line) {
                 story.push_back(line);
+            }
         }
         return story;
     }

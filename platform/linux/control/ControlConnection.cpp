@@ -14,8 +14,9 @@ namespace vexil {
 
 std::optional<std::uint32_t> TrustedServiceUser(const std::string& folder, bool systemWide) {
     struct stat owned {};
-    if (systemWide && stat(folder.c_str(), &owned) == 0)
+    if (systemWide && stat(folder.c_str(), &owned) == 0) {
         return owned.st_uid;
+    }
     return std::nullopt;
 }
 
@@ -29,14 +30,16 @@ int ControlConnection::NewSocket() {
 int ControlConnection::Connect(const std::string& path) {
     sockaddr_un place{};
     place.sun_family = AF_UNIX;
-    if (path.size() >= sizeof place.sun_path)
+    if (path.size() >= sizeof place.sun_path) {
         return ENAMETOOLONG;
+    }
     std::memcpy(place.sun_path, path.c_str(), path.size() + 1);
 
     // A socket that was connected once cannot be connected again: a new one takes its descriptor.
     const Descriptor fresh(NewSocket());
-    if (!fresh.IsOpen() || dup3(fresh.Number(), descriptor.Number(), O_CLOEXEC) == -1)
+    if (!fresh.IsOpen() || dup3(fresh.Number(), descriptor.Number(), O_CLOEXEC) == -1) {
         return errno;
+    }
     if (connect(descriptor.Number(), reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0) {
         // A service that leaves its queue of connections full is hung: not worth a pause of its own.
         return errno == EAGAIN ? ETIMEDOUT : errno;
@@ -47,19 +50,21 @@ int ControlConnection::Connect(const std::string& path) {
 int ControlConnection::CheckPeer(std::optional<std::uint32_t> serviceUser) const {
     ucred peer{};
     socklen_t size = sizeof peer;
-    if (getsockopt(descriptor.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+    if (getsockopt(descriptor.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
         return errno;
+    }
     return peer.uid == 0 || peer.uid == geteuid() || serviceUser == peer.uid ? 0 : EACCES;
 }
 
 int ControlConnection::Send(const ControlRequest& request) {
     const std::vector<std::uint8_t> bytes = PackControlRequest(request);
     ssize_t sent = -1;
-    do
+    do {
         sent = send(descriptor.Number(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    while (sent == -1 && errno == EINTR);
-    if (sent != -1)
+    } while (sent == -1 && errno == EINTR);
+    if (sent != -1) {
         return 0;
+    }
     // One request is under way at a time, so a socket without room is one that cannot take this request at
     // all.
     return errno == EAGAIN ? ENOBUFS : errno;
@@ -67,20 +72,24 @@ int ControlConnection::Send(const ControlRequest& request) {
 
 int ControlConnection::Receive(std::uint32_t sequence, ControlReply* reply) {
     ssize_t size = -1;
-    do
+    do {
         size = recv(descriptor.Number(), packet.data(), packet.size(),
                     MSG_TRUNC);  // the packet's own size, even if cut
-    while (size == -1 && errno == EINTR);
-    if (size == -1)
+    } while (size == -1 && errno == EINTR);
+    if (size == -1) {
         return errno;
-    if (size == 0)
+    }
+    if (size == 0) {
         return ECONNRESET;
-    if (static_cast<std::size_t>(size) > packet.size())
+    }
+    if (static_cast<std::size_t>(size) > packet.size()) {
         return EPROTO;
+    }
     const std::optional<ControlReply> unpacked =
         UnpackControlReply({packet.data(), static_cast<std::size_t>(size)});
-    if (!unpacked || unpacked->sequence != sequence)
+    if (!unpacked || unpacked->sequence != sequence) {
         return EPROTO;
+    }
     *reply = *unpacked;
     return 0;
 }
@@ -89,13 +98,16 @@ int ControlConnection::AwaitReply(std::uint32_t sequence, Deadline deadline, Con
     for (;;) {
         pollfd waiting{descriptor.Number(), POLLIN, 0};
         const int ready = poll(&waiting, 1, MillisecondsUntil(deadline));
-        if (ready == -1 && errno != EINTR)
+        if (ready == -1 && errno != EINTR) {
             return errno;
+        }
         const int error = Receive(sequence, reply);
-        if (error != EAGAIN)
+        if (error != EAGAIN) {
             return error;
-        if (std::chrono::steady_clock::now() >= deadline)
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
             return ETIMEDOUT;
+        }
     }
 }
 

@@ -37,8 +37,9 @@ std::string FileName(const std::uint8_t* ctlName) {
 }
 
 bool IsUnitOfTheControl(const std::uint8_t* address, std::uint32_t length) {
-    if (length != kSockaddrCtlSize)
+    if (length != kSockaddrCtlSize) {
         return false;
+    }
     const auto expected = MakeSockaddrCtl(kControlId, Uint32At(address + 8));
     // Unit 0 asks the system to choose one, which this control does not offer.
     return std::equal(expected.begin(), expected.end(), address) && Uint32At(address + 8) != 0;
@@ -54,15 +55,19 @@ ControlSocket::ControlSocket(std::string folderOfSockets, bool systemWideInstall
 ControlSocket::~ControlSocket() = default;
 
 int ControlSocket::Socket(int domain, int type, int protocol) {
-    if (domain != kPfSystem)
+    if (domain != kPfSystem) {
         return Failure(EAFNOSUPPORT);
-    if (type != kSockDgram)
+    }
+    if (type != kSockDgram) {
         return Failure(EPROTOTYPE);
-    if (protocol != kSysProtoControl)
+    }
+    if (protocol != kSysProtoControl) {
         return Failure(EPROTONOSUPPORT);
+    }
     const int descriptor = ControlConnection::NewSocket();
-    if (descriptor == -1)
+    if (descriptor == -1) {
         return -1;
+    }
     auto& link = entries[descriptor].link;
     link = std::make_unique<ControlSocketLink>(descriptor);
     epoll_event event{};
@@ -73,23 +78,29 @@ int ControlSocket::Socket(int domain, int type, int protocol) {
 
 int ControlSocket::Ioctl(int descriptor, std::uint32_t request, void* controlInfo) {
     Entry* entry = Find(descriptor);
-    if (entry == nullptr)
+    if (entry == nullptr) {
         return Failure(EBADF);
-    if (request != kCtlIocGInfo)
+    }
+    if (request != kCtlIocGInfo) {
         return Failure(ENOTTY);
+    }
     auto* info = static_cast<std::uint8_t*>(controlInfo);
     const std::string name = FileName(info + kCtlNameOffset);
-    if (name.empty())
+    if (name.empty()) {
         return Failure(EINVAL);
+    }
     const std::string path = folder + "/" + name;
-    if (path.size() >= sizeof(sockaddr_un::sun_path))
+    if (path.size() >= sizeof(sockaddr_un::sun_path)) {
         return Failure(ENAMETOOLONG);
+    }
 
     struct stat file {};
-    if (stat(path.c_str(), &file) != 0)
+    if (stat(path.c_str(), &file) != 0) {
         return -1;
-    if (!S_ISSOCK(file.st_mode))
+    }
+    if (!S_ISSOCK(file.st_mode)) {
         return Failure(ENOTSOCK);
+    }
     entry->address.path = path;
     PutLittleEndian(info, kControlId, kCtlNameOffset);
     return 0;
@@ -97,13 +108,16 @@ int ControlSocket::Ioctl(int descriptor, std::uint32_t request, void* controlInf
 
 int ControlSocket::Connect(int descriptor, const void* address, std::uint32_t length) {
     Entry* entry = Find(descriptor);
-    if (entry == nullptr)
+    if (entry == nullptr) {
         return Failure(EBADF);
-    if (entry->link->WasAttached())
+    }
+    if (entry->link->WasAttached()) {
         return Failure(EISCONN);
+    }
     const auto* bytes = static_cast<const std::uint8_t*>(address);
-    if (entry->address.path.empty() || !IsUnitOfTheControl(bytes, length))
+    if (entry->address.path.empty() || !IsUnitOfTheControl(bytes, length)) {
         return Failure(EINVAL);
+    }
 
     entry->address.unit = Uint32At(bytes + 8);
     entry->address.serviceUser = TrustedServiceUser(folder, systemWide);
@@ -113,12 +127,15 @@ int ControlSocket::Connect(int descriptor, const void* address, std::uint32_t le
 int ControlSocket::SetOption(int descriptor, int level, int option, const void* payload,
                              std::uint32_t length) {
     ControlSocketLink* link = LinkForOption(descriptor, level);
-    if (link == nullptr)
+    if (link == nullptr) {
         return -1;
-    if (payload == nullptr && length != 0)
+    }
+    if (payload == nullptr && length != 0) {
         return Failure(EFAULT);
-    if (length > kMaxControlData)
+    }
+    if (length > kMaxControlData) {
         return Failure(EMSGSIZE);
+    }
     const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(payload), length);
     return Result(
         link->Exchange(kControlSetOption, static_cast<std::uint32_t>(option), bytes, nullptr, nullptr));
@@ -126,15 +143,18 @@ int ControlSocket::SetOption(int descriptor, int level, int option, const void* 
 
 int ControlSocket::GetOption(int descriptor, int level, int option, void* buffer, std::uint32_t* length) {
     ControlSocketLink* link = LinkForOption(descriptor, level);
-    if (link == nullptr)
+    if (link == nullptr) {
         return -1;
-    if (buffer == nullptr && *length != 0)
+    }
+    if (buffer == nullptr && *length != 0) {
         return Failure(EFAULT);
+    }
     std::uint32_t size = std::min<std::uint32_t>(*length, kMaxControlData);
     const int error = link->Exchange(kControlGetOption, static_cast<std::uint32_t>(option), {},
                                      static_cast<std::uint8_t*>(buffer), &size);
-    if (error == 0)
+    if (error == 0) {
         *length = size;
+    }
     return Result(error);
 }
 
@@ -143,8 +163,9 @@ int ControlSocket::Close(int descriptor) {
 }
 
 void ControlSocket::Serve() {
-    for (const auto& [descriptor, entry] : entries)
+    for (const auto& [descriptor, entry] : entries) {
         entry.link->Serve();
+    }
 }
 
 ControlSocket::Entry* ControlSocket::Find(int descriptor) {
@@ -155,14 +176,16 @@ ControlSocket::Entry* ControlSocket::Find(int descriptor) {
 ControlSocketLink* ControlSocket::LinkForOption(int descriptor, int level) {
     Entry* entry = Find(descriptor);
     int error = 0;
-    if (entry == nullptr)
+    if (entry == nullptr) {
         error = EBADF;
-    else if (!entry->link->WasAttached())
+    } else if (!entry->link->WasAttached()) {
         error = ENOTCONN;
-    else if (level != kSysProtoControl)
+    } else if (level != kSysProtoControl) {
         error = ENOPROTOOPT;
-    if (error == 0)
+    }
+    if (error == 0) {
         return entry->link.get();
+    }
     errno = error;
     return nullptr;
 }

@@ -37,8 +37,9 @@ void LinkWatch::ForNothing(int socket) {
 void LinkWatch::Watch(int socket, unsigned events) {
     epoll_event event{};
     event.events = events;
-    if (epoll_ctl(waiting.Number(), EPOLL_CTL_MOD, socket, &event) != 0)
+    if (epoll_ctl(waiting.Number(), EPOLL_CTL_MOD, socket, &event) != 0) {
         epoll_ctl(waiting.Number(), EPOLL_CTL_ADD, socket, &event);
+    }
 }
 
 // 0 stops it. Setting it also forgets that it has run out.

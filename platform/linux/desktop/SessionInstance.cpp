@@ -44,33 +44,40 @@ int AppendText(sd_bus_message* call, const char* key, const std::string& text) {
 
 int AppendTokens(sd_bus_message* call, const LaunchTokens& tokens) {
     int result = sd_bus_message_open_container(call, SD_BUS_TYPE_ARRAY, "{sv}");
-    if (result >= 0)
+    if (result >= 0) {
         result = AppendText(call, kStartupIdKey, tokens.startupId);
-    if (result >= 0)
+    }
+    if (result >= 0) {
         result = AppendText(call, kActivationKey, tokens.activation);
+    }
     return result < 0 ? result : sd_bus_message_close_container(call);
 }
 
 int ReadToken(sd_bus_message* call, LaunchTokens& tokens) {
     const char* key = nullptr;
     int result = sd_bus_message_read_basic(call, SD_BUS_TYPE_STRING, &key);
-    if (result < 0)
+    if (result < 0) {
         return result;
+    }
     std::string* token = nullptr;
-    if (std::strcmp(key, kStartupIdKey) == 0)
+    if (std::strcmp(key, kStartupIdKey) == 0) {
         token = &tokens.startupId;
-    else if (std::strcmp(key, kActivationKey) == 0)
+    } else if (std::strcmp(key, kActivationKey) == 0) {
         token = &tokens.activation;
+    }
     const char* type = nullptr;
     result = sd_bus_message_peek_type(call, nullptr, &type);
-    if (result < 0)
+    if (result < 0) {
         return result;
-    if (token == nullptr || std::strcmp(type, "s") != 0)
+    }
+    if (token == nullptr || std::strcmp(type, "s") != 0) {
         return sd_bus_message_skip(call, "v");
+    }
     const char* text = nullptr;
     result = sd_bus_message_read(call, "v", "s", &text);
-    if (result >= 0)
+    if (result >= 0) {
         *token = text;
+    }
     return result;
 }
 
@@ -78,11 +85,13 @@ int ReadTokens(sd_bus_message* call, LaunchTokens& tokens) {
     int result = sd_bus_message_enter_container(call, SD_BUS_TYPE_ARRAY, "{sv}");
     while (result >= 0) {
         result = sd_bus_message_enter_container(call, SD_BUS_TYPE_DICT_ENTRY, "sv");
-        if (result <= 0)
+        if (result <= 0) {
             return result;
+        }
         result = ReadToken(call, tokens);
-        if (result >= 0)
+        if (result >= 0) {
             result = sd_bus_message_exit_container(call);
+        }
     }
     return result;
 }
@@ -98,10 +107,12 @@ struct SessionInstance::Object {
         const auto& instance = *static_cast<SessionInstance*>(self);
         LaunchTokens tokens;
         const int result = ReadTokens(call, tokens);
-        if (result < 0)
+        if (result < 0) {
             return result;  // the library answers with it
-        if (instance.asked == nullptr || !(*instance.asked)(tokens))
+        }
+        if (instance.asked == nullptr || !(*instance.asked)(tokens)) {
             return sd_bus_error_set(error, SD_BUS_ERROR_NOT_SUPPORTED, "There is no window now.");
+        }
         return sd_bus_reply_method_return(call, "");
     }
 
@@ -124,12 +135,14 @@ SessionInstance::~SessionInstance() = default;
 
 SessionInstance::Start SessionInstance::Enter(const LaunchTokens& tokens, milliseconds patience) {
     const Deadline deadline = steady_clock::now() + patience;
-    if (!Connect(deadline))
+    if (!Connect(deadline)) {
         return Start::Alone;
+    }
     // A panel that is ending loses the name, one that is starting answers in a moment: both are asked again.
     while (!TakeName(false)) {
-        if (Ask(tokens, deadline))
+        if (Ask(tokens, deadline)) {
             return Start::Second;
+        }
         if (steady_clock::now() >= deadline) {
             TakeName(true);
             break;
@@ -142,15 +155,18 @@ SessionInstance::Start SessionInstance::Enter(const LaunchTokens& tokens, millis
 // The library's own connecting waits for a minute and a half where something listens but does not answer.
 bool SessionInstance::Connect(Deadline deadline) {
     sd_bus* opened = nullptr;
-    if (sd_bus_open_user(&opened) < 0)
+    if (sd_bus_open_user(&opened) < 0) {
         return false;
+    }
     bus.reset(opened);
     while (sd_bus_is_ready(opened) == 0) {
         int result = sd_bus_process(opened, nullptr);
-        if (result == 0)
+        if (result == 0) {
             result = sd_bus_wait(opened, Microseconds(deadline));
-        if (result < 0 && result != -EINTR)
+        }
+        if (result < 0 && result != -EINTR) {
             break;
+        }
         if (steady_clock::now() >= deadline) {
             busIsSilent = sd_bus_is_ready(opened) == 0;
             break;
@@ -176,8 +192,9 @@ bool SessionInstance::TakeName(bool fromAnother) {
 
 bool SessionInstance::Ask(const LaunchTokens& tokens, Deadline deadline) {
     sd_bus_message* call = nullptr;
-    if (sd_bus_message_new_method_call(bus.get(), &call, kName, kObject, kInterface, kMethod) < 0)
+    if (sd_bus_message_new_method_call(bus.get(), &call, kName, kObject, kInterface, kMethod) < 0) {
         return false;
+    }
     const std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)> owned(call, sd_bus_message_unref);
     return sd_bus_message_set_auto_start(call, 0) >= 0 && AppendTokens(call, tokens) >= 0 &&
            sd_bus_call(bus.get(), call, Microseconds(deadline), nullptr, nullptr) >= 0;
@@ -188,8 +205,9 @@ int SessionInstance::Descriptor() const {
 }
 
 bool SessionInstance::Dispatch(const std::function<bool(const LaunchTokens&)>& comeToFront) {
-    if (!bus)
+    if (!bus) {
         return false;
+    }
     asked = &comeToFront;
     int result = 0;
     do {
