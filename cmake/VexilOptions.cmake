@@ -10,11 +10,18 @@ target_compile_options(vexil_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(vexil_options INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # Clang takes the zero of a defaulted <=> for one of ours; GCC, which compiles the same sources, warns of ours alone.
+  target_compile_options(vexil_options INTERFACE -Wno-zero-as-null-pointer-constant)
+endif()
 
 if(VEXIL_SANITIZE)
   target_compile_options(vexil_options INTERFACE
     -fsanitize=${VEXIL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vexil_options INTERFACE -fsanitize=${VEXIL_SANITIZE})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(vexil_options INTERFACE -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizers-ignore.txt)
+  endif()
 endif()
 if(VEXIL_FUZZ)
   # Coverage for the fuzzer; each fuzz target links libFuzzer itself.
@@ -27,12 +34,44 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
-# A compiler cache is used where there is one. It takes what another checkout has compiled from the same sources: the
-# folder's name in the debug information matters to nobody, and paths below the project's root count as relative.
+# A compiler cache is used where there is one.
 find_program(VEXIL_CCACHE ccache)
 if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_NOHASHDIR=1 CCACHE_BASEDIR=${PROJECT_SOURCE_DIR}
-    ${VEXIL_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${PROJECT_SOURCE_DIR}/cmake/compile-cached ${PROJECT_SOURCE_DIR})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # A precompiled header is the same whenever it is made.
+    add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+  endif()
+endif()
+
+# vexil_precompiled(TARGET [HEADERS]): compiles the target with a header that is compiled once, where VEXIL_PRECOMPILE asks for it.
+# HEADERS is plain or qt. The other builds compile every source without, and so see an include that is missing.
+function(vexil_precompiled target)
+  set(headers vexil_plain_headers)
+  if(ARGV1 STREQUAL "qt")
+    set(headers vexil_qt_headers)
+  endif()
+  if(VEXIL_PRECOMPILE AND TARGET ${headers})
+    target_precompile_headers(${target} REUSE_FROM ${headers})
+  endif()
+endfunction()
+
+if(VEXIL_PRECOMPILE)
+  find_package(GTest REQUIRED)
+  set(nothing ${PROJECT_BINARY_DIR}/nothing.cpp)
+  file(CONFIGURE OUTPUT ${nothing} CONTENT "")
+  set(plain_headers <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <deque> <filesystem> <fstream>
+    <functional> <map> <memory> <mutex> <optional> <random> <set> <sstream> <string> <string_view> <thread>
+    <unordered_map> <variant> <vector> <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
+  add_library(vexil_plain_headers OBJECT EXCLUDE_FROM_ALL ${nothing})
+  target_link_libraries(vexil_plain_headers PRIVATE vexil_options GTest::gmock)
+  target_precompile_headers(vexil_plain_headers PRIVATE ${plain_headers})
+  find_package(Qt6 6.4 QUIET COMPONENTS Widgets)
+  if(Qt6_FOUND)
+    add_library(vexil_qt_headers OBJECT EXCLUDE_FROM_ALL ${nothing})
+    target_link_libraries(vexil_qt_headers PRIVATE vexil_options GTest::gmock Qt6::Widgets)
+    target_precompile_headers(vexil_qt_headers PRIVATE ${plain_headers} <QtWidgets>)
+  endif()
 endif()
 
 # vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
@@ -40,4 +79,9 @@ function(vexil_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC vexil_options ${arg_LIBRARIES})
+  if("Qt6::Widgets" IN_LIST arg_LIBRARIES OR "vexil_platform_qt" IN_LIST arg_LIBRARIES)
+    vexil_precompiled(${name} qt)
+  else()
+    vexil_precompiled(${name})
+  endif()
 endfunction()

@@ -7,14 +7,50 @@ set(VEXIL_JACK_SERVERS jack_servers)
 # Exit status by which a test says that the machine lacks what it needs.
 set(VEXIL_SKIP_CODE 77)
 
-# vexil_test(NAME LABEL unit|contract|widgets|system|fuzz SOURCES ... LIBRARIES ... [TIMEOUT seconds] [USES thing])
+# vexil_wanted(LABEL...): sets vexil_wanted to whether this build has tests of one of the labels. A test that must also run
+# without sanitizers, since it depends on time, says PLAIN and is wanted where that label is.
+macro(vexil_wanted)
+  set(vexil_wanted OFF)
+  foreach(label ${ARGV})
+    if(NOT VEXIL_TEST_LABELS OR label IN_LIST VEXIL_TEST_LABELS)
+      set(vexil_wanted ON)
+    endif()
+  endforeach()
+endmacro()
+
+# vexil_test_program(NAME LABEL label... SOURCES ... LIBRARIES ...): a program of the tests with one of these labels. Where the build has
+# no such tests, it is made only when it is asked for by name.
+function(vexil_test_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LABEL;SOURCES;LIBRARIES")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} vexil_options)
+  if(arg_LIBRARIES MATCHES "qt|Qt")
+    vexil_precompiled(${name} qt)
+  else()
+    vexil_precompiled(${name})
+  endif()
+  vexil_wanted(${arg_LABEL})
+  if(NOT vexil_wanted)
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+  endif()
+endfunction()
+
+# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] SOURCES ... LIBRARIES ... [TIMEOUT seconds] [USES thing])
 # One GoogleTest program; each of its tests is a ctest entry of its own, named NAME.Suite.Test, so that every test
 # stands alone and a skipped one is counted as skipped. The timeout is that of one test; no two tests run that
 # use the same thing. Widget tests run on Qt's offscreen platform.
 function(vexil_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT;USES" "SOURCES;LIBRARIES")
-  add_executable(${name} ${arg_SOURCES})
-  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest vexil_options)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;TIMEOUT;USES" "SOURCES;LIBRARIES")
+  set(labels ${arg_LABEL})
+  if(arg_PLAIN)
+    list(APPEND labels plain)
+  endif()
+  vexil_test_program(${name} LABEL ${labels} SOURCES ${arg_SOURCES}
+    LIBRARIES ${arg_LIBRARIES} GTest::gmock GTest::gtest)
+  vexil_wanted(${labels})
+  if(NOT vexil_wanted)
+    return()
+  endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
@@ -29,15 +65,27 @@ function(vexil_test name)
     PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ${properties})
 endfunction()
 
-# vexil_script_test(NAME LABEL system|house SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing])
+# vexil_script_test(NAME LABEL label [PLAIN] SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing] [COST seconds] [SERIAL])
 # A test that is a Python program: exit status 0 passed, 77 skipped, anything else failed. It runs by the system's own
 # Python, which has the Debian packages, and finds the modules of tools/.
 function(vexil_script_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;SCRIPT;TIMEOUT;USES" "ARGUMENTS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN;SERIAL" "LABEL;SCRIPT;TIMEOUT;USES;COST" "ARGUMENTS")
+  set(labels ${arg_LABEL})
+  if(arg_PLAIN)
+    list(APPEND labels plain)
+  endif()
+  vexil_wanted(${labels})
+  if(NOT vexil_wanted)
+    return()
+  endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
   add_test(NAME ${name} COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/${arg_SCRIPT} ${arg_ARGUMENTS})
-  set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT}
-    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;PYTHONPATH=${PROJECT_SOURCE_DIR}/tools" RESOURCE_LOCK "${arg_USES}")
+  if(NOT arg_COST)
+    set(arg_COST 0)
+  endif()
+  set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} COST ${arg_COST}
+    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;PYTHONPATH=${PROJECT_SOURCE_DIR}/tools" RESOURCE_LOCK "${arg_USES}"
+    RUN_SERIAL ${arg_SERIAL})
 endfunction()
