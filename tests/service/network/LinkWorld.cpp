@@ -267,7 +267,7 @@ void LinkWorld::TakeEvent(int end, const LinkEvent& event) {
             way.open = false;
             way.exclusive.clear();
             while (const auto release = way.sounding.NextRelease()) {
-                way.sounding.Heard(*release);
+                way.sounding.Heard(release->Message());
             }
             break;
         case LinkEvent::Kind::Message:
