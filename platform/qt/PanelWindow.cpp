@@ -27,6 +27,9 @@ constexpr int kTextPixels = 13;
 
 PanelWindow::PanelWindow(int width, int height) {
     setFixedSize(width, height);
+    // Its texts are English and its places fixed, also where the toolkit speaks a language that is written
+    // from right to left.
+    setLayoutDirection(Qt::LeftToRight);
     QFont text = font();
     text.setPixelSize(kTextPixels);
     setFont(text);

@@ -76,6 +76,7 @@ QtDialogs::QtDialogs(QtWidgets& qtWidgets) : widgets(qtWidgets) {}
 int QtDialogs::RunAlert(const AlertRequest& request) {
     const FocusKeeper keepFocus(widgets.Window());
     QMessageBox box(widgets.Window());
+    box.setLayoutDirection(Qt::LeftToRight);  // as its texts, whatever language the toolkit speaks
     box.setWindowModality(Qt::WindowModal);
     if (QWidget* window = widgets.Window()) {
         box.setWindowTitle(window->windowTitle());

@@ -230,6 +230,15 @@ TEST_F(Layout, PartsOfTheWindowAreReadOutInTheOrderOfTheScreen) {
                                         "Settings", "Realtime Options", "Load", "Save", "Apply"}));
 }
 
+TEST_F(Layout, StaysFromLeftToRightInEveryLanguageOfTheToolkit) {
+    QApplication::setLayoutDirection(Qt::RightToLeft);
+    person.Settle();
+    for (const ControlSpec& spec : kControlTable) {
+        EXPECT_EQ(person.Find(spec.number)->layoutDirection(), Qt::LeftToRight) << spec.number;
+    }
+    QApplication::setLayoutDirection(Qt::LayoutDirectionAuto);
+}
+
 TEST_F(Layout, TestChannelIsReadOutFromTheStart) {
     QAccessibleInterface* channel = QAccessible::queryAccessibleInterface(person.Find(kTestChannelNumber));
     EXPECT_EQ(channel->text(QAccessible::Description).toStdString(),
