@@ -173,5 +173,16 @@ TEST_F(PlistUnparsableTest, ADamagedFileOfTheOlderDomainStaysIsLoggedOnceAndRead
     EXPECT_EQ(lines.find("Preferences", first + 1), std::string::npos) << lines;
 }
 
+TEST_F(PlistUnparsableTest, TheDriverLooksNoFurtherWhenTheFileIsGoneAgain) {
+    EXPECT_TRUE(driver.Synchronize());
+    folder.Put("garbage");
+    EXPECT_TRUE(driver.Synchronize());
+    ASSERT_TRUE(driver.domains.LookAgainIn());
+    fs::remove(folder.File());
+    EXPECT_TRUE(driver.Synchronize());
+    EXPECT_FALSE(driver.domains.LookAgainIn());
+    EXPECT_TRUE(driver.Store("A", MakePropertyNumber(1)));
+}
+
 }  // namespace
 }  // namespace vexil

@@ -101,6 +101,7 @@ void DomainFile::Take(PropertyList list, const FileIdentity& identity) {
 // Takes up what is at the file's place now, when it is not what was seen last. False when that cannot be
 // told.
 bool DomainFile::Refresh() {
+    lookAgainAt.reset();  // until this look finds a reason anew
     // Another program may replace the file between two looks; each time round it has done so anew.
     for (int attempt = 0; attempt < 100; ++attempt) {
         const LinkedFile file =
@@ -111,6 +112,7 @@ bool DomainFile::Refresh() {
         }
         const FileIdentity identity = IdentityOf(file.status);
         if (seen && *seen == identity) {
+            unparsableSince.reset();
             return true;
         }
         if (file.state == LinkedFile::State::Refused) {
@@ -147,6 +149,7 @@ bool DomainFile::Refresh() {
 
 bool DomainFile::TakeMissing(const LinkedFile& file) {
     if (file.state == LinkedFile::State::Missing) {
+        unparsableSince.reset();
         if (!seen || seen->exists || blocked) {
             Take(PropertyList(), {});
         }
