@@ -199,6 +199,11 @@ bool DriverPreferences::GetLoggingOption() const {
     return (options & kEnableLogging) != 0;
 }
 
+bool DriverPreferences::HasOptions() const {
+    const PreferencesStore current(domains, kDriverDomain, true);
+    return current.GetInt("MiscOptions", current.User(), kAbsent) != kAbsent;
+}
+
 bool DriverPreferences::CompleteOptions(bool withWireless) const {
     const PreferencesStore older(domains, kOlderDriverDomain, true);
     PreferencesStore current(domains, kDriverDomain, true);

@@ -59,6 +59,8 @@ class DriverPreferences {
     // False when that could not be stored, or the domain not be read.
     bool CompleteOptions(bool withWireless) const;
 
+    // Whether the current domain has MiscOptions.
+    bool HasOptions() const;
     // The host list cache, an opaque block. ReadCache: as PreferencesStore::GetBinary.
     bool ReadCache(void* buffer, std::uint32_t* size) const;
     void WriteCache(const void* bytes, std::uint32_t length) const;

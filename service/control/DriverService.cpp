@@ -183,9 +183,10 @@ std::string DriverService::Summary() const {
 
 void DriverService::PanelAttached(pid_t process) {
     attached = true;
-    // Before the panel has its answer and reads what is stored. Later panels find what this one left.
-    if (!std::exchange(wasAttached, true)) {
-        store.Complete(attached);
+    // Before the panel has its answer and reads what is stored: Use Wireless with the rest, which it takes
+    // out of the store itself. Later panels find what this one left, unless that has gone meanwhile.
+    if (!std::exchange(wasAttached, true) || store.LacksOptions()) {
+        store.Complete(false);
     }
     report.PanelAttached(process);
 }

@@ -10,6 +10,10 @@ void StoredConfiguration::Complete(bool panelIsAttached) {
     isIncomplete = !DriverPreferences(domains).CompleteOptions(!panelIsAttached);
 }
 
+bool StoredConfiguration::LacksOptions() const {
+    return !DriverPreferences(domains).HasOptions();
+}
+
 const DriverConfiguration& StoredConfiguration::Read() {
     DriverPreferences(domains).LoadCurrentConfiguration(kPortCount, seen);
     return seen;

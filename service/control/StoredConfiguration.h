@@ -19,6 +19,8 @@ class StoredConfiguration {
     // Stores the options where no options were ever saved, as DriverPreferences::CompleteOptions has it. What
     // could not be stored now is tried again with every Look.
     void Complete(bool panelIsAttached);
+    // Whether there are no options: nothing was ever stored, or the file has gone.
+    bool LacksOptions() const;
 
     // The whole configuration as it is stored now.
     const DriverConfiguration& Read();

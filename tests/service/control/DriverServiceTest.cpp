@@ -73,12 +73,18 @@ TEST_F(DriverServiceTest, CompletesTheStoreBeforeItsFirstPanelReadsIt) {
     storage->domains[id].clear();
     storage->domains[older]["MiscOptions"] = MakePropertyNumber(3 | static_cast<int>(kUseWireless));
     service.PanelAttached(1);
-    EXPECT_TRUE(SameProperty(storage->domains[id]["MiscOptions"], MakePropertyNumber(3)))
-        << "without Use Wireless, which a panel stores away while it runs";
+    EXPECT_TRUE(SameProperty(storage->domains[id]["MiscOptions"],
+                             MakePropertyNumber(3 | static_cast<int>(kUseWireless))))
+        << "with Use Wireless, which the panel reads and then takes out itself";
+    service.PanelDetached();
+    storage->domains[id]["MiscOptions"] = MakePropertyNumber(1);
+    service.PanelAttached(2);
+    EXPECT_TRUE(SameProperty(storage->domains[id]["MiscOptions"], MakePropertyNumber(1)))
+        << "what the first one left";
     service.PanelDetached();
     storage->domains[id].clear();
-    service.PanelAttached(2);
-    EXPECT_TRUE(storage->domains[id].empty()) << "the first one only";
+    service.PanelAttached(3);
+    EXPECT_FALSE(storage->domains[id].empty()) << "what has gone meanwhile";
 }
 
 TEST_F(DriverServiceTest, TakesUpWhatOthersStore) {
