@@ -26,7 +26,7 @@ ServiceAnswer Unanswered() {
 }
 
 ServiceAnswer Malformed() {
-    return Failure("the service's answer is none");
+    return Failure("the service's answer is malformed");
 }
 
 ServiceAnswer Answer(const ControlReply& reply, std::uint32_t askedLength) {

@@ -111,7 +111,7 @@ std::string PropertiesRemark(std::string_view value) {
                 read += (read.empty() ? "" : ",") + std::string(role);
             }
         }
-        return read.empty() ? Quoted(property) + " is none of Input, Output and Pipe"
+        return read.empty() ? Quoted(property) + " is not Input, Output or Pipe"
                             : Quoted(property) + " is read as " + read;
     }
     return "";
@@ -146,7 +146,7 @@ class Check {
         std::string_view name;
         const char* value = nullptr;
         if (piece.find('\0') != std::string_view::npos) {
-            Remark("holds a zero byte: a load takes the file for no settings file");
+            Remark("holds a zero byte: 'vexil3ctl load' refuses such a file");
         } else if (HeaderName(whole, name)) {
             ReadHeader(piece, name);
         } else if (const std::string_view seen = Trimmed(piece);

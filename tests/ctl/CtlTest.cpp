@@ -208,7 +208,7 @@ TEST_F(CtlTest, LoadTellsWhatInTheFileMeansNothing) {
     const CtlResult result = Run({"load", path});
     EXPECT_EQ(result.status, kCtlDone);
     EXPECT_THAT(result.errors, StartsWith("vexil3ctl: " + path +
-                                          ":2: Properties: 'Outptu' is none of Input, Output and Pipe\n"
+                                          ":2: Properties: 'Outptu' is not Input, Output or Pipe\n"
                                           "vexil3ctl: " +
                                           path + ":3: DstPort: '99' is no port"));
     EXPECT_THAT(CtlFolder::Content(folder.StoredFile()), HasSubstr("<string>Organ</string>"));
@@ -219,7 +219,7 @@ TEST_F(CtlTest, CheckTellsTheSameAndChangesNothing) {
     std::filesystem::permissions(path, std::filesystem::perms::owner_read);
     const CtlResult result = Run({"check", path});
     EXPECT_EQ(result.status, kCtlFailed);
-    EXPECT_EQ(result.output, path + ":2: Properties: 'Outptu' is none of Input, Output and Pipe\n");
+    EXPECT_EQ(result.output, path + ":2: Properties: 'Outptu' is not Input, Output or Pipe\n");
     EXPECT_EQ(result.errors, "");
     EXPECT_FALSE(std::filesystem::exists(folder.StoredFile()));
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);

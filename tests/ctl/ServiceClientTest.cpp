@@ -165,7 +165,7 @@ TEST_F(ServiceClientTest, PacketsThatAreNoReplyAreNoAnswer) {
         AnswerPacket(packet);
         const ServiceAnswer answer = AskStatus();
         EXPECT_EQ(answer.outcome, Outcome::Failed);
-        EXPECT_EQ(answer.problem, "the service's answer is none") << packet.size() << " bytes";
+        EXPECT_EQ(answer.problem, "the service's answer is malformed") << packet.size() << " bytes";
         service.Stop();
     }
 }
@@ -176,7 +176,7 @@ TEST_F(ServiceClientTest, DataThatWasNotAskedForIsNoAnswer) {
         return true;
     });
     service.Start();
-    EXPECT_EQ(ServiceClient(folder.paths).AskReload().problem, "the service's answer is none");
+    EXPECT_EQ(ServiceClient(folder.paths).AskReload().problem, "the service's answer is malformed");
 }
 
 TEST_F(ServiceClientTest, APathThatIsTooLongForASocketIsSaid) {

@@ -51,9 +51,9 @@ TEST(SettingsCheck, CommentsAndBlankLinesAreNoFindings) {
 
 TEST(SettingsCheck, AWordThatIsNoRoleIsFoundWithItsLine) {
     EXPECT_THAT(PortRemarks("\nProperties=Input, Outptu"),
-                ElementsAre("3: Properties: 'Outptu' is none of Input, Output and Pipe"));
+                ElementsAre("3: Properties: 'Outptu' is not Input, Output or Pipe"));
     EXPECT_THAT(PortRemarks("Properties=input"),
-                ElementsAre("2: Properties: 'input' is none of Input, Output and Pipe"));
+                ElementsAre("2: Properties: 'input' is not Input, Output or Pipe"));
     EXPECT_THAT(PortRemarks("Properties=InputOutput"),
                 ElementsAre("2: Properties: 'InputOutput' is read as Input,Output"));
     EXPECT_THAT(PortRemarks("Properties="), IsEmpty());
