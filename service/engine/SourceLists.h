@@ -52,8 +52,10 @@ class SourceLists {
     static_assert(kSourceCount <= INT16_MAX);
 
     std::int16_t& NextAfter(int list, int source) {
-        return source == kEnd ? firsts[static_cast<std::size_t>(list)]
-                              : links[static_cast<std::size_t>(source)].next;
+        if (source == kEnd) {
+            return firsts[static_cast<std::size_t>(list)];
+        }
+        return links[static_cast<std::size_t>(source)].next;
     }
 
     std::array<std::int16_t, kLists> firsts;

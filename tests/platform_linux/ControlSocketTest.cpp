@@ -202,13 +202,18 @@ TEST_F(ControlSocketTest, DescriptorsAreNotInheritedByPrograms) {
     EXPECT_NE(0, fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
 }
 
+// The sanitizer's look at an object's type takes descriptors of its own, which are not there here.
+__attribute__((no_sanitize("undefined"))) int OpenWithoutDescriptors(ControlSocket& control) {
+    return control.Socket(kPfSystem, kSockDgram, kSysProtoControl);
+}
+
 TEST_F(ControlSocketTest, ASocketThatThisProcessMayNotHaveIsRefused) {
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
     rlimit none = before;
     none.rlim_cur = 0;
     setrlimit(RLIMIT_NOFILE, &none);
-    const int refused = control.Socket(kPfSystem, kSockDgram, kSysProtoControl);
+    const int refused = OpenWithoutDescriptors(control);
     const int error = errno;
     setrlimit(RLIMIT_NOFILE, &before);
     EXPECT_EQ(-1, refused);
