@@ -7,6 +7,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
+#include <thread>
 #include <vector>
 
 #include "config/PreferenceDomains.h"
@@ -209,6 +210,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     driver.service.PanelDetached();
     driver.service.Settle();
+    // What is held back leaves in its time, and what ends behind it as well.
+    for (int waits = 0; waits < 1000 && driver.engine.Done() != driver.engine.Posted(); ++waits) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        driver.service.Settle();
+    }
     Check(driver.engine.Done() == driver.engine.Posted(), "nothing is left to do");
     Check(driver.service.Timeout() == -1, "nothing is waited for");
     return 0;
