@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
-#include <utility>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "config/PreferenceDomains.h"
