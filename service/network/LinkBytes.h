@@ -14,6 +14,10 @@ using ByteView = std::span<const std::uint8_t>;
 // The computer id: the first 16 bytes of the SHA-256 of its public key.
 using ComputerId = std::array<std::uint8_t, 16>;
 
+// Where datagrams go and come from: any bytes that tell addresses apart, with the interface. NetworkAddress.h
+// makes them of addresses; the protocol does not look into them.
+using LinkAddress = std::array<std::uint8_t, 24>;
+
 // Writes into a buffer that the caller owns. What does not fit is not written, and the writer says so.
 class ByteWriter {
   public:

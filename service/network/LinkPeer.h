@@ -23,10 +23,6 @@
 
 namespace vexil {
 
-// Where datagrams go and come from: any bytes that tell addresses apart, with the interface. Not looked into
-// here.
-using LinkAddress = std::array<std::uint8_t, 24>;
-
 class LinkPeer {
   public:
     // What it needs from outside.

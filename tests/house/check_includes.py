@@ -25,6 +25,8 @@ ALLOWED = {
     "platform/linux/preferences": CORE | {"platform/linux"},
     "platform/linux/control": CORE | {"platform/linux"},
     "platform/linux/desktop": CORE | {"platform/linux"},
+    # Implements the seams of MIDI between computers.
+    "platform/linux/network": CORE | {"platform/linux", "platform/linux/preferences", "service/network"},
     "platform/qt": CORE,
     "platform/qt/main.cpp": CORE | {"platform/qt"} | LINUX,
     "service/routes": {"shared/System", "config"},
@@ -32,6 +34,8 @@ ALLOWED = {
     # The link's protocol: no socket and no clock. OpenSSL's headers are for the one file that seals.
     "service/network": BACKENDS,
     "service/network/LinkSealing.cpp": BACKENDS | {"service/network"},
+    # Texts of addresses, by the C library's own functions.
+    "service/network/NetworkAddress.cpp": {"service/network"},
     "service/backends": BACKENDS,
     # The choice makes whichever MIDI system is there.
     "service/backends/BackendChoice.cpp": BACKENDS | {"service/backends", "service/backends/alsa",
@@ -40,8 +44,9 @@ ALLOWED = {
     "service/backends/jack": BACKENDS | {"service/backends"},
     "service/backends/none": BACKENDS | {"service/backends"},
     "service/control": BACKENDS | LINUX | {"driver", "service/backends"},
-    "service": BACKENDS | LINUX | {"driver", "service/control", "service/backends", "service/backends/alsa",
-                                   "service/backends/jack", "service/backends/none"},
+    "service": BACKENDS | LINUX | {"platform/linux/network", "driver", "service/control", "service/network",
+                                   "service/backends", "service/backends/alsa", "service/backends/jack",
+                                   "service/backends/none"},
     "ctl": {"shared/System", "config", "driver"} | LINUX,
 }
 # Tests and benchmarks may include the whole core and what belongs to tests. Those that may know a platform or the service:
@@ -58,7 +63,8 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     LINUX | {"service", "service/control", "ctl", "tests", "bench"}),
+     LINUX | {"platform/linux/network", "service", "service/control", "service/network/NetworkAddress.cpp", "ctl",
+              "tests", "bench"}),
     ("systemd and D-Bus", re.compile(r"(systemd|dbus)/.*"),
      {"platform/linux/desktop", "service", "service/control", "tests/platform_linux", "tests/service"}),
     ("ALSA", re.compile(r"alsa/.*"), {"service/backends/alsa", "tests/service", "bench"}),
