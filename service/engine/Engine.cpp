@@ -66,6 +66,9 @@ class Engine::State {
         if (sources.OpenEnds() == 0) {
             done.store(taken, std::memory_order_release);
         }
+        if (sources.TakeSuspicionsChanged() && suspicionWaker != nullptr) {
+            suspicionWaker->Wake();
+        }
     }
 
     SpscQueue<Command, kCommands> commands;
@@ -78,6 +81,7 @@ class Engine::State {
     SourceTable sources;
     SilentSink silence;
     EngineSink* remoteSink = &silence;
+    EngineWaker* suspicionWaker = nullptr;
     std::uint64_t taken = 0;  // commands
 };
 
@@ -116,6 +120,10 @@ Engine::~Engine() = default;
 
 void Engine::SetRemoteSink(EngineSink* sink) {
     state->remoteSink = sink != nullptr ? sink : &state->silence;
+}
+
+void Engine::SetSuspicionWaker(EngineWaker* waker) {
+    state->suspicionWaker = waker;
 }
 
 bool Engine::PostWays(const WayTable& outputs) {
@@ -202,6 +210,10 @@ InputCounters Engine::CountersOfInput(int port) const {
     return state->sources.CountersOfInput(port);
 }
 
+std::uint64_t Engine::SuspectedRate(int source) const {
+    return state->sources.SuspectedRate(source);
+}
+
 void Engine::TakeCommands(std::uint64_t now) {
     while (const Command* command = state->commands.Front()) {
         state->CarryOut(*command, now);
@@ -235,8 +247,8 @@ void Engine::GiveBackWriter(int source, std::uint64_t time) {
     state->sources.GiveBack(source, time);
 }
 
-void Engine::Run(std::uint64_t end, EngineSink& sink) {
-    state->sources.Run(end, sink, *state->remoteSink);
+void Engine::Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit) {
+    state->sources.Run(end, sink, *state->remoteSink, limit);
     state->EndTurn();
 }
 

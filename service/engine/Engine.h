@@ -7,6 +7,10 @@
 // lock-free queues and atomics only. The engine thread allocates nothing, takes no lock and makes no system
 // call.
 //
+// Loops. Programs that are connected in a ring send a message round and round, as fast as the engine carries
+// it. A limit to each turn keeps the engine thread from taking the whole of a processor for that, and lets
+// other sources go first (see Merger.h); which outputs are suspected of it is known (see LoopWatch.h).
+//
 // Times are nanoseconds of the clock by which the engine is driven, which never goes back.
 #pragma once
 
@@ -19,17 +23,18 @@
 #include "service/engine/Counter.h"
 #include "service/engine/EngineSink.h"
 #include "service/engine/SourceNumbers.h"
+#include "service/engine/TurnLimit.h"
 #include "service/engine/Way.h"
 
 namespace vexil {
 
 inline constexpr std::size_t kLongestTestBytes = 512;
 
-// For an engine thread that sleeps while there is nothing to do.
+// For a thread that sleeps while there is nothing to do.
 class EngineWaker {
   public:
     virtual ~EngineWaker() = default;
-    // Something was posted. Control thread.
+    // There is something to do. Never waits.
     virtual void Wake() = 0;
 };
 
@@ -46,6 +51,9 @@ class Engine {
 
     // What hears remote destinations; null, as at first: nobody. Set while no thread drives the engine.
     void SetRemoteSink(EngineSink* sink);
+    // Who is woken, on the engine thread, when SuspectedRate has become another than 0 for a source, or 0
+    // again; null, as at first: nobody. Set while no thread drives the engine.
+    void SetSuspicionWaker(EngineWaker* waker);
 
     // Control thread. Each posts a command; false when the queue is full (the engine thread has stopped
     // running), in which case nothing was posted and the caller tries again later.
@@ -78,6 +86,9 @@ class Engine {
     // Of an output with all its writers, a test output or a taken source.
     SourceCounters CountersOfSource(int source) const;
     InputCounters CountersOfInput(int port) const;
+    // Messages in the last second of an output with all its writers, a test output or a taken source that is
+    // suspected to be part of a loop; 0 where none is suspected. Any thread.
+    std::uint64_t SuspectedRate(int source) const;
 
     // Engine thread.
 
@@ -97,17 +108,17 @@ class Engine {
     std::optional<int> TakeWriter(int port);
     // The program has gone: its way ends at a time, and the source can be taken again once that is done.
     void GiveBackWriter(int source, std::uint64_t time);
-    // Delivers everything that is due before `end`, as far as there is room; the rest stays queued. `sink`
-    // hears the inputs.
-    void Run(std::uint64_t end, EngineSink& sink);
+    // Delivers everything that is due before `end`, as far as there is room and the limit goes; the rest
+    // stays queued. `sink` hears the inputs. `limit`: null when there is none.
+    void Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit = nullptr);
     // Forgets all that is queued (it counts as dropped), all that sounds here, and the time: for when the
     // MIDI system has gone with everybody who heard it. What sounds at other computers is released. Ways
     // stay. The next calls may go by another clock.
     void Forget();
     // The next calls may go by another clock, whose times may be a little earlier.
     void ForgetTimes();
-    // When Run has something to do next; null when nothing is queued that could be delivered. A time that has
-    // passed means that a destination had no room.
+    // When Run has something to do next; null when there is nothing to do. A time that has passed means that
+    // a destination had no room, or that the limit has stopped the last turn.
     std::optional<std::uint64_t> NextDue() const;
 
   private:

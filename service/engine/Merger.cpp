@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
+constexpr std::uint32_t kNoEnd = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t kBytesOfMessage = 64;  // of system exclusive, for the share
+
 bool IsRealtime(const Record& record) {
     return record.kind == RecordKind::Message && record.bytes[0] >= kFirstRealtime;
 }
@@ -95,17 +98,61 @@ void Merger::NoteTaken(int source) {
     }
 }
 
-void Merger::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink) {
+void Merger::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink, TurnLimit* limit) {
+    Pass all{end, end / kShareTime, inputSink, remoteSink, limit};
+    if (!isPressed) {
+        RunAll(all);
+        isPressed = all.isStopped;
+    }
+    if (isPressed) {
+        Pass first{end, all.share, inputSink, remoteSink, nullptr, true};
+        RunAll(first);
+        if (!all.isStopped) {
+            all.unasked = kShare;
+            RunInTurns(all);
+            isPressed = all.isStopped;
+        }
+    }
+}
+
+void Merger::RunAll(Pass& pass) {
     // A way that ends may go on at an outlet that has had its turn.
     for (bool again = true; again;) {
         again = false;
         for (std::size_t word = 0; word < active.size(); ++word) {
             for (std::uint64_t left = active[word]; left != 0; left &= left - 1) {
                 const int outlet = static_cast<int>(word) * 64 + std::countr_zero(left);
-                again |= RunOutlet(outlet, end, outlet < kFirstRemoteOutlet ? inputSink : remoteSink);
+                again |= RunOutlet(outlet, pass, kNoEnd, true);
+                if (pass.isStopped) {
+                    return;
+                }
             }
         }
     }
+}
+
+// Each outlet a share at a time, and another one first in each turn of the engine.
+void Merger::RunInTurns(Pass& pass) {
+    firstInTurn = (firstInTurn + 1) % kOutlets;
+    bool isFirstRound = true;
+    for (bool again = true; again; isFirstRound = false) {
+        again = false;
+        for (int i = 0; i < kOutlets && !pass.isStopped; ++i) {
+            const int outlet = (firstInTurn + i) % kOutlets;
+            if (!waiting.IsEmpty(outlet)) {
+                again |= RunOutlet(outlet, pass, kShare, isFirstRound);
+            }
+        }
+        again = again && !pass.isStopped;
+    }
+}
+
+bool Merger::MayGoOn(Pass& pass) {
+    if (pass.limit != nullptr && pass.unasked >= kShare) {
+        pass.unasked = 0;
+        pass.isStopped = !pass.limit->MayGoOn();
+    }
+    return !pass.isStopped;
 }
 
 // While a system exclusive is under way only its own source may deliver, and whose turn is a realtime
@@ -114,12 +161,20 @@ bool Merger::MayDeliver(int source, const Outlet& outlet) const {
     return outlet.owner < 0 || outlet.owner == source || IsRealtime(queues.Front(source));
 }
 
-// The source that is due first before `end`. Of those due at one time the one that has waited longest.
-Merger::Turn Merger::NextTurn(int outlet, std::uint64_t end) const {
+// What is left of a system exclusive goes on: others wait for its end.
+bool Merger::HasShare(int source, const Outlet& outlet, const Pass& pass) const {
+    const Source& way = Of(source);
+    return way.share != pass.share || way.used < kShare || outlet.owner == source;
+}
+
+// The source that is due first before `end`, and has a turn in the pass; null: any. Of those due at one time
+// the one that has waited longest.
+Merger::Turn Merger::NextTurn(int outlet, std::uint64_t end, const Pass* pass) const {
     Turn turn{-1, end, end};
     const Outlet& at = outlets[static_cast<std::size_t>(outlet)];
     for (int source = waiting.First(outlet); source >= 0; source = waiting.Next(source)) {
-        if (!MayDeliver(source, at)) {
+        if (!MayDeliver(source, at) ||
+            (pass != nullptr && pass->withinShare && !HasShare(source, at, *pass))) {
             continue;
         }
         const std::uint64_t due = queues.Front(source).due;
@@ -134,15 +189,17 @@ Merger::Turn Merger::NextTurn(int outlet, std::uint64_t end) const {
     return turn;
 }
 
-// Returns whether a way has moved from this outlet to another with something queued.
-bool Merger::RunOutlet(int number, std::uint64_t end, EngineSink& sink) {
+// Delivers `most` messages. Returns whether there may be more to do in this pass: those were not all, or a
+// way has moved from this outlet to another with something queued.
+bool Merger::RunOutlet(int number, Pass& pass, std::uint32_t most, bool mayBegin) {
     const Outlet& outlet = outlets[static_cast<std::size_t>(number)];
+    pass.sink = number < kFirstRemoteOutlet ? &pass.inputSink : &pass.remoteSink;
     bool moved = false;
-    for (bool isFirst = true;;) {
-        const Turn turn = NextTurn(number, end);
+    for (;;) {
+        const Turn turn = NextTurn(number, pass.end, &pass);
         const int source = turn.source;
         if (source < 0) {
-            if (outlet.owner < 0 || !CutSilentExclusive(number, end, sink)) {
+            if (outlet.owner < 0 || !CutSilentExclusive(number, pass)) {
                 return moved;
             }
             continue;
@@ -150,35 +207,38 @@ bool Merger::RunOutlet(int number, std::uint64_t end, EngineSink& sink) {
         const int owner = outlet.owner;
         const Source& way = Of(source);
         do {
-            if (!DeliverFront(source, end, isFirst, sink)) {
+            if (most-- == 0 || !MayGoOn(pass)) {
+                return true;
+            }
+            if (!DeliverFront(source, mayBegin, pass)) {
                 return moved;
             }
-            isFirst = false;
+            mayBegin = false;
             if (way.outlet != number) {
                 moved = moved || way.isWaiting;
                 break;
             }
         } while (way.isWaiting && queues.Front(source).due < turn.until && outlet.owner == owner &&
-                 MayDeliver(source, outlet));
+                 MayDeliver(source, outlet) && (!pass.withinShare || HasShare(source, outlet, pass)));
     }
 }
 
 // False when the destination has no room for the front of the source's queue.
-bool Merger::DeliverFront(int source, std::uint64_t end, bool mayBegin, EngineSink& sink) {
+bool Merger::DeliverFront(int source, bool mayBegin, Pass& pass) {
     const Record& record = queues.Front(source);
     if (record.kind == RecordKind::Exclusive) {
-        return DeliverExclusive(source, end, mayBegin, sink);
+        return DeliverExclusive(source, mayBegin, pass);
     }
     if (record.kind == RecordKind::EndOfWay) {
-        return FinishWay(source, sink);
+        return FinishWay(source, pass);
     }
     Source& way = Of(source);
     const std::span<const std::uint8_t> bytes = queues.FrontBytes(source);
-    if (sink.Room(way.to) < bytes.size()) {
+    if (pass.sink->Room(way.to) < bytes.size()) {
         return false;
     }
     way.sounding.Heard(bytes);
-    Deliver(way, record.due, bytes, sink);
+    Deliver(way, record.due, bytes, pass);
     OutletOf(way).messages.Add(1);
     queues.TakeRecord(source);
     NoteTaken(source);
@@ -187,10 +247,10 @@ bool Merger::DeliverFront(int source, std::uint64_t end, bool mayBegin, EngineSi
 
 // Delivers as many pieces of one message at once as are there and due: most programs want a message whole.
 // For the same reason a message is not begun in the rest of a room that has been used, unless `mayBegin`.
-bool Merger::DeliverExclusive(int source, std::uint64_t end, bool mayBegin, EngineSink& sink) {
+bool Merger::DeliverExclusive(int source, bool mayBegin, Pass& pass) {
     Source& way = Of(source);
     Outlet& outlet = OutletOf(way);
-    const std::size_t room = std::min(sink.Room(way.to), kLongestDelivery);
+    const std::size_t room = std::min(pass.sink->Room(way.to), kLongestDelivery);
     if (room == 0) {
         return false;
     }
@@ -203,7 +263,7 @@ bool Merger::DeliverExclusive(int source, std::uint64_t end, bool mayBegin, Engi
     std::size_t length = 0;
     bool last = false;
     while (length < room && !last && !queues.IsEmpty(source) &&
-           queues.Front(source).kind == RecordKind::Exclusive && queues.Front(source).due < end) {
+           queues.Front(source).kind == RecordKind::Exclusive && queues.Front(source).due < pass.end) {
         const std::span<const std::uint8_t> bytes = queues.FrontBytes(source);
         const std::size_t count = std::min(bytes.size(), room - length);
         std::copy_n(bytes.begin(), count, gathered.begin() + static_cast<std::ptrdiff_t>(length));
@@ -218,7 +278,7 @@ bool Merger::DeliverExclusive(int source, std::uint64_t end, bool mayBegin, Engi
     if (begins) {
         outlet.messages.Add(1);
     }
-    Deliver(way, due, std::span<const std::uint8_t>(gathered).first(length), sink);
+    Deliver(way, due, std::span<const std::uint8_t>(gathered).first(length), pass);
     return true;
 }
 
@@ -236,37 +296,37 @@ std::optional<std::uint64_t> Merger::EndOfSilence(int outlet) const {
     return due == kNever ? std::nullopt : std::optional(std::max(due, at.ownerHeard + kLongestSilence));
 }
 
-bool Merger::CutSilentExclusive(int number, std::uint64_t end, EngineSink& sink) {
+bool Merger::CutSilentExclusive(int number, Pass& pass) {
     Outlet& outlet = outlets[static_cast<std::size_t>(number)];
     Source& owner = Of(outlet.owner);
     const std::optional<std::uint64_t> due = EndOfSilence(number);
-    if (!due || *due >= end || sink.Room(owner.to) < sizeof kEndBytes) {
+    if (!due || *due >= pass.end || pass.sink->Room(owner.to) < sizeof kEndBytes) {
         return false;
     }
     owner.inExclusive = false;
     cut.push_back(outlet.owner);
     outlet.owner = -1;
-    Deliver(owner, *due, kEndBytes, sink);
+    Deliver(owner, *due, kEndBytes, pass);
     return true;
 }
 
-bool Merger::FinishWay(int source, EngineSink& sink) {
+bool Merger::FinishWay(int source, Pass& pass) {
     Source& way = Of(source);
     const Record end = queues.Front(source);
     if (way.inExclusive) {
-        if (sink.Room(way.to) < sizeof kEndBytes) {
+        if (pass.sink->Room(way.to) < sizeof kEndBytes) {
             return false;
         }
         way.inExclusive = false;
         OutletOf(way).owner = -1;
-        Deliver(way, end.due, kEndBytes, sink);
+        Deliver(way, end.due, kEndBytes, pass);
     }
     while (const std::optional<NoteTracker::Release> release = way.sounding.NextRelease()) {
         if (!IsHeldByAnother(source, *release)) {
-            if (sink.Room(way.to) < release->length) {
+            if (pass.sink->Room(way.to) < release->length) {
                 return false;
             }
-            Deliver(way, end.due, release->Message(), sink);
+            Deliver(way, end.due, release->Message(), pass);
             OutletOf(way).messages.Add(1);
         }
         way.sounding.Heard(release->Message());
@@ -288,12 +348,18 @@ bool Merger::IsHeldByAnother(int source, const NoteTracker::Release& release) co
     return false;
 }
 
-void Merger::Deliver(Source& source, std::uint64_t due, std::span<const std::uint8_t> bytes,
-                     EngineSink& sink) {
+void Merger::Deliver(Source& source, std::uint64_t due, std::span<const std::uint8_t> bytes, Pass& pass) {
     Outlet& outlet = OutletOf(source);
     outlet.lastTime = std::max(outlet.lastTime, due);
     outlet.bytes.Add(bytes.size());
-    sink.Deliver(source.to, outlet.lastTime, bytes);
+    pass.sink->Deliver(source.to, outlet.lastTime, bytes);
+    const auto work = static_cast<std::uint32_t>(1 + bytes.size() / kBytesOfMessage);
+    if (source.share != pass.share) {
+        source.share = pass.share;
+        source.used = 0;
+    }
+    source.used += work;
+    pass.unasked += work;
 }
 
 std::optional<std::uint64_t> Merger::NextDue() const {
@@ -301,7 +367,8 @@ std::optional<std::uint64_t> Merger::NextDue() const {
     for (std::size_t word = 0; word < active.size(); ++word) {
         for (std::uint64_t left = active[word]; left != 0; left &= left - 1) {
             const int outlet = static_cast<int>(word) * 64 + std::countr_zero(left);
-            due = std::min({due, NextTurn(outlet, kNever).due, EndOfSilence(outlet).value_or(kNever)});
+            due =
+                std::min({due, NextTurn(outlet, kNever, nullptr).due, EndOfSilence(outlet).value_or(kNever)});
         }
     }
     return due == kNever ? std::nullopt : std::optional(due);

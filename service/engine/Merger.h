@@ -2,6 +2,10 @@
 // inside another source's system exclusive, as far as a destination has room. A realtime message of another
 // source may stand inside one. Remembers what each source has left sounding and puts it back where its way
 // ends. The engine thread's; nothing is allocated once it is made.
+//
+// Where a turn is limited and there is more to do, each source has a share of every kShareTime. Until
+// everything is done, sources that have not used up theirs go first, and the limit does not stop them; the
+// others take turns in what it leaves.
 #pragma once
 
 #include <array>
@@ -16,6 +20,7 @@
 #include "service/engine/NoteTracker.h"
 #include "service/engine/PieceQueue.h"
 #include "service/engine/SourceLists.h"
+#include "service/engine/TurnLimit.h"
 #include "service/routes/Destination.h"
 
 namespace vexil {
@@ -23,6 +28,11 @@ namespace vexil {
 // Nanoseconds for which a silent system exclusive keeps other sources from its destination. Then it is ended
 // there, and its rest is left out.
 inline constexpr std::uint64_t kLongestSilence = 1'000'000'000;
+
+// The share of a source, several times what a cable carries: messages, where 64 bytes more of system
+// exclusive count as another, and the nanoseconds that it is for.
+inline constexpr std::uint32_t kShare = 64;
+inline constexpr std::uint64_t kShareTime = 10'000'000;
 
 class Merger {
   public:
@@ -37,8 +47,9 @@ class Merger {
     // The source leads nowhere, and nothing is queued or sounds.
     bool IsIdle(int source) const { return Of(source).outlet == kNoOutlet; }
 
-    // Delivers what is due before `end`, inputs to the one sink, what is remote to the other.
-    void Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink);
+    // Delivers what is due before `end`, inputs to the one sink, what is remote to the other. `limit`: null
+    // when there is none.
+    void Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink, TurnLimit* limit);
     // As Engine::NextDue.
     std::optional<std::uint64_t> NextDue() const;
     // Calls `each` for the sources whose system exclusive was ended since the last call because it had fallen
@@ -76,6 +87,8 @@ class Merger {
         bool inExclusive =
             false;               // the destination has heard the beginning of a system exclusive, not its end
         bool isWaiting = false;  // something is queued
+        std::uint32_t used = 0;  // of its share of ...
+        std::uint64_t share = 0;  // ... this kShareTime, counted from the beginning of time
     };
     struct Outlet {
         int owner = -1;                // source whose system exclusive is under way
@@ -91,22 +104,39 @@ class Merger {
     static int OutletFor(const Destination& to);
     std::uint64_t& ActiveWord(int outlet) { return active[static_cast<std::size_t>(outlet / 64)]; }
 
+    // One way through the outlets.
+    struct Pass {
+        std::uint64_t end;
+        std::uint64_t share;  // as Source::share
+        EngineSink& inputSink;
+        EngineSink& remoteSink;
+        TurnLimit* limit;
+        bool withinShare = false;    // only sources that have not used up theirs
+        std::uint32_t unasked = 0;   // messages since the limit was asked
+        bool isStopped = false;      // by the limit
+        EngineSink* sink = nullptr;  // of the outlet that has its turn
+    };
+    static bool MayGoOn(Pass& pass);
+    void RunAll(Pass& pass);
+    void RunInTurns(Pass& pass);
+
     // The source that delivers next, and for how long it stays so.
     struct Turn {
         int source = -1;
         std::uint64_t due = 0;
         std::uint64_t until = 0;
     };
-    Turn NextTurn(int outlet, std::uint64_t end) const;
+    Turn NextTurn(int outlet, std::uint64_t end, const Pass* pass) const;
     bool MayDeliver(int source, const Outlet& outlet) const;
-    bool RunOutlet(int number, std::uint64_t end, EngineSink& sink);
-    bool DeliverFront(int source, std::uint64_t end, bool mayBegin, EngineSink& sink);
-    bool DeliverExclusive(int source, std::uint64_t end, bool mayBegin, EngineSink& sink);
+    bool HasShare(int source, const Outlet& outlet, const Pass& pass) const;
+    bool RunOutlet(int number, Pass& pass, std::uint32_t most, bool mayBegin);
+    bool DeliverFront(int source, bool mayBegin, Pass& pass);
+    bool DeliverExclusive(int source, bool mayBegin, Pass& pass);
     std::optional<std::uint64_t> EndOfSilence(int outlet) const;
-    bool CutSilentExclusive(int number, std::uint64_t end, EngineSink& sink);
-    bool FinishWay(int source, EngineSink& sink);
+    bool CutSilentExclusive(int number, Pass& pass);
+    bool FinishWay(int source, Pass& pass);
     bool IsHeldByAnother(int source, const NoteTracker::Release& release) const;
-    void Deliver(Source& source, std::uint64_t due, std::span<const std::uint8_t> bytes, EngineSink& sink);
+    void Deliver(Source& source, std::uint64_t due, std::span<const std::uint8_t> bytes, Pass& pass);
     void Connect(int source, const Destination& to);
     void BeginWaiting(int source);
     void EndWaiting(int source);
@@ -121,6 +151,8 @@ class Merger {
     std::vector<int> cut;                               // see TakeCut
     std::vector<std::uint8_t> gathered;
     int openEnds = 0;
+    bool isPressed = false;  // a limit has stopped a turn, and since then not everything could be done
+    int firstInTurn = 0;     // the outlet at which the turns of those who have used up their shares begin
 };
 
 }  // namespace vexil

@@ -28,6 +28,7 @@ SourceTable::SourceTable(std::size_t queueBytes)
     }
     freeWriters.reserve(kWriterSources);
     leaving.reserve(kSourceCount);
+    suspects.reserve(kWriterSourceBase);
     for (int source = kSourceCount; source-- > kWriterSourceBase;) {
         freeWriters.push_back(source);
     }
@@ -73,6 +74,9 @@ void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& pie
     if (LeadsNowhere(origin.way)) {
         origin.filtered.Add(piece.first ? 1 : 0);
         return;
+    }
+    if (piece.first && origin.watch.Count(time)) {
+        Suspect(writer.origin);
     }
     const std::uint64_t due = DueTime(writer, origin.way.immediate, time, piece);
     if (merger.Push(source, due, piece)) {
@@ -164,12 +168,31 @@ void SourceTable::GiveBack(int source, std::uint64_t now) {
     }
 }
 
-void SourceTable::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink) {
-    merger.Run(end, inputSink, remoteSink);
+void SourceTable::Suspect(std::int16_t origin) {
+    if (std::find(suspects.begin(), suspects.end(), origin) == suspects.end()) {
+        suspects.push_back(origin);
+        suspicionsChanged = true;
+    }
+}
+
+void SourceTable::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink, TurnLimit* limit) {
+    suspicionsChanged |= std::erase_if(suspects, [&](std::int16_t origin) {
+                             return !origins[static_cast<std::size_t>(origin)].watch.Look(end);
+                         }) != 0;
+    merger.Run(end, inputSink, remoteSink, limit);
     merger.TakeCut([this](int source) {
         Of(source).parser.SkipSystemExclusive();
         OriginOf(Of(source)).dropped.Add(1);
     });
+}
+
+std::optional<std::uint64_t> SourceTable::NextDue() const {
+    std::optional<std::uint64_t> due = merger.NextDue();
+    for (const std::int16_t origin : suspects) {
+        const std::uint64_t look = origins[static_cast<std::size_t>(origin)].watch.NextLook();
+        due = std::min(due.value_or(look), look);
+    }
+    return due;
 }
 
 void SourceTable::Forget() {

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "service/engine/Counter.h"
+#include "service/engine/LoopWatch.h"
 #include "service/engine/Merger.h"
 #include "service/engine/MidiParser.h"
 #include "service/engine/SourceNumbers.h"
@@ -59,8 +61,8 @@ class SourceTable {
     // Nanoseconds to whose multiples messages are held back; 0: at once.
     void SetQuantum(std::uint64_t nanoseconds) { quantum = nanoseconds; }
 
-    void Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink);
-    std::optional<std::uint64_t> NextDue() const { return merger.NextDue(); }
+    void Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink, TurnLimit* limit);
+    std::optional<std::uint64_t> NextDue() const;
     int OpenEnds() const { return merger.OpenEnds(); }
     void Forget();
     void ForgetTimes();
@@ -68,6 +70,12 @@ class SourceTable {
     // Of an output with its writers, a test output or a taken source.
     SourceCounters CountersOf(int source) const;
     InputCounters CountersOfInput(int port) const { return merger.CountersOf(port); }
+    // As Engine's.
+    std::uint64_t SuspectedRate(int source) const {
+        return origins[static_cast<std::size_t>(source)].watch.Rate();
+    }
+    // Whether a suspicion has come or gone since the last call.
+    bool TakeSuspicionsChanged() { return std::exchange(suspicionsChanged, false); }
 
   private:
     struct Source {
@@ -83,6 +91,7 @@ class SourceTable {
         Counter bytes;
         Counter filtered;
         Counter dropped;
+        LoopWatch watch;
     };
 
     Source& Of(int source) { return sources[static_cast<std::size_t>(source)]; }
@@ -91,13 +100,16 @@ class SourceTable {
     std::uint64_t DueTime(const Source& source, bool immediate, std::uint64_t time,
                           const MidiPiece& piece) const;
     void EndWay(int source, std::uint64_t now);
+    void Suspect(std::int16_t origin);
 
     std::vector<Source> sources;
     std::vector<Origin> origins;
     Merger merger;
     std::uint64_t quantum = 0;
     std::vector<int> freeWriters;
-    std::vector<int> leaving;  // given back, and not yet at rest
+    std::vector<int> leaving;            // given back, and not yet at rest
+    std::vector<std::int16_t> suspects;  // origins of which a loop is suspected
+    bool suspicionsChanged = false;
 };
 
 }  // namespace vexil

@@ -19,14 +19,31 @@ struct Program {
     int lastNumber = 0;
 };
 
+// Lets a turn go on so many times.
+class CountedLimit : public TurnLimit {
+  public:
+    explicit CountedLimit(std::uint32_t times) : left(times) {}
+    bool MayGoOn() override {
+        hasStopped = left == 0;
+        return left != 0 && left-- != 0;
+    }
+    bool HasStopped() const { return hasStopped; }
+
+  private:
+    std::uint32_t left;
+    bool hasStopped = false;
+};
+
+enum class Turns { Whole, Limited };
+
 class EngineWorld {
   public:
-    EngineWorld(unsigned seed, std::size_t queueBytes, std::size_t room)
-        : engine(queueBytes), random(seed), roomOfOneRun(room) {}
+    EngineWorld(unsigned seed, std::size_t queueBytes, std::size_t room, Turns turns = Turns::Whole)
+        : engine(queueBytes), random(seed), roomOfOneRun(room), isLimited(turns == Turns::Limited) {}
 
     void Live(int steps) {
         for (int step = 0; step < steps; ++step) {
-            now += Draw(300'000);
+            now += Draw(isLimited ? 10'000 : 300'000);
             Step();
         }
     }
@@ -81,6 +98,8 @@ class EngineWorld {
         return dropped;
     }
 
+    int StoppedTurns() const { return stoppedTurns; }
+
   private:
     std::uint32_t Draw(std::uint32_t below) { return static_cast<std::uint32_t>(random() % below); }
     std::uint8_t Byte(std::uint32_t below) { return static_cast<std::uint8_t>(Draw(below)); }
@@ -110,10 +129,22 @@ class EngineWorld {
             ASSERT_TRUE(engine.PostTestBytes(static_cast<int>(Draw(2)), Bytes{status, Byte(5), Byte(2)}));
             engine.TakeCommands(now);
         } else if (draw < 30) {
-            sink.Refill(roomOfOneRun == 0 ? Draw(40) : roomOfOneRun);
-            engine.Run(now + 1, sink);
+            Run();
         } else {
             Write(Draw(kWriters));
+        }
+    }
+    void Run() {
+        sink.Refill(roomOfOneRun == 0 ? Draw(40) : roomOfOneRun);
+        if (isLimited) {
+            // Seldom, or there is never more to do than a turn may.
+            if (Draw(200) == 0) {
+                CountedLimit limit(Draw(3));
+                engine.Run(now + 1, sink, &limit);
+                stoppedTurns += limit.HasStopped() ? 1 : 0;
+            }
+        } else {
+            engine.Run(now + 1, sink);
         }
     }
     Bytes RandomMessage(std::size_t writer) {
@@ -170,6 +201,8 @@ class EngineWorld {
     std::array<Program, kWriters> programs;
     std::array<std::array<std::vector<int>, kWriters>, kInputs> written;
     std::size_t roomOfOneRun;  // 0: little, and never the same
+    bool isLimited;
+    int stoppedTurns = 0;
     std::size_t heardInAll = 0;
     std::uint64_t now = 1'000'000'000;
 };
@@ -202,6 +235,26 @@ TEST(EnginePropertyTest, WithLittleRoomAtTheInputsNothingIsLostThatTheQueuesHold
             break;
         }
     }
+}
+
+TEST(EnginePropertyTest, InTurnsThatAreLimitedNothingIsLostAndEverythingComesToRest) {
+    int stopped = 0;
+    for (const std::size_t room : {std::size_t{1'000'000}, std::size_t{500}}) {
+        for (unsigned seed = 301; seed <= 315; ++seed) {
+            SCOPED_TRACE(seed);
+            EngineWorld world(seed, kDefaultQueueBytes, room, Turns::Limited);
+            world.Live(20000);
+            world.End();
+            world.ExpectNumbersInOrder(true);
+            world.ExpectAtRest();
+            EXPECT_EQ(world.Dropped(), 0U);
+            stopped += world.StoppedTurns();
+            if (::testing::Test::HasFailure()) {
+                return;
+            }
+        }
+    }
+    EXPECT_GT(stopped, 0) << "no turn was limited";
 }
 
 TEST(EnginePropertyTest, WithQueuesThatOverrunEverythingStillComesToRestInOrder) {
