@@ -4,13 +4,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string_view>
+#include <thread>
 
+#include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
 namespace {
+
+constexpr std::chrono::milliseconds kPollInterval{5};
 
 bool IsEmptyName(const char* name) {
     return name == nullptr || *name == '\0';
@@ -18,6 +23,10 @@ bool IsEmptyName(const char* name) {
 
 bool IsPlainFile(const struct stat& status) {
     return S_ISREG(status.st_mode) && status.st_size <= static_cast<off_t>(kMaxRewriteBytes);
+}
+
+bool IsSameTime(const timespec& one, const timespec& other) {
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
 }  // namespace
@@ -32,39 +41,75 @@ bool IniFile::Open(const char* newPath) {
     }
     struct stat status {};
     isNew = ::lstat(path.c_str(), &status) != 0 && errno == ENOENT;
-    // Asked before opening, since opening a device can act on it or wait.
-    if (::stat(path.c_str(), &status) == 0 && !IsPlainFile(status)) {
+    const Deadline deadline = std::chrono::steady_clock::now() + kRewriteWait;
+    std::string text;
+    Reading reading = ReadOnce(text);
+    while (reading == Reading::Overtaken && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(kPollInterval);
+        reading = ReadOnce(text);
+    }
+    if (reading == Reading::Overtaken) {
+        LogPrintf("IniFile: not opened, since other programs are saving the file: %s\n", path.c_str());
+    }
+    if (reading != Reading::Done) {
         return false;
     }
-    if (SafeRewrite(calls).FinishPending(path.c_str()) == PendingSave::Blocked) {
-        return false;
-    }
-    stream = std::fopen(path.c_str(), "a+");
-    if (stream == nullptr) {
-        return false;
-    }
-    // Asked again, of the file that was opened: the name may have been given to another file meanwhile.
-    std::rewind(stream);
-    if (::fstat(::fileno(stream), &status) != 0 || !IsPlainFile(status) || !ReadLines()) {
-        CloseStream();
-        ForgetLines();
-        return false;
-    }
+    TakeLines(text);
     return true;
 }
 
-bool IniFile::ReadLines() {
-    std::string text(kMaxRewriteBytes + 1, '\0');
-    const std::size_t length = std::fread(text.data(), 1, text.size(), stream);
-    if (length > kMaxRewriteBytes) {
-        return false;
+IniFile::Reading IniFile::ReadOnce(std::string& text) {
+    struct stat status {};
+    // Asked before opening, since opening a device can act on it or wait.
+    if (::stat(path.c_str(), &status) == 0 && !IsPlainFile(status)) {
+        return Reading::Failed;
     }
+    const PendingSave pending = SafeRewrite(calls).FinishPending(path.c_str());
+    if (pending == PendingSave::Blocked) {
+        return Reading::Failed;
+    }
+    stream = std::fopen(path.c_str(), "a+");
+    if (stream == nullptr) {
+        return Reading::Failed;
+    }
+    // Asked again, of the file that was opened: the name may have been given to another file meanwhile.
+    std::rewind(stream);
+    if (::fstat(::fileno(stream), &status) != 0 || !IsPlainFile(status) || !ReadText(text)) {
+        CloseStream();
+        return Reading::Failed;
+    }
+    // In this order: a save that is over by the look for its copy has changed the file by the second look.
+    const bool isUnderWay = pending == PendingSave::None && SafeRewrite::HasCopy(path.c_str());
+    if (isUnderWay || HasChangedSince(status, text.size())) {
+        CloseStream();
+        return Reading::Overtaken;
+    }
+    return Reading::Done;
+}
+
+bool IniFile::HasChangedSince(const struct stat& before, std::size_t length) const {
+    struct stat now {};
+    if (::fstat(::fileno(stream), &now) != 0) {
+        return true;
+    }
+    // The clock of files is too coarse for changes that follow each other at once; the length tells then.
+    const bool isShort = !readFailed && length < static_cast<std::size_t>(now.st_size);
+    return isShort || !IsSameTime(now.st_mtim, before.st_mtim);
+}
+
+bool IniFile::ReadText(std::string& text) {
+    text.resize(kMaxRewriteBytes + 1);
+    const std::size_t length = calls.readText(text.data(), 1, text.size(), stream);
+    text.resize(length);
     readFailed = std::ferror(stream) != 0;
-    for (std::string_view rest(text.data(), length); !rest.empty();) {
-        const std::string_view piece = TakePiece(rest);
+    return length <= kMaxRewriteBytes;
+}
+
+void IniFile::TakeLines(std::string_view text) {
+    while (!text.empty()) {
+        const std::string_view piece = TakePiece(text);
         AppendLine(svString(piece.data(), static_cast<int>(piece.size())));
     }
-    return true;
 }
 
 void IniFile::CloseStream() {

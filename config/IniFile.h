@@ -22,9 +22,12 @@
 // One thread at a time. Other programs are not locked out of the file between Open and Close.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "config/IniLine.h"
@@ -51,7 +54,8 @@ class IniFile {
     // making an empty file where the file is absent. The list holds the file's lines and nothing that was
     // edited while no file was open. A save of it that was cut short is completed first. False, with nothing
     // open, when the file cannot be opened for reading and writing, is not a plain file, is larger than
-    // kMaxRewriteBytes, or is half written by a save that cannot be completed now.
+    // kMaxRewriteBytes, is half written by a save that cannot be completed now, or is saved again and again
+    // by other programs for kRewriteWait.
     bool Open(const char* newPath);
 
     // Writes the list into the file when it was edited and is not empty, then closes. The file is rewritten
@@ -89,8 +93,16 @@ class IniFile {
     bool FindSection(Position from, const char* wanted, Position& header, svString& name) const;
 
   private:
+    enum class Reading { Done, Overtaken, Failed };
+
+    // Opens the file and reads its text. Overtaken: another program saved it meanwhile, so that the text may
+    // be half of it. Nothing is open unless it is done.
+    Reading ReadOnce(std::string& text);
     // False when the file has grown beyond kMaxRewriteBytes.
-    bool ReadLines();
+    bool ReadText(std::string& text);
+    // Whether the open file, of which `length` bytes were read, was written into since `before`.
+    bool HasChangedSince(const struct stat& before, std::size_t length) const;
+    void TakeLines(std::string_view text);
     void CloseStream();
     void ForgetLines();
     bool WriteBack();

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -40,7 +41,8 @@ bool FolderTakesNoCopy(int error) {
 
 }  // namespace
 
-const RewriteCalls kSystemRewriteCalls{::fdatasync, ::fsync, ::unlinkat, std::freopen, std::fwrite};
+const RewriteCalls kSystemRewriteCalls{::fdatasync,  ::fsync,     ::unlinkat,
+                                       std::freopen, std::fwrite, std::fread};
 
 bool SafeRewrite::Locate(const char* path, Place& place) {
     std::optional<std::string> real = RealPath(path);
@@ -64,6 +66,12 @@ bool SafeRewrite::Locate(const char* path, Place& place) {
     const std::string folder = real->substr(0, slash + 1);
     place.folder = Descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return place.folder.IsOpen();
+}
+
+bool SafeRewrite::HasCopy(const char* path) {
+    Place place;
+    return Locate(path, place) &&
+           ::faccessat(place.folder.Number(), place.copyName.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 PendingSave SafeRewrite::FinishPending(const char* path) {

@@ -15,7 +15,7 @@
 //
 // Two programs that save one file at once do so one after the other: whoever works on a copy holds a lock on
 // it (flock), which ends with the program. Waiting for it ends after kRewriteWait. Where files cannot be
-// locked, they are not.
+// locked, they are not. A file is read without a lock: HasCopy tells a reader that it was overtaken.
 //
 // Failures are log lines and results.
 #pragma once
@@ -36,14 +36,15 @@ inline constexpr std::size_t kMaxRewriteBytes = std::size_t{2} * 1024 * 1024;
 // How long a save waits for another one of the same file.
 inline constexpr std::chrono::milliseconds kRewriteWait{2000};
 
-// The system calls that decide about the safety of a save, so that a test can leave one out or let it fail.
-// Results and errno as the calls give them.
+// The system calls that decide about the safety of a save, so that a test can leave one out, let it fail or
+// let another program in between. Results and errno as the calls give them.
 struct RewriteCalls {
     int (*syncData)(int descriptor);
     int (*syncFolder)(int descriptor);
     int (*remove)(int folder, const char* name, int flags);
     std::FILE* (*reopen)(const char* path, const char* mode, std::FILE* stream);
     std::size_t (*writeText)(const void* text, std::size_t size, std::size_t count, std::FILE* stream);
+    std::size_t (*readText)(void* text, std::size_t size, std::size_t count, std::FILE* stream);
 };
 extern const RewriteCalls kSystemRewriteCalls;
 
@@ -64,6 +65,10 @@ class SafeRewrite {
 
     // Completes a save of the file at `path` that was cut short. Nothing happens to a file without one.
     PendingSave FinishPending(const char* path);
+
+    // Whether a copy, or what was taken for one, lies beside the file: a save is under way or was cut short.
+    // What was read of the file meanwhile may be half a text.
+    static bool HasCopy(const char* path);
 
     // Lays the new text beside the file. False when the file must not be rewritten now; it is untouched then
     // and the reason has been logged. True also where the folder does not take a copy: the file is then
