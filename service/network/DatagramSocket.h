@@ -58,8 +58,9 @@ class DatagramSocket {
     virtual std::uint16_t Port() const = 0;
 
     // Sends one datagram, whole and not fragmented. `to.interface`: it leaves by this one; 0: routing
-    // decides. `own`: the address that it leaves from, of which the host counts alone; no address: the system
-    // chooses. `to` may be a broadcast or multicast address, and then names the interface.
+    // decides. `own`: the address that it leaves from, of which the host counts alone; no address, or
+    // one that this computer no longer has: the system chooses. `to` may be a broadcast or multicast address,
+    // and then names the interface.
     virtual SendResult Send(const NetworkAddress& to, const NetworkAddress& own, ByteView datagram) = 0;
 
     // The errno value of the last Send that was not Sent; 0 before any.

@@ -4,8 +4,6 @@
 // One thread.
 #pragma once
 
-#include <cstdint>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -16,7 +14,7 @@ namespace vexil {
 
 class NetlinkInterfaces : public Interfaces {
   public:
-    // Reads the list. A failure is a log line; the list is then empty and never changes. `sysClassNet`: the
+    // Reads the list. A failure is a log line; the list stays as it was, empty at first. `sysClassNet`: the
     // folder in which the kernel shows interfaces.
     explicit NetlinkInterfaces(std::string sysClassNet = "/sys/class/net");
 
@@ -25,8 +23,7 @@ class NetlinkInterfaces : public Interfaces {
     const std::vector<NetworkInterface>& List() const override { return list; }
 
   private:
-    bool Load();
-    bool Ask(const Descriptor& socket, int type, std::vector<NetworkInterface>& found) const;
+    void Load();
 
     std::string sysfs;
     Descriptor changes;  // hears the kernel's notifications

@@ -2,10 +2,12 @@
 // the system has no IPv6. One descriptor, one queue and one receive call serve both; two sockets would have
 // been two of each.
 //
-// It keeps to the interfaces that were chosen. With one of them, loopback included, the kernel ties the
-// socket to it (SO_BINDTODEVICE), so nothing leaves or arrives by another one whatever the routing says. With
-// several, every datagram is looked at by its interface: those that came by another are dropped, and one is
-// only sent when the interface by which it will leave is known and chosen.
+// It keeps to the interfaces that were chosen. With loopback alone the kernel ties the socket to it
+// (SO_BINDTODEVICE), so nothing leaves or arrives by another one, whatever the routing says. With a list
+// every datagram is looked at by its interface: one that came by another is dropped, and one is only sent by
+// an interface that is named and listed, for which the routing is asked first where the caller names none.
+// The kernel is not used for a list: it holds a socket to one interface, by an index that an adapter which is
+// plugged in again no longer has.
 //
 // Datagrams are never fragmented: one that is too long for its way is an error of Send. One thread at a time.
 #pragma once
@@ -16,6 +18,7 @@
 #include <string>
 #include <variant>
 
+#include "platform/linux/network/RouteQuery.h"
 #include "service/network/DatagramSocket.h"
 #include "service/network/InterfaceChoice.h"
 #include "shared/System/Descriptor.h"
@@ -60,18 +63,18 @@ class UdpSocket : public DatagramSocket {
 
     UdpSocket(Descriptor opened, InterfaceChoice chosen, bool withV6);
     bool Admits(std::uint32_t interface);
-    std::uint32_t InterfaceToward(const NetworkAddress& to) const;
-    SendResult Fail(int error);
+    SendResult Refuse();
+    int Transmit(const NetworkAddress& to, const NetworkAddress& own, ByteView datagram) const;
     bool Fill();
 
     Descriptor socket;
     InterfaceChoice choice;
     bool hasV6 = false;
-    bool checksInterfaces = false;  // the kernel does not: each datagram is looked at
     std::uint16_t port = 0;
     int failure = 0;
     SocketCounters counters;
     std::array<Verdict, 16> verdicts;
+    RouteQuery routes;
     std::unique_ptr<Batch> batch;
 };
 
