@@ -74,8 +74,7 @@ struct Path {
     EncodingSink sink;
 };
 
-void Hear(Path& path, int port, vexil::WriterAddress writer, std::uint64_t now,
-          const snd_seq_event_t& event) {
+void Hear(Path& path, int port, vexil::AlsaAddress writer, std::uint64_t now, const snd_seq_event_t& event) {
     const vexil::AlsaBytes written = path.codec.Decode(event);
     if (written.systemExclusive) {
         path.writers.HearExclusive(port, writer, now, written.bytes);
@@ -102,7 +101,7 @@ double Best(int runs, int programs, MakeEvent makeEvent, bool& lost) {
         for (int cycle = 0; cycle < kCycles; ++cycle) {
             for (int port = 0; port < kMaxPorts; ++port) {
                 for (int index = 0; index < kPerCycle; ++index) {
-                    const vexil::WriterAddress writer{static_cast<std::uint8_t>(130 + index % programs), 0};
+                    const vexil::AlsaAddress writer{static_cast<std::uint8_t>(130 + index % programs), 0};
                     Hear(path, port, writer, now, makeEvent(index));
                 }
             }

@@ -23,7 +23,8 @@ struct PublishedEndpoint {
     bool output = false;
     std::string address;  // as programs name it: "Vexil III:Stage piano out"
     int connections = 0;  // what is connected to it now
-    std::string problem;  // why it is not there although it is wanted; else empty
+    // Why it is not there although it is wanted, or what keeps programs from hearing it; else empty.
+    std::string problem;
 };
 
 }  // namespace vexil

@@ -125,6 +125,18 @@ bool NoteTracker::Holds(const Release& release) const {
     return control && (controls[*control] & Bit(channel)) != 0;
 }
 
+void NoteTracker::Add(const NoteTracker& other) {
+    away = 0;
+    const auto unite = [this](std::span<std::uint64_t> masks, std::span<const std::uint64_t> others) {
+        for (std::size_t i = 0; i < masks.size(); ++i) {
+            masks[i] |= others[i];
+            away += std::popcount(masks[i]);
+        }
+    };
+    unite(notes, other.notes);
+    unite(controls, other.controls);
+}
+
 bool NoteTracker::PutsSomethingRight(std::span<const std::uint8_t> message) {
     switch (KindOf(message[0])) {
         case kNoteOff:

@@ -30,6 +30,8 @@ class NoteTracker {
     std::optional<Release> NextRelease() const;
     // Whether what a release puts back is away from rest here.
     bool Holds(const Release& release) const;
+    // What is away from rest there is so here, too.
+    void Add(const NoteTracker& other);
     // Everything is at rest.
     void Clear() { *this = NoteTracker(); }
 

@@ -103,6 +103,14 @@ class BackendFixture : public ::testing::Test {
         }
         return -1;
     }
+    std::string ProblemOf(int port, bool output) {
+        for (const PublishedEndpoint& endpoint : Backend().Published()) {
+            if (endpoint.port == port && endpoint.output == output) {
+                return endpoint.problem;
+            }
+        }
+        return "It is not published.";
+    }
     // Waits until exactly these addresses stand in the listing; they come and go a moment after Publish.
     bool Listed(MidiProgram& program, bool outputs, std::vector<std::string> addresses) {
         std::sort(addresses.begin(), addresses.end());

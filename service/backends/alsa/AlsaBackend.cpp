@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <set>
 
 #include "service/backends/EndpointNames.h"
 #include "service/backends/alsa/AlsaClient.h"
@@ -38,10 +40,10 @@ void AddTo(int events, int descriptor) {
 }  // namespace
 
 AlsaBackend::AlsaBackend()
-    : lost(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+    : changed(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       events(::epoll_create1(EPOLL_CLOEXEC)),
       problem("The ALSA sequencer is being started.") {
-    AddTo(events.Number(), lost.Number());
+    AddTo(events.Number(), changed.Number());
     AddTo(events.Number(), device.EventDescriptor());
 }
 
@@ -59,6 +61,7 @@ void AlsaBackend::Stop() {
     thread.reset();
     client.reset();
     ports.clear();
+    slowReaders.Forget();
     engine = nullptr;
     retries = 0;
     problem = "The ALSA sequencer is not in use.";
@@ -78,13 +81,14 @@ void AlsaBackend::Open() {
     retries = 0;
     problem.clear();
     Apply();
-    thread = std::make_unique<AlsaThread>(*engine, *client, lost.Number());
+    thread = std::make_unique<AlsaThread>(*engine, *client, changed.Number());
 }
 
 void AlsaBackend::Lose(const std::string& reason) {
     thread.reset();
     client.reset();
     ports.clear();
+    slowReaders.Forget();
     engine->Forget();
     problem = reason;
 }
@@ -144,19 +148,47 @@ std::vector<PublishedEndpoint> AlsaBackend::Published() const {
             one.address =
                 std::to_string(client->Id()) + ":" + std::to_string(number) + " " + port->second.name;
             one.connections = client->ConnectionsOf(number);
+            one.problem = endpoint.output ? "" : SlowReadersOf(number);
         }
     }
     return published;
 }
 
+// One that has read everything by now is taken up as soon as there is something for it.
+std::string AlsaBackend::SlowReadersOf(int number) const {
+    std::set<int> slow;
+    if (thread == nullptr) {
+        return "";
+    }
+    client->ForEachReader(number, [&](AlsaAddress reader) {
+        const std::optional<AlsaRoom> room = thread->Lateness().IsLeftBehind(reader.client)
+                                                 ? AskAlsaRoom(client->Descriptor(), reader.client)
+                                                 : std::nullopt;
+        if (room && room->free < room->total) {
+            slow.insert(reader.client);
+        }
+    });
+    if (slow.empty()) {
+        return "";
+    }
+    const int first = *slow.begin();
+    return AlsaSlowReaders::Sentence(client->NameOf(first),
+                                     thread->Lateness().MissedNow(static_cast<std::size_t>(first)),
+                                     slow.size() - 1);
+}
+
 int AlsaBackend::EventTimeout() const {
-    return retries == 0 ? -1 : MillisecondsUntil(nextRetry);
+    std::optional<Clock::time_point> due = slowReaders.DueAt();
+    if (retries != 0) {
+        due = std::min(due.value_or(nextRetry), nextRetry);
+    }
+    return due ? MillisecondsUntil(*due) : -1;
 }
 
 void AlsaBackend::HandleEvents() {
     std::uint64_t count = 0;
     [[maybe_unused]] const ssize_t ignored =
-        ::read(lost.Number(), &count, sizeof count);  // nothing to read is fine
+        ::read(changed.Number(), &count, sizeof count);  // nothing to read is fine
     const bool deviceChanged = device.Take();
     if (engine == nullptr) {
         return;
@@ -170,6 +202,10 @@ void AlsaBackend::HandleEvents() {
     if (deviceChanged || failure != 0) {
         retries = kRetries;
         nextRetry = Clock::now();
+    }
+    if (thread != nullptr) {
+        slowReaders.Look(
+            thread->Lateness(), [this](int program) { return client->NameOf(program); }, Clock::now());
     }
     if (thread == nullptr && retries != 0 && Clock::now() >= nextRetry) {
         Open();

@@ -10,6 +10,7 @@
 
 #include "service/backends/MidiBackend.h"
 #include "service/backends/alsa/AlsaDeviceWatch.h"
+#include "service/backends/alsa/AlsaSlowReaders.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -51,17 +52,19 @@ class AlsaBackend final : public MidiBackend {
     void Open();
     void Lose(const std::string& reason);
     void Apply();
+    std::string SlowReadersOf(int number) const;
 
     AlsaDeviceWatch device;
-    const Descriptor lost;    // an event counter that the thread raises when it ends by itself
-    const Descriptor events;  // an epoll of the two
+    const Descriptor changed;  // an event counter that the thread raises
+    const Descriptor events;   // an epoll of the two
     Engine* engine = nullptr;
     std::unique_ptr<AlsaClient> client;
     std::unique_ptr<AlsaThread> thread;
     std::string problem;
     std::vector<Endpoint> wanted;
     std::map<int, Port> ports;  // by number
-    int retries = 0;            // left, while the device is there and cannot be opened
+    AlsaSlowReaders slowReaders;
+    int retries = 0;  // left, while the device is there and cannot be opened
     Clock::time_point nextRetry;
 };
 

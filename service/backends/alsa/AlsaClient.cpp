@@ -136,9 +136,24 @@ snd_seq_event_t* AlsaClient::NextEvent(int& error) {
     return nullptr;
 }
 
+std::string AlsaClient::NameOf(int client) const {
+    snd_seq_client_info_t* info = nullptr;
+    snd_seq_client_info_alloca(&info);
+    return snd_seq_get_any_client_info(sequencer, client, info) < 0 ? "" : snd_seq_client_info_get_name(info);
+}
+
 void AlsaClient::Send(snd_seq_event_t& event, int number) {
-    snd_seq_ev_set_source(&event, static_cast<unsigned char>(number));
     snd_seq_ev_set_subs(&event);
+    Queue(event, number);
+}
+
+void AlsaClient::SendTo(snd_seq_event_t& event, int number, AlsaAddress reader) {
+    snd_seq_ev_set_dest(&event, reader.client, reader.port);
+    Queue(event, number);
+}
+
+void AlsaClient::Queue(snd_seq_event_t& event, int number) {
+    snd_seq_ev_set_source(&event, static_cast<unsigned char>(number));
     snd_seq_ev_set_direct(&event);
     const std::size_t length = LengthOf(event);
     if (used + length > outgoing.size()) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "config/DriverConfiguration.h"
+#include "service/backends/alsa/AlsaAddress.h"
 
 namespace vexil {
 
@@ -22,9 +23,6 @@ inline constexpr const char* kAlsaClientName = "Vexil III";
 inline constexpr int kFirstInputPort = kMaxPorts;
 inline constexpr int kAnnouncePort = 2 * kMaxPorts;  // hears of programs that come and go; never listed
 inline constexpr std::size_t kLongestAlsaName = 63;  // bytes; the kernel keeps 64 with the end
-
-// The clients that there may be: the kernel counts to 192, the addresses to 256.
-inline constexpr std::size_t kAlsaClients = 256;
 
 class AlsaClient {
   public:
@@ -44,8 +42,10 @@ class AlsaClient {
     int DeletePort(int number);
     // Connections of a port now.
     int ConnectionsOf(int number) const;
+    // The name of any client; empty when there is no such client.
+    std::string NameOf(int client) const;
 
-    // Asks for the clients that read a port, one call of `each` for each connection.
+    // Asks for who reads a port, one call of `each` with an AlsaAddress for each connection.
     template <class Each>
     void ForEachReader(int number, Each each) const {
         snd_seq_query_subscribe_t* query = nullptr;
@@ -58,7 +58,8 @@ class AlsaClient {
             if (snd_seq_query_port_subscribers(sequencer, query) < 0) {
                 return;
             }
-            each(snd_seq_query_subscribe_get_addr(query)->client);
+            const snd_seq_addr_t* address = snd_seq_query_subscribe_get_addr(query);
+            each(AlsaAddress{address->client, address->port});
         }
     }
 
@@ -67,8 +68,9 @@ class AlsaClient {
     // The next event; null when no event waits, with `error` 0 or a negative errno value: -ENOSPC when events
     // were lost. Lasts until the next call.
     snd_seq_event_t* NextEvent(int& error);
-    // Queues one event to all who read a port.
+    // Queues one event to all who read a port, or to one of them.
     void Send(snd_seq_event_t& event, int number);
+    void SendTo(snd_seq_event_t& event, int number, AlsaAddress reader);
     // Sends what is queued. A reader without room does not hear it.
     void Flush();
 
@@ -78,6 +80,7 @@ class AlsaClient {
     int Prepare();
     int Create(int number, const std::string& name, unsigned capabilities);
     snd_seq_addr_t AddressOf(int number) const;
+    void Queue(snd_seq_event_t& event, int number);
 
     snd_seq_t* const sequencer;
     const int id;

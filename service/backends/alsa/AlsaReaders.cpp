@@ -13,11 +13,11 @@ namespace {
 constexpr std::size_t kUnlimited = std::numeric_limits<std::size_t>::max() / 2;
 
 // Cells of an event.
-constexpr std::size_t CellsOf(std::size_t exclusiveBytes) {
+constexpr std::size_t CellsFor(std::size_t exclusiveBytes) {
     return 1 + (exclusiveBytes + kAlsaCellBytes - 1) / kAlsaCellBytes;
 }
 
-constexpr std::size_t kPieceCells = CellsOf(kAlsaPieceBytes);
+constexpr std::size_t kPieceCells = CellsFor(kAlsaPieceBytes);
 
 // Bytes of system exclusive that fit so many cells.
 std::size_t BytesIn(std::size_t cells) {
@@ -36,13 +36,18 @@ std::size_t ReserveOf(std::size_t total) {
     return std::min(kMost, total / 8);
 }
 
+template <class Each>
+void ForEachIn(const AlsaReaders::Clients& set, Each each) {
+    for (std::size_t number = set._Find_first(); number < set.size(); number = set._Find_next(number)) {
+        each(number);
+    }
+}
+
 }  // namespace
 
-template <class Each>
-void AlsaReaders::ForEachReader(int port, Each each) {
-    const Readers& readers = inputs[static_cast<std::size_t>(port)];
-    for (std::size_t number = readers._Find_first(); number < kClients; number = readers._Find_next(number)) {
-        each(number, clients[number]);
+AlsaReaders::AlsaReaders(const RoomSource& source) : rooms(source) {
+    for (Input& input : inputs) {
+        input.addresses.reserve(kMostReaders);
     }
 }
 
@@ -53,25 +58,35 @@ void AlsaReaders::BeginCycle(std::uint64_t now) {
     }
 }
 
+AlsaReaders::Client& AlsaReaders::Known(std::size_t number) {
+    Client& client = clients[number];
+    if (!client.known) {
+        Ask(number, client);
+    }
+    return client;
+}
+
 void AlsaReaders::Ask(std::size_t number, Client& client) {
     const std::optional<AlsaRoom> room = rooms.RoomOf(static_cast<int>(number));
     client.known = true;
     // What has gone, or is the kernel's own, takes what it is given.
     client.unlimited = !room || room->total == 0;
+    client.hasCaughtUp = client.unlimited || room->total - room->free <= ReserveOf(room->total);
     if (client.unlimited) {
+        client.free = kUnlimited;
         return;
     }
     client.free = room->free - std::min(room->free, ReserveOf(room->total));
+    if (leftBehind.test(number)) {
+        return;
+    }
     NoteWait(room->total, client);
-    if (client.leftBehind) {
-        client.leftBehind = client.free < room->total / 2;
-        client.unlimited = client.leftBehind;
-    } else if (BytesIn(client.free) != 0) {
+    if (BytesIn(client.free) != 0) {
         client.fullSince = 0;
     } else if (client.fullSince == 0) {
         client.fullSince = cycle;
     } else if (cycle - client.fullSince >= kLongestWait) {
-        LeaveBehind(client);
+        LeaveBehind(number);
     }
 }
 
@@ -85,47 +100,69 @@ void AlsaReaders::NoteWait(std::size_t total, Client& client) const {
     client.fullAt = isFull ? cycle : 0;
 }
 
-void AlsaReaders::LeaveBehind(Client& client) {
+void AlsaReaders::LeaveBehind(std::size_t number) {
+    Client& client = clients[number];
     client.fullSince = 0;
     client.fullAt = 0;
     client.waited = 0;
     client.patience = kShortWait;
-    client.leftBehind = true;
-    client.unlimited = true;
+    leftBehind.set(number);
 }
 
-void AlsaReaders::SetReaders(int port, const Readers& readers) {
-    const Readers before = std::exchange(inputs[static_cast<std::size_t>(port)], readers);
-    Readers all;
-    for (const Readers& one : inputs) {
-        all |= one;
+void AlsaReaders::SetReaders(int port, std::span<const AlsaAddress> addresses) {
+    Input& input = Of(port);
+    const Clients before = std::exchange(input.clients, Clients());
+    addresses = addresses.first(std::min(addresses.size(), kMostReaders));
+    input.addresses.assign(addresses.begin(), addresses.end());
+    for (const AlsaAddress& address : addresses) {
+        input.clients.set(address.client);
     }
-    const Readers gone = before & ~all;
-    for (std::size_t number = gone._Find_first(); number < kClients; number = gone._Find_next(number)) {
+    Clients all;
+    for (const Input& one : inputs) {
+        all |= one.clients;
+    }
+    ForEachIn(before & ~all, [this](std::size_t number) {
         clients[number] = {};
-    }
+        leftBehind.reset(number);
+    });
 }
 
 std::size_t AlsaReaders::Room(int port) {
     std::size_t room = kUnlimited;
-    const bool isShared = inputs[static_cast<std::size_t>(port)].count() > 1;
-    ForEachReader(port, [&](std::size_t number, Client& client) {
-        if (!client.known) {
-            Ask(number, client);
-        }
+    const bool isShared = Of(port).clients.count() > 1;
+    ForEachIn(Of(port).clients & ~leftBehind, [&](std::size_t number) {
+        const Client& client = Known(number);
         if (isShared && !client.unlimited && client.waited >= client.patience) {
-            LeaveBehind(client);
+            LeaveBehind(number);
         }
-        if (!client.unlimited) {
-            room = std::min(room, BytesIn(client.free));
+        if (!leftBehind.test(number)) {
+            room = std::min(room, client.unlimited ? kUnlimited : BytesIn(client.free));
         }
     });
     return room;
 }
 
 void AlsaReaders::Sent(int port, std::size_t exclusiveBytes) {
-    const std::size_t cells = CellsOf(exclusiveBytes);
-    ForEachReader(port, [&](std::size_t, Client& client) { client.free -= std::min(client.free, cells); });
+    const std::size_t cells = CellsFor(exclusiveBytes);
+    for (const AlsaAddress& address : Of(port).addresses) {
+        if (!leftBehind.test(address.client)) {
+            Client& client = clients[address.client];
+            client.free -= std::min(client.free, cells);
+        }
+    }
+}
+
+bool AlsaReaders::HasCaughtUp(int client) {
+    return Known(static_cast<std::size_t>(client)).hasCaughtUp;
+}
+
+std::size_t AlsaReaders::CellsOf(int client) {
+    return Known(static_cast<std::size_t>(client)).free;
+}
+
+void AlsaReaders::SentTo(int client, std::size_t cells) {
+    std::size_t& free = clients[static_cast<std::size_t>(client)].free;
+    free -= std::min(free, cells);
 }
 
 }  // namespace vexil

@@ -39,16 +39,16 @@ bool IsInputPort(int number) {
 
 }  // namespace
 
-AlsaThread::AlsaThread(Engine& served, AlsaClient& opened, int lost)
+AlsaThread::AlsaThread(Engine& served, AlsaClient& opened, int changed)
     : engine(served),
       client(opened),
-      lostEvent(lost),
+      changedEvent(changed),
       wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       writers(served),
-      readers(*this) {
+      delivery(opened, changed) {
     // Programs may have connected since the ports were made.
     for (int port = 0; port < kMaxPorts; ++port) {
-        AskForReaders(port);
+        delivery.AskForReaders(port);
     }
     engine.SetWaker(this);
     // Signals are for the threads of the program that asked for them.
@@ -89,30 +89,6 @@ void AlsaThread::Wake() {
     [[maybe_unused]] const ssize_t ignored = ::write(wakeEvent.Number(), &one, sizeof one);
 }
 
-std::optional<AlsaRoom> AlsaThread::RoomOf(int clientId) const {
-    return AskAlsaRoom(client.Descriptor(), clientId);
-}
-
-std::size_t AlsaThread::Room(const Destination& to) const {
-    return readers.Room(to.port);
-}
-
-void AlsaThread::Deliver(const Destination& to, std::uint64_t, std::span<const std::uint8_t> bytes) {
-    delivered = true;
-    if (!readers.HasReaders(to.port)) {
-        return;
-    }
-    while (!bytes.empty()) {
-        const std::span<const std::uint8_t> piece = bytes.first(std::min(bytes.size(), kAlsaPieceBytes));
-        bytes = bytes.subspan(piece.size());
-        snd_seq_event_t event;
-        if (codec.Encode(piece, event)) {
-            client.Send(event, kFirstInputPort + to.port);
-            readers.Sent(to.port, snd_seq_ev_is_variable(&event) ? piece.size() : 0);
-        }
-    }
-}
-
 void AlsaThread::Main() {
     // Precise waiting also without realtime priority.
     ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
@@ -127,13 +103,12 @@ void AlsaThread::Main() {
 void AlsaThread::Cycle() {
     cycles.fetch_add(1, std::memory_order_acq_rel);
     cycleTime = Now();
-    delivered = false;
     takenUntil = cycleTime;
     TakeEvents();
     engine.TakeCommands(cycleTime);
-    readers.BeginCycle(cycleTime);
+    delivery.BeginCycle(cycleTime);
     // What is due at this very moment as well.
-    engine.Run(takenUntil + 1, *this);
+    engine.Run(takenUntil + 1, delivery);
     client.Flush();
     cycles.fetch_add(1, std::memory_order_acq_rel);
 }
@@ -161,7 +136,7 @@ void AlsaThread::TakeEvents() {
         // Events were lost, note-offs and notices perhaps among them.
         writers.AllGone(takenUntil);
         for (int port = 0; port < kMaxPorts; ++port) {
-            AskForReaders(port);
+            delivery.AskForReaders(port);
         }
     }
 }
@@ -174,7 +149,7 @@ void AlsaThread::TakeEvent(const snd_seq_event_t& event, std::uint64_t now) {
     if (event.dest.port >= kMaxPorts) {
         return;
     }
-    const WriterAddress writer{event.source.client, event.source.port};
+    const AlsaAddress writer{event.source.client, event.source.port};
     const AlsaBytes written = codec.Decode(event);
     if (written.systemExclusive) {
         writers.HearExclusive(event.dest.port, writer, now, written.bytes);
@@ -201,7 +176,7 @@ void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
         case SND_SEQ_EVENT_PORT_SUBSCRIBED:
         case SND_SEQ_EVENT_PORT_UNSUBSCRIBED:
             if (connection.sender.client == client.Id() && IsInputPort(connection.sender.port)) {
-                AskForReaders(connection.sender.port - kFirstInputPort);
+                delivery.AskForReaders(connection.sender.port - kFirstInputPort);
             }
             break;
         case SND_SEQ_EVENT_PORT_EXIT:
@@ -214,8 +189,8 @@ void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
                 writers.PortGone({event.data.addr.client, event.data.addr.port}, now);
             }
             for (int port = 0; port < kMaxPorts; ++port) {
-                if (readers.Reads(port, event.data.addr.client)) {
-                    AskForReaders(port);
+                if (delivery.Reads(port, event.data.addr.client)) {
+                    delivery.AskForReaders(port);
                 }
             }
             break;
@@ -227,17 +202,10 @@ void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
 // One of our own; its connections went with it.
 void AlsaThread::PortGone(int number, std::uint64_t now) {
     if (IsInputPort(number)) {
-        AskForReaders(number - kFirstInputPort);
+        delivery.AskForReaders(number - kFirstInputPort);
     } else if (number < kMaxPorts) {
         writers.OutputGone(number, now);
     }
-}
-
-void AlsaThread::AskForReaders(int port) {
-    AlsaReaders::Readers found;
-    client.ForEachReader(kFirstInputPort + port,
-                         [&](int reader) { found.set(static_cast<std::size_t>(reader)); });
-    readers.SetReaders(port, found);
 }
 
 // Nanoseconds until something is to be done; kNoTimeout: only when something happens.
@@ -249,8 +217,12 @@ std::int64_t AlsaThread::NextTimeout() {
     const std::uint64_t now = Now();
     if (due && *due <= takenUntil) {
         // A reader has no room; it does not say when it has.
-        waitForRoom = delivered ? kFirstRetry : std::clamp(waitForRoom * 2, kFirstRetry, kLastRetry);
+        waitForRoom =
+            delivery.HasDelivered() ? kFirstRetry : std::clamp(waitForRoom * 2, kFirstRetry, kLastRetry);
         due = now + waitForRoom;
+    }
+    if (const std::optional<std::uint64_t> look = delivery.NextLook()) {
+        due = std::min(due.value_or(*look), *look);
     }
     if (!due) {
         return kNoTimeout;
@@ -284,7 +256,7 @@ bool AlsaThread::Sleep(std::int64_t timeout) {
 void AlsaThread::GiveUp(int error) {
     failure.store(error, std::memory_order_release);
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t ignored = ::write(lostEvent, &one, sizeof one);
+    [[maybe_unused]] const ssize_t ignored = ::write(changedEvent, &one, sizeof one);
 }
 
 }  // namespace vexil

@@ -9,18 +9,19 @@
 
 #include "service/backends/alsa/AlsaClient.h"
 #include "service/backends/alsa/AlsaCodec.h"
-#include "service/backends/alsa/AlsaReaders.h"
+#include "service/backends/alsa/AlsaDelivery.h"
 #include "service/backends/alsa/AlsaWriters.h"
 #include "service/engine/Engine.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
 
-class AlsaThread final : private EngineSink, private EngineWaker, private AlsaReaders::RoomSource {
+class AlsaThread final : private EngineWaker {
   public:
-    // Begins. Both must outlive this object; its owner is the engine's control thread. `lost` is a
-    // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself.
-    AlsaThread(Engine& engine, AlsaClient& client, int lost);
+    // Begins. Both must outlive this object; its owner is the engine's control thread. `changed` is a
+    // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself,
+    // and when Lateness has changed.
+    AlsaThread(Engine& engine, AlsaClient& client, int changed);
     // Ends; what the engine has delivered is sent.
     ~AlsaThread() override;
     AlsaThread(const AlsaThread&) = delete;
@@ -33,13 +34,11 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     // Waits until what the engine has delivered by now is sent: while a cycle is under way, and at most 1 s,
     // for a thread without realtime priority may be kept from its processor for a while.
     void WaitForCycle() const;
+    // Which programs read too slowly, by client.
+    const AlsaLateness& Lateness() const { return delivery.Lateness(); }
 
   private:
-    // The sink.
-    std::size_t Room(const Destination& to) const override;
-    void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
     void Wake() override;
-    std::optional<AlsaRoom> RoomOf(int clientId) const override;
 
     void Main();
     void Cycle();
@@ -47,19 +46,17 @@ class AlsaThread final : private EngineSink, private EngineWaker, private AlsaRe
     void TakeEvent(const snd_seq_event_t& event, std::uint64_t now);
     void TakeNotice(const snd_seq_event_t& event, std::uint64_t now);
     void PortGone(int number, std::uint64_t now);
-    void AskForReaders(int port);
     std::int64_t NextTimeout();
     bool Sleep(std::int64_t timeout);
     void GiveUp(int error);
 
     Engine& engine;
     AlsaClient& client;
-    const int lostEvent;
+    const int changedEvent;
     const Descriptor wakeEvent;
     AlsaCodec codec;
     AlsaWriters writers;
-    mutable AlsaReaders readers;    // what is known of their room is found out when it is asked for
-    bool delivered = false;         // in this cycle
+    AlsaDelivery delivery;
     bool mayHaveMore = false;       // the last cycle did not take all events
     std::uint64_t cycleTime = 0;    // of this cycle
     std::uint64_t takenUntil = 0;   // time of the last event that this cycle took, or cycleTime

@@ -29,7 +29,7 @@ bool IsWhole(std::span<const std::uint8_t> exclusive) {
 
 AlsaWriters::AlsaWriters(Engine& served) : engine(served), writers(kWriterSources) {}
 
-void AlsaWriters::Hear(int port, WriterAddress writer, std::uint64_t now,
+void AlsaWriters::Hear(int port, AlsaAddress writer, std::uint64_t now,
                        std::span<const std::uint8_t> messages) {
     if (messages.empty()) {
         return;
@@ -44,7 +44,7 @@ void AlsaWriters::Hear(int port, WriterAddress writer, std::uint64_t now,
                    [&](std::span<const std::uint8_t> message) { engine.WriteMessage(source, now, message); });
 }
 
-void AlsaWriters::HearExclusive(int port, WriterAddress writer, std::uint64_t now,
+void AlsaWriters::HearExclusive(int port, AlsaAddress writer, std::uint64_t now,
                                 std::span<const std::uint8_t> bytes) {
     if (bytes.empty()) {
         return;
@@ -56,24 +56,24 @@ void AlsaWriters::HearExclusive(int port, WriterAddress writer, std::uint64_t no
     }
 }
 
-void AlsaWriters::Gone(int port, WriterAddress writer, std::uint64_t now) {
-    Remove(port, now, [&](WriterAddress address) { return address == writer; });
+void AlsaWriters::Gone(int port, AlsaAddress writer, std::uint64_t now) {
+    Remove(port, now, [&](AlsaAddress address) { return address == writer; });
 }
 
 void AlsaWriters::ClientGone(std::uint8_t client, std::uint64_t now) {
     for (int port = 0; port < kMaxPorts; ++port) {
-        Remove(port, now, [&](WriterAddress address) { return address.client == client; });
+        Remove(port, now, [&](AlsaAddress address) { return address.client == client; });
     }
 }
 
-void AlsaWriters::PortGone(WriterAddress writer, std::uint64_t now) {
+void AlsaWriters::PortGone(AlsaAddress writer, std::uint64_t now) {
     for (int port = 0; port < kMaxPorts; ++port) {
         Gone(port, writer, now);
     }
 }
 
 void AlsaWriters::OutputGone(int port, std::uint64_t now) {
-    Remove(port, now, [](WriterAddress) { return true; });
+    Remove(port, now, [](AlsaAddress) { return true; });
     Of(port).isMixed = false;
     engine.WriterGone(port, now);
 }
@@ -85,7 +85,7 @@ void AlsaWriters::AllGone(std::uint64_t now) {
 }
 
 // The source of a program, or the output's own where all are taken.
-int AlsaWriters::SourceOf(int port, WriterAddress address) {
+int AlsaWriters::SourceOf(int port, AlsaAddress address) {
     Output& output = Of(port);
     int before = kNone;
     for (int place = output.first; place != kNone; before = place, place = At(place).next) {
@@ -102,7 +102,7 @@ int AlsaWriters::SourceOf(int port, WriterAddress address) {
     return Add(port, address);
 }
 
-int AlsaWriters::Add(int port, WriterAddress address) {
+int AlsaWriters::Add(int port, AlsaAddress address) {
     Output& output = Of(port);
     const std::optional<int> source = engine.TakeWriter(port);
     if (!source) {

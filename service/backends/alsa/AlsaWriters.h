@@ -12,32 +12,24 @@
 #include <vector>
 
 #include "config/DriverConfiguration.h"
+#include "service/backends/alsa/AlsaAddress.h"
 #include "service/engine/Engine.h"
 
 namespace vexil {
-
-// The address of a port of another client.
-struct WriterAddress {
-    std::uint8_t client = 0;
-    std::uint8_t port = 0;
-
-    bool operator==(const WriterAddress&) const = default;
-};
 
 class AlsaWriters {
   public:
     explicit AlsaWriters(Engine& served);
 
     // Whole messages with their status bytes that a program wrote to an output.
-    void Hear(int port, WriterAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
+    void Hear(int port, AlsaAddress writer, std::uint64_t now, std::span<const std::uint8_t> messages);
     // Bytes of system exclusive, whatever the program has put there: what does not belong there is left out.
-    void HearExclusive(int port, WriterAddress writer, std::uint64_t now,
-                       std::span<const std::uint8_t> bytes);
+    void HearExclusive(int port, AlsaAddress writer, std::uint64_t now, std::span<const std::uint8_t> bytes);
     // A program has disconnected from an output, or has closed.
-    void Gone(int port, WriterAddress writer, std::uint64_t now);
+    void Gone(int port, AlsaAddress writer, std::uint64_t now);
     void ClientGone(std::uint8_t client, std::uint64_t now);
     // A program's port has been deleted: it wrote to any output, connected or not.
-    void PortGone(WriterAddress writer, std::uint64_t now);
+    void PortGone(AlsaAddress writer, std::uint64_t now);
     // An output has been withdrawn, with its connections.
     void OutputGone(int port, std::uint64_t now);
     // Events were lost: everything is released.
@@ -47,7 +39,7 @@ class AlsaWriters {
     static constexpr int kNone = -1;
 
     struct Writer {
-        WriterAddress address;
+        AlsaAddress address;
         int next = kNone;  // place of the next writer of the same output
     };
     struct Output {
@@ -57,8 +49,8 @@ class AlsaWriters {
 
     Output& Of(int port) { return outputs[static_cast<std::size_t>(port)]; }
     Writer& At(int place) { return writers[static_cast<std::size_t>(place)]; }
-    int SourceOf(int port, WriterAddress address);
-    int Add(int port, WriterAddress address);
+    int SourceOf(int port, AlsaAddress address);
+    int Add(int port, AlsaAddress address);
     template <class Which>
     void Remove(int port, std::uint64_t now, Which which);
 

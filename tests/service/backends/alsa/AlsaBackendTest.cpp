@@ -45,6 +45,17 @@ class AlsaBackendTest : public BackendFixture<AlsaSubject> {
         }
         return heard;
     }
+    // What `reader` hears while `writer` writes what it has queued.
+    Bytes HearQueued(AlsaProgram& writer, AlsaProgram& reader, std::size_t size) {
+        Bytes heard;
+        Eventually([&] {
+            writer.Pump();
+            const Bytes more = reader.Read();
+            heard.insert(heard.end(), more.begin(), more.end());
+            return heard.size() >= size;
+        });
+        return heard;
+    }
     static Bytes Exclusive(std::size_t size, std::uint8_t data) {
         Bytes message(size, data);
         message.front() = 0xF0;
@@ -266,6 +277,44 @@ TEST_F(AlsaBackendTest, AReaderThatDoesNotReadHoldsNobodyUpForLong) {
     })) << heard.size();
     EXPECT_TRUE(heard == sent);
     EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(4));
+}
+
+TEST_F(AlsaBackendTest, AReaderThatIsLeftBehindIsNamedAndHearsTheEndOfWhatItHeardBegin) {
+    Backend().Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    AlsaProgram asleep("Sleepy synth");
+    asleep.SetReadPool(40);
+    ASSERT_TRUE(asleep.ReadFrom(AddressOf(0, false)));
+    AlsaProgram reader;
+    ASSERT_TRUE(reader.ReadFrom(AddressOf(0, false)));
+    AlsaProgram writer;
+    ASSERT_TRUE(writer.WriteTo(AddressOf(0, true)));
+    const Bytes began = {0x90, 60, 100, 0xB0, 64, 127, 0x90, 61, 100};
+    for (std::size_t at = 0; at < began.size(); at += 3) {
+        writer.Queue({began[at], began[at + 1], began[at + 2]});
+    }
+    ASSERT_EQ(HearQueued(writer, reader, began.size()), began);
+    for (int i = 0; i < 200; ++i) {
+        writer.Queue({0xC0, static_cast<std::uint8_t>(i % 128)});
+    }
+    writer.Queue({0x80, 60, 0});
+    writer.Queue({0xB0, 64, 0});
+    ASSERT_EQ(HearQueued(writer, reader, 406).size(), 406U);
+    EXPECT_THAT(ProblemOf(0, false),
+                HasSubstr("The program \"Sleepy synth\" reads too slowly and is left behind"));
+    const auto isQuiet = [&] { return ProblemOf(0, false).empty(); };
+
+    // Nobody plays: what it is owed comes by itself.
+    Bytes heard;
+    EXPECT_TRUE(Eventually([&] {
+        const Bytes more = asleep.Read();
+        heard.insert(heard.end(), more.begin(), more.end());
+        return heard.size() >= 6 && Bytes(heard.end() - 6, heard.end()) == (Bytes{0x80, 60, 64, 0xB0, 64, 0});
+    }));
+    EXPECT_TRUE(Eventually(isQuiet));
+    writer.Write({0x80, 61, 0});
+    EXPECT_EQ(Hear(asleep, 3), (Bytes{0x80, 61, 0}));
+    EXPECT_EQ(Hear(reader, 3), (Bytes{0x80, 61, 0}));
 }
 
 TEST_F(AlsaBackendTest, SixtyFourBusyPortsLoseNothing) {

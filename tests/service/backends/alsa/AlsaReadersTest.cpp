@@ -18,12 +18,12 @@ class AlsaReadersTest : public ::testing::Test, protected AlsaReaders::RoomSourc
         const auto found = rooms.find(client);
         return found == rooms.end() ? std::nullopt : std::optional(found->second);
     }
-    void Connect(int port, std::initializer_list<std::size_t> clients) {
-        AlsaReaders::Readers set;
-        for (const std::size_t client : clients) {
-            set.set(client);
+    void Connect(int port, std::initializer_list<int> clients) {
+        std::vector<AlsaAddress> addresses;
+        for (const int client : clients) {
+            addresses.push_back({static_cast<std::uint8_t>(client), 0});
         }
-        readers.SetReaders(port, set);
+        readers.SetReaders(port, addresses);
     }
     std::size_t RoomAt(std::uint64_t time) {
         readers.BeginCycle(time);
@@ -114,13 +114,50 @@ TEST_F(AlsaReadersTest, AReaderThatTakesNothingIsLeftBehindAndTakenUpAgain) {
     EXPECT_EQ(RoomAt(kSecond), 0U);
     EXPECT_EQ(RoomAt(kSecond + AlsaReaders::kLongestWait - 1), 0U);
     EXPECT_GT(RoomAt(kSecond + AlsaReaders::kLongestWait), 1000U);
-    rooms[130].free = 60;
-    EXPECT_GT(RoomAt(3 * kSecond), 1000U);
+    EXPECT_TRUE(readers.HasLeftBehind(0));
     rooms[130].free = 150;
+    EXPECT_GT(RoomAt(3 * kSecond), 1000U);
+    EXPECT_FALSE(readers.HasCaughtUp(130));
+    rooms[130].free = 200;
     readers.BeginCycle(4 * kSecond);
-    readers.Room(0);
+    EXPECT_TRUE(readers.HasCaughtUp(130));
+    readers.TakeUp(130);
+    EXPECT_FALSE(readers.HasLeftBehind(0));
     rooms[130].free = 0;
     EXPECT_EQ(RoomAt(5 * kSecond), 0U);
+}
+
+TEST_F(AlsaReadersTest, AReaderIsLeftBehindAtAllInputsThatItReads) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    Connect(1, {130});
+    RoomAt(kSecond);
+    RoomAt(kSecond + AlsaReaders::kLongestWait);
+    EXPECT_TRUE(readers.HasLeftBehind(1));
+    EXPECT_GT(readers.Room(1), kPlenty);
+}
+
+TEST_F(AlsaReadersTest, WhatOthersAreSentTakesNothingFromAReaderThatIsLeftBehind) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    RoomAt(kSecond);
+    RoomAt(kSecond + AlsaReaders::kLongestWait);
+    rooms[130].free = 200;
+    readers.BeginCycle(3 * kSecond);
+    const std::size_t before = readers.CellsOf(130);
+    readers.Sent(0, 0);
+    EXPECT_EQ(readers.CellsOf(130), before);
+    readers.SentTo(130, 2);
+    EXPECT_EQ(readers.CellsOf(130), before - 2);
+}
+
+TEST_F(AlsaReadersTest, AReaderThatDisconnectsIsNoLongerLeftBehind) {
+    rooms = {{130, {200, 0}}};
+    Connect(0, {130});
+    RoomAt(kSecond);
+    RoomAt(kSecond + AlsaReaders::kLongestWait);
+    Connect(0, {});
+    EXPECT_TRUE(readers.LeftBehind().none());
 }
 
 // A look each 10 ms at a reader that takes one event in each 100 ms; how long others of its input wait.
@@ -152,6 +189,7 @@ TEST_F(SlowReaderTest, KeepsOthersOfItsInputWaitingForASecondAndTheNextTimeForAM
     rooms = {{130, {200, 0}}, {131, {200, 200}}};
     Connect(0, {130, 131});
     EXPECT_LE(WaitOfOthers(), AlsaReaders::kLongestWait + 20 * kLook);
+    readers.TakeUp(130);
     rooms[130].free = 190;
     RoomAt(now += kLook);
     rooms[130].free = 0;

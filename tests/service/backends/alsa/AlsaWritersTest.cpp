@@ -9,9 +9,9 @@
 namespace vexil {
 namespace {
 
-constexpr WriterAddress kA{130, 0};
-constexpr WriterAddress kB{131, 0};
-constexpr WriterAddress kC{131, 1};
+constexpr AlsaAddress kA{130, 0};
+constexpr AlsaAddress kB{131, 0};
+constexpr AlsaAddress kC{131, 1};
 constexpr std::uint64_t kSecond = 1'000'000'000;
 
 class AlsaWritersTest : public ::testing::Test {
@@ -24,10 +24,10 @@ class AlsaWritersTest : public ::testing::Test {
         engine.PostWays(ways);
         engine.TakeCommands(now);
     }
-    void Play(WriterAddress writer, const Bytes& messages, int port = 0) {
+    void Play(AlsaAddress writer, const Bytes& messages, int port = 0) {
         writers.Hear(port, writer, ++now, messages);
     }
-    void PlayExclusive(WriterAddress writer, const Bytes& bytes, int port = 0) {
+    void PlayExclusive(AlsaAddress writer, const Bytes& bytes, int port = 0) {
         writers.HearExclusive(port, writer, ++now, bytes);
     }
     Bytes Heard(int port = 0) {
@@ -243,10 +243,10 @@ TEST_F(AlsaWritersTest, MoreWritersThanAreToldApartLeaveNothingSounding) {
 // Whatever programs send and whenever they leave, every message is whole and nothing stays sounding.
 TEST_F(AlsaWritersTest, AnythingAtAllIsMergedBetweenMessages) {
     std::mt19937 random(3);
-    const std::array<WriterAddress, 5> addresses = {{{130, 0}, {130, 1}, {131, 0}, {132, 0}, {133, 7}}};
+    const std::array<AlsaAddress, 5> addresses = {{{130, 0}, {130, 1}, {131, 0}, {132, 0}, {133, 7}}};
     for (int round = 0; round < 100'000; ++round) {
         const std::size_t who = random() % addresses.size();
-        const WriterAddress writer = addresses[who];
+        const AlsaAddress writer = addresses[who];
         const auto own = static_cast<std::uint8_t>(who + 1);
         switch (random() % 12) {
             case 0:
@@ -284,7 +284,7 @@ TEST_F(AlsaWritersTest, AnythingAtAllIsMergedBetweenMessages) {
         now += 10'000'000;
         engine.Run(now, sink);
     }
-    for (const WriterAddress writer : addresses) {
+    for (const AlsaAddress writer : addresses) {
         writers.ClientGone(writer.client, now);
     }
     engine.Run(kForever, sink);
