@@ -120,7 +120,7 @@ int DriverService::Timeout() const {
     }
     int timeout = engineControl.HasUnposted() ? kPostPoll : -1;
     if (const auto untilTurn = engineControl.UntilNextTurn()) {
-        const auto left = static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(*untilTurn).count());
+        const int left = MillisecondsOf(*untilTurn);
         timeout = timeout < 0 ? left : std::min(timeout, left);
     }
     return timeout;
