@@ -1,0 +1,52 @@
+// Which computer a text means that somebody set as a target or source. What knows it first wins: this
+// computer's own names, the directory, an address, and only then the names of the network.
+//
+// Pure functions. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "service/network/ComputerDirectory.h"
+#include "service/network/Interfaces.h"
+#include "service/network/NetworkAddress.h"
+#include "service/routes/HostNames.h"
+
+namespace vexil {
+
+enum class TargetKind : std::uint8_t {
+    None,        // no computer is set
+    Local,       // this computer
+    Directory,   // a computer that is known
+    Literal,     // an address
+    Resolvable,  // a name that the resolver may know
+    Impossible,  // nothing that anybody could know
+};
+
+struct NamedTarget {
+    TargetKind kind = TargetKind::None;
+    ComputerId id{};  // Directory
+    // Directory, Literal: where it may be, each with its port. A link-local address without an interface is
+    // here once for each interface that is up; empty when its interface is not.
+    std::vector<NetworkAddress> addresses;
+    // Resolvable: what to look up, in this order, and the port with which each address is called.
+    std::vector<std::string> hostNames;
+    std::uint16_t port = 0;
+};
+
+struct NameSurroundings {
+    const LocalNames& local;
+    const std::vector<NetworkInterface>& interfaces;  // that are up
+    const ComputerDirectory& directory;
+    std::uint16_t ownPort = 0;  // on which this computer hears; 0: on none
+};
+
+NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundings);
+
+// Whether a text may be looked up: 1 to 253 bytes, no blanks, no control characters, none of "%/:[]", and not
+// the beginning of an IPv4 address.
+bool IsHostName(std::string_view text);
+
+}  // namespace vexil
