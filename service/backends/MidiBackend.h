@@ -51,7 +51,7 @@ class MidiBackend {
     // name changes; one that is no longer in the set is withdrawn, after what was delivered to it has
     // reached its readers. The MIDI system may take that up later, and HandleEvents go on with it. Remembered
     // while the MIDI system is away. The loss of an output's last writer, or of a writer where the system
-    // tells them apart, reaches the engine as WriterGone.
+    // tells them apart, reaches the engine as WriterGone; that of another as OneWriterGone.
     virtual void Publish(const std::vector<Endpoint>& endpoints) = 0;
     // One for each endpoint that was asked for, in the order of Publish.
     virtual std::vector<PublishedEndpoint> Published() const = 0;

@@ -21,7 +21,8 @@ struct SourceCounters {
     std::uint64_t messages = 0;
     std::uint64_t bytes = 0;
     std::uint64_t filtered = 0;  // messages that lead nowhere
-    std::uint64_t dropped = 0;   // messages lost because a queue was full, or cut by kLongestSilence
+    // Messages lost because a queue was full or before they came here, or cut by kLongestSilence.
+    std::uint64_t dropped = 0;
 };
 struct InputCounters {
     std::uint64_t messages = 0;

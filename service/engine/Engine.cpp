@@ -239,6 +239,14 @@ void Engine::WriterGone(int source, std::uint64_t time) {
     state->sources.EndStream(source, time);
 }
 
+void Engine::OneWriterGone(int source, std::uint64_t time) {
+    state->sources.OneWriterGone(source, time);
+}
+
+void Engine::MessagesLost(int source, std::uint64_t time, std::uint64_t messages) {
+    state->sources.MessagesLost(source, time, messages);
+}
+
 std::optional<int> Engine::TakeWriter(int port) {
     return state->sources.TakeWriter(port);
 }

@@ -103,6 +103,13 @@ class Engine {
     void WriteExclusive(int source, std::uint64_t time, std::span<const std::uint8_t> bytes);
     // The way of a source's present writers ends at a time; as PostWriterGone.
     void WriterGone(int source, std::uint64_t time);
+    // One of several writers of a source has gone, whom nobody can tell apart: what sounds is released, and
+    // running status stays. A system exclusive under way may be another's: it goes on, and the release comes
+    // behind it. When it has been silent for kLongestSilence it is ended, and counts as dropped.
+    void OneWriterGone(int source, std::uint64_t time);
+    // So many messages to a source were lost before they came here. They count as dropped, and the way ends:
+    // nobody knows what they would have put right.
+    void MessagesLost(int source, std::uint64_t time, std::uint64_t messages);
     // A source for one of the programs that write to an output: it has the output's way. None when all
     // kWriterSources are taken.
     std::optional<int> TakeWriter(int port);

@@ -40,6 +40,8 @@ class MidiParser {
     // is under way, if any.
     std::optional<MidiPiece> EndExclusive();
 
+    // Whether a system exclusive is under way that is handed out.
+    bool IsInExclusive() const { return exclusive == Exclusive::Passing; }
     // Begins a new stream. A system exclusive that is under way gets no end.
     void Reset();
     // What is still to come of the system exclusive message that is under way, if any, is not handed out.

@@ -28,6 +28,7 @@ SourceTable::SourceTable(std::size_t queueBytes)
     }
     freeWriters.reserve(kWriterSources);
     leaving.reserve(kSourceCount);
+    owing.reserve(kSourceCount);
     suspects.reserve(kWriterSourceBase);
     for (int source = kSourceCount; source-- > kWriterSourceBase;) {
         freeWriters.push_back(source);
@@ -81,6 +82,12 @@ void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& pie
     const std::uint64_t due = DueTime(writer, origin.way.immediate, time, piece);
     if (merger.Push(source, due, piece)) {
         writer.lastDue = due;
+        if (piece.systemExclusive) {
+            writer.exclusiveDue = due;
+        }
+        if (writer.owesRelease && !writer.parser.IsInExclusive()) {
+            EndWay(source, due);
+        }
         return;
     }
     origin.dropped.Add(1);
@@ -105,6 +112,9 @@ std::uint64_t SourceTable::DueTime(const Source& source, bool immediate, std::ui
 
 void SourceTable::EndWay(int source, std::uint64_t now) {
     Source& writer = Of(source);
+    if (std::exchange(writer.owesRelease, false)) {
+        std::erase(owing, source);
+    }
     writer.lastDue = std::max(writer.lastDue, now);
     merger.EndWay(source, writer.lastDue, writer.isOpen ? OriginOf(writer).way.to : Destination{});
 }
@@ -142,6 +152,33 @@ void SourceTable::EndStream(int source, std::uint64_t now) {
     EndWay(source, now);
 }
 
+void SourceTable::OneWriterGone(int source, std::uint64_t now) {
+    Source& writer = Of(source);
+    if (!writer.parser.IsInExclusive() || LeadsNowhere(OriginOf(writer).way)) {
+        EndWay(source, now);
+    } else if (!std::exchange(writer.owesRelease, true)) {
+        owing.push_back(source);
+    }
+}
+
+void SourceTable::EndSilentExclusives(std::uint64_t end) {
+    for (std::size_t i = owing.size(); i-- > 0;) {
+        const int source = owing[i];
+        Source& writer = Of(source);
+        if (writer.exclusiveDue + kLongestSilence < end) {
+            // The end of the way ends it where it is heard.
+            static_cast<void>(writer.parser.EndExclusive());
+            OriginOf(writer).dropped.Add(1);
+            EndWay(source, writer.exclusiveDue + kLongestSilence);
+        }
+    }
+}
+
+void SourceTable::MessagesLost(int source, std::uint64_t now, std::uint64_t messages) {
+    OriginOf(Of(source)).dropped.Add(messages);
+    EndStream(source, now);
+}
+
 void SourceTable::EndAllStreams(std::uint64_t now) {
     for (int source = 0; source < kSourceCount; ++source) {
         if (Of(source).isOpen) {
@@ -156,7 +193,9 @@ std::optional<int> SourceTable::TakeWriter(int port) {
     }
     const int source = freeWriters.back();
     freeWriters.pop_back();
-    Of(source) = {MidiParser(), 0, static_cast<std::int16_t>(port), true};
+    Of(source) = {};
+    Of(source).origin = static_cast<std::int16_t>(port);
+    Of(source).isOpen = true;
     EndWay(source, 0);
     return source;
 }
@@ -179,10 +218,14 @@ void SourceTable::Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remo
     suspicionsChanged |= std::erase_if(suspects, [&](std::int16_t origin) {
                              return !origins[static_cast<std::size_t>(origin)].watch.Look(end);
                          }) != 0;
+    EndSilentExclusives(end);
     merger.Run(end, inputSink, remoteSink, limit);
     merger.TakeCut([this](int source) {
         Of(source).parser.SkipSystemExclusive();
         OriginOf(Of(source)).dropped.Add(1);
+        if (Of(source).owesRelease) {
+            EndWay(source, 0);
+        }
     });
 }
 
@@ -192,6 +235,11 @@ std::optional<std::uint64_t> SourceTable::NextDue() const {
         const std::uint64_t look = origins[static_cast<std::size_t>(origin)].watch.NextLook();
         due = std::min(due.value_or(look), look);
     }
+    for (const int source : owing) {
+        const std::uint64_t silence =
+            sources[static_cast<std::size_t>(source)].exclusiveDue + kLongestSilence;
+        due = std::min(due.value_or(silence), silence);
+    }
     return due;
 }
 
@@ -199,8 +247,10 @@ void SourceTable::Forget() {
     for (int source = 0; source < kSourceCount; ++source) {
         Source& writer = Of(source);
         writer.parser.Reset();
+        writer.owesRelease = false;
         OriginOf(writer).dropped.Add(merger.Forget(source));
     }
+    owing.clear();
     ForgetTimes();
 }
 

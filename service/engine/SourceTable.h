@@ -36,6 +36,9 @@ class SourceTable {
     void SetWay(int source, const Way& way, std::uint64_t now);
     // Whoever wrote to the source has gone.
     void EndStream(int source, std::uint64_t now);
+    // As Engine's.
+    void OneWriterGone(int source, std::uint64_t now);
+    void MessagesLost(int source, std::uint64_t now, std::uint64_t messages);
     void EndAllStreams(std::uint64_t now);
 
     // A writer source of an output; none when all are taken.
@@ -81,8 +84,10 @@ class SourceTable {
     struct Source {
         MidiParser parser;
         std::uint64_t lastDue = 0;
+        std::uint64_t exclusiveDue = 0;  // when the last piece of its system exclusive was due
         std::int16_t origin = 0;
-        bool isOpen = false;  // may be written to
+        bool isOpen = false;       // may be written to
+        bool owesRelease = false;  // the way ends behind the system exclusive that is under way
     };
     // What a source and its like have in common: the writers of an output share its way and its counters.
     struct Origin {
@@ -101,6 +106,7 @@ class SourceTable {
                           const MidiPiece& piece) const;
     void EndWay(int source, std::uint64_t now);
     void Suspect(std::int16_t origin);
+    void EndSilentExclusives(std::uint64_t end);
 
     std::vector<Source> sources;
     std::vector<Origin> origins;
@@ -108,6 +114,7 @@ class SourceTable {
     std::uint64_t quantum = 0;
     std::vector<int> freeWriters;
     std::vector<int> leaving;            // given back, and not yet at rest
+    std::vector<int> owing;              // sources that owe a release
     std::vector<std::int16_t> suspects;  // origins of which a loop is suspected
     bool suspicionsChanged = false;
 };

@@ -26,10 +26,6 @@ constexpr std::size_t kPackedRoom = 32768 - 16 - 8;
 constexpr std::size_t kPacket = 6;
 constexpr std::size_t kPackedPacket = 24;
 
-// A system exclusive that nobody goes on with is ended, and counted, by the engine; what it holds back comes
-// to that a little later.
-constexpr std::uint64_t kLongestPutOff = 1'020'000'000;
-
 void Clear(void* buffer) {
     if (buffer != nullptr) {
         jack_midi_clear_buffer(buffer);
@@ -64,7 +60,16 @@ void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
     if (!output) {
         leftEmpty.fetch_and(~bit, std::memory_order_release);
     } else if (jackPort == nullptr) {
+        writers[index].store(0);
         gone.fetch_or(bit, std::memory_order_release);
+    }
+}
+
+void JackProcess::SetWriters(int port, int count) {
+    const int before = writers[static_cast<std::size_t>(port)].exchange(count);
+    // What was told of the last one may have been taken for one of several.
+    if (before != 0 && count == 0) {
+        gone.fetch_or(std::uint64_t{1} << port, std::memory_order_release);
     }
 }
 
@@ -152,48 +157,28 @@ void JackProcess::TakeEvents(jack_nframes_t frames) {
             if (jack_midi_event_get(&event, buffer, index) == 0) {
                 engine.Write(port, clock.TimeOf(std::min(event.time, frames - 1)),
                              {event.buffer, event.size});
-                NoteExclusive(static_cast<std::size_t>(port), event);
             }
         }
-        // Lost where JACK mixed the writers of this port.
-        NoteLost(jack_midi_get_lost_event_count(buffer));
-    }
-}
-
-void JackProcess::NoteExclusive(std::size_t port, const jack_midi_event_t& event) {
-    constexpr std::uint8_t kStatus = 0x80;
-    constexpr std::uint8_t kExclusive = 0xF0;
-    constexpr std::uint8_t kRealtime = 0xF8;
-    const std::uint64_t bit = std::uint64_t{1} << port;
-    // The last status tells, apart from those that may stand anywhere.
-    for (std::size_t at = event.size; at != 0; --at) {
-        const std::uint8_t byte = event.buffer[at - 1];
-        if (byte >= kStatus && byte < kRealtime) {
-            inExclusive = byte == kExclusive ? inExclusive | bit : inExclusive & ~bit;
-            break;
+        // Where JACK mixed the writers of this port.
+        if (const std::uint32_t notMixed = jack_midi_get_lost_event_count(buffer); notMixed != 0) {
+            engine.MessagesLost(port, clock.TimeOf(frames - 1), notMixed);
+            NoteLost(notMixed);
         }
     }
-    lastHeard[port] = clock.End();
 }
 
 // JACK tells of a writer that has gone while its last cycle may still be under way; so its notes end one
 // cycle after the cycle that follows.
 void JackProcess::EndWriters() {
-    std::uint64_t putOff = 0;
     for (; ending != 0; ending &= ending - 1) {
         const int port = std::countr_zero(ending);
-        const auto index = static_cast<std::size_t>(port);
-        const std::uint64_t bit = std::uint64_t{1} << port;
-        const bool goesOn = (inExclusive & bit) != 0 && writers[index].load() > 0 &&
-                            clock.Start() < lastHeard[index] + kLongestPutOff;
-        if (goesOn) {
-            putOff |= bit;
+        if (writers[static_cast<std::size_t>(port)].load() > 0) {
+            engine.OneWriterGone(port, clock.Start());
         } else {
             engine.WriterGone(port, clock.Start());
-            inExclusive &= ~bit;
         }
     }
-    ending = putOff | gone.exchange(0, std::memory_order_acquire);
+    ending = gone.exchange(0, std::memory_order_acquire);
 }
 
 std::size_t JackProcess::Room(const Destination& to) const {

@@ -50,7 +50,7 @@ class JackProcess : private EngineSink {
     // exclusive that is under way may be another's who stays: it goes on first, and the notes end behind it.
     void Disconnected(const jack_port_t* jackPort);
     // So many programs are connected to the output of a port.
-    void SetWriters(int port, int count) { writers[static_cast<std::size_t>(port)].store(count); }
+    void SetWriters(int port, int count);
     // Messages that JACK had no room for, since the last call.
     std::uint64_t TakeLost() { return lost.exchange(0, std::memory_order_relaxed); }
 
@@ -67,7 +67,6 @@ class JackProcess : private EngineSink {
     void SilenceReaders();
     void Put(std::size_t port, jack_nframes_t frame, std::span<const std::uint8_t> bytes);
     void TakeEvents(jack_nframes_t frames);
-    void NoteExclusive(std::size_t port, const jack_midi_event_t& event);
     void EndWriters();
     void NoteLost(std::uint64_t messages);
 
@@ -89,10 +88,7 @@ class JackProcess : private EngineSink {
 
     // The process thread's.
     FrameClock clock;
-    std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before, or put off
-    std::uint64_t inExclusive =
-        0;  // bit p: output p has heard the beginning of a system exclusive and not its end
-    std::array<std::uint64_t, kMaxPorts> lastHeard{};  // output p, while in a system exclusive; nanoseconds
+    std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
     std::array<void*, kMaxPorts> buffers{};
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};
     std::array<std::size_t, kMaxPorts> packed{};  // bytes that PipeWire makes of what a buffer holds

@@ -116,8 +116,12 @@ class EngineWorld {
             engine.TakeCommands(now);
         } else if (draw < 3) {
             const int writer = static_cast<int>(Draw(kWriters));
-            programs[static_cast<std::size_t>(writer)].pending.clear();
-            engine.WriterGone(writer, now);
+            if (Draw(2) == 0) {
+                engine.OneWriterGone(writer, now);
+            } else {
+                programs[static_cast<std::size_t>(writer)].pending.clear();
+                engine.WriterGone(writer, now);
+            }
         } else if (draw < 4) {
             ASSERT_TRUE(engine.PostQuantization(Draw(3) * 10));
             engine.TakeCommands(now);

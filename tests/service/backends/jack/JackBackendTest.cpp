@@ -171,6 +171,21 @@ TEST_F(JackBackendTest, ASystemExclusiveThatNobodyGoesOnWithEndsAfterASecondOfSi
     ASSERT_EQ(Hear(reader, 6), (MidiProgram::Bytes{0x90, 60, 100, 0xF0, 1, 2}));
     goes.Disconnect();
     EXPECT_THAT(Hear(reader, 4), ElementsAre(0xF7, 0x80, 60, ::testing::_));
+    EXPECT_EQ(engine->CountersOfSource(0).dropped, 1U);
+}
+
+TEST_F(JackBackendTest, TheLastWriterThatGoesInsideASystemExclusiveEndsItAtOnce) {
+    Publish(Both(0, "Port"));
+    ASSERT_TRUE(PostWays({{0, 0}}));
+    MidiProgram& reader = Reader(0);
+    MidiProgram& goes = Writer(0);
+    ASSERT_TRUE(Connected(0, true, 1));
+    goes.Write({0x90, 60, 100});
+    goes.Write({0xF0, 1, 2});
+    ASSERT_EQ(Hear(reader, 6), (MidiProgram::Bytes{0x90, 60, 100, 0xF0, 1, 2}));
+    goes.Disconnect();
+    EXPECT_THAT(Hear(reader, 4), ElementsAre(0xF7, 0x80, 60, ::testing::_));
+    EXPECT_EQ(engine->CountersOfSource(0).dropped, 0U) << "it was not waited for";
 }
 
 TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {

@@ -70,6 +70,30 @@ TEST_F(JackProcessTest, APortThatIsLeftEmptyIsClearedAndNothingGoesIntoIt) {
     EXPECT_EQ(EventsIn(port), 1U);
 }
 
+// As JACK's mix of several writers does.
+TEST_F(JackProcessTest, EventsThatJackLostAreCountedAndEndTheWay) {
+    jack_port_t* written = Register("written");
+    jack_port_t* heard = Register("heard");
+    process->SetPort(3, true, written);
+    process->SetPort(7, false, heard);
+    WayTable ways;
+    ways[3].to = Destination::Input(7);
+    ASSERT_TRUE(engine.PostWays(ways));
+    void* buffer = jack_port_get_buffer(written, kFrames);
+    jack_midi_clear_buffer(buffer);
+    const std::array<std::uint8_t, 3> note = {0x90, 60, 100};
+    ASSERT_EQ(jack_midi_event_write(buffer, 0, note.data(), note.size()), 0);
+    ASSERT_EQ(jack_midi_event_reserve(buffer, 0, jack_midi_max_event_size(buffer) + 1), nullptr);
+    process->Cycle(kFrames);
+    ASSERT_EQ(EventsIn(heard), 2U);
+    jack_midi_event_t end{};
+    ASSERT_EQ(jack_midi_event_get(&end, jack_port_get_buffer(heard, kFrames), 1), 0);
+    EXPECT_EQ(end.buffer[0], 0x80);
+    EXPECT_EQ(end.buffer[1], 60);
+    EXPECT_EQ(engine.CountersOfSource(3).dropped, 1U);
+    EXPECT_EQ(process->TakeLost(), 1U);
+}
+
 // JACK gives the number of a port that has gone to the next, which may be anybody's.
 TEST_F(JackProcessTest, APortThatWasTakenAwayIsNotTouchedAnyMore) {
     jack_port_t* port = Register("one");
