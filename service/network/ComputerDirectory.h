@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -97,20 +96,30 @@ class ComputerDirectory {
   private:
     struct Known {
         ComputerEntry entry;
+        std::vector<int> silent;       // browses since each address was heard
         int unanswered = 0;            // browses since it was heard
-        std::uint64_t missedFrom = 0;  // when the last of those began
+        std::uint64_t missedFrom = 0;  // when the second of those began, or the first
         Nonce question{};              // of the last browse that it answered
+        HardwareAddress answered{};    // the hardware address of its first answer to it
+        bool hadTwin = false;          // another answer to it told another one
     };
-    bool MayGo(const Known& known, std::uint64_t now) const;
+    struct Kept {
+        bool kept = false;
+        bool connected = false;
+    };
+
+    static bool IsLost(const Known& known, std::uint64_t now);
+    static bool TakeAddress(Known& known, const NetworkAddress& from);
+    static void LookForTwin(Known& known, const HardwareAddress& hardware, const Nonce& question);
+    bool IsNeeded(const ComputerEntry& entry) const;
     bool MakeRoom();
-    void UpdateReach(Known& known);
 
     const LocalNames& localNames;
     const AccessRules& access;
     OwnEntry own;
     std::map<ComputerId, Known> computers;
-    std::map<ComputerId, std::pair<bool, bool>> kept;  // kept, connected
-    std::map<std::string, ComputerId> byName;          // folded
+    std::map<ComputerId, Kept> kept;
+    std::map<std::string, ComputerId> byName;  // folded
 };
 
 }  // namespace vexil

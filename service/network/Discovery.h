@@ -112,7 +112,8 @@ class Discovery {
     void AskEverybody();
     void AnnounceNow(bool goingAway);
     void Announce(std::uint64_t now);
-    void Answer(const ReceivedDatagram& told, const Nonce& nonce);
+    void Push(Pending datagram);
+    void Remember(std::uint64_t now, const Nonce& nonce);
     void TakeComputer(std::uint64_t now, const NetworkAddress& from, const PlainDatagram& read);
     bool IsAsked(std::uint64_t now, const Nonce& nonce) const;
     void Report(const DiscoveryEvent& event);

@@ -1,0 +1,181 @@
+#include "service/network/NameRules.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+#include "service/network/DatagramSocket.h"
+
+namespace vexil {
+
+namespace {
+
+constexpr std::size_t kLongestHostName = 253;
+
+template <class Number>
+std::optional<Number> ReadNumber(std::string_view text) {
+    Number number = 0;
+    const char* end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && number != 0 ? std::optional(number) : std::nullopt;
+}
+
+// A text taken apart: "host", "host:port", "[host]", "[host]:port", the host with "%scope" or without.
+struct Parts {
+    std::string_view host;
+    std::string_view scope;
+    bool hasScope = false;
+    bool inBrackets = false;
+    std::uint16_t port = 0;  // 0: no port is given
+};
+
+std::optional<Parts> TakeApart(std::string_view text) {
+    Parts parts;
+    parts.host = text;
+    std::string_view port;
+    bool hasPort = false;
+    if (!text.empty() && text.front() == '[') {
+        const std::size_t end = text.find(']');
+        if (end == std::string_view::npos) {
+            return std::nullopt;
+        }
+        parts.host = text.substr(1, end - 1);
+        parts.inBrackets = true;
+        const std::string_view rest = text.substr(end + 1);
+        hasPort = !rest.empty();
+        if (hasPort && rest.front() != ':') {
+            return std::nullopt;
+        }
+        port = hasPort ? rest.substr(1) : rest;
+    } else if (std::count(text.begin(), text.end(), ':') == 1) {
+        // With more colons it is an IPv6 address.
+        const std::size_t colon = text.find(':');
+        parts.host = text.substr(0, colon);
+        port = text.substr(colon + 1);
+        hasPort = true;
+    }
+    if (hasPort) {
+        const auto number = ReadNumber<std::uint16_t>(port);
+        if (!number) {
+            return std::nullopt;
+        }
+        parts.port = *number;
+    }
+    const std::size_t percent = parts.host.find('%');
+    if (percent != std::string_view::npos) {
+        parts.hasScope = true;
+        parts.scope = parts.host.substr(percent + 1);
+        parts.host = parts.host.substr(0, percent);
+    }
+    return parts;
+}
+
+const NetworkInterface* FindScope(std::string_view scope, const std::vector<NetworkInterface>& interfaces) {
+    if (const NetworkInterface* named = FindInterface(interfaces, std::string(scope))) {
+        return named;
+    }
+    const auto index = ReadNumber<std::uint32_t>(scope);
+    return index ? FindInterface(interfaces, *index) : nullptr;
+}
+
+std::vector<NetworkAddress> AddressesOf(const NetworkAddress& address, const Parts& parts,
+                                        const std::vector<NetworkInterface>& interfaces) {
+    if (parts.hasScope) {
+        const NetworkInterface* interface = FindScope(parts.scope, interfaces);
+        return interface == nullptr ? std::vector<NetworkAddress>()
+                                    : std::vector<NetworkAddress>{address.WithInterface(interface->index)};
+    }
+    if (address.family == AddressFamily::V4 || !address.IsLinkLocal()) {
+        return {address};
+    }
+    std::vector<NetworkAddress> everywhere;
+    for (const NetworkInterface& interface : interfaces) {
+        if (!interface.loopback) {
+            everywhere.push_back(address.WithInterface(interface.index));
+        }
+    }
+    return everywhere;
+}
+
+// Whether the last part of a name is a number: what the system would read as an IPv4 address that is cut off
+// or written in an old form.
+bool EndsInNumber(std::string_view name) {
+    if (name.back() == '.') {
+        name.remove_suffix(1);
+    }
+    std::string_view last = name.substr(name.rfind('.') + 1);  // rfind gives npos, and npos + 1 is 0
+    const bool isHexadecimal = last.size() >= 2 && last[0] == '0' && (last[1] == 'x' || last[1] == 'X');
+    return isHexadecimal || std::all_of(last.begin(), last.end(),
+                                        [](char character) { return character >= '0' && character <= '9'; });
+}
+
+NamedTarget LiteralTarget(const NetworkAddress& address, const Parts& parts,
+                          const NameSurroundings& surroundings) {
+    NamedTarget target;
+    const bool isNowhere = address.bytes == std::array<std::uint8_t, 16>{};
+    const bool hasFormOfV6 = parts.hasScope || parts.inBrackets;
+    const bool isWrong = hasFormOfV6 && address.family == AddressFamily::V4;
+    if (isNowhere || isWrong || address.IsForMany()) {
+        target.kind = TargetKind::Impossible;
+        return target;
+    }
+    target.kind = TargetKind::Literal;
+    target.port = parts.port == 0 ? kLinkPort : parts.port;
+    target.addresses = AddressesOf(address.WithPort(target.port), parts, surroundings.interfaces);
+    return target;
+}
+
+NamedTarget ResolvableTarget(const Parts& parts) {
+    NamedTarget target;
+    target.kind = TargetKind::Impossible;
+    if (!parts.hasScope && !parts.inBrackets && IsHostName(parts.host)) {
+        target.kind = TargetKind::Resolvable;
+        target.port = parts.port == 0 ? kLinkPort : parts.port;
+        target.hostNames.emplace_back(parts.host);
+        if (parts.host.find('.') == std::string_view::npos) {
+            target.hostNames.push_back(std::string(parts.host) + ".local");
+        }
+    }
+    return target;
+}
+
+}  // namespace
+
+bool IsHostName(std::string_view text) {
+    return !text.empty() && text.size() <= kLongestHostName && text.front() != '.' && !EndsInNumber(text) &&
+           std::none_of(text.begin(), text.end(), [](char character) {
+               const auto byte = static_cast<unsigned char>(character);
+               return byte <= ' ' || byte == 0x7F || character == '%' || character == '/' ||
+                      character == ':' || character == '[' || character == ']';
+           });
+}
+
+NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundings) {
+    NamedTarget target;
+    if (text.empty()) {
+        return target;
+    }
+    const std::optional<Parts> parts = TakeApart(text);
+    const std::optional<NetworkAddress> address = parts ? ParseAddress(parts->host) : std::nullopt;
+    const bool isOwnPort = parts && (parts->port == 0 || parts->port == surroundings.ownPort);
+    const bool isOwnAddress =
+        address && (address->IsLoopback() || IsOwnAddress(surroundings.interfaces, *address));
+    if (surroundings.local.Contains(std::string(text)) || (isOwnAddress && isOwnPort)) {
+        target.kind = TargetKind::Local;
+        return target;
+    }
+    if (const ComputerEntry* entry = surroundings.directory.Find(text)) {
+        target.kind = TargetKind::Directory;
+        target.id = entry->id;
+        target.addresses = entry->addresses;
+        target.port = entry->port;
+        return target;
+    }
+    if (!parts) {
+        target.kind = TargetKind::Impossible;
+        return target;
+    }
+    return address ? LiteralTarget(*address, *parts, surroundings) : ResolvableTarget(*parts);
+}
+
+}  // namespace vexil
