@@ -35,12 +35,14 @@ function(vexil_test_program name)
   endif()
 endfunction()
 
-# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] SOURCES ... LIBRARIES ... [TIMEOUT seconds] [USES thing])
+# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] SOURCES ... LIBRARIES ... [TIMEOUT seconds] [USES thing] [COST seconds])
 # One GoogleTest program; each of its tests is a ctest entry of its own, named NAME.Suite.Test, so that every test
 # stands alone and a skipped one is counted as skipped. The timeout is that of one test; no two tests run that
 # use the same thing. Widget tests run on Qt's offscreen platform.
+# With VEXIL_WHOLE_PROGRAMS all tests of a program run in one process, as one entry: the sanitizers cost each process more than
+# most tests take. What each test gave stands in results/NAME.xml. COST: programs that take longest begin first.
 function(vexil_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;TIMEOUT;USES" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;TIMEOUT;USES;COST" "SOURCES;LIBRARIES")
   set(labels ${arg_LABEL})
   if(arg_PLAIN)
     list(APPEND labels plain)
@@ -60,6 +62,14 @@ function(vexil_test name)
   endif()
   if(arg_USES)
     list(APPEND properties RESOURCE_LOCK "${arg_USES}")
+  endif()
+  if(VEXIL_WHOLE_PROGRAMS)
+    if(NOT arg_COST)
+      set(arg_COST 1)
+    endif()
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 --gtest_output=xml:${PROJECT_BINARY_DIR}/results/${name}.xml)
+    set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT 600 COST ${arg_COST} ${properties})
+    return()
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ${properties})

@@ -98,8 +98,15 @@ bool IniFile::HasChangedSince(const struct stat& before, std::size_t length) con
 }
 
 bool IniFile::ReadText(std::string& text) {
-    text.resize(kMaxRewriteBytes + 1);
-    const std::size_t length = calls.readText(text.data(), 1, text.size(), stream);
+    // Piece by piece: most files are small, and their size may change meanwhile.
+    constexpr std::size_t kReadAtOnce = 16384;
+    std::size_t length = 0;
+    std::size_t count = 0;
+    do {
+        text.resize(length + kReadAtOnce);
+        count = calls.readText(text.data() + length, 1, kReadAtOnce, stream);
+        length += count;
+    } while (count == kReadAtOnce && length <= kMaxRewriteBytes);
     text.resize(length);
     readFailed = std::ferror(stream) != 0;
     return length <= kMaxRewriteBytes;

@@ -45,6 +45,9 @@ Character FirstCharacter(std::string_view text) {
 }
 
 std::size_t WidthOf(char32_t code) {
+    if (code < kNarrowest[0].first) {
+        return 1;
+    }
     return IsIn(kNarrowest, code) ? 0 : IsIn(kWidest, code) ? 2 : 1;
 }
 
@@ -73,7 +76,7 @@ std::string PrintableJson(std::string_view json) {
         if (character.valid && character.code >= 0x7F && character.code <= 0x9F) {
             result.append({'\\', 'u', '0', '0', kDigits[character.code >> 4], kDigits[character.code & 0xF]});
         } else {
-            result += json.substr(0, character.size);
+            result.append(json, 0, character.size);
         }
         json.remove_prefix(character.size);
     }

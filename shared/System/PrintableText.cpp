@@ -26,16 +26,30 @@ bool IsPrintable(char32_t code) {
                         [code](const Range& range) { return range.first <= code && code <= range.last; });
 }
 
+// How many bytes at the start of a text are printable ASCII, of which most texts consist.
+std::size_t PlainBytes(std::string_view text) {
+    std::size_t count = 0;
+    while (count < text.size() && text[count] >= 0x20 && text[count] < 0x7F) {
+        ++count;
+    }
+    return count;
+}
+
 std::string PrintableExcept(std::string_view text, char32_t kept) {
     std::string result;
     while (!text.empty()) {
+        if (const std::size_t plain = PlainBytes(text); plain != 0) {
+            result.append(text, 0, plain);
+            text.remove_prefix(plain);
+            continue;
+        }
         std::string_view rest = text;
         const std::optional<char32_t> code = TakeUtf8(rest);
         if (!code) {
             rest.remove_prefix(1);
         }
         if (code && (*code == kept || IsPrintable(*code))) {
-            result += text.substr(0, text.size() - rest.size());
+            result.append(text, 0, text.size() - rest.size());
         } else {
             result += '?';
         }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <random>
+#include <string>
 
 #include "tests/service/network/LinkWorld.h"
 
@@ -24,6 +25,16 @@ inline WorldPlan RandomPlan(unsigned seed) {
     plan.restart = random() % 4 == 0 ? 0.05 : 0;
     plan.cut = random() % 4 == 0 ? 0.05 : 0;
     return plan;
+}
+
+// What is wrong in a world that lives so long with its faults, and then without them; empty: nothing.
+inline std::string ComplaintOf(const WorldPlan& plan, Microseconds span) {
+    LinkWorld world(plan);
+    world.Live(span);
+    if (world.Complaint().empty()) {
+        world.HealAndCheck();
+    }
+    return world.Complaint();
 }
 
 }  // namespace vexil::test
