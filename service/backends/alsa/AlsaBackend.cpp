@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cinttypes>
 #include <cstring>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "service/backends/EndpointNames.h"
 #include "service/backends/alsa/AlsaClient.h"
@@ -62,6 +64,7 @@ void AlsaBackend::Stop() {
     client.reset();
     ports.clear();
     slowReaders.Forget();
+    toldOverflows = 0;
     engine = nullptr;
     retries = 0;
     problem = "The ALSA sequencer is not in use.";
@@ -89,6 +92,7 @@ void AlsaBackend::Lose(const std::string& reason) {
     client.reset();
     ports.clear();
     slowReaders.Forget();
+    toldOverflows = 0;
     engine->Forget();
     problem = reason;
 }
@@ -178,9 +182,11 @@ std::string AlsaBackend::SlowReadersOf(int number) const {
 }
 
 int AlsaBackend::EventTimeout() const {
-    std::optional<Clock::time_point> due = slowReaders.DueAt();
-    if (retries != 0) {
-        due = std::min(due.value_or(nextRetry), nextRetry);
+    std::optional<Clock::time_point> due = retries != 0 ? std::optional(nextRetry) : std::nullopt;
+    if (thread != nullptr) {
+        for (const std::optional<Clock::time_point> one : {slowReaders.DueAt(), overflows.DueAt()}) {
+            due = one ? std::min(due.value_or(*one), *one) : due;
+        }
     }
     return due ? MillisecondsUntil(*due) : -1;
 }
@@ -204,11 +210,23 @@ void AlsaBackend::HandleEvents() {
         nextRetry = Clock::now();
     }
     if (thread != nullptr) {
-        slowReaders.Look(
-            thread->Lateness(), [this](int program) { return client->NameOf(program); }, Clock::now());
+        TellLosses();
     }
     if (thread == nullptr && retries != 0 && Clock::now() >= nextRetry) {
         Open();
+    }
+}
+
+void AlsaBackend::TellLosses() {
+    const auto now = Clock::now();
+    slowReaders.Look(
+        thread->Lateness(), [this](int program) { return client->NameOf(program); }, now);
+    const std::uint64_t overflowed = thread->Overflows();
+    overflows.Add(overflowed - std::exchange(toldOverflows, overflowed));
+    if (const std::uint64_t times = overflows.Take(now); times != 0) {
+        LogPrintf("Programs have sent more than the ALSA sequencer has room for, %" PRIu64
+                  " times; some of it is lost.\n",
+                  times);
     }
 }
 

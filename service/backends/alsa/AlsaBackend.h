@@ -3,11 +3,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "service/backends/LossSum.h"
 #include "service/backends/MidiBackend.h"
 #include "service/backends/alsa/AlsaDeviceWatch.h"
 #include "service/backends/alsa/AlsaSlowReaders.h"
@@ -53,6 +55,7 @@ class AlsaBackend final : public MidiBackend {
     void Lose(const std::string& reason);
     void Apply();
     std::string SlowReadersOf(int number) const;
+    void TellLosses();
 
     AlsaDeviceWatch device;
     const Descriptor changed;  // an event counter that the thread raises
@@ -64,6 +67,8 @@ class AlsaBackend final : public MidiBackend {
     std::vector<Endpoint> wanted;
     std::map<int, Port> ports;  // by number
     AlsaSlowReaders slowReaders;
+    std::uint64_t toldOverflows = 0;  // of the thread's
+    LossSum overflows;
     int retries = 0;  // left, while the device is there and cannot be opened
     Clock::time_point nextRetry;
 };

@@ -5,8 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "service/backends/alsa/AlsaDeviceWatch.h"
+#include "service/backends/alsa/AlsaRoom.h"
 
 namespace vexil {
 
@@ -14,7 +17,7 @@ namespace {
 
 // The most that the kernel gives a client.
 constexpr std::size_t kPoolCells = 2000;
-// Larger than any event that fits the pool: the kernel would hand out nothing else before it.
+// More than the pool holds. A cell is as large as an event, in both.
 constexpr std::size_t kInputBuffer = std::size_t{128} << 10;
 constexpr std::size_t kOutputBuffer = std::size_t{64} << 10;
 
@@ -43,7 +46,7 @@ std::unique_ptr<AlsaClient> AlsaClient::Open(int& error) {
         return nullptr;
     }
     snd_seq_t* sequencer = nullptr;
-    error = snd_seq_open(&sequencer, "hw", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK);
+    error = snd_seq_open(&sequencer, "hw", SND_SEQ_OPEN_DUPLEX, 0);
     if (error < 0) {
         return nullptr;
     }
@@ -56,14 +59,13 @@ std::unique_ptr<AlsaClient> AlsaClient::Open(int& error) {
 }
 
 AlsaClient::AlsaClient(snd_seq_t* opened, int client, int file)
-    : sequencer(opened), id(client), descriptor(file), outgoing(kOutputBuffer) {}
+    : sequencer(opened), id(client), descriptor(file), outgoing(kOutputBuffer), incoming(kInputBuffer) {}
 
 int AlsaClient::Prepare() {
     const int results[] = {
         snd_seq_set_client_name(sequencer, kAlsaClientName),
         snd_seq_set_client_pool_input(sequencer, kPoolCells),
         snd_seq_set_client_pool_output(sequencer, kPoolCells),
-        snd_seq_set_input_buffer_size(sequencer, kInputBuffer),
         Create(kAnnouncePort, "Announcements", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT),
     };
     for (const int result : results) {
@@ -125,15 +127,54 @@ int AlsaClient::ConnectionsOf(int number) const {
                                     : snd_seq_port_info_get_read_use(info);
 }
 
-snd_seq_event_t* AlsaClient::NextEvent(int& error) {
-    snd_seq_event_t* event = nullptr;
-    const int result = snd_seq_event_input(sequencer, &event);
-    if (result >= 0 && event != nullptr) {
-        error = 0;
-        return event;
+// The kernel marks that something found no room, and the next call of read() throws away what waits by then.
+// A call that was waiting at that moment still gets what comes. So the only time that counts is between two
+// calls; what waits just before the second is asked for. When it is nothing, what found no room was either
+// too large for any room, or came when the room was full: then the call before has read as much as there is
+// room.
+int AlsaClient::Read(bool& lostOthers) {
+    readAt = 0;
+    readEnd = 0;
+    const std::optional<AlsaRoom> room = AskAlsaRoom(descriptor, id);
+    const ssize_t length = ::read(descriptor, incoming.data(), incoming.size());
+    if (length >= 0) {
+        readEnd = static_cast<std::size_t>(length);
+        wasFull = readEnd / sizeof(snd_seq_event_t) >= kPoolCells;
+        return 0;
     }
-    error = result == -EAGAIN || result >= 0 ? 0 : result;
-    return nullptr;
+    const int error = -errno;
+    if (error == -ENOSPC) {
+        lostOthers = std::exchange(wasFull, false) || !room || room->free < room->total;
+    }
+    return error;
+}
+
+const snd_seq_event_t* AlsaClient::NextEvent() {
+    if (readAt + sizeof current > readEnd) {
+        return nullptr;
+    }
+    std::memcpy(&current, &incoming[readAt], sizeof current);
+    readAt += sizeof current;
+    if (snd_seq_ev_is_variable(&current)) {
+        const std::size_t length = current.data.ext.len;
+        if (length > readEnd - readAt) {
+            return nullptr;
+        }
+        current.data.ext.ptr = &incoming[readAt];
+        readAt += (length + sizeof current - 1) / sizeof current * sizeof current;
+    }
+    return &current;
+}
+
+void AlsaClient::WakeReader() {
+    snd_seq_event_t event;
+    snd_seq_ev_clear(&event);
+    event.type = SND_SEQ_EVENT_ECHO;
+    snd_seq_ev_set_source(&event, kAnnouncePort);
+    snd_seq_ev_set_dest(&event, static_cast<unsigned char>(id), kAnnouncePort);
+    snd_seq_ev_set_direct(&event);
+    // Where there is no room for it, there is something to read.
+    [[maybe_unused]] const ssize_t ignored = ::write(descriptor, &event, sizeof event);
 }
 
 std::string AlsaClient::NameOf(int client) const {

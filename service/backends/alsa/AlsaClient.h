@@ -63,11 +63,20 @@ class AlsaClient {
         }
     }
 
-    // Events. Never wait.
+    // Events.
 
-    // The next event; null when no event waits, with `error` 0 or a negative errno value: -ENOSPC when events
-    // were lost. Lasts until the next call.
-    snd_seq_event_t* NextEvent(int& error);
+    // Reads what waits; where nothing waits, waits for it. 0 or a negative errno value. -ENOSPC: something
+    // was sent that there was no room for, and `lostOthers` is whether what waited was lost with it, or may
+    // have been: the kernel throws all of it away. Without that, only whoever sent too much has lost
+    // something.
+    int Read(bool& lostOthers);
+    // The next event of what was read; null when there are no more. Lasts until the next call.
+    const snd_seq_event_t* NextEvent();
+    // Ends a Read that waits. Any thread.
+    void WakeReader();
+
+    // The rest never waits.
+
     // Queues one event to all who read a port, or to one of them.
     void Send(snd_seq_event_t& event, int number);
     void SendTo(snd_seq_event_t& event, int number, AlsaAddress reader);
@@ -89,6 +98,12 @@ class AlsaClient {
     // event at which it stopped once more, and readers that have heard it hear it twice.
     std::vector<std::uint8_t> outgoing;
     std::size_t used = 0;  // bytes of it
+    // Nor that of what comes in: it reads again, and so loses what waits, before what was read is heard.
+    std::vector<std::uint8_t> incoming;
+    std::size_t readAt = 0;
+    std::size_t readEnd = 0;
+    snd_seq_event_t current{};
+    bool wasFull = false;  // the last Read took as much as the kernel keeps
 };
 
 }  // namespace vexil

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 namespace vexil {
 
@@ -24,13 +25,19 @@ constexpr std::uint64_t kSecond = 1'000'000'000;
 constexpr std::uint64_t kFirstRetry = 500'000;
 constexpr std::uint64_t kLastRetry = 10'000'000;
 constexpr std::int64_t kNoTimeout = -1;
-// The most that one cycle takes: who writes without an end is not to keep it from ending.
-constexpr int kEventsOfCycle = 2048;
+
+std::uint64_t TimeOf(clockid_t clock) {
+    timespec time{};
+    ::clock_gettime(clock, &time);
+    return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec);
+}
 
 std::uint64_t Now() {
-    timespec time{};
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec);
+    return TimeOf(CLOCK_MONOTONIC);
+}
+
+std::uint64_t WorkOfThread() {
+    return TimeOf(CLOCK_THREAD_CPUTIME_ID);
 }
 
 bool IsInputPort(int number) {
@@ -43,9 +50,9 @@ AlsaThread::AlsaThread(Engine& served, AlsaClient& opened, int changed)
     : engine(served),
       client(opened),
       changedEvent(changed),
-      wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       writers(served),
-      delivery(opened, changed) {
+      delivery(opened, changed),
+      limit(Now, WorkOfThread) {
     // Programs may have connected since the ports were made.
     for (int port = 0; port < kMaxPorts; ++port) {
         delivery.AskForReaders(port);
@@ -84,19 +91,20 @@ void AlsaThread::WaitForCycle() const {
 }
 
 void AlsaThread::Wake() {
-    const std::uint64_t one = 1;
-    // A counter that is full wakes as well.
-    [[maybe_unused]] const ssize_t ignored = ::write(wakeEvent.Number(), &one, sizeof one);
+    wakes.fetch_add(1);
+    if (isWaiting.exchange(false)) {
+        client.WakeReader();
+    }
 }
 
 void AlsaThread::Main() {
     // Precise waiting also without realtime priority.
     ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     while (!ending.load(std::memory_order_acquire) && Failure() == 0) {
+        seenWakes = wakes.load();
+        limit.Begin();
         Cycle();
-        if (ending.load(std::memory_order_acquire) || !Sleep(NextTimeout())) {
-            break;
-        }
+        Wait();
     }
 }
 
@@ -108,7 +116,7 @@ void AlsaThread::Cycle() {
     engine.TakeCommands(cycleTime);
     delivery.BeginCycle(cycleTime);
     // What is due at this very moment as well.
-    engine.Run(takenUntil + 1, delivery);
+    engine.Run(takenUntil + 1, delivery, &limit);
     client.Flush();
     cycles.fetch_add(1, std::memory_order_acq_rel);
 }
@@ -116,28 +124,15 @@ void AlsaThread::Cycle() {
 // Each event a nanosecond later than the one before: what several programs write is heard in the order in
 // which it was written.
 void AlsaThread::TakeEvents() {
-    mayHaveMore = false;
-    for (int room = kEventsOfCycle;;) {
-        int error = 0;
-        while (const snd_seq_event_t* event = client.NextEvent(error)) {
-            TakeEvent(*event, takenUntil++);
-            if (--room == 0) {
-                mayHaveMore = true;
-                return;
-            }
-        }
-        if (error == 0 || error == -EINTR) {
-            return;
-        }
-        if (error != -ENOSPC) {
-            GiveUp(error);
-            return;
-        }
-        // Events were lost, note-offs and notices perhaps among them.
+    if (std::exchange(lostEvents, false)) {
+        // Note-offs and notices perhaps among them.
         writers.AllGone(takenUntil);
         for (int port = 0; port < kMaxPorts; ++port) {
             delivery.AskForReaders(port);
         }
+    }
+    while (const snd_seq_event_t* event = client.NextEvent()) {
+        TakeEvent(*event, takenUntil++);
     }
 }
 
@@ -210,8 +205,8 @@ void AlsaThread::PortGone(int number, std::uint64_t now) {
 
 // Nanoseconds until something is to be done; kNoTimeout: only when something happens.
 std::int64_t AlsaThread::NextTimeout() {
-    if (mayHaveMore) {
-        return 0;  // the library holds some that the descriptor does not tell of
+    if (limit.HasStopped()) {
+        return 0;
     }
     std::optional<std::uint64_t> due = engine.NextDue();
     const std::uint64_t now = Now();
@@ -230,33 +225,55 @@ std::int64_t AlsaThread::NextTimeout() {
     return *due > now ? static_cast<std::int64_t>(*due - now) : 0;
 }
 
-// False when the sequencer has failed.
-bool AlsaThread::Sleep(std::int64_t timeout) {
-    pollfd waited[] = {
-        {client.Descriptor(), POLLIN, 0},
-        {wakeEvent.Number(), POLLIN, 0},
-    };
+// Whatever was posted since the cycle has begun is taken up before anything is waited for.
+void AlsaThread::Wait() {
+    const std::int64_t timeout = NextTimeout();
+    if (const std::uint64_t rest = limit.End(); rest != 0) {
+        std::this_thread::sleep_for(std::chrono::nanoseconds(rest));
+    }
+    isWaiting.store(true);
+    if (wakes.load() != seenWakes) {
+        Poll(0);
+    } else if (timeout != kNoTimeout) {
+        Poll(timeout);
+    } else {
+        Read();
+    }
+    isWaiting.store(false);
+}
+
+void AlsaThread::Poll(std::int64_t timeout) {
+    pollfd waited{client.Descriptor(), POLLIN, 0};
     timespec time{};
     time.tv_sec = timeout / static_cast<std::int64_t>(kSecond);
     time.tv_nsec = timeout % static_cast<std::int64_t>(kSecond);
-    if (::ppoll(waited, 2, timeout == kNoTimeout ? nullptr : &time, nullptr) < 0) {
-        return true;
+    if (::ppoll(&waited, 1, &time, nullptr) > 0) {
+        if ((waited.revents & POLLIN) != 0) {
+            Read();
+        } else {
+            GiveUp(-EIO);
+        }
     }
-    if ((waited[1].revents & POLLIN) != 0) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const ssize_t ignored = ::read(wakeEvent.Number(), &count, sizeof count);
+}
+
+void AlsaThread::Read() {
+    const int error = client.Read(lostEvents);
+    if (error == -ENOSPC) {
+        overflows.Add(1);
+        RaiseChanged();
+    } else if (error != 0 && error != -EINTR) {
+        GiveUp(error);
     }
-    if ((waited[0].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
-        GiveUp(-EIO);
-        return false;
-    }
-    return true;
 }
 
 void AlsaThread::GiveUp(int error) {
     failure.store(error, std::memory_order_release);
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t ignored = ::write(changedEvent, &one, sizeof one);
+    RaiseChanged();
+}
+
+void AlsaThread::RaiseChanged() const {
+    // A counter that is full is readable already.
+    static_cast<void>(::eventfd_write(changedEvent, 1));
 }
 
 }  // namespace vexil

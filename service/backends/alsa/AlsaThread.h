@@ -11,8 +11,8 @@
 #include "service/backends/alsa/AlsaCodec.h"
 #include "service/backends/alsa/AlsaDelivery.h"
 #include "service/backends/alsa/AlsaWriters.h"
+#include "service/backends/alsa/WorkLimit.h"
 #include "service/engine/Engine.h"
-#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -20,7 +20,7 @@ class AlsaThread final : private EngineWaker {
   public:
     // Begins. Both must outlive this object; its owner is the engine's control thread. `changed` is a
     // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself,
-    // and when Lateness has changed.
+    // and when Lateness or Overflows has changed.
     AlsaThread(Engine& engine, AlsaClient& client, int changed);
     // Ends; what the engine has delivered is sent.
     ~AlsaThread() override;
@@ -34,6 +34,8 @@ class AlsaThread final : private EngineWaker {
     // Waits until what the engine has delivered by now is sent: while a cycle is under way, and at most 1 s,
     // for a thread without realtime priority may be kept from its processor for a while.
     void WaitForCycle() const;
+    // How often more was sent than there was room for.
+    std::uint64_t Overflows() const { return overflows.Read(); }
     // Which programs read too slowly, by client.
     const AlsaLateness& Lateness() const { return delivery.Lateness(); }
 
@@ -47,21 +49,29 @@ class AlsaThread final : private EngineWaker {
     void TakeNotice(const snd_seq_event_t& event, std::uint64_t now);
     void PortGone(int number, std::uint64_t now);
     std::int64_t NextTimeout();
-    bool Sleep(std::int64_t timeout);
+    void Wait();
+    void Poll(std::int64_t timeout);
+    void Read();
     void GiveUp(int error);
+    void RaiseChanged() const;
 
     Engine& engine;
     AlsaClient& client;
     const int changedEvent;
-    const Descriptor wakeEvent;
     AlsaCodec codec;
     AlsaWriters writers;
     AlsaDelivery delivery;
-    bool mayHaveMore = false;       // the last cycle did not take all events
+    WorkLimit limit;
+    bool lostEvents = false;        // before those that were read
     std::uint64_t cycleTime = 0;    // of this cycle
     std::uint64_t takenUntil = 0;   // time of the last event that this cycle took, or cycleTime
     std::uint64_t waitForRoom = 0;  // nanoseconds of the last such wait
     std::atomic<bool> ending{false};
+    // A wake counts from the beginning of the cycle that sees it.
+    std::atomic<std::uint32_t> wakes{0};
+    std::uint32_t seenWakes = 0;
+    std::atomic<bool> isWaiting{false};
+    Counter overflows;
     std::atomic<int> failure{0};
     std::atomic<std::uint64_t> cycles{0};  // odd: one is under way
     std::string realtimeProblem;

@@ -66,6 +66,10 @@ class AlsaProgram : public MidiProgram {
         service = other.client;
         return Connect({Id(), static_cast<unsigned char>(writePort)}, other);
     }
+    // Connects two ports of others, as a patchbay does.
+    bool Connect(const std::string& sender, const std::string& receiver) {
+        return Connect(Parse(sender), Parse(receiver));
+    }
     bool ReadFrom(const std::string& address) override {
         return Connect(Parse(address), {Id(), static_cast<unsigned char>(readPort)});
     }

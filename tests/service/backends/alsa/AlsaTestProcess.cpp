@@ -100,6 +100,12 @@ int ThreadNamed(const std::string& name) {
     return -1;
 }
 
+std::chrono::milliseconds TimeOfThread(const std::string& name) {
+    long long nanoseconds = 0;
+    std::ifstream("/proc/self/task/" + std::to_string(ThreadNamed(name)) + "/schedstat") >> nanoseconds;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::nanoseconds(nanoseconds));
+}
+
 long SwitchesOfThread(const std::string& name) {
     const int thread = ThreadNamed(name);
     if (thread < 0) {

@@ -1,6 +1,7 @@
 // Processes beside a test: programs of the system, and one that holds a note until it is killed.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -37,5 +38,7 @@ int HoldNote(const std::string& address, bool connected);
 int ThreadNamed(const std::string& name);
 // How often it has been put on a processor so far; -1 when there is none.
 long SwitchesOfThread(const std::string& name);
+// How long it has been on a processor so far.
+std::chrono::milliseconds TimeOfThread(const std::string& name);
 
 }  // namespace vexil
