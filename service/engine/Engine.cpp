@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
+#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "config/DriverConfiguration.h"
+#include "service/engine/ByteRing.h"
 #include "service/engine/SourceTable.h"
 #include "service/engine/SpscQueue.h"
 
@@ -16,9 +19,11 @@ namespace {
 
 constexpr std::uint64_t kNanosecondsPerGranularity = 100'000;
 constexpr std::size_t kCommands = 256;
+// What has arrived and waits for the engine's next turn: 20,000 notes.
+constexpr std::size_t kArrivalBytes = std::size_t{1} << 20;
 
 struct Command {
-    enum class Kind : std::uint8_t { Ways, Way, TestBytes, Quantization, WriterGone, ReleaseAll, GiveBack };
+    enum class Kind : std::uint8_t { Ways, Way, TestBytes, Quantization, WriterGone, ReleaseAll };
 
     Kind kind = Kind::Ways;
     int source = 0;
@@ -46,11 +51,21 @@ class Engine::State {
             return false;
         }
         posted.Add(1);
+        Wake();
+        return true;
+    }
+    // Control thread, network's thread.
+    void SetWaker(EngineWaker* next) {
+        const std::lock_guard lock(wakerLock);
+        waker = next;
+    }
+    void Wake() {
+        const std::lock_guard lock(wakerLock);
         if (waker != nullptr) {
             waker->Wake();
         }
-        return true;
     }
+    // Network's thread.
     void CollectSources() {
         while (const int* source = freedSources.Front()) {
             freeSources.push_back(*source);
@@ -60,6 +75,8 @@ class Engine::State {
 
     // Engine thread.
     void CarryOut(const Command& command, std::uint64_t now);
+    void Hear(const Arrival& arrival, std::uint64_t time, std::span<const std::uint8_t> bytes);
+    void TellPassedOn();
     void EndTurn() {
         // There is room: no more are taken at a time.
         sources.FreeEnded([this](int source) { freedSources.TryPush(std::move(source)); });
@@ -73,16 +90,23 @@ class Engine::State {
 
     SpscQueue<Command, kCommands> commands;
     SpscQueue<int, kTakenSources> freedSources;
-    std::vector<int> freeSources;  // control thread
-    EngineWaker* waker = nullptr;  // control thread
+    std::vector<int> freeSources;  // network's thread
+    std::mutex wakerLock;          // never taken by the engine thread
+    EngineWaker* waker = nullptr;  // under wakerLock
     Counter posted;
     std::atomic<std::uint64_t> done{0};
+    ByteRing<Arrival> arrivals{kArrivalBytes};
+    std::atomic<std::int64_t> clockLead{0};
+    std::array<std::atomic<std::uint32_t>, kTakenSources> passedOn{};
 
     SourceTable sources;
     SilentSink silence;
     EngineSink* remoteSink = &silence;
     EngineWaker* suspicionWaker = nullptr;
     std::uint64_t taken = 0;  // commands
+    // Bytes of system exclusive that arrived for each taken source, and bit s: not all of them are passed on.
+    std::array<std::uint32_t, kTakenSources> arrived{};
+    std::array<std::uint64_t, kTakenSources / 64> unpassed{};
 };
 
 void Engine::State::CarryOut(const Command& command, std::uint64_t now) {
@@ -108,9 +132,41 @@ void Engine::State::CarryOut(const Command& command, std::uint64_t now) {
         case Command::Kind::ReleaseAll:
             sources.EndAllStreams(now);
             break;
-        case Command::Kind::GiveBack:
-            sources.GiveBack(command.source, now);
+    }
+}
+
+void Engine::State::Hear(const Arrival& arrival, std::uint64_t time, std::span<const std::uint8_t> bytes) {
+    switch (arrival.kind) {
+        case Arrival::Kind::Message:
+            sources.WriteMessage(arrival.source, time, bytes);
             break;
+        case Arrival::Kind::Exclusive: {
+            sources.WriteExclusive(arrival.source, time, bytes);
+            const auto index = static_cast<std::size_t>(arrival.source - kTakenSourceBase);
+            arrived[index] += static_cast<std::uint32_t>(bytes.size());
+            unpassed[index / 64] |= std::uint64_t{1} << index % 64;
+            break;
+        }
+        case Arrival::Kind::Way:
+            sources.SetWay(arrival.source, arrival.way, time);
+            break;
+        case Arrival::Kind::GiveBack:
+            sources.GiveBack(arrival.source, time);
+            break;
+    }
+}
+
+void Engine::State::TellPassedOn() {
+    for (std::size_t word = 0; word < unpassed.size(); ++word) {
+        for (std::uint64_t left = unpassed[word]; left != 0; left &= left - 1) {
+            const std::size_t index = word * 64 + static_cast<std::size_t>(std::countr_zero(left));
+            const std::size_t queued = sources.QueuedExclusive(kTakenSourceBase + static_cast<int>(index));
+            passedOn[index].store(arrived[index] - static_cast<std::uint32_t>(queued),
+                                  std::memory_order_release);
+            if (queued == 0) {
+                unpassed[word] &= ~(std::uint64_t{1} << index % 64);
+            }
+        }
     }
 }
 
@@ -173,25 +229,8 @@ bool Engine::PostReleaseAll() {
     return state->Post(std::move(command));
 }
 
-std::optional<int> Engine::TakeSource(const Way& way) {
-    state->CollectSources();
-    if (state->freeSources.empty() || !PostWay(state->freeSources.back(), way)) {
-        return std::nullopt;
-    }
-    const int source = state->freeSources.back();
-    state->freeSources.pop_back();
-    return source;
-}
-
-bool Engine::GiveBackSource(int source) {
-    Command command;
-    command.kind = Command::Kind::GiveBack;
-    command.source = source;
-    return state->Post(std::move(command));
-}
-
 void Engine::SetWaker(EngineWaker* waker) {
-    state->waker = waker;
+    state->SetWaker(waker);
 }
 
 std::uint64_t Engine::Posted() const {
@@ -212,6 +251,50 @@ InputCounters Engine::CountersOfInput(int port) const {
 
 std::uint64_t Engine::SuspectedRate(int source) const {
     return state->sources.SuspectedRate(source);
+}
+
+std::optional<int> Engine::TakeSource(const Way& way, std::uint64_t time) {
+    state->CollectSources();
+    if (state->freeSources.empty()) {
+        return std::nullopt;
+    }
+    const int source = state->freeSources.back();
+    if (!PostArrival({Arrival::Kind::Way, source, time, way})) {
+        return std::nullopt;
+    }
+    state->freeSources.pop_back();
+    return source;
+}
+
+bool Engine::PostArrival(const Arrival& arrival, std::span<const std::uint8_t> bytes) {
+    if (!state->arrivals.Fits(bytes.size())) {
+        return false;
+    }
+    if (state->arrivals.Put(arrival, bytes)) {
+        state->Wake();
+    }
+    return true;
+}
+
+std::uint32_t Engine::ExclusivePassedOn(int source) const {
+    return state->passedOn[static_cast<std::size_t>(source - kTakenSourceBase)].load(
+        std::memory_order_acquire);
+}
+
+std::int64_t Engine::ClockLead() const {
+    return state->clockLead.load(std::memory_order_relaxed);
+}
+
+void Engine::SetClockLead(std::int64_t nanoseconds) {
+    state->clockLead.store(nanoseconds, std::memory_order_relaxed);
+}
+
+void Engine::TakeArrivals(std::uint64_t delay) {
+    const auto shift = static_cast<std::uint64_t>(ClockLead()) + delay;
+    Arrival arrival;
+    for (std::span<const std::uint8_t> bytes; state->arrivals.Take(arrival, bytes);) {
+        state->Hear(arrival, arrival.time + shift, bytes);
+    }
 }
 
 void Engine::TakeCommands(std::uint64_t now) {
@@ -257,6 +340,7 @@ void Engine::GiveBackWriter(int source, std::uint64_t time) {
 
 void Engine::Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit) {
     state->sources.Run(end, sink, *state->remoteSink, limit);
+    state->TellPassedOn();
     state->EndTurn();
 }
 

@@ -2,10 +2,10 @@
 // by the send quantization, merges what reaches one destination between messages, and releases held notes
 // when a way ends.
 //
-// Threads. Two: the control thread posts commands and reads counters; the engine thread (whichever thread
-// drives the engine: a MIDI system's, or another while there is none) does everything else. They meet in
-// lock-free queues and atomics only. The engine thread allocates nothing, takes no lock and makes no system
-// call.
+// Threads. Three: the control thread posts commands and reads counters; the network's thread, where there is
+// one, posts what comes from other computers; the engine thread (whichever thread drives the engine: a MIDI
+// system's, or another while there is none) does everything else. They meet in lock-free queues and atomics
+// only. The engine thread allocates nothing, takes no lock and makes no system call.
 //
 // Loops. Programs that are connected in a ring send a message round and round, as fast as the engine carries
 // it. A limit to each turn keeps the engine thread from taking the whole of a processor for that, and lets
@@ -34,8 +34,23 @@ inline constexpr std::size_t kLongestTestBytes = 512;
 class EngineWaker {
   public:
     virtual ~EngineWaker() = default;
-    // There is something to do. Never waits.
+    // There is something to do. Never waits. Any of the threads that post.
     virtual void Wake() = 0;
+};
+
+// What has come from another computer for a taken source.
+struct Arrival {
+    enum class Kind : std::uint8_t {
+        Message,    // one whole message that is not system exclusive
+        Exclusive,  // bytes of system exclusive
+        Way,        // `way` from now on; the way before ends, also when it is the same
+        GiveBack,   // the way ends, and when that is done the source can be taken again
+    };
+
+    Kind kind = Kind::Message;
+    int source = 0;
+    std::uint64_t time = 0;  // when it came: nanoseconds of the steady clock
+    vexil::Way way{};        // Way
 };
 
 // Room for what all sources have queued. One source may have most of it for a long system exclusive.
@@ -60,7 +75,7 @@ class Engine {
 
     // The ways of the outputs. On every one that changes, held notes are released on the old way first.
     bool PostWays(const WayTable& outputs);
-    // The way of a test output or a taken source; ends the way before, also when it is the same.
+    // The way of a test output; ends the way before, also when it is the same.
     bool PostWay(int source, const Way& way);
     // Plays bytes on a port's test output now. At most kLongestTestBytes; more are not posted. Running status
     // does not go on from one call to the next; a system exclusive does.
@@ -71,10 +86,6 @@ class Engine {
     bool PostWriterGone(int port);
     // Ends every way, as before the service stops.
     bool PostReleaseAll();
-    // Takes one of the kTakenSources, with its way. None when all are taken or nothing can be posted.
-    std::optional<int> TakeSource(const Way& way);
-    // Ends the way of a taken source. It can be taken again once that is done.
-    bool GiveBackSource(int source);
     // Who is to be woken after each post; null, as at first: nobody, the engine thread calls often enough.
     void SetWaker(EngineWaker* waker);
     // Number of commands posted and carried out so far; equal when the engine has caught up. A way that a
@@ -90,7 +101,26 @@ class Engine {
     // suspected to be part of a loop; 0 where none is suspected. Any thread.
     std::uint64_t SuspectedRate(int source) const;
 
+    // The network's thread. What it posts is carried out in its order.
+
+    // Takes one of the kTakenSources, with its way. None when all are taken or nothing can be posted.
+    std::optional<int> TakeSource(const Way& way, std::uint64_t time);
+    // Hands something to the engine thread; `bytes` are those of a message or of system exclusive. False when
+    // there is no room: nothing was posted.
+    bool PostArrival(const Arrival& arrival, std::span<const std::uint8_t> bytes = {});
+    // Bytes of system exclusive that were posted for a source and are no longer in the engine: delivered or
+    // left out. Counts on for as long as the engine lives, and begins anew at 0.
+    std::uint32_t ExclusivePassedOn(int source) const;
+    // How far the engine's times are ahead of the steady clock, nanoseconds.
+    std::int64_t ClockLead() const;
+
     // Engine thread.
+
+    // The clock of the times that follow is so far ahead of the steady clock; 0 at first.
+    void SetClockLead(std::int64_t nanoseconds);
+    // Writes what has arrived to its sources, `delay` nanoseconds after it came: a thread that turns once a
+    // period delays by the period, which keeps the distances. Call behind TakeCommands.
+    void TakeArrivals(std::uint64_t delay);
 
     // Carries out what was posted. Call at the start of each turn.
     void TakeCommands(std::uint64_t now);

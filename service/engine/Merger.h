@@ -44,6 +44,8 @@ class Merger {
     // Behind what is queued, puts back what the source has left sounding and begins the way to `next`.
     void EndWay(int source, std::uint64_t due, const Destination& next);
     bool IsWaiting(int source) const { return Of(source).isWaiting; }
+    // Bytes of system exclusive that are queued.
+    std::size_t QueuedExclusive(int source) const { return queues.QueuedExclusive(source); }
     // The source leads nowhere, and nothing is queued or sounds.
     bool IsIdle(int source) const { return Of(source).outlet == kNoOutlet; }
 

@@ -98,6 +98,7 @@ void PieceQueues::Append(Queue& queue, const Record& record, std::span<const std
     if (!behind.empty()) {
         std::memcpy(place + sizeof record, behind.data(), behind.size());
     }
+    queue.exclusive += record.kind == RecordKind::Exclusive ? record.length : 0U;
     queue.lastEnd = record.kind == RecordKind::EndOfWay ? queue.writeAt : kChunkSize;
     queue.writeAt += SizeOf(record);
 }
@@ -166,8 +167,10 @@ void PieceQueues::Take(int source, std::size_t count) {
 
 void PieceQueues::TakeRecord(int source) {
     Queue& queue = Of(source);
+    const Record& record = At(queue.head, queue.readAt);
+    queue.exclusive -= record.kind == RecordKind::Exclusive ? record.length : 0U;
     queue.taken = 0;
-    queue.readAt += SizeOf(At(queue.head, queue.readAt));
+    queue.readAt += SizeOf(record);
     if (queue.head != queue.tail) {
         if (queue.readAt == usedSize[queue.head]) {
             DropHeadChunk(queue);

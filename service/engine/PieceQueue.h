@@ -47,6 +47,11 @@ class PieceQueues {
     bool PushEndOfWay(int source, std::uint64_t due, const Destination& following);
 
     bool IsEmpty(int source) const;
+    // Bytes of system exclusive in the queue.
+    std::size_t QueuedExclusive(int source) const {
+        // Nothing else is taken in parts.
+        return Of(source).exclusive - Of(source).taken;
+    }
     // The oldest record and its bytes, as far as Take has not taken them. Not of an empty queue.
     const Record& Front(int source) const;
     std::span<const std::uint8_t> FrontBytes(int source) const;
@@ -69,6 +74,7 @@ class PieceQueues {
         std::uint16_t taken = 0;     // bytes taken of the oldest record
         std::uint32_t readAt = 0;
         std::uint32_t writeAt = 0;
+        std::uint32_t exclusive = 0;  // bytes of system exclusive
         std::uint32_t lastEnd =
             kChunkSize;  // where the newest record stands when it ends the way; else kChunkSize
     };

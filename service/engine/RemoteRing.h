@@ -1,15 +1,16 @@
-// What goes to other computers, from the engine's thread to the one that sends it. Neither waits for the
-// other, and nothing is allocated once the ring is made.
+// What goes to other computers, from the engine's thread to the one that sends it.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
+#include "service/engine/ByteRing.h"
 #include "service/engine/Engine.h"
 #include "service/engine/EngineSink.h"
+#include "service/engine/SourceNumbers.h"
 
 namespace vexil {
 
@@ -22,6 +23,10 @@ class RemoteRing : public EngineSink {
         std::span<const std::uint8_t> bytes{};
     };
 
+    // What one source may have on its way: in the ring, and with whoever took it out and could not pass it on
+    // yet. So one that cannot be sent leaves room to the others.
+    static constexpr std::size_t kSourceBytes = std::size_t{24} << 10;
+
     // `bytes` is what the ring holds, with 24 for each delivery. `reader` is woken, on the engine's thread,
     // when something comes into a ring that was empty; it must outlive this object.
     RemoteRing(std::size_t bytes, EngineWaker& reader);
@@ -33,23 +38,23 @@ class RemoteRing : public EngineSink {
     // The reader's thread: takes the oldest delivery. False when the ring is empty. The bytes last until the
     // next call.
     bool Take(Delivery& delivery);
+    // A delivery has gone on its way or was dropped: its source may deliver as much again.
+    void PassedOn(const Destination& to, std::size_t bytes);
 
   private:
-    struct Header {
+    // What a delivery counts for beside its bytes.
+    static constexpr std::uint32_t kCostOfDelivery = 16;
+
+    struct Head {
         std::uint64_t time = 0;
         Destination to;
-        std::uint32_t length = 0;
     };
 
-    void Put(std::size_t at, const void* from, std::size_t count);
-    void Get(std::size_t at, void* to, std::size_t count) const;
-
     EngineWaker& waker;
-    std::vector<std::uint8_t> ring;
-    std::vector<std::uint8_t> taken;  // the bytes of the delivery that Take gave
-    // Bytes put in and taken out so far.
-    alignas(64) std::atomic<std::size_t> head{0};
-    alignas(64) std::atomic<std::size_t> tail{0};
+    ByteRing<Head> ring;
+    // For each port and test output, what was delivered and what of it was passed on so far.
+    std::array<std::uint32_t, kTakenSourceBase> delivered{};  // engine thread
+    std::array<std::atomic<std::uint32_t>, kTakenSourceBase> passedOn{};
 };
 
 }  // namespace vexil

@@ -70,6 +70,9 @@ class SourceTable {
     void Forget();
     void ForgetTimes();
 
+    // Bytes of system exclusive that wait in the queue of a source.
+    std::size_t QueuedExclusive(int source) const { return merger.QueuedExclusive(source); }
+
     // Of an output with its writers, a test output or a taken source.
     SourceCounters CountersOf(int source) const;
     InputCounters CountersOfInput(int port) const { return merger.CountersOf(port); }

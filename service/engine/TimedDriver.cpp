@@ -13,7 +13,9 @@ constexpr std::chrono::milliseconds kRetry{10};
 
 void TimedDriver::Turn() {
     const std::uint64_t now = clock.Now();
+    engine.SetClockLead(0);
     engine.TakeCommands(now);
+    engine.TakeArrivals(0);
     // What is due at this very moment as well.
     engine.Run(now + 1, inputs);
 }

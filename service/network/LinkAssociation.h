@@ -112,7 +112,7 @@ class LinkAssociation {
     // Ways out; see WaysOut. They may be opened at any time.
     void OpenWay(std::uint64_t now, std::uint8_t source, std::uint8_t input) { out.Open(now, source, input); }
     void EndWay(std::uint64_t now, std::uint8_t source, std::uint8_t input) { out.End(now, source, input); }
-    SendResult Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece) {
+    WayResult Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece) {
         return out.Send(due, source, input, piece);
     }
     std::size_t PieceRoom(std::uint8_t source, std::uint8_t input) const {

@@ -103,14 +103,14 @@ std::size_t WaysOut::PieceRoom(std::uint8_t source, std::uint8_t input) const {
     return std::min(parts * kLongestPart, static_cast<std::size_t>(credit));
 }
 
-SendResult WaysOut::Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece) {
+WayResult WaysOut::Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece) {
     const std::size_t index = WayIndex(source, input);
     Way& way = ways[index];
     if (!wanted.Has(index) || way.problem != WayProblem::None) {
-        return SendResult::NotOpen;
+        return WayResult::NotOpen;
     }
     if (!up || piece.bytes.empty()) {
-        return SendResult::NotUp;
+        return WayResult::NotUp;
     }
     way.lastDue = std::max(way.lastDue, due);
     LinkRecord record = RecordOfWay(piece.systemExclusive ? RecordType::Piece : RecordType::Message, index);
@@ -123,22 +123,22 @@ SendResult WaysOut::Send(std::uint64_t due, std::uint8_t source, std::uint8_t in
     if (way.cut || !Enqueue(way.lastDue, record)) {
         ++lost;
         Cut(way, index);
-        return SendResult::Lost;
+        return WayResult::Lost;
     }
-    return SendResult::Taken;
+    return WayResult::Taken;
 }
 
-SendResult WaysOut::SendPiece(std::uint64_t due, Way& way, LinkRecord record) {
+WayResult WaysOut::SendPiece(std::uint64_t due, Way& way, LinkRecord record) {
     way.skipsExclusive = way.skipsExclusive && !record.first;
     if (way.skipsExclusive || way.cut) {
         way.skipsExclusive = true;
         ++lost;
-        return SendResult::Lost;
+        return WayResult::Lost;
     }
     const ByteView whole = record.bytes;
     if (PieceRoom(record.source, record.input) < whole.size()) {
         way.skipsExclusive = record.first;  // it comes again, from its beginning
-        return SendResult::NoRoom;
+        return WayResult::NoRoom;
     }
     const bool first = record.first;
     const bool last = record.last;
@@ -149,10 +149,10 @@ SendResult WaysOut::SendPiece(std::uint64_t due, Way& way, LinkRecord record) {
         if (!Enqueue(due, record)) {
             ++lost;
             Cut(way, WayIndex(record.source, record.input));
-            return SendResult::Lost;
+            return WayResult::Lost;
         }
     }
-    return SendResult::Taken;
+    return WayResult::Taken;
 }
 
 void WaysOut::TakeState(std::uint8_t source, std::uint8_t input, const WayStateContent& state) {

@@ -24,7 +24,7 @@ namespace vexil {
 // A way takes so many bytes of pieces before the peer says that it may send more.
 inline constexpr std::uint32_t kPieceCredit = 65536;
 
-enum class SendResult : std::uint8_t {
+enum class WayResult : std::uint8_t {
     Taken,
     NotUp,    // there is no association; dropped
     NotOpen,  // the way is not wanted, or the peer refuses it; dropped
@@ -48,7 +48,7 @@ class WaysOut {
 
     // One whole message or one piece of at most kLongestLinkPiece bytes, to leave at `due`, which never goes
     // back on one way.
-    SendResult Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece);
+    WayResult Send(std::uint64_t due, std::uint8_t source, std::uint8_t input, const MidiPiece& piece);
     // Bytes of pieces that the way can take now.
     std::size_t PieceRoom(std::uint8_t source, std::uint8_t input) const;
 
@@ -82,7 +82,7 @@ class WaysOut {
 
     Way& Of(std::uint8_t source, std::uint8_t input) { return ways[WayIndex(source, input)]; }
     bool Enqueue(std::uint64_t due, const LinkRecord& record);
-    SendResult SendPiece(std::uint64_t due, Way& way, LinkRecord record);
+    WayResult SendPiece(std::uint64_t due, Way& way, LinkRecord record);
     void Cut(Way& way, std::size_t index);
     void MoveOne(std::uint64_t now, const LinkRecord& record, std::uint64_t due);
     void Number(Way& way, LinkRecord record, std::uint64_t due);

@@ -114,6 +114,7 @@ void AlsaThread::Cycle() {
     takenUntil = cycleTime;
     TakeEvents();
     engine.TakeCommands(cycleTime);
+    engine.TakeArrivals(0);
     delivery.BeginCycle(cycleTime);
     // What is due at this very moment as well.
     engine.Run(takenUntil + 1, delivery, &limit);

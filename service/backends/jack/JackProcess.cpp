@@ -19,6 +19,18 @@ std::uint64_t Now() {
     return static_cast<std::uint64_t>(std::chrono::nanoseconds(now).count());
 }
 
+// When the present cycle began, by the steady clock.
+std::uint64_t BeginOfCycle(jack_client_t* client) {
+    jack_nframes_t frames = 0;
+    jack_time_t begin = 0;
+    jack_time_t next = 0;
+    float period = 0;
+    if (jack_get_cycle_times(client, &frames, &begin, &next, &period) != 0) {
+        return Now();
+    }
+    return Now() - 1000 * (jack_get_time() - begin);
+}
+
 // PipeWire's library takes as much as JACK's and packs it into 32 KiB behind the callback. What does not fit
 // there takes the whole cycle of the port with it, or worse. Each event costs 16 bytes and its own rounded up
 // to 8; in later versions a system exclusive is cut into packets of 6 bytes that cost 24 each.
@@ -105,6 +117,8 @@ int JackProcess::Cycle(jack_nframes_t frames) {
     pulse.Cycle();
     clock.Begin(jack_last_frame_time(client), frames);
     engine.TakeCommands(clock.Start());
+    engine.SetClockLead(static_cast<std::int64_t>(clock.Start() - BeginOfCycle(client)));
+    engine.TakeArrivals(clock.End() - clock.Start());
     // An output that is connected to an input of ours has that one's buffer: it is read before it is cleared.
     TakeEvents(frames);
     PrepareInputs(frames);

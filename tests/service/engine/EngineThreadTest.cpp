@@ -67,6 +67,7 @@ struct EngineThread {
         std::array<std::uint8_t, 40> stream{};
         for (std::uint64_t now = 1; !(ending.load() && engine.Done() == posted.load()); now += 50'000) {
             engine.TakeCommands(now);
+            engine.TakeArrivals(0);
             for (int writer = 0; writer < kWriters && !ending.load(); ++writer) {
                 Compose(stream, writer, random);
                 const std::size_t cut = random() % stream.size();
@@ -134,7 +135,7 @@ TEST(EngineThreadTest, CommandsCountersAndMessagesOfTwoThreadsMeetAndTheEngineAl
     for (int round = 0; round < 3000; ++round) {
         const int port = static_cast<int>(random() % kWriters);
         const Way way = random() % 4 == 0 ? Way{} : To(static_cast<int>(random() % kInputs));
-        switch (random() % 8) {
+        switch (random() % 9) {
             case 0:
                 PostPatiently([&] {
                     WayTable ways;
@@ -156,13 +157,21 @@ TEST(EngineThreadTest, CommandsCountersAndMessagesOfTwoThreadsMeetAndTheEngineAl
                 PostPatiently([&] { return engine.PostWriterGone(port); });
                 break;
             case 5:
-                if (const std::optional<int> source = engine.TakeSource(way)) {
+                if (const std::optional<int> source = engine.TakeSource(way, 0)) {
                     taken.push_back(*source);
                 }
                 break;
             case 6:
-                if (!taken.empty() && engine.GiveBackSource(taken.back())) {
+                if (!taken.empty() && engine.PostArrival({Arrival::Kind::GiveBack, taken.back(), 0})) {
                     taken.pop_back();
+                }
+                break;
+            case 7:
+                if (!taken.empty()) {
+                    PostPatiently([&] {
+                        return engine.PostArrival({Arrival::Kind::Message, taken.back(), 0},
+                                                  Bytes{0x90, 1, 100});
+                    });
                 }
                 break;
             default:
@@ -171,6 +180,9 @@ TEST(EngineThreadTest, CommandsCountersAndMessagesOfTwoThreadsMeetAndTheEngineAl
         }
     }
     // Nothing may be written behind the release.
+    for (const int source : taken) {
+        PostPatiently([&] { return engine.PostArrival({Arrival::Kind::GiveBack, source, 0}); });
+    }
     PostPatiently([&] { return engine.PostWays({}); });
     PostPatiently([&] { return engine.PostReleaseAll(); });
     shared->posted = engine.Posted();

@@ -55,6 +55,24 @@ TEST(RemoteRingTest, RoomShrinksToNothingAndComesBack) {
     EXPECT_EQ(ring.Room(kThere), bytes.size());
 }
 
+TEST(RemoteRingTest, ASourceOfWhichNothingIsPassedOnLeavesRoomToOthers) {
+    CountingWaker waker;
+    RemoteRing ring(std::size_t{1} << 20, waker);
+    const Bytes piece(992);
+    RemoteRing::Delivery taken;
+    std::size_t count = 0;
+    while (ring.Room(kThere) >= piece.size()) {
+        ring.Deliver(kThere, 5, piece);
+        ASSERT_TRUE(ring.Take(taken));
+        ++count;
+    }
+    EXPECT_LE(count * piece.size(), RemoteRing::kSourceBytes);
+    EXPECT_GE(count * piece.size(), RemoteRing::kSourceBytes * 9 / 10);
+    EXPECT_GT(ring.Room(Destination::Remote(1, 7, 4)), RemoteRing::kSourceBytes / 2);
+    ring.PassedOn(kThere, piece.size());
+    EXPECT_GE(ring.Room(kThere), piece.size());
+}
+
 // A network in memory: what the ring of one computer holds is written to the other's engine.
 TEST(RemoteRingTest, WhatIsPlayedOnOneComputerIsHeardAndReleasedOnAnother) {
     CountingWaker waker;
@@ -66,9 +84,9 @@ TEST(RemoteRingTest, WhatIsPlayedOnOneComputerIsHeardAndReleasedOnAnother) {
     ASSERT_TRUE(here.PostWays(ways));
     here.TakeCommands(1);
     Engine there;
-    const std::optional<int> source = there.TakeSource(To(7));
+    const std::optional<int> source = there.TakeSource(To(7), 1);
     ASSERT_TRUE(source);
-    there.TakeCommands(1);
+    there.TakeArrivals(0);
 
     SilentSink nobody;
     MemorySink sink;
@@ -78,6 +96,7 @@ TEST(RemoteRingTest, WhatIsPlayedOnOneComputerIsHeardAndReleasedOnAnother) {
         RemoteRing::Delivery taken;
         while (ring.Take(taken)) {
             EXPECT_EQ(taken.to, kThere);
+            ring.PassedOn(taken.to, taken.bytes.size());
             there.Write(*source, taken.time, taken.bytes);
         }
         there.Run(kForever, sink);
@@ -121,6 +140,7 @@ TEST(RemoteRingTest, TwoThreadsMeetInIt) {
         ASSERT_EQ(taken.time, number);
         ASSERT_EQ(taken.bytes.size(), 1 + number % 90);
         ASSERT_EQ(taken.bytes.back(), static_cast<std::uint8_t>(number));
+        ring.PassedOn(taken.to, taken.bytes.size());
         ++number;
     }
     writer.join();

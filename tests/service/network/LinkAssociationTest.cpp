@@ -177,7 +177,7 @@ TEST(LinkAssociation, AMegabyteOfSystemExclusiveTakesLessThanASecond) {
         piece.first = at == 0;
         piece.bytes = ByteView(whole).subspan(at, std::min<std::size_t>(992, whole.size() - at));
         piece.last = at + piece.bytes.size() == whole.size();
-        if (world.End(0).Send(world.Now(), 60, 0, piece) == SendResult::Taken) {
+        if (world.End(0).Send(world.Now(), 60, 0, piece) == WayResult::Taken) {
             at += piece.bytes.size();
         } else {
             world.Rest(100);
@@ -198,7 +198,7 @@ TEST(LinkAssociation, ANoteOnThatIsHalfASecondLateIsLeftOutAndItsNoteOffIsHeard)
         const std::array<std::uint8_t, 3> note = {status, 60, 100};
         MidiPiece piece;
         piece.bytes = note;
-        ASSERT_EQ(world.End(0).Send(world.Now(), 60, 0, piece), SendResult::Taken);
+        ASSERT_EQ(world.End(0).Send(world.Now(), 60, 0, piece), WayResult::Taken);
     }
     world.Rest(600 * kMillisecond);
     world.Faults().cut = false;

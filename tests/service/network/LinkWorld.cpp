@@ -364,10 +364,10 @@ bool LinkWorld::SendOne(int end, int way) {
     const auto message = NumberMessage(program.number);
     MidiPiece piece;
     piece.bytes = message;
-    const SendResult result = End(end).Send(now, Source(way), Input(way), piece);
+    const WayResult result = End(end).Send(now, Source(way), Input(way), piece);
     program.number += 1;
-    sent += result == SendResult::Taken ? 1 : 0;
-    return result == SendResult::Taken;
+    sent += result == WayResult::Taken ? 1 : 0;
+    return result == WayResult::Taken;
 }
 
 bool LinkWorld::GoOnWithExclusive(int end, int way, Program& program) {
@@ -378,13 +378,13 @@ bool LinkWorld::GoOnWithExclusive(int end, int way, Program& program) {
         const std::size_t size = std::min<std::size_t>(992, program.exclusive.size() - program.exclusiveAt);
         piece.last = program.exclusiveAt + size == program.exclusive.size();
         piece.bytes = ByteView(program.exclusive).subspan(program.exclusiveAt, size);
-        const SendResult result = End(end).Send(now, Source(way), Input(way), piece);
-        if (result == SendResult::NoRoom) {
+        const WayResult result = End(end).Send(now, Source(way), Input(way), piece);
+        if (result == WayResult::NoRoom) {
             return false;
         }
         program.exclusiveAt += size;
-        if (piece.last || result != SendResult::Taken) {
-            sent += result == SendResult::Taken ? 1 : 0;
+        if (piece.last || result != WayResult::Taken) {
+            sent += result == WayResult::Taken ? 1 : 0;
             program.exclusive.clear();
         }
     }
