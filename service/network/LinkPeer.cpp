@@ -35,6 +35,23 @@ LinkPeer::Slot* LinkPeer::Find(std::uint32_t number) {
     return number == 0 || found == slots.end() ? nullptr : &*found;
 }
 
+const LinkPeer::Slot* LinkPeer::SendingSlot() const {
+    const auto found = std::find_if(slots.begin(), slots.end(), [this](const Slot& slot) {
+        return slot.number != 0 && slot.number == association.Session();
+    });
+    return found == slots.end() ? nullptr : &*found;
+}
+
+std::optional<KeyHash> LinkPeer::SessionKey() const {
+    const Slot* slot = SendingSlot();
+    return slot == nullptr ? std::nullopt : std::optional(slot->session->PeerKey());
+}
+
+std::optional<LinkAddress> LinkPeer::SessionAddress() const {
+    const Slot* slot = SendingSlot();
+    return slot == nullptr ? std::nullopt : std::optional(slot->address);
+}
+
 void LinkPeer::Open(std::uint64_t now, std::unique_ptr<SealedSession> session, const LinkAddress& address) {
     Slot* slot = FreeSlot();
     if (slot == nullptr || !session) {

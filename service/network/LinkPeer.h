@@ -68,6 +68,11 @@ class LinkPeer {
     const LinkAssociation& Association() const { return association; }
     // Of the session that carries the association, or of the last that did; null before the first.
     const std::optional<KeyHash>& Key() const { return key; }
+    // Of the session in which the association sends; null while there is no such session. Known as soon as
+    // the association is up, Key only when all events are taken.
+    std::optional<KeyHash> SessionKey() const;
+    // Where that session sends; null while there is no such session.
+    std::optional<LinkAddress> SessionAddress() const;
     // Whether the peer is needed though no way leads there: an input listens to it by name. One that is up,
     // is not needed, and has had no way for 30 s gets a bye.
     void SetNeeded(bool isNeeded) { needed = isNeeded; }
@@ -90,6 +95,7 @@ class LinkPeer {
 
     Slot* FreeSlot();
     Slot* Find(std::uint32_t number);
+    const Slot* SendingSlot() const;
     void Open(std::uint64_t now, std::unique_ptr<SealedSession> session, const LinkAddress& address);
     void GoOn(std::uint64_t now, Slot& slot);
     void Introduce(std::uint64_t now, Slot& slot);
