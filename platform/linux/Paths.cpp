@@ -50,16 +50,18 @@ bool MayWriteTo(const std::string& folder) {
     return faccessat(AT_FDCWD, folder.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) == 0;
 }
 
-// The base directory rules: a value that is unset, empty or relative counts as not given.
-std::string ConfigHome(const Surroundings& surroundings) {
-    if (IsAbsolute(surroundings.xdgConfigHome)) {
-        return *surroundings.xdgConfigHome;
+// The base directory rules: a value that is unset, empty or relative counts as not given. `standard`: below
+// the home.
+std::string BaseFolder(const std::optional<std::string>& given, const char* standard,
+                       const Surroundings& surroundings) {
+    if (IsAbsolute(given)) {
+        return *given;
     }
     if (IsAbsolute(surroundings.home)) {
-        return *surroundings.home + "/.config";
+        return *surroundings.home + standard;
     }
     if (IsAbsolute(surroundings.passwdHome)) {
-        return surroundings.passwdHome + "/.config";
+        return surroundings.passwdHome + standard;
     }
     return "";
 }
@@ -94,8 +96,8 @@ std::string UserPart(const Surroundings& surroundings) {
     return isFileName ? name : std::to_string(surroundings.uid);
 }
 
-std::string HostId(const Surroundings& surroundings) {
-    std::string id = MachineId(surroundings.machineIdFile);
+std::string HostId(const Surroundings& surroundings, const std::string& machineId) {
+    std::string id = machineId;
     if (id.empty()) {
         id = surroundings.hostName;
         std::replace(id.begin(), id.end(), '/', '_');
@@ -109,6 +111,7 @@ Surroundings CurrentSurroundings() {
     Surroundings surroundings;
     surroundings.xdgConfigHome = EnvironmentValue("XDG_CONFIG_HOME");
     surroundings.xdgRuntimeDir = EnvironmentValue("XDG_RUNTIME_DIR");
+    surroundings.xdgStateHome = EnvironmentValue("XDG_STATE_HOME");
     surroundings.home = EnvironmentValue("HOME");
     surroundings.uid = getuid();
     ReadPasswdEntry(surroundings);
@@ -121,9 +124,10 @@ Surroundings CurrentSurroundings() {
 
 Paths FindPaths(const Surroundings& surroundings) {
     Paths paths;
-    paths.hostId = HostId(surroundings);
+    paths.machineId = MachineId(surroundings.machineIdFile);
+    paths.hostId = HostId(surroundings, paths.machineId);
 
-    const std::string config = ConfigHome(surroundings);
+    const std::string config = BaseFolder(surroundings.xdgConfigHome, "/.config", surroundings);
     if (!config.empty()) {
         paths.anyUserPreferences = config + "/vexil3/preferences/any-user";
         paths.currentUserPreferences = config + "/vexil3/preferences/current-user";
@@ -135,6 +139,13 @@ Paths FindPaths(const Surroundings& surroundings) {
                                 (paths.controlIsSystemWide || MayWriteTo(surroundings.systemPreferences));
     if (paths.anyUserIsSystemWide) {
         paths.anyUserPreferences = surroundings.systemPreferences;
+    }
+
+    const std::string state = BaseFolder(surroundings.xdgStateHome, "/.local/state", surroundings);
+    if (paths.controlIsSystemWide && FolderExists(surroundings.systemNetwork)) {
+        paths.network = surroundings.systemNetwork;
+    } else if (!state.empty()) {
+        paths.network = state + "/vexil3/network";
     }
 
     if (paths.controlIsSystemWide) {

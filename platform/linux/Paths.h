@@ -14,6 +14,7 @@ namespace vexil {
 struct Surroundings {
     std::optional<std::string> xdgConfigHome;
     std::optional<std::string> xdgRuntimeDir;
+    std::optional<std::string> xdgStateHome;
     std::optional<std::string> home;
     std::string passwdHome;  // home folder of the user's passwd entry; empty without an entry
     std::string userName;    // of the same entry
@@ -22,6 +23,7 @@ struct Surroundings {
     // Folders of a system-wide installation; each is used where it exists.
     std::string systemPreferences = "/var/lib/vexil3/preferences";
     std::string systemControl = "/run/vexil3";
+    std::string systemNetwork = "/var/lib/vexil3/network";
     // Where the system makes a folder for running services for each user who is logged in.
     std::string runUser = "/run/user";
     // Where a private one stands in for it. Fixed: programs that were started with different values of TMPDIR
@@ -43,7 +45,11 @@ struct Paths {
     // `control` is inside. Whoever makes it makes it for this user alone. Empty where the system made one.
     // The toolkit of the panel uses the same one.
     std::string standInRuntime;
-    std::string hostId;  // never empty, holds no "/"
+    // Folder of the service's key and of whom it knows in the network: of the computer's one service, or the
+    // user's own. Empty when the user has no home at all.
+    std::string network;
+    std::string hostId;     // never empty, holds no "/"
+    std::string machineId;  // 32 digits; empty where the computer has none
 };
 
 // Looks the folders up; makes no folder.

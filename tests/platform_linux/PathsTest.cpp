@@ -28,6 +28,7 @@ class PathsTest : public testing::Test {
         std::filesystem::create_directories(root + "/user/1234");
         surroundings.systemPreferences = root + "/preferences";
         surroundings.systemControl = root + "/control";
+        surroundings.systemNetwork = root + "/network";
         surroundings.machineIdFile = root + "/machine-id";
     }
     ~PathsTest() override { std::filesystem::remove_all(root); }
@@ -43,6 +44,30 @@ TEST_F(PathsTest, ConfigHomeDefaultsToDotConfigInHome) {
     EXPECT_EQ(paths.anyUserPreferences, "/home/ada/.config/vexil3/preferences/any-user");
     EXPECT_EQ(paths.currentUserPreferences, "/home/ada/.config/vexil3/preferences/current-user");
     EXPECT_FALSE(paths.anyUserIsSystemWide);
+}
+
+TEST_F(PathsTest, TheNetworksStateIsBelowTheStateHome) {
+    EXPECT_EQ(FindPaths(surroundings).network, "/home/ada/.local/state/vexil3/network");
+    surroundings.xdgStateHome = "/srv/state";
+    EXPECT_EQ(FindPaths(surroundings).network, "/srv/state/vexil3/network");
+    surroundings.xdgStateHome = "relative";
+    surroundings.home.reset();
+    EXPECT_EQ(FindPaths(surroundings).network, "/srv/people/ada/.local/state/vexil3/network");
+    surroundings.passwdHome = "";
+    EXPECT_EQ(FindPaths(surroundings).network, "");
+}
+
+TEST_F(PathsTest, TheNetworksStateOfTheComputersOneServiceIsItsOwn) {
+    std::filesystem::create_directories(root + "/network");
+    EXPECT_EQ(FindPaths(surroundings).network, "/home/ada/.local/state/vexil3/network");
+    std::filesystem::create_directories(root + "/control");
+    EXPECT_EQ(FindPaths(surroundings).network, root + "/network");
+}
+
+TEST_F(PathsTest, TheMachineIdIsToldApartFromTheHostId) {
+    EXPECT_EQ(FindPaths(surroundings).machineId, "");
+    PutMachineId("0123456789abcdef0123456789abcdef\n");
+    EXPECT_EQ(FindPaths(surroundings).machineId, "0123456789abcdef0123456789abcdef");
 }
 
 TEST_F(PathsTest, ConfigHomeIsTakenWhenAbsolute) {
