@@ -137,6 +137,7 @@ OutputReport ReadOutput(ObjectReader output) {
     report.target = ReadTarget(output.Object("target"));
     report.route = ReadRoute(output);
     report.routeProblem = output.Text("routeProblem");
+    report.warning = output.Has("warning") ? output.Text("warning") : "";
     report.traffic = ReadTraffic(output, true);
     return report;
 }

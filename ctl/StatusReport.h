@@ -46,6 +46,7 @@ struct OutputReport {
     TargetReport target;
     RouteEnd route = RouteEnd::Nowhere;
     std::string routeProblem;
+    std::string warning;  // earlier services have none
     TrafficReport traffic;
 };
 

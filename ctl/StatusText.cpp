@@ -166,6 +166,7 @@ class PortTable {
             output.routeProblem.empty()) {
             AddProblem("What is sent there arrives nowhere.");
         }
+        AddProblem(output.warning);
         AddLosses(output.traffic);
         Count(output.traffic, sent);
     }

@@ -66,6 +66,7 @@ class Run {
                   [this] { return server ? server->Timeout() : -1; }});
         loop.Add({backend.EventDescriptor(), [this] { service.ServeBackend(); },
                   [this] { return backend.EventTimeout(); }});
+        loop.Add({service.LoopDescriptor(), [this] { service.ServeLoops(); }});
         loop.Add({storeWatch.EventDescriptor(), [this] { storeWatch.Serve(); },
                   [this] { return server ? storeWatch.Timeout() : -1; }});
         // The kernel tells a change of the host name as urgent data of this file.

@@ -58,7 +58,9 @@ std::array<std::string, kMaxPorts> MakePortNames(const DriverConfiguration& conf
         const std::string number = std::to_string(ShownPortNumber(port));
         std::string& name = names[static_cast<std::size_t>(port)];
         name = Clean(own.c_str(), "");
-        name = name.empty() ? "Port " + number : name;
+        if (name.empty()) {
+            name = "Port " + number;
+        }
         while (!taken.insert(name).second) {
             name += " " + number;
         }

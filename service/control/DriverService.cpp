@@ -84,7 +84,13 @@ int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_p
 DriverService::DriverService(Parts serviceParts)
     : parts(std::move(serviceParts)),
       store(parts.preferences),
-      engineControl(parts.engine, parts.backend, parts.driver) {}
+      engineControl(parts.engine, parts.backend, parts.driver) {
+    parts.engine.SetSuspicionWaker(&suspicion);
+}
+
+DriverService::~DriverService() {
+    parts.engine.SetSuspicionWaker(nullptr);
+}
 
 void DriverService::Start() {
     store.Complete(attached);
@@ -148,6 +154,14 @@ void DriverService::ServeBackend() {
     parts.backend.HandleEvents();
     Settle();
     report.Backend(parts.backend);
+}
+
+void DriverService::ServeLoops() {
+    suspicion.Take();
+    for (int port = 0; port < kMaxPorts; ++port) {
+        report.Loop(port, routes.routes[static_cast<std::size_t>(port)], parts.engine.SuspectedRate(port),
+                    parts.now());
+    }
 }
 
 void DriverService::ComputerChanged() {

@@ -27,6 +27,7 @@
 #include "service/control/RemoteStatus.h"
 #include "service/control/ServiceReport.h"
 #include "service/control/StoredConfiguration.h"
+#include "service/control/SuspicionEvent.h"
 #include "service/control/TestOutputs.h"
 
 namespace vexil {
@@ -55,6 +56,10 @@ class DriverService : public ControlServer::Mediator {
     static constexpr std::size_t kPublishedAtOnce = 8;
 
     explicit DriverService(Parts serviceParts);
+    // After the MIDI system's end: no thread drives the engine any more.
+    ~DriverService() override;
+    DriverService(const DriverService&) = delete;
+    DriverService& operator=(const DriverService&) = delete;
 
     // Takes up the configuration: clients can be served from then on. Once.
     void Start();
@@ -79,6 +84,9 @@ class DriverService : public ControlServer::Mediator {
 
     // Takes up what has happened to the MIDI system: for when its descriptor is readable or its time is over.
     void ServeBackend();
+    // The log tells of loops that the engine has come to suspect: for when this descriptor is readable.
+    int LoopDescriptor() const { return suspicion.EventDescriptor(); }
+    void ServeLoops();
     // The host name may have changed: routes follow it.
     void ComputerChanged();
     // The stored configuration may have changed: takes up the values that differ from the last look at it.
@@ -138,6 +146,7 @@ class DriverService : public ControlServer::Mediator {
     bool wireless = false;
     std::uint32_t sendGranularity = 0;
     ServiceReport report;
+    SuspicionEvent suspicion;
     std::string memory;
     std::string controlPath;
 };

@@ -69,4 +69,14 @@ std::string RouteProblemText(const Route& route, const DriverConfiguration& conf
     return "";
 }
 
+std::string LoopText(int port, const Route& route, std::uint64_t suspectedRate) {
+    if (suspectedRate == 0) {
+        return "";
+    }
+    const bool isRemote = route.destination.kind == Destination::Kind::Remote;
+    return "Port " + PortText(port) + " -> " + PortText(route.port) +
+           (isRemote ? " of \"" + NameText(route.computer) + "\"" : "") + " carries " +
+           std::to_string(suspectedRate) + " messages a second: a loop?";
+}
+
 }  // namespace vexil

@@ -1,6 +1,7 @@
 // What a musician is told of a route: in the log and in the status.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "service/routes/RouteTable.h"
@@ -17,5 +18,8 @@ const char* DestinationText(Destination::Kind kind);
 // Why nothing that is sent on this route is heard, as one sentence; empty when it gets through. The
 // configuration tells what the inputs here listen to.
 std::string RouteProblemText(const Route& route, const DriverConfiguration& configuration);
+// That the route of an output is suspected to be part of a loop, as one sentence; empty when it is not, as
+// Engine::SuspectedRate says.
+std::string LoopText(int port, const Route& route, std::uint64_t suspectedRate);
 
 }  // namespace vexil

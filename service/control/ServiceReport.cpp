@@ -84,6 +84,15 @@ void ServiceReport::TestClosed(int port) {
     }
 }
 
+void ServiceReport::Loop(int port, const Route& route, std::uint64_t suspectedRate, Clock::time_point now) {
+    SuspectedLoop& loop = loops[static_cast<std::size_t>(port)];
+    const bool wasSuspected = std::exchange(loop.isSuspected, suspectedRate != 0);
+    if (loop.isSuspected && !wasSuspected && (!loop.told || now >= *loop.told + kLoopLines)) {
+        LogPrintf("%s\n", LoopText(port, route, suspectedRate).c_str());
+        loop.told = now;
+    }
+}
+
 void ServiceReport::Backend(const MidiBackend& backend) {
     const bool isRunning = backend.IsRunning();
     std::string problem = backend.Problem();

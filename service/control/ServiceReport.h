@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -19,6 +20,9 @@ namespace vexil {
 
 class ServiceReport {
   public:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds kLoopLines{60};
+
     void SetEnabled(bool on) { enabled = on; }
 
     // A configuration was read: one line if it is another one than before, and one for each output whose way
@@ -35,6 +39,9 @@ class ServiceReport {
     void TestOpened(int port) { testWasPlayed[static_cast<std::size_t>(port)] = false; }
     void TestPlayed(int port, const Route& route, const DriverConfiguration& configuration);
     void TestClosed(int port);
+    // What Engine::SuspectedRate says of an output. A suspicion is told of whatever is switched on, of each
+    // output once in kLoopLines.
+    void Loop(int port, const Route& route, std::uint64_t suspectedRate, Clock::time_point now);
     // When the MIDI system has come or gone, or is away for another reason than before.
     void Backend(const MidiBackend& backend);
 
@@ -45,6 +52,11 @@ class ServiceReport {
     std::optional<DriverConfiguration> known;  // the last one
     std::array<std::string, kMaxPorts> ways;   // what was last said of each output
     std::array<bool, kMaxPorts> testWasPlayed{};
+    struct SuspectedLoop {
+        bool isSuspected = false;
+        std::optional<Clock::time_point> told;
+    };
+    std::array<SuspectedLoop, kMaxPorts> loops{};
     bool backendWasRunning = false;
     std::string backendProblem;
     std::string backendRealtime;

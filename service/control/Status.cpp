@@ -86,7 +86,9 @@ class PortStatus {
     Json Output(int port) const {
         Json json = {{"name", sources.configuration.CustomNames[port].Out_CustomName.c_str()}};
         AddEndpoint(json, port, true);
-        AddRoute(json, sources.routes.routes[static_cast<std::size_t>(port)]);
+        const Route& route = sources.routes.routes[static_cast<std::size_t>(port)];
+        AddRoute(json, route);
+        json["warning"] = LoopText(port, route, sources.engine.SuspectedRate(port));
         AddCounters(json, port);
         return json;
     }

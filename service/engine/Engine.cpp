@@ -46,8 +46,8 @@ class Engine::State {
     }
 
     // Control thread.
-    bool Post(Command&& command) {
-        if (!commands.TryPush(std::move(command))) {
+    bool Post(const Command& command) {
+        if (!commands.TryPush(command)) {
             return false;
         }
         posted.Add(1);
@@ -79,7 +79,7 @@ class Engine::State {
     void TellPassedOn();
     void EndTurn() {
         // There is room: no more are taken at a time.
-        sources.FreeEnded([this](int source) { freedSources.TryPush(std::move(source)); });
+        sources.FreeEnded([this](int source) { freedSources.TryPush(source); });
         if (sources.OpenEnds() == 0) {
             done.store(taken, std::memory_order_release);
         }
@@ -186,7 +186,7 @@ bool Engine::PostWays(const WayTable& outputs) {
     Command command;
     command.kind = Command::Kind::Ways;
     command.ways = outputs;
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 bool Engine::PostWay(int source, const Way& way) {
@@ -194,7 +194,7 @@ bool Engine::PostWay(int source, const Way& way) {
     command.kind = Command::Kind::Way;
     command.source = source;
     command.way = way;
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 bool Engine::PostTestBytes(int port, std::span<const std::uint8_t> bytes) {
@@ -206,27 +206,27 @@ bool Engine::PostTestBytes(int port, std::span<const std::uint8_t> bytes) {
     command.source = kTestSourceBase + port;
     command.length = bytes.size();
     std::copy(bytes.begin(), bytes.end(), command.bytes.begin());
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 bool Engine::PostQuantization(std::uint32_t sendGranularity) {
     Command command;
     command.kind = Command::Kind::Quantization;
     command.sendGranularity = sendGranularity;
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 bool Engine::PostWriterGone(int port) {
     Command command;
     command.kind = Command::Kind::WriterGone;
     command.source = port;
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 bool Engine::PostReleaseAll() {
     Command command;
     command.kind = Command::Kind::ReleaseAll;
-    return state->Post(std::move(command));
+    return state->Post(command);
 }
 
 void Engine::SetWaker(EngineWaker* waker) {

@@ -5,7 +5,6 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <utility>
 
 namespace vexil {
 
@@ -14,13 +13,13 @@ class SpscQueue {
     static_assert((kCapacity & (kCapacity - 1)) == 0, "places are found by masking");
 
   public:
-    // The thread that puts in. False, with `value` as it was, when the queue is full.
-    bool TryPush(T&& value) {
+    // The thread that puts in. False when the queue is full.
+    bool TryPush(const T& value) {
         const std::size_t at = tail.load(std::memory_order_relaxed);
         if (at - head.load(std::memory_order_acquire) == kCapacity) {
             return false;
         }
-        places[at & (kCapacity - 1)] = std::move(value);
+        places[at & (kCapacity - 1)] = value;
         tail.store(at + 1, std::memory_order_release);
         return true;
     }

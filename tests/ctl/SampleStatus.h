@@ -20,7 +20,7 @@ inline nlohmann::json SampleStatus() {
             {"port": 11, "index": 0, "pipe": false,
              "output": {"name": "Stage piano", "address": "vexil3:Stage piano", "connections": 1,
                         "problem": "", "target": {"computer": "studio", "port": 12}, "route": "local",
-                        "routeProblem": "", "messages": 1284, "bytes": 3852, "filtered": 3, "dropped": 1},
+                        "routeProblem": "", "warning": "", "messages": 1284, "bytes": 3852, "filtered": 3, "dropped": 1},
              "input": {"name": "Keys", "address": "vexil3:Keys", "connections": 0, "problem": "",
                        "source": {"computer": null, "port": null}, "messages": 0, "bytes": 0},
              "test": {"open": true, "active": true, "target": {"computer": "studio", "port": 12},

@@ -131,6 +131,15 @@ TEST(StatusText, AnOutputThatArrivesNowhereIsNeverSilent) {
     EXPECT_THAT(Text(status), HasSubstr("! What is sent there arrives nowhere.\n"));
 }
 
+TEST(StatusText, AnOutputIsWarnedOfAndThatOfAnEarlierServiceIsNot) {
+    json status = SampleStatus();
+    json& output = status["ports"][0]["output"];
+    output["warning"] = "Port 11 -> 12 carries 37000 messages a second: a loop?";
+    EXPECT_THAT(Text(status), HasSubstr("! Port 11 -> 12 carries 37000 messages a second: a loop?\n"));
+    output.erase("warning");
+    EXPECT_THAT(Text(status), Not(HasSubstr("loop")));
+}
+
 TEST(StatusText, InputsNameTheirSource) {
     json status = SampleStatus();
     json& source = status["ports"][0]["input"]["source"];
@@ -159,6 +168,7 @@ TEST(StatusText, NothingThatWasSentReachesTheTerminalRaw) {
         }
     }
     status["ports"][0]["output"]["routeProblem"] = evil;
+    status["ports"][0]["output"]["warning"] = evil;
     const StatusReport report = Read(status);
     for (const std::string& text : {StatusText(report), HostsText(report)}) {
         EXPECT_EQ(text, PrintableLines(text));

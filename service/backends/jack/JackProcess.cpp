@@ -116,6 +116,7 @@ void JackProcess::Disconnected(const jack_port_t* jackPort) {
 int JackProcess::Cycle(jack_nframes_t frames) {
     pulse.Cycle();
     clock.Begin(jack_last_frame_time(client), frames);
+    limit.Begin(clock.End() - clock.Start());
     engine.TakeCommands(clock.Start());
     engine.SetClockLead(static_cast<std::int64_t>(clock.Start() - BeginOfCycle(client)));
     engine.TakeArrivals(clock.End() - clock.Start());
@@ -124,7 +125,7 @@ int JackProcess::Cycle(jack_nframes_t frames) {
     PrepareInputs(frames);
     SilenceReaders();
     EndWriters();
-    engine.Run(clock.End(), *this);
+    engine.Run(clock.End(), *this, &limit);
     cycles.fetch_add(1, std::memory_order_release);
     return 0;
 }
@@ -158,26 +159,45 @@ void JackProcess::SilenceReaders() {
     }
 }
 
+// Of ports that are suspected of a loop, as much as the cycle allows, and another one first in each cycle.
 void JackProcess::TakeEvents(jack_nframes_t frames) {
+    std::uint64_t suspected = 0;
     for (int port = 0; port < kMaxPorts; ++port) {
-        jack_port_t* jackPort = outputs[static_cast<std::size_t>(port)].load(std::memory_order_acquire);
-        void* buffer = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
-        if (buffer == nullptr) {
-            continue;
+        if (engine.SuspectedRate(port) != 0) {
+            suspected |= std::uint64_t{1} << port;
+        } else {
+            TakeEvents(port, frames, false);
         }
-        const std::uint32_t count = jack_midi_get_event_count(buffer);
-        for (std::uint32_t index = 0; index < count; ++index) {
-            jack_midi_event_t event{};
-            if (jack_midi_event_get(&event, buffer, index) == 0) {
-                engine.Write(port, clock.TimeOf(std::min(event.time, frames - 1)),
-                             {event.buffer, event.size});
-            }
+    }
+    firstSuspect = (firstSuspect + 1) % kMaxPorts;
+    for (std::uint64_t left = std::rotr(suspected, firstSuspect); left != 0; left &= left - 1) {
+        TakeEvents((std::countr_zero(left) + firstSuspect) % kMaxPorts, frames, true);
+    }
+}
+
+void JackProcess::TakeEvents(int port, jack_nframes_t frames, bool isSuspected) {
+    constexpr std::uint32_t kBetweenLooks = 64;
+    jack_port_t* jackPort = outputs[static_cast<std::size_t>(port)].load(std::memory_order_acquire);
+    void* buffer = jackPort == nullptr ? nullptr : jack_port_get_buffer(jackPort, frames);
+    if (buffer == nullptr) {
+        return;
+    }
+    const std::uint32_t count = jack_midi_get_event_count(buffer);
+    std::uint32_t index = 0;
+    for (; index < count; ++index) {
+        if (isSuspected && index % kBetweenLooks == 0 && !limit.MayRead()) {
+            break;
         }
-        // Where JACK mixed the writers of this port.
-        if (const std::uint32_t notMixed = jack_midi_get_lost_event_count(buffer); notMixed != 0) {
-            engine.MessagesLost(port, clock.TimeOf(frames - 1), notMixed);
-            NoteLost(notMixed);
+        jack_midi_event_t event{};
+        if (jack_midi_event_get(&event, buffer, index) == 0) {
+            engine.Write(port, clock.TimeOf(std::min(event.time, frames - 1)), {event.buffer, event.size});
         }
+    }
+    // What JACK lost where it mixed the writers of this port, and what was left.
+    const std::uint32_t notMixed = jack_midi_get_lost_event_count(buffer);
+    NoteLost(notMixed);
+    if (const std::uint32_t missed = notMixed + count - index; missed != 0) {
+        engine.MessagesLost(port, clock.TimeOf(frames - 1), missed);
     }
 }
 

@@ -2,8 +2,8 @@
 // it delivers goes into the ports that programs read from, at its frame.
 //
 // Threads. Cycle is for JACK's process thread, Disconnected for any; the rest is for the control thread.
-// Nothing here allocates, waits or makes a system call on the process thread, but for one write to a
-// descriptor when messages were lost.
+// Nothing here allocates, waits or makes a system call on the process thread, but for looks at the time that
+// it has used and one write to a descriptor when messages were lost.
 #pragma once
 
 #include <jack/jack.h>
@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "service/backends/jack/CycleLimit.h"
 #include "service/backends/jack/FrameClock.h"
 #include "service/backends/jack/JackPulse.h"
 #include "service/engine/Engine.h"
@@ -67,6 +68,7 @@ class JackProcess : private EngineSink {
     void SilenceReaders();
     void Put(std::size_t port, jack_nframes_t frame, std::span<const std::uint8_t> bytes);
     void TakeEvents(jack_nframes_t frames);
+    void TakeEvents(int port, jack_nframes_t frames, bool isSuspected);
     void EndWriters();
     void NoteLost(std::uint64_t messages);
 
@@ -88,6 +90,8 @@ class JackProcess : private EngineSink {
 
     // The process thread's.
     FrameClock clock;
+    CycleLimit limit;
+    int firstSuspect = 0;      // the port from which on those that are suspected of a loop are read
     std::uint64_t ending = 0;  // bit p: taken from `gone` in the cycle before
     std::array<void*, kMaxPorts> buffers{};
     std::array<jack_nframes_t, kMaxPorts> lastFrame{};

@@ -84,9 +84,9 @@ JackSession::JackSession(const Parts& sessionParts, jack_client_t* jackClient)
     : client(jackClient),
       parts(sessionParts),
       pulse(sessionParts.pulse),
-      isPipeWire(RunsOnPipeWire()),
       address(std::string(jack_get_client_name(jackClient)) + ":"),
-      process(std::make_unique<JackProcess>(parts.engine, jackClient, parts.wake, pulse)) {
+      process(std::make_unique<JackProcess>(parts.engine, jackClient, parts.wake, pulse)),
+      isPipeWire(RunsOnPipeWire()) {
     for (int port = 0; port < kMaxPorts; ++port) {
         parts.memory.Renew(port, true);
         parts.memory.Renew(port, false);

@@ -155,21 +155,21 @@ class JackSession {
     jack_client_t* client;
     const Parts parts;
     JackPulse& pulse;
-    const bool isPipeWire;
     const std::string address;  // that all its ports' names begin with
-    std::atomic<bool> serverHasGone{false};
     std::unique_ptr<JackProcess> process;
-    bool isActive = false;
     std::vector<Endpoint> wanted;
     std::vector<Wanted> visible;
     std::array<std::array<Side, kMaxPorts>, 2> sides;
     std::vector<Leaving> leaving;
+    std::optional<Clock::time_point> lookAgain;  // at the connections
+    std::map<int, Clock::time_point> silenceAt;  // by input
+    const bool isPipeWire;
+    bool isActive = false;
+    std::atomic<bool> serverHasGone{false};
     std::atomic<bool> connectionsChanged{true};
+    bool isSoon = false;          // lookAgain is the first of the two looks after a change
     bool takesProperties = true;  // none of them was refused
     bool takesAliases = true;
-    std::optional<Clock::time_point> lookAgain;  // at the connections
-    bool isSoon = false;                         // that is the first of the two looks after a change
-    std::map<int, Clock::time_point> silenceAt;  // by input
 };
 
 }  // namespace vexil

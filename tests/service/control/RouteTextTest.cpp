@@ -73,6 +73,17 @@ TEST_F(RouteTextTest, ToAPortThatThereIsNot) {
     EXPECT_EQ("There is no port 91 to send to.", Problem());
 }
 
+TEST(LoopTextTest, NamesTheWayAndItsRateAndTheComputerWhereThatIsAnother) {
+    Route route;
+    route.port = 0;
+    route.computer = "stage";
+    route.destination = Destination::Input(0);
+    EXPECT_EQ("Port 12 -> 11 carries 37000 messages a second: a loop?", LoopText(1, route, 37000));
+    route.destination = Destination::Remote(0, 0, 1);
+    EXPECT_EQ("Port 12 -> 11 of \"stage\" carries 6000 messages a second: a loop?", LoopText(1, route, 6000));
+    EXPECT_EQ("", LoopText(1, route, 0));
+}
+
 TEST(PortTextTest, IsTheNumberThatIsShown) {
     EXPECT_EQ("11", PortText(0));
     EXPECT_EQ("88", PortText(63));

@@ -78,6 +78,14 @@ class ServiceFixture : public ::testing::Test {
             service.Settle();
         }
     }
+    // So many messages to an output in one second of the MIDI system's time.
+    void Play(int port, std::uint64_t messages) {
+        constexpr std::uint64_t kSecond = 1'000'000'000;
+        for (std::uint64_t message = 0; message < messages; ++message) {
+            engine.Write(port, backend.now + message * kSecond / messages, Bytes{0xF8});
+        }
+        backend.now += kSecond;
+    }
     int Set(int option, const Bytes& payload = {}) {
         return service.SetOption(static_cast<std::uint32_t>(option), payload);
     }

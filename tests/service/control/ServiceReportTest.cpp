@@ -1,5 +1,6 @@
 // What the log tells a musician, and when.
 #include <gmock/gmock.h>
+#include <poll.h>
 
 #include "service/control/ServiceReport.h"
 #include "tests/doubles/FaultyMidiBackend.h"
@@ -47,6 +48,33 @@ TEST_F(ServiceReportTest, LogTellsTheWaysThatChanged) {
         "Port 13 sends to port 21 of \"studio\".\n"
         "Port 15 is a local pipe.\n",
         log.Text());
+}
+
+TEST_F(ServiceReportTest, ALoopThatIsSuspectedIsToldOfOnceInAMinute) {
+    stored.MiscOptions &= ~kEnableLogging;
+    Patch(0, 1);
+    Start();
+    const auto loop = [this] {
+        Play(0, 20'000);
+        Play(0, 20'000);
+        engine.Write(0, backend.now, Bytes{0xF8});
+        pollfd event{service.LoopDescriptor(), POLLIN, 0};
+        Turn();
+        EXPECT_EQ(1, ::poll(&event, 1, 0));
+        service.ServeLoops();
+        EXPECT_EQ(0, ::poll(&event, 1, 0));
+        Play(0, 1);
+        Play(0, 1);
+        Turn();
+        service.ServeLoops();
+    };
+    loop();
+    EXPECT_EQ("Port 11 -> 12 carries 20000 messages a second: a loop?\n", log.Text());
+    loop();
+    EXPECT_EQ(1, log.Count("a loop?"));
+    now += ServiceReport::kLoopLines;
+    loop();
+    EXPECT_EQ(2, log.Count("a loop?"));
 }
 
 TEST_F(ServiceReportTest, LogTellsTheMidiSystemsComingAndGoing) {

@@ -66,11 +66,21 @@ TEST_F(StatusTest, OfAPatchHasEndpointsRouteAndCounters) {
         {"port": 11, "index": 0, "pipe": false,
          "output": {"name": "Stage piano", "address": "vexil3:Stage piano", "connections": 1, "problem": "",
                     "target": {"computer": "studio", "port": 12}, "route": "local", "routeProblem": "",
-                    "messages": 2, "bytes": 5, "filtered": 0, "dropped": 0}},
+                    "warning": "", "messages": 2, "bytes": 5, "filtered": 0, "dropped": 0}},
         {"port": 12, "index": 1, "pipe": false,
          "input": {"name": "", "address": "vexil3:Port 12", "connections": 1, "problem": "",
                    "source": {"computer": "localhost", "port": 11}, "messages": 2, "bytes": 6}}])"),
               Status()["ports"]);
+}
+
+TEST_F(StatusTest, WarnsOfAWayThatIsSuspectedOfALoop) {
+    Patch(0, 1);
+    Start();
+    Play(0, 20'000);
+    Play(0, 20'000);
+    Play(0, 1);
+    EXPECT_EQ("Port 11 -> 12 carries 20000 messages a second: a loop?",
+              Status()["ports"][0]["output"]["warning"]);
 }
 
 TEST_F(StatusTest, OfALocalPipeHasBothSides) {

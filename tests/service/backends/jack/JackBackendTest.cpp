@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <tuple>
 
 #include "tests/doubles/MidiBackendContract.h"
@@ -398,6 +399,60 @@ TEST_F(JackBackendTest, AnInputOfTheServiceIsHeardByAnOutputOfItThatItIsConnecte
         subject->Step();
     }
     EXPECT_EQ(Hear(reader, written.size()), written);
+}
+
+// The processor's time that each thread of this process has used.
+std::map<std::string, std::chrono::nanoseconds> UsedByThreads() {
+    std::map<std::string, std::chrono::nanoseconds> used;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "schedstat");
+        std::int64_t nanoseconds = 0;
+        if (file >> nanoseconds) {
+            used[thread.path().filename()] = std::chrono::nanoseconds(nanoseconds);
+        }
+    }
+    return used;
+}
+
+// Each input of eight ports is connected to all their outputs: from one note there are eight times as many in
+// each cycle.
+TEST_F(JackBackendTest, ALoopThatGrowsIsSuspectedAndLeavesTimeToOtherPorts) {
+    constexpr int kLooped = 8;
+    std::vector<Endpoint> endpoints;
+    std::vector<std::pair<int, int>> pairs;
+    for (int port = 0; port <= kLooped; ++port) {
+        endpoints.push_back({port, true, "Out " + std::to_string(port), false});
+        endpoints.push_back({port, false, "In " + std::to_string(port), false});
+        pairs.emplace_back(port, port);
+    }
+    Publish(endpoints);
+    ASSERT_TRUE(PostWays(pairs));
+    MidiProgram& writer = Writer(kLooped);
+    MidiProgram& reader = Reader(kLooped);
+    auto& user = dynamic_cast<JackProgram&>(Writer(0));
+    for (int input = 0; input < kLooped; ++input) {
+        for (int output = 0; output < kLooped; ++output) {
+            ASSERT_TRUE(user.Connect(AddressOf(input, false), AddressOf(output, true)));
+        }
+    }
+    user.Write({0x90, 60, 100});
+    EXPECT_TRUE(Eventually([&] { return engine->SuspectedRate(0) != 0; }));
+    const auto start = std::chrono::steady_clock::now();
+    const auto before = UsedByThreads();
+    constexpr int kMessages = 20;
+    for (std::uint8_t message = 0; message < kMessages; ++message) {
+        writer.Write({0xB0, 7, message});
+        ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0xB0, 7, message}));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    const auto passed = std::chrono::steady_clock::now() - start;
+    for (const auto& [thread, used] : UsedByThreads()) {
+        const auto found = before.find(thread);
+        const auto more = found == before.end() ? used : used - found->second;
+        EXPECT_LT(more, passed * 3 / 4) << "thread " << thread;
+    }
+    EXPECT_EQ(engine->CountersOfSource(kLooped).dropped, 0U);
+    EXPECT_EQ(engine->SuspectedRate(kLooped), 0U);
 }
 
 TEST_F(JackBackendTest, AnEndpointThatGoesWaitsForAReaderThatIsLate) {
