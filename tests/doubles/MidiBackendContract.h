@@ -9,6 +9,8 @@
 //   void ReturnSystem();
 // and, where the system takes up what is published after Publish has returned:
 //   bool IsTakenUp();           it has
+// and, where it must be let come to rest before a program that has written goes:
+//   void BeforeAProgramGoes();
 //
 // A subject that cannot be made on this machine calls GTEST_SKIP in SetUp(), which it supplies as well.
 #pragma once
@@ -246,8 +248,18 @@ class MidiTransportContract : public BackendFixture<Subject> {
         EXPECT_TRUE(program.ReadFrom(this->AddressOf(port, false))) << this->AddressOf(port, false);
         return program;
     }
+    void Disconnect(MidiProgram& program) {
+        LetRest();
+        program.Disconnect();
+    }
     void Close(MidiProgram& program) {
+        LetRest();
         std::erase_if(programs, [&](const auto& one) { return one.get() == &program; });
+    }
+    void LetRest() {
+        if constexpr (requires { this->subject->BeforeAProgramGoes(); }) {
+            this->subject->BeforeAProgramGoes();
+        }
     }
     // Waits until the endpoint has as many connections.
     bool Connected(int port, bool output, int connections) {
@@ -464,7 +476,7 @@ TYPED_TEST_P(MidiTransportContract, ConnectionsAreCounted) {
     this->Writer(0);
     EXPECT_TRUE(this->Connected(0, true, 2));
     EXPECT_EQ(this->ConnectionsOf(0, false), 0);
-    writer.Disconnect();
+    this->Disconnect(writer);
     EXPECT_TRUE(this->Connected(0, true, 1));
 }
 
@@ -547,7 +559,7 @@ TYPED_TEST_P(MidiTransportContract, AWriterThatDisconnectsHoldsNoNote) {
     MidiProgram& reader = this->Reader(0);
     writer.Write({0x93, 60, 100});
     ASSERT_EQ(this->Hear(reader, 3), (MidiProgram::Bytes{0x93, 60, 100}));
-    writer.Disconnect();
+    this->Disconnect(writer);
     EXPECT_THAT(this->Hear(reader, 3), ::testing::ElementsAre(0x83, 60, ::testing::_));
 }
 

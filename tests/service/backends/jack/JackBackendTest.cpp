@@ -137,7 +137,7 @@ TEST_F(JackBackendTest, AWriterThatGoesHoldsNoNoteWhileAnotherStays) {
     ASSERT_TRUE(Connected(0, true, 2));
     goes.Write({0x90, 60, 100});
     ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
-    goes.Disconnect();
+    Disconnect(goes);
     EXPECT_THAT(Hear(reader, 3), ElementsAre(0x80, 60, ::testing::_));
 }
 
@@ -152,7 +152,7 @@ TEST_F(JackBackendTest, AWriterThatGoesLeavesTheSystemExclusiveOfAnotherWhole) {
     ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0x90, 60, 100}));
     stays.Write({0xF0, 1, 2});
     ASSERT_EQ(Hear(reader, 3), (MidiProgram::Bytes{0xF0, 1, 2}));
-    goes.Disconnect();
+    Disconnect(goes);
     ASSERT_TRUE(Connected(0, true, 1));
     Settle();
     stays.Write({3, 4, 0xF7});
@@ -170,7 +170,7 @@ TEST_F(JackBackendTest, ASystemExclusiveThatNobodyGoesOnWithEndsAfterASecondOfSi
     goes.Write({0x90, 60, 100});
     goes.Write({0xF0, 1, 2});
     ASSERT_EQ(Hear(reader, 6), (MidiProgram::Bytes{0x90, 60, 100, 0xF0, 1, 2}));
-    goes.Disconnect();
+    Disconnect(goes);
     EXPECT_THAT(Hear(reader, 4), ElementsAre(0xF7, 0x80, 60, ::testing::_));
     EXPECT_EQ(engine->CountersOfSource(0).dropped, 1U);
 }

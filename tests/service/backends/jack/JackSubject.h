@@ -24,10 +24,18 @@ struct JackSubject {
     MidiBackend& Backend() { return backend; }
     // Serves the back end as the service's loop does.
     void Step() {
+        // A cycle of PipeWire is longer.
         pollfd event{backend.EventDescriptor(), POLLIN, 0};
-        const bool hasEvent = ::poll(&event, 1, 1) == 1;
+        const bool hasEvent = ::poll(&event, 1, IsPipeWire() ? 5 : 1) == 1;
         if (hasEvent || backend.EventTimeout() == 0) {
             backend.HandleEvents();
+        }
+    }
+    // PipeWire leaves a program out of some cycles when one that it hears goes, and its readers hear what it
+    // wrote last over and over: that should be nothing.
+    void BeforeAProgramGoes() {
+        if (IsPipeWire()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
     }
     bool IsTakenUp() const { return backend.IsTakenUp(); }
