@@ -1,0 +1,135 @@
+#include "service/network/NetworkHub.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "service/routes/SourceFilter.h"
+
+namespace vexil {
+
+namespace {
+
+// As it stands on the wire.
+WayProblem WayProblemOf(RouteProblem problem) {
+    switch (problem) {
+        case RouteProblem::None:
+            return WayProblem::None;
+        case RouteProblem::TargetPortUnused:
+            return WayProblem::TargetPortUnused;
+        case RouteProblem::TargetIsPipe:
+            return WayProblem::TargetIsPipe;
+        case RouteProblem::WrongSourceComputer:
+            return WayProblem::WrongSourceComputer;
+        case RouteProblem::WrongSourcePort:
+            return WayProblem::WrongSourcePort;
+        default:
+            return WayProblem::TargetNotInput;
+    }
+}
+
+ComputerAnswer AnswerOf(const NetworkHub::Self& self, std::uint16_t port) {
+    ComputerAnswer answer;
+    answer.id = ComputerIdOf(self.key);
+    answer.port = port;
+    answer.hardwareAddress = self.hardware;
+    answer.name = self.names.front();
+    return answer;
+}
+
+}  // namespace
+
+NetworkHub::NetworkHub(Parts hubParts, const Self& self)
+    : parts(hubParts),
+      names(self.names),
+      access(self.key),
+      directory(names, access),
+      discovery(*this, directory, access),
+      link({parts.engine, parts.ring, parts.socket, parts.sealing, *this}, ComputerIdOf(self.key),
+           self.names.front()) {
+    directory.SetOwn({ComputerIdOf(self.key), self.names.front(), {}, self.hardware});
+    discovery.SetComputer(BootMicroseconds(), AnswerOf(self, parts.socket.Port()));
+}
+
+void NetworkHub::Start() {
+    discovery.Start(BootMicroseconds());
+    SendFound();
+}
+
+void NetworkHub::Stop() {
+    link.SayBye(BootMicroseconds());
+    discovery.Stop(BootMicroseconds());
+    SendFound();
+}
+
+void NetworkHub::SetInputs(const InputRules& rules) {
+    inputs = rules;
+    link.JudgeWaysAgain(BootMicroseconds());
+}
+
+void NetworkHub::SetInterfaces(const std::vector<NetworkInterface>& interfaces) {
+    access.SetInterfaces(interfaces);
+    discovery.SetInterfaces(BootMicroseconds(), interfaces);
+    SendFound();
+}
+
+void NetworkHub::Read() {
+    link.SetSteadyLead(SteadyLeadNanoseconds());
+    while (const std::optional<ReceivedDatagram> received = parts.socket.Receive(buffer)) {
+        const ByteView datagram = ByteView(buffer).first(received->size);
+        const std::uint64_t now = BootMicroseconds();
+        if (KindOfDatagram(datagram) == DatagramKind::Plain) {
+            discovery.HandleDatagram(now, *received, datagram);
+        }
+        link.HandleDatagram(now, *received, datagram);
+    }
+}
+
+void NetworkHub::Act() {
+    const std::uint64_t now = BootMicroseconds();
+    discovery.HandleTimeout(now);
+    SendFound();
+    while (const std::optional<DiscoveryEvent> event = discovery.PollEvent()) {
+        changed = changed || event->kind == DiscoveryEvent::Kind::ListChanged;
+    }
+    link.HandleTimeout(now);
+}
+
+std::optional<std::uint64_t> NetworkHub::NextTime() const {
+    const std::optional<std::uint64_t> first = discovery.PollTimeout();
+    const std::optional<std::uint64_t> second = link.PollTimeout(BootMicroseconds());
+    return first && second ? std::min(first, second) : first ? first : second;
+}
+
+bool NetworkHub::TakeChanged() {
+    const bool linkChanged = link.TakeChanged();
+    return std::exchange(changed, false) || linkChanged;
+}
+
+void NetworkHub::SendFound() {
+    while (const std::optional<Discovery::Transmit> transmit = discovery.PollTransmit(buffer)) {
+        parts.socket.Send(transmit->to, transmit->own, ByteView(buffer).first(transmit->size));
+    }
+}
+
+Refusal NetworkHub::Judge(const KeyHash& key, std::string_view name) {
+    const Refusal refusal = access.JudgeKey(key);
+    return refusal != Refusal::None || name.empty() ? refusal : access.JudgeName(name, key);
+}
+
+WayVerdict NetworkHub::JudgeWay(std::string_view name, const NetworkAddress& from, int source, int input) {
+    const ComputerNames computer({std::string(name), from.Text()});
+    const RouteProblem problem = ProblemAtInput(inputs.configuration, input, computer, source % kMaxPorts);
+    return {WayProblemOf(problem), (inputs.heard >> input & 1) != 0};
+}
+
+std::uint64_t NetworkHub::Random() {
+    std::uint64_t random = 0;
+    // So few bytes come whole once the system has gathered randomness.
+    while (getrandom(&random, sizeof random, 0) != static_cast<ssize_t>(sizeof random)) {
+    }
+    return random;
+}
+
+}  // namespace vexil

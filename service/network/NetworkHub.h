@@ -1,0 +1,83 @@
+// What the network's thread works with: the socket, the computers that are found and named, who may send, and
+// the link. Whoever holds the thread's lock may use it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "config/DriverConfiguration.h"
+#include "service/network/AccessRules.h"
+#include "service/network/ComputerDirectory.h"
+#include "service/network/Discovery.h"
+#include "service/network/LinkTransport.h"
+#include "service/network/NetworkThread.h"
+#include "service/routes/HostNames.h"
+
+namespace vexil {
+
+// What the inputs of this computer let in.
+struct InputRules {
+    DriverConfiguration configuration;
+    std::uint64_t heard = 0;  // bit p: programs can hear the input of port p
+};
+
+class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Discovery::Mediator {
+  public:
+    // What it works with; all outlive it.
+    struct Parts {
+        Engine& engine;
+        RemoteRing& ring;
+        DatagramSocket& socket;
+        LinkSealing& sealing;
+    };
+    // This computer as others see it.
+    struct Self {
+        KeyHash key{};
+        std::vector<std::string> names;  // the first is announced
+        HardwareAddress hardware{};
+    };
+
+    NetworkHub(Parts hubParts, const Self& self);
+
+    // From Start, which announces this computer, to Stop, which says bye to all.
+    void Start();
+    void Stop();
+    void SetInputs(const InputRules& rules);
+    // Those by which it speaks.
+    void SetInterfaces(const std::vector<NetworkInterface>& interfaces);
+
+    LinkTransport& Link() { return link; }
+    Discovery& Finder() { return discovery; }
+    AccessRules& Access() { return access; }
+    const ComputerDirectory& Directory() const { return directory; }
+
+    // Of NetworkWork.
+    int EventDescriptor() const override { return parts.socket.EventDescriptor(); }
+    void Read() override;
+    void Act() override;
+    void Deliver() override { link.SendDeliveries(BootMicroseconds()); }
+    std::optional<std::uint64_t> NextTime() const override;
+    bool TakeChanged() override;
+
+  private:
+    bool MayCall(const NetworkAddress& from) override { return access.AdmitsAddress(from); }
+    Refusal Judge(const KeyHash& key, std::string_view name) override;
+    WayVerdict JudgeWay(std::string_view name, const NetworkAddress& from, int source, int input) override;
+    std::uint64_t Random() override;
+    void SendFound();
+
+    const Parts parts;
+    const LocalNames names;
+    AccessRules access;
+    ComputerDirectory directory;
+    Discovery discovery;
+    LinkTransport link;
+    InputRules inputs;
+    bool changed = false;
+    std::array<std::uint8_t, kLongestDatagram> buffer{};
+};
+
+}  // namespace vexil
