@@ -24,7 +24,7 @@ using Maker = std::function<std::unique_ptr<MidiBackend>(const RuntimeState&)>;
 const std::map<std::string, Maker>& Makers() {
     static const std::map<std::string, Maker> kMakers = {
 #ifdef VEXIL_ALSA
-        {"alsa", [](const RuntimeState&) { return std::make_unique<AlsaBackend>(); }},
+        {"alsa", [](const RuntimeState& state) { return std::make_unique<AlsaBackend>(state); }},
 #endif
 #ifdef VEXIL_JACK
         {"jack", [](const RuntimeState& state) { return std::make_unique<JackBackend>(state); }},

@@ -20,9 +20,6 @@ struct NameRules {
     bool directions = false;
 };
 
-// By which name the service is a client of every MIDI system.
-inline constexpr const char* kClientName = "Vexil III";
-
 // What the user calls the outputs (or the inputs) of all ports, by port, whether in use or not: a name never
 // depends on what else is there at the moment. A port without a name of its own is "Port 17". Of ports with
 // one name the first keeps it, and the others have their number in it: "Piano 17".

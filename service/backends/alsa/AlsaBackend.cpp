@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
@@ -41,10 +42,11 @@ void AddTo(int events, int descriptor) {
 
 }  // namespace
 
-AlsaBackend::AlsaBackend()
+AlsaBackend::AlsaBackend(const RuntimeState& state)
     : changed(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       events(::epoll_create1(EPOLL_CLOEXEC)),
-      problem("The ALSA sequencer is being started.") {
+      problem("The ALSA sequencer is being started."),
+      connections(state) {
     AddTo(events.Number(), changed.Number());
     AddTo(events.Number(), device.EventDescriptor());
 }
@@ -63,6 +65,7 @@ void AlsaBackend::Stop() {
     thread.reset();
     client.reset();
     ports.clear();
+    connections.RenewAll();
     slowReaders.Forget();
     toldOverflows = 0;
     engine = nullptr;
@@ -91,6 +94,7 @@ void AlsaBackend::Lose(const std::string& reason) {
     thread.reset();
     client.reset();
     ports.clear();
+    connections.RenewAll();
     slowReaders.Forget();
     toldOverflows = 0;
     engine->Forget();
@@ -111,7 +115,7 @@ void AlsaBackend::Apply() {
         thread->WaitForCycle();
     }
     const std::vector<std::string> names =
-        MakeEndpointNames(wanted, {.longest = kLongestAlsaName, .separators = ""});
+        MakeEndpointNames(wanted, {.longest = kLongestAlsaName, .separators = "", .directions = true});
     std::map<int, Port> next;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         next[NumberOf(wanted[i])] = {names[i], wanted[i].hidden, 0};
@@ -119,12 +123,14 @@ void AlsaBackend::Apply() {
     for (const auto& [number, port] : ports) {
         if (port.error == 0 && !next.contains(number)) {
             client->DeletePort(number);
+            connections.Renew(number);
         }
     }
     for (auto& [number, port] : next) {
         const auto there = ports.find(number);
         if (there == ports.end() || there->second.error != 0) {
             port.error = std::min(client->CreatePort(number, port.name, port.hidden), 0);
+            connections.Renew(number);
         } else if (there->second.name != port.name || there->second.hidden != port.hidden) {
             if (const int error = client->ChangePort(number, port.name, port.hidden); error < 0) {
                 LogPrintf("The ALSA sequencer does not change the port \"%s\": %s.\n", port.name.c_str(),
@@ -134,6 +140,17 @@ void AlsaBackend::Apply() {
         }
     }
     ports = std::move(next);
+    LookAtConnections();
+}
+
+void AlsaBackend::LookAtConnections() {
+    std::vector<int> numbers;
+    for (const auto& [number, port] : ports) {
+        if (port.error == 0) {
+            numbers.push_back(number);
+        }
+    }
+    connections.Look(*client, numbers, Clock::now());
 }
 
 std::vector<PublishedEndpoint> AlsaBackend::Published() const {
@@ -164,7 +181,7 @@ std::string AlsaBackend::SlowReadersOf(int number) const {
     if (thread == nullptr) {
         return "";
     }
-    client->ForEachReader(number, [&](AlsaAddress reader) {
+    client->ForEachConnection(number, [&](AlsaAddress reader) {
         const std::optional<AlsaRoom> room = thread->Lateness().IsLeftBehind(reader.client)
                                                  ? AskAlsaRoom(client->Descriptor(), reader.client)
                                                  : std::nullopt;
@@ -184,7 +201,8 @@ std::string AlsaBackend::SlowReadersOf(int number) const {
 int AlsaBackend::EventTimeout() const {
     std::optional<Clock::time_point> due = retries != 0 ? std::optional(nextRetry) : std::nullopt;
     if (thread != nullptr) {
-        for (const std::optional<Clock::time_point> one : {slowReaders.DueAt(), overflows.DueAt()}) {
+        for (const std::optional<Clock::time_point> one :
+             {slowReaders.DueAt(), overflows.DueAt(), connections.DueAt()}) {
             due = one ? std::min(due.value_or(*one), *one) : due;
         }
     }
@@ -211,6 +229,13 @@ void AlsaBackend::HandleEvents() {
     }
     if (thread != nullptr) {
         TellLosses();
+        const std::optional<Clock::time_point> due = connections.DueAt();
+        if (thread->TakeConnectionsChanged() || (due && *due <= Clock::now())) {
+            LookAtConnections();
+        }
+        for (std::uint64_t left = connections.TakeUnsilenced(Clock::now()); left != 0; left &= left - 1) {
+            thread->Silence(std::countr_zero(left));
+        }
     }
     if (thread == nullptr && retries != 0 && Clock::now() >= nextRetry) {
         Open();

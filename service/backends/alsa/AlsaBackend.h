@@ -11,6 +11,8 @@
 
 #include "service/backends/LossSum.h"
 #include "service/backends/MidiBackend.h"
+#include "service/backends/RuntimeState.h"
+#include "service/backends/alsa/AlsaConnections.h"
 #include "service/backends/alsa/AlsaDeviceWatch.h"
 #include "service/backends/alsa/AlsaSlowReaders.h"
 #include "shared/System/Descriptor.h"
@@ -22,7 +24,8 @@ class AlsaThread;
 
 class AlsaBackend final : public MidiBackend {
   public:
-    AlsaBackend();
+    // `state` is what the service before this one has left.
+    explicit AlsaBackend(const RuntimeState& state = {});
     ~AlsaBackend() override;
     AlsaBackend(const AlsaBackend&) = delete;
     AlsaBackend& operator=(const AlsaBackend&) = delete;
@@ -56,6 +59,7 @@ class AlsaBackend final : public MidiBackend {
     void Apply();
     std::string SlowReadersOf(int number) const;
     void TellLosses();
+    void LookAtConnections();
 
     AlsaDeviceWatch device;
     const Descriptor changed;  // an event counter that the thread raises
@@ -66,6 +70,7 @@ class AlsaBackend final : public MidiBackend {
     std::string problem;
     std::vector<Endpoint> wanted;
     std::map<int, Port> ports;  // by number
+    AlsaConnections connections;
     AlsaSlowReaders slowReaders;
     std::uint64_t toldOverflows = 0;  // of the thread's
     LossSum overflows;

@@ -6,8 +6,10 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
+#include <set>
 #include <utility>
 
+#include "service/backends/ClientName.h"
 #include "service/backends/alsa/AlsaDeviceWatch.h"
 #include "service/backends/alsa/AlsaRoom.h"
 
@@ -63,7 +65,7 @@ AlsaClient::AlsaClient(snd_seq_t* opened, int client, int file)
 
 int AlsaClient::Prepare() {
     const int results[] = {
-        snd_seq_set_client_name(sequencer, kAlsaClientName),
+        snd_seq_set_client_name(sequencer, FreeName().c_str()),
         snd_seq_set_client_pool_input(sequencer, kPoolCells),
         snd_seq_set_client_pool_output(sequencer, kPoolCells),
         Create(kAnnouncePort, "Announcements", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT),
@@ -175,6 +177,61 @@ void AlsaClient::WakeReader() {
     snd_seq_ev_set_direct(&event);
     // Where there is no room for it, there is something to read.
     [[maybe_unused]] const ssize_t ignored = ::write(descriptor, &event, sizeof event);
+}
+
+template <class Each>
+void AlsaClient::ForEachClient(Each each) const {
+    snd_seq_client_info_t* info = nullptr;
+    snd_seq_client_info_alloca(&info);
+    snd_seq_client_info_set_client(info, -1);
+    while (snd_seq_query_next_client(sequencer, info) >= 0) {
+        each(snd_seq_client_info_get_client(info), std::string(snd_seq_client_info_get_name(info)));
+    }
+}
+
+std::string AlsaClient::FreeName() const {
+    std::set<std::string> taken;
+    ForEachClient([&](int client, const std::string& name) {
+        if (client != id) {
+            taken.insert(name);
+        }
+    });
+    return ChooseClientName(NameOfUser(), [&](const std::string& name) { return taken.contains(name); });
+}
+
+int AlsaClient::Connect(int number, AlsaAddress other) {
+    const snd_seq_addr_t own = AddressOf(number);
+    const snd_seq_addr_t others = {other.client, other.port};
+    snd_seq_port_subscribe_t* subscription = nullptr;
+    snd_seq_port_subscribe_alloca(&subscription);
+    snd_seq_port_subscribe_set_sender(subscription, number < kFirstInputPort ? &others : &own);
+    snd_seq_port_subscribe_set_dest(subscription, number < kFirstInputPort ? &own : &others);
+    return snd_seq_subscribe_port(sequencer, subscription);
+}
+
+std::map<std::string, AlsaAddress> AlsaClient::Ports(bool toOutput) const {
+    const unsigned wanted = toOutput ? SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ
+                                     : SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
+    std::map<std::string, AlsaAddress> ports;
+    ForEachClient([&](int client, const std::string& clientName) {
+        snd_seq_port_info_t* info = nullptr;
+        snd_seq_port_info_alloca(&info);
+        snd_seq_port_info_set_client(info, client);
+        snd_seq_port_info_set_port(info, -1);
+        while (snd_seq_query_next_port(sequencer, info) >= 0) {
+            if ((snd_seq_port_info_get_capability(info) & wanted) != wanted) {
+                continue;
+            }
+            const AlsaAddress address{static_cast<std::uint8_t>(client),
+                                      static_cast<std::uint8_t>(snd_seq_port_info_get_port(info))};
+            const std::string name = clientName + ":" + snd_seq_port_info_get_name(info);
+            bool isNew = ports.emplace(name, address).second;
+            for (int number = 2; !isNew; ++number) {
+                isNew = ports.emplace(name + " (" + std::to_string(number) + ")", address).second;
+            }
+        }
+    });
+    return ports;
 }
 
 std::string AlsaClient::NameOf(int client) const {

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,7 +20,6 @@
 
 namespace vexil {
 
-inline constexpr const char* kAlsaClientName = "Vexil III";
 inline constexpr int kFirstInputPort = kMaxPorts;
 inline constexpr int kAnnouncePort = 2 * kMaxPorts;  // hears of programs that come and go; never listed
 inline constexpr std::size_t kLongestAlsaName = 63;  // bytes; the kernel keeps 64 with the end
@@ -45,14 +45,15 @@ class AlsaClient {
     // The name of any client; empty when there is no such client.
     std::string NameOf(int client) const;
 
-    // Asks for who reads a port, one call of `each` with an AlsaAddress for each connection.
+    // Asks for who is connected to a port, one call of `each` with an AlsaAddress for each connection.
     template <class Each>
-    void ForEachReader(int number, Each each) const {
+    void ForEachConnection(int number, Each each) const {
         snd_seq_query_subscribe_t* query = nullptr;
         snd_seq_query_subscribe_alloca(&query);
         const snd_seq_addr_t root = AddressOf(number);
         snd_seq_query_subscribe_set_root(query, &root);
-        snd_seq_query_subscribe_set_type(query, SND_SEQ_QUERY_SUBS_READ);
+        snd_seq_query_subscribe_set_type(
+            query, number < kFirstInputPort ? SND_SEQ_QUERY_SUBS_WRITE : SND_SEQ_QUERY_SUBS_READ);
         for (int index = 0;; ++index) {
             snd_seq_query_subscribe_set_index(query, index);
             if (snd_seq_query_port_subscribers(sequencer, query) < 0) {
@@ -62,6 +63,13 @@ class AlsaClient {
             each(AlsaAddress{address->client, address->port});
         }
     }
+
+    // Connects a port. 0, or a negative errno value; -EBUSY when it is connected already.
+    int Connect(int number, AlsaAddress other);
+    // Ports of all clients, by their names "client:port": those that can be connected to an output, or those
+    // that can be connected to an input. Where several have one name, later ones are numbered:
+    // "client:port (2)".
+    std::map<std::string, AlsaAddress> Ports(bool toOutput) const;
 
     // Events.
 
@@ -87,6 +95,9 @@ class AlsaClient {
     AlsaClient(snd_seq_t* opened, int client, int file);
 
     int Prepare();
+    std::string FreeName() const;
+    template <class Each>
+    void ForEachClient(Each each) const;
     int Create(int number, const std::string& name, unsigned capabilities);
     snd_seq_addr_t AddressOf(int number) const;
     void Queue(snd_seq_event_t& event, int number);

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+
+#include "service/backends/Silencing.h"
 
 namespace vexil {
 
@@ -77,7 +80,7 @@ void AlsaDelivery::Send(int port, snd_seq_event_t& event, bool begins) {
 void AlsaDelivery::AskForReaders(int port) {
     std::array<AlsaAddress, AlsaReaders::kMostReaders> found;
     std::size_t count = 0;
-    client.ForEachReader(kFirstInputPort + port, [&](AlsaAddress address) {
+    client.ForEachConnection(kFirstInputPort + port, [&](AlsaAddress address) {
         if (count < found.size()) {
             found[count++] = address;
         }
@@ -125,6 +128,30 @@ void AlsaDelivery::BeginCycle(std::uint64_t now) {
     readers.BeginCycle(now);
     if (known.any()) {
         TakeUpReaders();
+    }
+    SilenceReaders();
+}
+
+// As far as the readers have room.
+void AlsaDelivery::SilenceReaders() {
+    constexpr std::uint8_t kControlChange = 0xB0;
+    constexpr std::size_t kChannels = 16;
+    silencing |= toSilence.exchange(0);
+    for (std::uint64_t left = silencing; left != 0; left &= left - 1) {
+        const int port = std::countr_zero(left);
+        std::size_t& done = silenced[static_cast<std::size_t>(port)];
+        for (; done < kChannels * kSilencing.size() && Room(Destination::Input(port)) >= 3; ++done) {
+            const std::array message = {static_cast<std::uint8_t>(kControlChange | done / kSilencing.size()),
+                                        kSilencing[done % kSilencing.size()], std::uint8_t{0}};
+            snd_seq_event_t event;
+            if (readers.HasReaders(port) && codec.Encode(message, event)) {
+                Send(port, event, true);
+            }
+        }
+        if (done == kChannels * kSilencing.size()) {
+            done = 0;
+            silencing &= ~(std::uint64_t{1} << port);
+        }
     }
 }
 
@@ -195,6 +222,9 @@ bool AlsaDelivery::IsAnybodyOwed() const {
 }
 
 std::optional<std::uint64_t> AlsaDelivery::NextLook() const {
+    if (silencing != 0) {
+        return cycle + kFirstLook;
+    }
     return known.any() && IsAnybodyOwed() ? std::optional(cycle + lookInterval) : std::nullopt;
 }
 

@@ -4,6 +4,9 @@
 // The engine thread's, but for what is said to be another's; nothing is allocated once it is made.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -33,10 +36,14 @@ class AlsaDelivery final : public EngineSink, private AlsaReaders::RoomSource {
     void BeginCycle(std::uint64_t now);
     // Something was delivered since BeginCycle.
     bool HasDelivered() const { return hasDelivered; }
-    // When to begin a cycle for readers that are owed something; null while there are none.
+    // When to begin a cycle for readers that are owed something or are being silenced; null while there are
+    // none.
     std::optional<std::uint64_t> NextLook() const;
 
     // Any thread's.
+
+    // All readers of an input are to end what they may have been left with, from the next cycle on.
+    void Silence(int port) { toSilence.fetch_or(std::uint64_t{1} << port); }
     const AlsaLateness& Lateness() const { return lateness; }
 
   private:
@@ -44,6 +51,7 @@ class AlsaDelivery final : public EngineSink, private AlsaReaders::RoomSource {
 
     std::optional<AlsaRoom> RoomOf(int reader) const override;
     void Send(int port, snd_seq_event_t& event, bool begins);
+    void SilenceReaders();
     void NoteLeftBehind() const;
     void TakeUpReaders();
     bool TakeUp(int reader);
@@ -62,6 +70,9 @@ class AlsaDelivery final : public EngineSink, private AlsaReaders::RoomSource {
     int payee = kNobody;  // the reader that is being paid
     AlsaOwed::Debt debt;  // what it is still owed
     bool hasPaid = false;
+    std::atomic<std::uint64_t> toSilence{0};        // bit p: input p
+    std::uint64_t silencing = 0;                    // those that were begun with
+    std::array<std::size_t, kMaxPorts> silenced{};  // messages of it, by input
     bool hasDelivered = false;
     std::uint64_t cycle = 0;  // time of it
 };

@@ -82,6 +82,11 @@ AlsaThread::~AlsaThread() {
     thread.join();
 }
 
+void AlsaThread::Silence(int port) {
+    delivery.Silence(port);
+    Wake();
+}
+
 void AlsaThread::WaitForCycle() const {
     const std::uint64_t present = cycles.load(std::memory_order_acquire);
     const std::uint64_t end = Now() + kSecond;
@@ -127,6 +132,7 @@ void AlsaThread::Cycle() {
 void AlsaThread::TakeEvents() {
     if (std::exchange(lostEvents, false)) {
         // Note-offs and notices perhaps among them.
+        NoteConnections();
         writers.AllGone(takenUntil);
         for (int port = 0; port < kMaxPorts; ++port) {
             delivery.AskForReaders(port);
@@ -168,6 +174,7 @@ void AlsaThread::TakeNotice(const snd_seq_event_t& event, std::uint64_t now) {
     if (event.dest.port != kAnnouncePort) {
         return;
     }
+    NoteConnections();
     switch (event.type) {
         case SND_SEQ_EVENT_PORT_SUBSCRIBED:
         case SND_SEQ_EVENT_PORT_UNSUBSCRIBED:
@@ -270,6 +277,12 @@ void AlsaThread::Read() {
 void AlsaThread::GiveUp(int error) {
     failure.store(error, std::memory_order_release);
     RaiseChanged();
+}
+
+void AlsaThread::NoteConnections() {
+    if (!connectionsChanged.exchange(true)) {
+        RaiseChanged();
+    }
 }
 
 void AlsaThread::RaiseChanged() const {

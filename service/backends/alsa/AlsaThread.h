@@ -20,7 +20,7 @@ class AlsaThread final : private EngineWaker {
   public:
     // Begins. Both must outlive this object; its owner is the engine's control thread. `changed` is a
     // descriptor of an event counter that is raised when the sequencer fails and the thread ends by itself,
-    // and when Lateness or Overflows has changed.
+    // and when Lateness, Overflows or connections have changed.
     AlsaThread(Engine& engine, AlsaClient& client, int changed);
     // Ends; what the engine has delivered is sent.
     ~AlsaThread() override;
@@ -34,6 +34,10 @@ class AlsaThread final : private EngineWaker {
     // Waits until what the engine has delivered by now is sent: while a cycle is under way, and at most 1 s,
     // for a thread without realtime priority may be kept from its processor for a while.
     void WaitForCycle() const;
+    // All readers of an input are to end what they may have been left with.
+    void Silence(int port);
+    // Whether connections or programs may have changed since the last call.
+    bool TakeConnectionsChanged() { return connectionsChanged.exchange(false); }
     // How often more was sent than there was room for.
     std::uint64_t Overflows() const { return overflows.Read(); }
     // Which programs read too slowly, by client.
@@ -54,6 +58,7 @@ class AlsaThread final : private EngineWaker {
     void Read();
     void GiveUp(int error);
     void RaiseChanged() const;
+    void NoteConnections();
 
     Engine& engine;
     AlsaClient& client;
@@ -72,6 +77,7 @@ class AlsaThread final : private EngineWaker {
     std::uint32_t seenWakes = 0;
     std::atomic<bool> isWaiting{false};
     Counter overflows;
+    std::atomic<bool> connectionsChanged{false};
     std::atomic<int> failure{0};
     std::atomic<std::uint64_t> cycles{0};  // odd: one is under way
     std::string realtimeProblem;

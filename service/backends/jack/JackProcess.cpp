@@ -9,6 +9,8 @@
 #include <limits>
 #include <string_view>
 
+#include "service/backends/Silencing.h"
+
 namespace vexil {
 
 namespace {
@@ -47,9 +49,6 @@ void Clear(void* buffer) {
 std::size_t PackedSize(std::size_t size) {
     return (size + kPacket - 1) / kPacket * kPackedPacket;
 }
-
-// Sustain, sostenuto, soft and Hold 2, then All Notes Off: a pedal would keep the notes.
-constexpr std::array<std::uint8_t, 5> kSilencing = {64, 66, 67, 69, 123};
 
 }  // namespace
 

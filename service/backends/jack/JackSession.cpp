@@ -10,11 +10,14 @@
 #include <cerrno>
 #include <iterator>
 #include <optional>
+#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "config/DriverConfiguration.h"
+#include "service/backends/ClientName.h"
 #include "service/backends/EndpointNames.h"
+#include "service/backends/Silencing.h"
 #include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
@@ -40,8 +43,10 @@ constexpr milliseconds kLongestRead{500};
 constexpr milliseconds kLongestLink{400};
 constexpr milliseconds kShownByJack{5};
 constexpr milliseconds kShown{100};
-// Programs that are connected to an input within this time after the first one are its first readers.
-constexpr milliseconds kFirstReaders{300};
+constexpr milliseconds kFirstReaders{kFirstReadersMilliseconds};
+// A service that was killed keeps its name until the server has noticed.
+constexpr int kTriesForName = 5;
+constexpr milliseconds kBetweenTries{100};
 constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycles have ended
 // Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
 // ms were seen. A newer wish is taken up in between.
@@ -54,6 +59,40 @@ constexpr const char* kInteger = "http://www.w3.org/2001/XMLSchema#int";
 
 // Programs keep a full name in 256 bytes, with the end.
 constexpr std::size_t kLongestFullName = 255;
+
+// Whether another client has the name that this one has asked for. JACK then puts a number behind it, which
+// tells nobody anything; PipeWire gives it to both.
+bool IsNameTaken(jack_client_t* client, const std::string& name) {
+    bool isTaken = name != jack_get_client_name(client);
+    const std::string beginning = name + ":";
+    const char** ports = jack_get_ports(client, nullptr, nullptr, 0);
+    for (const char** port = ports; port != nullptr && *port != nullptr; ++port) {
+        isTaken |= std::string_view(*port).starts_with(beginning);
+    }
+    jack_free(ports);
+    return isTaken;
+}
+
+jack_client_t* OpenClient(jack_status_t& status) {
+    jack_client_t* client = nullptr;
+    int tries = 0;
+    const auto isTaken = [&](const std::string& name) {
+        for (bool again = true; again;) {
+            client = jack_client_open(name.c_str(), JackNoStartServer, &status);
+            if (client == nullptr || !IsNameTaken(client, name)) {
+                return false;
+            }
+            jack_client_close(client);
+            again = ++tries < kTriesForName;
+            if (again) {
+                std::this_thread::sleep_for(kBetweenTries);
+            }
+        }
+        return true;
+    };
+    ChooseClientName(NameOfUser(), isTaken);
+    return client;
+}
 
 std::string WhyNotOpened(jack_status_t status) {
     if ((status & JackVersionError) != 0) {
@@ -72,7 +111,7 @@ std::string WhyNotOpened(jack_status_t status) {
 
 std::unique_ptr<JackSession> JackSession::Open(const Parts& parts, std::string& problem) {
     jack_status_t status{};
-    jack_client_t* client = jack_client_open(kClientName, JackNoStartServer, &status);
+    jack_client_t* client = OpenClient(status);
     if (client == nullptr) {
         problem = WhyNotOpened(status);
         return nullptr;

@@ -25,10 +25,12 @@ class AlsaProgram : public MidiProgram {
             throw std::runtime_error("no sequencer");
         }
         snd_seq_set_client_name(sequencer, name);
-        writePort = snd_seq_create_simple_port(sequencer, "out", SND_SEQ_PORT_CAP_READ,
-                                               SND_SEQ_PORT_TYPE_MIDI_GENERIC);
-        readPort = snd_seq_create_simple_port(sequencer, "in", SND_SEQ_PORT_CAP_WRITE,
-                                              SND_SEQ_PORT_TYPE_MIDI_GENERIC);
+        writePort =
+            snd_seq_create_simple_port(sequencer, "out", SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ,
+                                       SND_SEQ_PORT_TYPE_MIDI_GENERIC);
+        readPort =
+            snd_seq_create_simple_port(sequencer, "in", SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE,
+                                       SND_SEQ_PORT_TYPE_MIDI_GENERIC);
     }
     ~AlsaProgram() override { snd_seq_close(sequencer); }
     AlsaProgram(const AlsaProgram&) = delete;

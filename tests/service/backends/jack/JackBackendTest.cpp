@@ -11,6 +11,7 @@
 #include <map>
 #include <tuple>
 
+#include "service/backends/ClientName.h"
 #include "tests/doubles/MidiBackendContract.h"
 #include "tests/service/backends/jack/JackSubject.h"
 
@@ -296,6 +297,20 @@ TEST_F(JackBackendTest, SixtyFourPortsWithTwentyEventsAPeriodLoseNothing) {
         EXPECT_EQ(engine->CountersOfSource(port).dropped, 0U) << port;
         EXPECT_EQ(engine->CountersOfInput(port).messages, total) << port;
     }
+}
+
+TEST_F(JackBackendTest, ASecondServiceCarriesItsUsersName) {
+    Publish({{0, true, "Piano", false}});
+    ASSERT_TRUE(Eventually([&] { return AddressOf(0, true) == "Vexil III:Piano out"; }));
+    Engine secondEngine;
+    JackBackend second;
+    second.Start(secondEngine);
+    second.Publish({{0, true, "Piano", false}});
+    EXPECT_TRUE(Eventually([&] {
+        second.HandleEvents();
+        return !second.Published()[0].address.empty();
+    }));
+    EXPECT_EQ(second.Published()[0].address, "Vexil III (" + NameOfUser() + "):Piano out");
 }
 
 TEST_F(JackBackendTest, LongNamesKeepAFullNameThatProgramsHaveRoomFor) {
