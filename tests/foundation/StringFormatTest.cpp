@@ -67,6 +67,12 @@ TEST(StringFormat, ReadsItsOwnCharacters) {
     EXPECT_STREQ(string.c_str(), "5!");
 }
 
+TEST(StringFormat, HasRoomForALargeLongDouble) {
+    std::string expected(400, '\0');
+    expected.resize(static_cast<std::size_t>(std::snprintf(expected.data(), expected.size(), "%Lf", 1e300L)));
+    EXPECT_EQ(FormattedText("%Lf", 1e300L), expected);
+}
+
 TEST(StringFormat, ReadsEachArgumentInItsOwnWidth) {
     EXPECT_EQ(FormattedText("%ld %s %p %s %lx %i %hd %s", 5000000000L, "a", nullptr, "b", 0xfffffffffUL, -1,
                             7, "c"),
