@@ -83,6 +83,22 @@ TEST(SendWindow, WhatIsNotAcknowledgedGoesAgainBehindNewRecordsThreeTimes) {
     EXPECT_THAT(bodies[4], testing::UnorderedElementsAre(1, 2, 3, 4));
 }
 
+TEST(SendWindow, WhatIsNotAcknowledgedIsRepeatedMoreAndMoreSeldom) {
+    SendWindow window;
+    PushNote(window);
+    std::uint64_t now = 10'000;
+    EXPECT_THAT(Sent(window, now), testing::ElementsAre(0));
+    std::vector<std::uint64_t> intervals;
+    for (int count = 0; count < 8; ++count) {
+        const std::uint64_t due = window.NextTimeout().value_or(now);
+        EXPECT_THAT(Sent(window, due - 1), testing::IsEmpty());
+        EXPECT_THAT(Sent(window, due), testing::ElementsAre(0));
+        intervals.push_back(due - now);
+        now = due;
+    }
+    EXPECT_THAT(intervals, testing::ElementsAre(2000, 6000, 9000, 13'500, 20'250, 30'375, 45'562, 50'000));
+}
+
 TEST(SendWindow, AReportedGapGoesAtOnceAndNotAgainWithinARoundTrip) {
     SendWindow window;
     window.SetRoundTrip(5000);
