@@ -19,7 +19,7 @@ constexpr std::uint32_t kTriesPerSecond = 200;
 
 }  // namespace
 
-LinkTransport::LinkTransport(Parts itsParts, const ComputerId& id, std::string_view name)
+LinkTransport::LinkTransport(const Parts& itsParts, const ComputerId& id, std::string_view name)
     : parts(itsParts), selfId(id), selfName(name), waysIn(parts.engine) {}
 
 LinkTransport::~LinkTransport() = default;

@@ -95,7 +95,7 @@ class LinkTransport {
     };
 
     // `id` and `name`: of this computer.
-    LinkTransport(Parts parts, const ComputerId& id, std::string_view name);
+    LinkTransport(const Parts& itsParts, const ComputerId& id, std::string_view name);
     ~LinkTransport();
     LinkTransport(const LinkTransport&) = delete;
     LinkTransport& operator=(const LinkTransport&) = delete;

@@ -40,7 +40,7 @@ ComputerAnswer AnswerOf(const NetworkHub::Self& self, std::uint16_t port) {
 
 }  // namespace
 
-NetworkHub::NetworkHub(Parts hubParts, const Self& self)
+NetworkHub::NetworkHub(const Parts& hubParts, const Self& self)
     : parts(hubParts),
       names(self.names),
       access(self.key),

@@ -40,7 +40,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
         HardwareAddress hardware{};
     };
 
-    NetworkHub(Parts hubParts, const Self& self);
+    NetworkHub(const Parts& hubParts, const Self& self);
 
     // From Start, which announces this computer, to Stop, which says bye to all.
     void Start();

@@ -19,9 +19,9 @@ class PriorityMutex {
     PriorityMutex(const PriorityMutex&) = delete;
     PriorityMutex& operator=(const PriorityMutex&) = delete;
 
-    // As std::mutex's, for its guards.
-    void lock() { pthread_mutex_lock(&mutex); }
-    void unlock() { pthread_mutex_unlock(&mutex); }
+    // Named as std::mutex has them, for its guards.
+    void lock() { pthread_mutex_lock(&mutex); }      // NOLINT(readability-identifier-naming)
+    void unlock() { pthread_mutex_unlock(&mutex); }  // NOLINT(readability-identifier-naming)
 
   private:
     pthread_mutex_t mutex;
