@@ -48,9 +48,9 @@ constexpr milliseconds kFirstReaders{kFirstReadersMilliseconds};
 constexpr int kTriesForName = 5;
 constexpr milliseconds kBetweenTries{100};
 constexpr int kCyclePoll = 2;  // milliseconds between two looks at whether cycles have ended
-// Each port that is unregistered costs a round through the server and all its clients: on a busy computer 20
-// ms were seen. A newer wish is taken up in between.
-constexpr std::size_t kUnregisteredAtOnce = 4;
+// JACK orders the graph by the end of a cycle and tells of it behind that.
+constexpr milliseconds kLongestOrdering{200};
+constexpr unsigned kCyclesOfOrder = 2;  // in which another may follow
 
 // Of earlier versions.
 constexpr const char* kFormerClientName = "vexil3:";
@@ -135,6 +135,7 @@ JackSession::JackSession(const Parts& sessionParts, jack_client_t* jackClient)
     jack_on_shutdown(client, Shutdown, this);
     if (jack_set_port_connect_callback(client, PortsConnected, this) != 0 ||
         jack_set_port_registration_callback(client, PortRegistered, this) != 0 ||
+        jack_set_graph_order_callback(client, GraphOrdered, this) != 0 ||
         jack_set_process_callback(client, Process, this) != 0) {
         LogPrintf("JACK does not take the service's callbacks.\n");
     }
@@ -337,14 +338,16 @@ void JackSession::Continue() {
     if (leaving.empty()) {
         return;
     }
-    std::size_t room = kUnregisteredAtOnce;
-    for (auto side = leaving.begin(); side != leaving.end() && room != 0;) {
+    for (auto side = leaving.begin(); side != leaving.end();) {
         if (!MayGoOn(*side)) {
             ++side;
         } else if (side->step == Step::Unused) {
+            if (!MayUnregister()) {
+                ++side;
+                continue;
+            }
             Unregister(*side);
             side = leaving.erase(side);
-            --room;
         } else {
             if (side->step == Step::Followed) {
                 Follow(*side);
@@ -360,7 +363,17 @@ void JackSession::Continue() {
     }
 }
 
+// JACK's library goes through the list of a client's ports whenever the graph is ordered anew, on a thread of
+// its own and without a lock, and ends the program when a port is taken out of the list meanwhile. So one
+// goes when the order is over that the one before has caused.
+bool JackSession::MayUnregister() const {
+    const bool isOrdered = orders != ordersBefore && process->Cycles() - orderedAt >= kCyclesOfOrder;
+    return isPipeWire || !orderedBy || isOrdered || Clock::now() >= *orderedBy;
+}
+
 void JackSession::Unregister(const Leaving& side) {
+    ordersBefore = orders;
+    orderedBy = Clock::now() + kLongestOrdering;
     ForgetProperties(side.jackPort);
     if (jack_port_unregister(client, side.jackPort) != 0 && !serverHasGone) {
         LogPrintf("JACK does not let the port \"%s\" go.\n", side.name.c_str());
@@ -660,6 +673,13 @@ void JackSession::WakeForConnections() {
 
 void JackSession::PortRegistered(jack_port_id_t, int, void* session) {
     static_cast<JackSession*>(session)->WakeForConnections();
+}
+
+int JackSession::GraphOrdered(void* session) {
+    auto* self = static_cast<JackSession*>(session);
+    self->orderedAt = self->process->Cycles();
+    ++self->orders;
+    return 0;
 }
 
 void JackSession::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session) {

@@ -124,6 +124,7 @@ class JackSession {
     void Begin(Step step, Leaving& side) const;
     bool MayGoOn(const Leaving& side) const;
     void Unregister(const Leaving& side);
+    bool MayUnregister() const;
     std::set<std::string> LeavingNames() const;
     std::set<std::string> NamesInUse() const;
     void Rename();
@@ -149,6 +150,7 @@ class JackSession {
     static void ShutdownWithReason(jack_status_t code, const char* reason, void* session);
     static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session);
     static void PortRegistered(jack_port_id_t port, int registered, void* session);
+    static int GraphOrdered(void* session);
     static int Process(jack_nframes_t frames, void* session);
     void WakeForConnections();
 
@@ -167,8 +169,12 @@ class JackSession {
     bool isActive = false;
     std::atomic<bool> serverHasGone{false};
     std::atomic<bool> connectionsChanged{true};
-    bool isSoon = false;          // lookAgain is the first of the two looks after a change
-    bool takesProperties = true;  // none of them was refused
+    std::atomic<unsigned> orders{0};             // of the graph, which JACK has told of
+    std::atomic<unsigned> orderedAt{0};          // JackProcess::Cycles() when it told of the last
+    unsigned ordersBefore = 0;                   // the last unregistration
+    std::optional<Clock::time_point> orderedBy;  // its order is not waited for any longer
+    bool isSoon = false;                         // lookAgain is the first of the two looks after a change
+    bool takesProperties = true;                 // none of them was refused
     bool takesAliases = true;
 };
 
