@@ -115,7 +115,7 @@ class SettingsReader {
 }  // namespace
 
 const char* AllowedText(Allowed allowed) {
-    return kAllowed[static_cast<std::size_t>(allowed)];
+    return kAllowed.at(static_cast<std::size_t>(allowed));
 }
 
 std::optional<Allowed> ReadAllowed(std::string_view text) {

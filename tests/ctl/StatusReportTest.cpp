@@ -101,7 +101,8 @@ TEST(StatusReport, NoFieldMayBeMissingOrOfAnotherType) {
         if (name == "index") {
             continue;
         }
-        if (!element) {
+        // A driver that runs on from before an update tells of no warnings.
+        if (!element && name != "warning") {
             json without = sample;
             const json::json_pointer parent = json::json_pointer(path).parent_pointer();
             without[parent].erase(name);

@@ -176,8 +176,9 @@ Answer Ask(const Descriptor& socket, std::uint16_t type, const Take& take) {
 
 }  // namespace
 
-NetlinkInterfaces::NetlinkInterfaces(std::string sysClassNet) : sysfs(std::move(sysClassNet)) {
-    changes = Descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+NetlinkInterfaces::NetlinkInterfaces(std::string sysClassNet)
+    : sysfs(std::move(sysClassNet)),
+      changes(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)) {
     sockaddr_nl groups{};
     groups.nl_family = AF_NETLINK;
     groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
