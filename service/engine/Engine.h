@@ -146,7 +146,7 @@ class Engine {
     // The program has gone: its way ends at a time, and the source can be taken again once that is done.
     void GiveBackWriter(int source, std::uint64_t time);
     // Delivers everything that is due before `end`, as far as there is room and the limit goes; the rest
-    // stays queued. `sink` hears the inputs. `limit`: null when there is none.
+    // stays queued. `sink` hears the inputs. `limit`: null: without a limit.
     void Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit = nullptr);
     // Forgets all that is queued (it counts as dropped), all that sounds here, and the time: for when the
     // MIDI system has gone with everybody who heard it. What sounds at other computers is released. Ways

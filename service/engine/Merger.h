@@ -50,7 +50,7 @@ class Merger {
     bool IsIdle(int source) const { return Of(source).outlet == kNoOutlet; }
 
     // Delivers what is due before `end`, inputs to the one sink, what is remote to the other. `limit`: null
-    // when there is none.
+    // without a limit.
     void Run(std::uint64_t end, EngineSink& inputSink, EngineSink& remoteSink, TurnLimit* limit);
     // As Engine::NextDue.
     std::optional<std::uint64_t> NextDue() const;

@@ -72,10 +72,10 @@ class AccessRules {
     // it was remembered now, which is to be told and stored. False also when there is no room.
     bool PinFirst(std::string_view name, const KeyHash& key, std::uint64_t since);
 
-    // Somebody accepts a key under a name, beside those pinned already. False when there is no room, it is
-    // there, or the name is none.
+    // Somebody accepts a key under a name, beside those pinned already. False when there is no room, the
+    // key is pinned already, or the name is not a computer's.
     bool Pin(std::string_view name, const KeyHash& key, std::uint64_t since);
-    // Removes all pins of a name; false when there is none.
+    // Removes all pins of a name; false when it has no pin.
     bool Forget(std::string_view name);
     // Blocks a key and removes its pins; false when it was blocked or there is no room. `name` is for people.
     bool Block(std::string_view name, const KeyHash& key, std::uint64_t since);

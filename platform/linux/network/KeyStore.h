@@ -31,7 +31,7 @@ class KeyStore {
     // Each line is for the log.
     using Report = std::function<void(const std::string& line)>;
 
-    // Reads what is stored, and makes a key where there is none.
+    // Reads what is stored, and makes a key where the store has no key.
     KeyStore(KeyPlace where, Report told, const DurabilityCalls& with = SystemDurabilityCalls());
 
     // Null when the key cannot be read, though it is there, or the system has no randomness to make one:

@@ -252,7 +252,7 @@ struct UdpSocket::Batch {
     struct Origin {
         std::uint32_t interface = 0;
         NetworkAddress own;
-        std::int64_t stamp = 0;  // CLOCK_REALTIME; 0: there is none
+        std::int64_t stamp = 0;  // CLOCK_REALTIME; 0: the kernel gave no time
     };
 
     void Prepare() {
