@@ -4,8 +4,8 @@
 //
 // Threads. Three: the control thread posts commands and reads counters; the network's thread, where there is
 // one, posts what comes from other computers; the engine thread (whichever thread drives the engine: a MIDI
-// system's, or another while there is none) does everything else. They meet in lock-free queues and atomics
-// only. The engine thread allocates nothing, takes no lock and makes no system call.
+// system's, or another while no MIDI system runs) does everything else. They meet in lock-free queues and
+// atomics only. The engine thread allocates nothing, takes no lock and makes no system call.
 //
 // Loops. Programs that are connected in a ring send a message round and round, as fast as the engine carries
 // it. A limit to each turn keeps the engine thread from taking the whole of a processor for that, and lets

@@ -77,7 +77,7 @@ class ComputerDirectory {
     // The names have to be worked out anew: this computer's names or the pins have changed.
     void Rename();
 
-    // By name (FoldHostName) as it is shown; null when there is none. This computer is not found here.
+    // By name (FoldHostName) as it is shown; null when no computer has it. This computer is not found here.
     const ComputerEntry* Find(std::string_view name) const;
     const ComputerEntry* FindId(const ComputerId& id) const;
     std::vector<const ComputerEntry*> All() const;

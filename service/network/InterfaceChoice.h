@@ -22,8 +22,8 @@ class InterfaceChoice {
     InterfaceChoice() = default;  // Off
     static InterfaceChoice Loopback() { return InterfaceChoice(Kind::Loopback, {}); }
     static InterfaceChoice All() { return InterfaceChoice(Kind::All, {}); }
-    // Null when the text is none of the four forms: a name that is empty, too long, or holds a blank, a
-    // control character, "/" or ":"; more than kMostNames names; "on" or "off" among others. Blanks are not
+    // Null when the text has another form than these four: a name that is empty, too long, or holds a blank,
+    // a control character, "/" or ":"; more than kMostNames names; "on" or "off" among others. Blanks are not
     // trimmed. "lo" among others is the interface of that name.
     static std::optional<InterfaceChoice> FromText(std::string_view text);
 

@@ -103,7 +103,7 @@ class LinkAssociation {
     bool IsUp() const { return up; }
     // Of the association; 0 without an association. A caller renews it by beginning a session with it.
     std::uint64_t Number() const { return up ? number : 0; }
-    // In which bodies are sent; 0: there is none.
+    // In which bodies are sent; 0: no session.
     std::uint32_t Session() const { return current.start.session; }
     // As the peer said last.
     std::string_view PeerName() const { return peerName; }

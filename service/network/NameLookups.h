@@ -48,7 +48,7 @@ class NameLookups {
     struct Name {
         std::uint64_t wantedAs = 0;  // counts on: the later, the higher
         std::uint64_t due = 0;       // when it is to be looked up
-        std::uint64_t ticket = 0;    // of the look-up under way; 0: there is none
+        std::uint64_t ticket = 0;    // of the look-up under way; 0: no look-up
         std::optional<std::vector<NetworkAddress>> known;
     };
     struct UnderWay {

@@ -47,7 +47,7 @@ class NetworkDriver : public EngineDriver {
     }
 
     // The network's thread: turns the engine if no MIDI system drives it. How long until the next turn; null
-    // when there is none to come.
+    // when no turn is due.
     std::optional<std::chrono::nanoseconds> TurnOfThread() {
         const std::lock_guard lock(mutex);
         if (!drives) {

@@ -32,7 +32,7 @@ class Resolver {
     // no room for another one now, and no answer comes.
     virtual bool Begin(std::uint64_t ticket, const std::string& name) = 0;
 
-    // The next answer; null when there is none. Answers come in any order; one may never come.
+    // The next answer; null when no answer waits. Answers come in any order; one may never come.
     virtual std::optional<ResolverAnswer> Take() = 0;
 };
 
