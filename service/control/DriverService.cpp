@@ -9,6 +9,7 @@
 #include "driver/DriverOptions.h"
 #include "service/backends/EndpointNames.h"
 #include "service/control/OptionPayloads.h"
+#include "service/control/RemoteRoutes.h"
 #include "service/control/RouteText.h"
 #include "service/control/Status.h"
 #include "shared/System/Deadline.h"
@@ -146,6 +147,9 @@ bool DriverService::MayStop() const {
 }
 
 void DriverService::Stop() {
+    if (parts.network != nullptr) {
+        parts.network->Stop();
+    }
     parts.backend.Stop();
 }
 
@@ -162,6 +166,18 @@ void DriverService::ServeLoops() {
         report.Loop(port, routes.routes[static_cast<std::size_t>(port)], parts.engine.SuspectedRate(port),
                     parts.now());
     }
+}
+
+void DriverService::ServeNetwork() {
+    if (parts.network == nullptr || !parts.network->Serve() || stopBy) {
+        return;
+    }
+    FindOwnNames();
+    MakeRoutes();
+    OpenWays();
+    UpdateTestRoutes();
+    Settle();
+    report.Configuration(configuration, routes);
 }
 
 void DriverService::ComputerChanged() {
@@ -252,7 +268,10 @@ int DriverService::SetOptionWithoutPayload(std::uint32_t option) {
         case kOptionWirelessOff:
             SetWireless(option == kOptionWirelessOn);
             return 0;
-        default:  // kOptionBrowseHosts: this computer, the only one there is, is looked up when it is read
+        default:  // kOptionBrowseHosts
+            if (parts.network != nullptr) {
+                parts.network->Browse();
+            }
             return 0;
     }
 }
@@ -261,17 +280,26 @@ int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& da
     if (option != kOptionReadHostInfos) {
         return ENOPROTOOPT;
     }
-    data = MakeHostRecords(parts.computers());
+    data = MakeHostRecords(Computers());
     return 0;
 }
 
+std::vector<HostRecord> DriverService::Computers() const {
+    std::vector<HostRecord> computers = parts.computers();
+    if (parts.network != nullptr) {
+        const std::vector<HostRecord> others = parts.network->Computers();
+        computers.insert(computers.end(), others.begin(), others.end());
+    }
+    return computers;
+}
+
 std::string DriverService::Status(std::size_t first) {
-    const std::vector<HostRecord> hosts = parts.computers();
-    const std::vector<RemoteSession> sessions =
-        parts.sessions ? parts.sessions() : std::vector<RemoteSession>();
-    return MakeStatus({hosts, sessions, names, configuration, routes, tests, localNames, parts.engine,
-                       parts.backend, attached, wireless, sendGranularity, memory, controlPath},
-                      first);
+    const std::vector<HostRecord> hosts = Computers();
+    const RemoteStatus remote = parts.network == nullptr ? RemoteStatus() : parts.network->Status();
+    return MakeStatus(
+        {hosts, remote, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
+         parts.network, attached, wireless, sendGranularity, memory, controlPath},
+        first);
 }
 
 int DriverService::Reload() {
@@ -297,7 +325,7 @@ int DriverService::OpenTest(std::span<const std::uint8_t> payload) {
     int port = 0;
     const int error = tests.Open(payload, port);
     if (error == 0) {
-        RetargetTest(port);
+        TestChanged(port);
     }
     return error;
 }
@@ -306,7 +334,7 @@ int DriverService::ActivateTest(std::span<const std::uint8_t> payload) {
     int port = 0;
     const int error = tests.Activate(payload, port);
     if (error == 0) {
-        RetargetTest(port);
+        TestChanged(port);
         report.TestOpened(port);
     }
     return error;
@@ -316,10 +344,16 @@ int DriverService::CloseTest(std::span<const std::uint8_t> payload) {
     int port = 0;
     const int error = tests.Close(payload, port);
     if (error == 0) {
-        RetargetTest(port);
+        TestChanged(port);
         report.TestClosed(port);
     }
     return error;
+}
+
+void DriverService::TestChanged(int port) {
+    FindOwnAddresses();
+    TellNetwork();
+    RetargetTest(port);
 }
 
 int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
@@ -328,7 +362,8 @@ int DriverService::PlayTest(int port, std::span<const std::uint8_t> payload) {
     if (error != 0 || data.empty()) {
         return error;
     }
-    report.TestPlayed(port, tests.RouteOf(port, configuration, localNames), configuration);
+    report.TestPlayed(port, Resolved(tests.RouteOf(port, configuration, localNames), parts.network),
+                      configuration);
     return engineControl.PlayTest(port, data) ? 0 : ENOBUFS;
 }
 
@@ -349,13 +384,42 @@ void DriverService::SetWireless(bool on) {
 }
 
 void DriverService::TakeUp() {
-    names = NamesOf(parts.computers().front());
-    localNames = LocalNames(names);
+    FindOwnNames();
     routes = MakeRouteTable(configuration, localNames);
     UpdateEndpoints();
+    MakeRoutes();
     OpenWays();
     UpdateTestRoutes();
     Settle();
+}
+
+void DriverService::FindOwnNames() {
+    names = NamesOf(parts.computers().front());
+    FindOwnAddresses();
+}
+
+void DriverService::FindOwnAddresses() {
+    localNames = LocalNames(
+        parts.network == nullptr ? names : WithOwnAddresses(names, configuration, tests, *parts.network));
+}
+
+void DriverService::MakeRoutes() {
+    routes = MakeRouteTable(configuration, localNames);
+    TellNetwork();
+    for (Route& route : routes.routes) {
+        route = Resolved(std::move(route), parts.network);
+    }
+}
+
+void DriverService::TellNetwork() {
+    if (parts.network != nullptr) {
+        parts.network->SetWishes(
+            {WishesOf(routes, tests, configuration, localNames), configuration, HeardInputs(), names});
+    }
+}
+
+Route DriverService::TestRoute(int port) const {
+    return Open(Resolved(tests.RouteOf(port, configuration, localNames), parts.network), HeardInputs());
 }
 
 std::uint64_t DriverService::HeardInputs() const {
@@ -373,9 +437,8 @@ void DriverService::OpenWays() {
 }
 
 void DriverService::UpdateTestRoutes() {
-    const std::uint64_t heard = HeardInputs();
     for (int port = 0; port < kMaxPorts; ++port) {
-        const Route route = Open(tests.RouteOf(port, configuration, localNames), heard);
+        const Route route = TestRoute(port);
         if (!(route == testRoutes[static_cast<std::size_t>(port)])) {
             RetargetTest(port);
         }
@@ -436,6 +499,7 @@ void DriverService::PublishMore() {
     }
     published = std::move(next);
     parts.backend.Publish(published);
+    TellNetwork();
     OpenWays();
     UpdateTestRoutes();
 }
@@ -449,7 +513,7 @@ void DriverService::EndTestNotes() {
 }
 
 void DriverService::RetargetTest(int port) {
-    const Route route = Open(tests.RouteOf(port, configuration, localNames), HeardInputs());
+    const Route route = TestRoute(port);
     testRoutes[static_cast<std::size_t>(port)] = route;
     engineControl.SetTestRoute(port, route);
 }

@@ -24,7 +24,7 @@
 #include "service/control/ControlServer.h"
 #include "service/control/EngineControl.h"
 #include "service/control/HostRecords.h"
-#include "service/control/RemoteStatus.h"
+#include "service/control/RemoteNetwork.h"
 #include "service/control/ServiceReport.h"
 #include "service/control/StoredConfiguration.h"
 #include "service/control/SuspicionEvent.h"
@@ -42,9 +42,9 @@ class DriverService : public ControlServer::Mediator {
         Engine& engine;
         MidiBackend& backend;
         EngineDriver& driver;                                // drives the engine while the back end does not
-        std::function<std::vector<HostRecord>()> computers;  // those that can be seen, this one first
+        std::function<std::vector<HostRecord>()> computers;  // this one first
         std::function<Clock::time_point()> now;
-        std::function<std::vector<RemoteSession>()> sessions{};  // with other computers; null: there are none
+        RemoteNetwork* network = nullptr;  // null: no MIDI between computers
     };
 
     // A MIDI system that gets no processor for a while releases what sounds a while later; only one that
@@ -87,6 +87,9 @@ class DriverService : public ControlServer::Mediator {
     // The log tells of loops that the engine has come to suspect: for when this descriptor is readable.
     int LoopDescriptor() const { return suspicion.EventDescriptor(); }
     void ServeLoops();
+    // Takes up what has happened between this computer and others: for when its descriptor is readable or its
+    // time is over.
+    void ServeNetwork();
     // The host name may have changed: routes follow it.
     void ComputerChanged();
     // The stored configuration may have changed: takes up the values that differ from the last look at it.
@@ -117,6 +120,16 @@ class DriverService : public ControlServer::Mediator {
     // What was read of the store, with its send quantization or without.
     void TakeUp(const DriverConfiguration& read, bool granularity);
     void TakeUp();
+    // The names under which this computer is a target or a source; its addresses with them.
+    void FindOwnNames();
+    void FindOwnAddresses();
+    // A test output was opened, activated or closed.
+    void TestChanged(int port);
+    // Works the routes out anew, and tells the network what is wanted of it.
+    void MakeRoutes();
+    void TellNetwork();
+    Route TestRoute(int port) const;
+    std::vector<HostRecord> Computers() const;
     // Bit p: programs hear the input of port p, and are to go on doing so.
     std::uint64_t HeardInputs() const;
     // Tells the engine the ways that lead to inputs which are heard.

@@ -65,6 +65,8 @@ std::string RouteProblemText(const Route& route, const DriverConfiguration& conf
                    " only.";
         case RouteProblem::RemoteUnreachable:
             return "The computer \"" + NameText(route.computer) + "\" cannot be reached.";
+        case RouteProblem::NotHeardThere:
+            return route.reason;
     }
     return "";
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "driver/ControlChannel.h"
+#include "service/control/RemoteRoutes.h"
 #include "service/control/RouteText.h"
 #include "shared/System/Version.h"
 
@@ -121,7 +122,8 @@ class PortStatus {
     Json Test(int port) const {
         const TestOutputs::Output& test = *sources.tests.Find(port);
         Json json = {{"open", true}, {"active", test.active}};
-        AddRoute(json, MakeTestRoute(test.record, port, sources.configuration, sources.localNames));
+        AddRoute(json, Resolved(MakeTestRoute(test.record, port, sources.configuration, sources.localNames),
+                                sources.network));
         AddCounters(json, kTestSourceBase + port);
         return json;
     }
@@ -151,7 +153,16 @@ Json Host(const HostRecord& host) {
 }
 
 Json Session(const RemoteSession& session) {
-    Json json = {{"computer", session.computer}, {"up", session.up}, {"problem", session.problem}};
+    Json json = {
+        {"computer", session.computer}, {"state", session.state},     {"up", session.up},
+        {"problem", session.problem},   {"address", session.address}, {"interface", session.interface},
+        {"wireless", session.wireless}, {"key", session.key},         {"seconds", session.seconds}};
+    json["roundTrip"] = session.roundTrip ? Json(*session.roundTrip) : Json(nullptr);
+    json["sent"] = session.sent;
+    json["received"] = session.received;
+    json["repaired"] = session.repaired;
+    json["lost"] = session.lost;
+    json["late"] = session.late;
     json["ways"] = Json::array();
     for (const RemoteWay& way : session.ways) {
         json["ways"].push_back({{"from", ShownPortNumber(way.from)},
@@ -178,6 +189,12 @@ Json Head(const StatusSources& sources) {
                          {"logging", hasOption(kEnableLogging)},
                          {"showConnectors", hasOption(kShowConnectors)},
                          {"sendGranularity", sources.sendGranularity}};
+    const RemoteStatus& remote = sources.remote;
+    status["network"] = {{"speaks", remote.speaks},
+                         {"problem", remote.problem},
+                         {"key", remote.key},
+                         {"port", remote.port},
+                         {"remarks", remote.remarks}};
     status["memory"] = sources.memory;
     status["control"] = sources.control;
     status["hosts"] = Json::array();
@@ -194,7 +211,7 @@ std::string MakeStatus(const StatusSources& sources, std::size_t first) {
     for (const HostRecord& host : sources.hosts) {
         entries.push_back({"hosts", [&] { return Host(host); }});
     }
-    for (const RemoteSession& session : sources.sessions) {
+    for (const RemoteSession& session : sources.remote.sessions) {
         entries.push_back({"sessions", [&] { return Session(session); }});
     }
     for (int port = 0; port < kMaxPorts; ++port) {

@@ -8,7 +8,7 @@
 
 #include "service/backends/MidiBackend.h"
 #include "service/control/HostRecords.h"
-#include "service/control/RemoteStatus.h"
+#include "service/control/RemoteNetwork.h"
 #include "service/control/TestOutputs.h"
 #include "service/engine/Engine.h"
 
@@ -16,8 +16,8 @@ namespace vexil {
 
 // All that a status is made of; nothing is owned.
 struct StatusSources {
-    const std::vector<HostRecord>& hosts;        // this computer first
-    const std::vector<RemoteSession>& sessions;  // with other computers
+    const std::vector<HostRecord>& hosts;  // this computer first
+    const RemoteStatus& remote;            // of MIDI between computers
     const std::vector<std::string>& names;
     const DriverConfiguration& configuration;
     const RouteTable& routes;
@@ -25,6 +25,7 @@ struct StatusSources {
     const LocalNames& localNames;
     const Engine& engine;
     const MidiBackend& backend;
+    const RemoteNetwork* network = nullptr;  // null: no MIDI between computers
     bool attached = false;
     bool wireless = false;
     std::uint32_t sendGranularity = 0;  // in force, not as configured

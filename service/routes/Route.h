@@ -17,7 +17,8 @@ enum class RouteProblem : std::uint8_t {
     TargetIsPipe,         // the target port is a local pipe, which hears only itself
     WrongSourceComputer,  // the target port listens to another computer
     WrongSourcePort,      // the target port listens to another port
-    RemoteUnreachable,    // the target computer is not this one
+    RemoteUnreachable,    // the target computer is not this one, and no network is there
+    NotHeardThere,        // the network says why: Route::reason
 };
 
 struct Route {
@@ -26,6 +27,7 @@ struct Route {
     bool immediate = false;  // not held back by send quantization
     std::uint8_t port = 0;   // the target port, as it was set
     std::string computer{};  // the target computer, as it was set; of a local pipe: this one's name
+    std::string reason{};    // NotHeardThere: why, as one sentence
 
     bool operator==(const Route&) const = default;
 };

@@ -18,6 +18,7 @@
 #include "tests/doubles/ManualEngineClock.h"
 #include "tests/doubles/MemoryMidiBackend.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
+#include "tests/doubles/MemoryRemoteNetwork.h"
 
 namespace vexil {
 
@@ -115,7 +116,7 @@ class ServiceFixture : public ::testing::Test {
     DriverConfiguration stored;
     HostRecord computer;
     std::vector<HostRecord> others;  // computers that can be seen
-    std::vector<RemoteSession> sessions;
+    MemoryRemoteNetwork network;
     DriverService::Clock::time_point now{std::chrono::hours(1)};
     Engine engine{std::size_t{1} << 20};
     MemoryMidiBackend backend;
@@ -123,7 +124,7 @@ class ServiceFixture : public ::testing::Test {
     TimedDriver driver{engine, clock};
     LogCapture log;
     DriverService service{{servicePreferences, engine, backend, driver, [this] { return Computers(); },
-                           [this] { return now; }, [this] { return sessions; }}};
+                           [this] { return now; }, &network}};
 };
 
 }  // namespace vexil

@@ -25,12 +25,14 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
     Start();
     service.SetMemory("locked");
     service.SetControlPath("/run/x");
+    network.status.speaks = "off";
     EXPECT_EQ(
         json::parse(std::string(R"({"version": ")") + kVersion + R"(", "host": "studio", "names": ["studio"],
         "midi": {"backend": "memory", "running": true, "problem": "", "realtime": ""},
         "attached": false,
         "options": {"wireless": false, "launchMonitor": true, "logging": true, "showConnectors": true,
                     "sendGranularity": 2},
+        "network": {"speaks": "off", "problem": "", "key": "", "port": 0, "remarks": []},
         "memory": "locked", "control": "/run/x",
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
@@ -249,14 +251,36 @@ TEST_F(StatusTest, APortThatNoAnswerCouldHoldIsPassedOver) {
 }
 
 TEST_F(StatusTest, ASessionHasItsWaysAndTheirReasons) {
-    sessions = {{"stage", true, "", {{0, 8, false, true, "Port 21 is not enabled as MIDI IN."}}},
-                {"attic", false, "It does not answer.", {}}};
+    RemoteSession stage;
+    stage.computer = "stage";
+    stage.state = "up";
+    stage.up = true;
+    stage.address = "192.168.1.6:11188";
+    stage.interface = "eth0";
+    stage.key = "0011223344556677";
+    stage.seconds = 12;
+    stage.roundTrip = 340;
+    stage.sent = 5;
+    stage.received = 4;
+    stage.repaired = 3;
+    stage.lost = 2;
+    stage.late = 1;
+    stage.ways = {{0, 8, false, true, "Port 21 is not enabled as MIDI IN."}};
+    RemoteSession attic;
+    attic.computer = "attic";
+    attic.state = "calling";
+    attic.problem = "It does not answer.";
+    network.status.sessions = {stage, attic};
     Start();
     EXPECT_EQ(json::parse(R"([
-        {"computer": "stage", "up": true, "problem": "", "ways": [
+        {"computer": "stage", "state": "up", "up": true, "problem": "", "address": "192.168.1.6:11188",
+         "interface": "eth0", "wireless": false, "key": "0011223344556677", "seconds": 12, "roundTrip": 340,
+         "sent": 5, "received": 4, "repaired": 3, "lost": 2, "late": 1, "ways": [
             {"from": 11, "to": 21, "incoming": false, "test": true,
              "problem": "Port 21 is not enabled as MIDI IN."}]},
-        {"computer": "attic", "up": false, "problem": "It does not answer.", "ways": []}])"),
+        {"computer": "attic", "state": "calling", "up": false, "problem": "It does not answer.",
+         "address": "", "interface": "", "wireless": false, "key": "", "seconds": 0, "roundTrip": null,
+         "sent": 0, "received": 0, "repaired": 0, "lost": 0, "late": 0, "ways": []}])"),
               Status()["sessions"]);
 }
 
