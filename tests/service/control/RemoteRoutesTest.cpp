@@ -149,13 +149,9 @@ TEST_F(RemoteRoutesTest, TheReasonOfATestOutputIsInItsStatusAndInTheLog) {
     EXPECT_THAT(log.Text(), HasSubstr("Port 21 of \"stage\" is not enabled as MIDI IN."));
 }
 
-TEST_F(RemoteRoutesTest, AnInputIsHeardByTheNetworkOnceProgramsCanHearIt) {
+TEST_F(RemoteRoutesTest, TheNetworkKnowsWhichInputsAreHeard) {
     stored.InputPorts = Bit(1);
-    Store();
-    service.Start();
-    EXPECT_EQ(network.wishes.heard, 0U);
-    service.StartBackend();
-    Turn();
+    Start();
     EXPECT_EQ(network.wishes.heard, Bit(1));
     stored.InputPorts = Bit(2);
     Store();
