@@ -92,10 +92,17 @@ void AlsaReaders::Ask(std::size_t number, Client& client) {
 
 void AlsaReaders::NoteWait(std::size_t total, Client& client) const {
     const bool isFull = BytesIn(client.free) == 0;
-    if (client.free >= std::min(kPieceCells, total / 2)) {
-        client.waited = 0;
-    } else if (isFull && client.fullAt != 0) {
+    if (isFull && client.fullAt != 0) {
         client.waited += cycle - client.fullAt;
+        client.spell += cycle - client.fullAt;
+        client.lastFull = cycle;
+    } else if (client.free >= std::min(kPieceCells, total / 2)) {
+        // One that makes room at once was only filled by much; one that makes room now and then is slow.
+        const bool wasShort = client.spell != 0 && client.spell < kShortWait;
+        if (wasShort || cycle - client.lastFull >= kLongestWait) {
+            client.waited = 0;
+        }
+        client.spell = 0;
     }
     client.fullAt = isFull ? cycle : 0;
 }
@@ -105,6 +112,7 @@ void AlsaReaders::LeaveBehind(std::size_t number) {
     client.fullSince = 0;
     client.fullAt = 0;
     client.waited = 0;
+    client.spell = 0;
     client.patience = kShortWait;
     leftBehind.set(number);
 }

@@ -1,8 +1,9 @@
 // The programs that read inputs, and how much each can still be sent. What a program has no room for is lost
 // to it, so the room of an input is that of its fullest reader. There are two limits to that. A reader that
 // takes nothing for a while is not waited for any longer. And where others read the same input, nor is one
-// that has kept them waiting for kLongestWait in all since it last had room for a piece, however little it
-// takes in between; the next time that it falls behind it keeps them waiting for kShortWait only.
+// that has kept them waiting for kLongestWait in all, however much it takes now and then, unless it makes
+// room for a piece within kShortWait; the next time that it falls behind it keeps them waiting for kShortWait
+// only.
 //
 // Such a reader is left behind: nothing is sent to it, at any input, until it has read what it was sent and
 // is taken up again.
@@ -76,7 +77,9 @@ class AlsaReaders {
         std::size_t free = 0;
         std::uint64_t fullSince = 0;  // 0: it is not
         std::uint64_t fullAt = 0;     // when it was last found full; 0: it was not at the last look
-        std::uint64_t waited = 0;     // in all, since it last had room for a piece
+        std::uint64_t spell = 0;      // how long others have waited since it last had room for a piece
+        std::uint64_t lastFull = 0;   // when they last did
+        std::uint64_t waited = 0;     // in all such spells since the last short one
         std::uint64_t patience = kLongestWait;
     };
     struct Input {

@@ -196,6 +196,18 @@ TEST_F(SlowReaderTest, KeepsOthersOfItsInputWaitingForASecondAndTheNextTimeForAM
     EXPECT_LE(WaitOfOthers(), AlsaReaders::kShortWait + 3 * kLook);
 }
 
+TEST_F(SlowReaderTest, IsLeftBehindAlsoIfItReadsEverythingNowAndThen) {
+    rooms = {{130, {200, 0}}, {131, {200, 200}}};
+    Connect(0, {130, 131});
+    std::uint64_t waited = 0;
+    for (int look = 0; look < 500 && !readers.HasLeftBehind(0); ++look) {
+        rooms[130].free = look % 16 >= 13 ? 200 : 0;
+        waited += RoomAt(now += kLook) == 0 ? kLook : 0;
+    }
+    EXPECT_TRUE(readers.HasLeftBehind(0));
+    EXPECT_LE(waited, AlsaReaders::kLongestWait + 20 * kLook);
+}
+
 TEST_F(SlowReaderTest, IsAnotherAfterItHasDisconnected) {
     rooms = {{130, {200, 0}}, {131, {200, 200}}};
     Connect(0, {130, 131});

@@ -16,6 +16,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
 #include <memory>
 #include <random>
@@ -115,6 +116,8 @@ class Soak {
     }
 
     void Run(std::chrono::seconds time) {
+        directReader.SetReadPool(2000);
+        Expect(directWriter.WriteTo(std::to_string(directReader.Id()) + ":1"), "a direct connection");
         const auto begin = steady_clock::now();
         auto nextDeed = begin;
         auto nextSilence = begin + std::chrono::seconds(20);
@@ -156,6 +159,8 @@ class Soak {
     }
 
     void PlaySteadily() {
+        directSentAt.push_back(steady_clock::now());
+        directWriter.Queue({0xC0, 1});
         for (int port = 0; port < kSteady; ++port) {
             std::uint64_t& count = written[At(port)];
             sentAt[At(port)][count % kRemembered] = steady_clock::now();
@@ -176,6 +181,12 @@ class Soak {
             }
             Hear(port, readers[At(port)].Read());
         }
+        directWriter.Pump();
+        for (std::size_t messages = directReader.Read().size() / 2; messages != 0; --messages) {
+            directLate100 += Since(directSentAt.front()) > milliseconds(100) ? 1 : 0;
+            directSlowest = std::max(directSlowest, Since(directSentAt.front()));
+            directSentAt.pop_front();
+        }
         for (const PublishedEndpoint& one : backend.Published()) {
             leftBehind += one.problem.empty() ? 0 : 1;
         }
@@ -193,12 +204,15 @@ class Soak {
             Expect(piece->bytes.size() == 3 && piece->bytes[1] == count % 128 &&
                        piece->bytes[2] == count / 128 % 128,
                    "the next message of a steady stream");
-            const auto late = std::chrono::duration_cast<milliseconds>(steady_clock::now() -
-                                                                       sentAt[At(port)][count % kRemembered]);
+            const milliseconds late = Since(sentAt[At(port)][count % kRemembered]);
             slowest = std::max(slowest, late);
             late100 += late > milliseconds(100) ? 1 : 0;
             ++count;
         }
+    }
+
+    static milliseconds Since(steady_clock::time_point time) {
+        return std::chrono::duration_cast<milliseconds>(steady_clock::now() - time);
     }
 
     void DoSomething() {
@@ -284,9 +298,11 @@ class Soak {
         memory >> pages >> resident;
         std::printf(
             "%llu steady messages heard, slowest %lld ms, %d later than 100 ms; %d kills, %d stops, %d "
-            "disconnects, %d silences; left behind at %d looks; %ld KiB\n",
+            "disconnects, %d silences; left behind at %d looks; %ld KiB; direct: slowest %lld ms, %d later "
+            "than 100 ms\n",
             static_cast<unsigned long long>(messages), static_cast<long long>(slowest.count()), late100,
-            kills, stops, disconnects, silences, leftBehind, resident * 4);
+            kills, stops, disconnects, silences, leftBehind, resident * 4,
+            static_cast<long long>(directSlowest.count()), directLate100);
         std::fflush(stdout);
     }
 
@@ -299,6 +315,11 @@ class Soak {
     std::array<AlsaProgram, kSteady> writers;
     std::array<AlsaProgram, kPorts> readers;
     std::array<MidiParser, kPorts> parsers;
+    AlsaProgram directWriter;  // beside the service, to compare
+    AlsaProgram directReader;
+    std::deque<steady_clock::time_point> directSentAt;
+    milliseconds directSlowest{0};
+    int directLate100 = 0;
     std::array<InputListener, kPorts> listeners;
     std::array<std::uint64_t, kSteady> written{};
     std::array<std::uint64_t, kSteady> heard{};
