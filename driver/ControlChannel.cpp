@@ -1,5 +1,7 @@
 #include "driver/ControlChannel.h"
 
+#include <algorithm>
+
 #include "driver/LittleEndian.h"
 
 namespace vexil {
@@ -21,7 +23,11 @@ std::vector<std::uint8_t> Pack(std::initializer_list<std::uint32_t> header,
 }
 
 bool IsKind(std::uint32_t kind) {
-    return kind >= kControlAttach && kind <= kControlReload;
+    return kind >= kControlAttach && kind <= kControlNetwork;
+}
+
+bool HasPayload(std::uint32_t kind) {
+    return kind == kControlSetOption || kind == kControlNetwork;
 }
 
 }  // namespace
@@ -44,14 +50,13 @@ std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t>
     request.number = Uint32At(packet.data() + 8);
     request.length = Uint32At(packet.data() + 12);
     request.payload = packet.subspan(kControlRequestHeaderSize);
-    const bool isSet = request.kind == kControlSetOption;
     if (!IsKind(request.kind) || request.length > kMaxControlData) {
         return std::nullopt;
     }
     if ((request.kind == kControlAttach || request.kind == kControlReload) && request.length != 0) {
         return std::nullopt;
     }
-    if (request.payload.size() != (isSet ? request.length : 0)) {
+    if (request.payload.size() != (HasPayload(request.kind) ? request.length : 0)) {
         return std::nullopt;
     }
     return request;
@@ -73,6 +78,31 @@ std::optional<ControlReply> UnpackControlReply(std::span<const std::uint8_t> pac
         return std::nullopt;
     }
     return reply;
+}
+
+std::optional<std::vector<std::uint8_t>> PackControlWords(const std::vector<std::string>& words) {
+    std::vector<std::uint8_t> payload;
+    for (const std::string& word : words) {
+        payload.insert(payload.end(), word.begin(), word.end());
+        payload.push_back(0);
+    }
+    return UnpackControlWords(payload) == words ? std::optional(std::move(payload)) : std::nullopt;
+}
+
+std::optional<std::vector<std::string>> UnpackControlWords(std::span<const std::uint8_t> payload) {
+    if (payload.empty() || payload.size() > kMaxControlWordsSize || payload.back() != 0) {
+        return std::nullopt;
+    }
+    std::vector<std::string> words;
+    for (auto start = payload.begin(); start != payload.end();) {
+        const auto end = std::find(start, payload.end(), 0);
+        if (end == start) {
+            return std::nullopt;
+        }
+        words.emplace_back(start, end);
+        start = end + 1;
+    }
+    return words;
 }
 
 }  // namespace vexil

@@ -2,9 +2,10 @@
 // socket options. Pure bytes, used on both sides. One request is one packet and is answered by one packet;
 // integers are unsigned, 32 bits, little-endian.
 //
-//   request: sequence, kind, number, length, then for a set option `length` bytes of payload
-//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, 0 unless a get or a status
-//            succeeded
+//   request: sequence, kind, number, length, then for a set option and a network command `length` bytes of
+//            payload
+//   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, 0 unless a get, a status or a
+//            network command succeeded
 //
 // The panel chooses the sequence, the reply returns it. Example: as its request 7 a panel sends option 191
 // with the value 25, and the driver takes it:
@@ -22,6 +23,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace vexil {
@@ -30,12 +32,15 @@ namespace vexil {
 inline constexpr std::uint32_t kControlAttach = 1;     // number: the unit; length 0
 inline constexpr std::uint32_t kControlSetOption = 2;  // number: the option; length: that of the payload
 inline constexpr std::uint32_t kControlGetOption = 3;  // number: the option; length: what the panel can take
-// These two need no attachment and are for the service's own command line.
+// The following need no attachment and are for the service's own command line.
 // Status: the reply's data is JSON text. number: the entry of its lists from which on it is told, 0 at first;
 // length: what the asker can take.
 inline constexpr std::uint32_t kControlStatus = 4;
 inline constexpr std::uint32_t kControlReload =
     5;  // number and length 0: the driver reads its configuration again
+// Network: the payload is words (PackControlWords), a command and what it needs; the reply's data is JSON
+// text. number: 0; length: that of the payload.
+inline constexpr std::uint32_t kControlNetwork = 6;
 
 inline constexpr std::size_t kControlRequestHeaderSize = 16;
 inline constexpr std::size_t kControlReplyHeaderSize = 12;
@@ -43,13 +48,14 @@ inline constexpr std::size_t kControlReplyHeaderSize = 12;
 inline constexpr std::size_t kMaxControlData = 65536;
 inline constexpr std::size_t kMaxControlRequestSize = kControlRequestHeaderSize + kMaxControlData;
 inline constexpr std::size_t kMaxControlReplySize = kControlReplyHeaderSize + kMaxControlData;
+inline constexpr std::size_t kMaxControlWordsSize = 4096;  // bytes of all words with their zeros
 
 struct ControlRequest {
     std::uint32_t sequence = 0;
     std::uint32_t kind = 0;
     std::uint32_t number = 0;
     std::uint32_t length = 0;
-    std::span<const std::uint8_t> payload{};  // not owned; `length` bytes for a set option, else empty
+    std::span<const std::uint8_t> payload{};  // not owned; `length` bytes where there is one, else empty
 };
 
 struct ControlReply {
@@ -66,5 +72,11 @@ std::vector<std::uint8_t> PackControlReply(const ControlReply& reply);
 // an error and data. The result points into the packet.
 std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t> packet);
 std::optional<ControlReply> UnpackControlReply(std::span<const std::uint8_t> packet);
+
+// Words as a payload, each ended by a zero byte. Null when the other side would not take them: see below.
+std::optional<std::vector<std::uint8_t>> PackControlWords(const std::vector<std::string>& words);
+// The words of a payload, or null when it is malformed: it has no word, an empty one, no zero at its end, or
+// more than kMaxControlWordsSize bytes.
+std::optional<std::vector<std::string>> UnpackControlWords(std::span<const std::uint8_t> payload);
 
 }  // namespace vexil

@@ -223,11 +223,27 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
             }
             break;
         }
+        case kControlNetwork:
+            error = AnswerNetwork(request, data);
+            break;
         default:  // kControlReload: there is no other kind
             error = driver.Reload();
             break;
     }
     return Send(client, request.sequence, error, data);
+}
+
+int ControlServer::AnswerNetwork(const ControlRequest& request, std::vector<std::uint8_t>& data) {
+    const auto words = UnpackControlWords(request.payload);
+    if (!words || request.number != 0) {
+        return EINVAL;
+    }
+    const std::string answer = driver.Network(*words);
+    if (answer.size() > kMaxControlData) {
+        return EMSGSIZE;
+    }
+    data.assign(answer.begin(), answer.end());
+    return 0;
 }
 
 int ControlServer::Attach(std::uint64_t key, const Client& client, std::uint32_t unit) {

@@ -40,6 +40,8 @@ class ControlServer {
         // Of any client. The status is JSON text, from an entry of its lists on.
         virtual std::string Status(std::size_t first) = 0;
         virtual int Reload() = 0;
+        // What the user wants of the network: at least one word, each not empty. The answer is JSON text.
+        virtual std::string Network(const std::vector<std::string>& words) = 0;
         // A process was turned away: it belongs to another user than may use this service.
         virtual void ClientRefused(pid_t process, uid_t user) = 0;
     };
@@ -94,6 +96,7 @@ class ControlServer {
     // One packet of the client, if there is one.
     Outcome ServeOne(std::uint64_t key, Client& client);
     bool Answer(std::uint64_t key, Client& client, const ControlRequest& request);
+    int AnswerNetwork(const ControlRequest& request, std::vector<std::uint8_t>& data);
     int Attach(std::uint64_t key, const Client& client, std::uint32_t unit);
     static bool Send(const Client& client, std::uint32_t sequence, int error,
                      std::span<const std::uint8_t> data = {});

@@ -8,6 +8,7 @@
 
 #include "driver/DriverOptions.h"
 #include "service/backends/EndpointNames.h"
+#include "service/control/NetworkAnswers.h"
 #include "service/control/OptionPayloads.h"
 #include "service/control/RemoteRoutes.h"
 #include "service/control/RouteText.h"
@@ -305,6 +306,11 @@ std::string DriverService::Status(std::size_t first) {
 int DriverService::Reload() {
     TakeUp(store.Read(), true);
     return 0;
+}
+
+std::string DriverService::Network(const std::vector<std::string>& words) {
+    return parts.network != nullptr ? parts.network->Command(words)
+                                    : NetworkProblem("This service carries no MIDI between computers.");
 }
 
 void DriverService::TakeUp(const DriverConfiguration& read, bool granularity) {

@@ -106,6 +106,7 @@ class DriverService : public ControlServer::Mediator {
     int GetOption(std::uint32_t option, std::vector<std::uint8_t>& data) override;
     std::string Status(std::size_t first) override;
     int Reload() override;
+    std::string Network(const std::vector<std::string>& words) override;
     void ClientRefused(pid_t process, uid_t user) override;
 
   private:

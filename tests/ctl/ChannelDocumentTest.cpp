@@ -99,7 +99,9 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
         {"B>",
          {Request(1, kControlAttach, kControlUnit), Request(2, kControlSetOption, kOptionReloadConfiguration),
           Request(3, kControlReload, 0), Request(4, kControlStatus, 0, {}, 16),
-          Request(5, kControlStatus, 0, {}, kMaxControlData)}},
+          Request(5, kControlStatus, 0, {}, kMaxControlData),
+          Request(6, kControlNetwork, 0, {'l', 'i', 's', 't', 0}),
+          Request(7, kControlNetwork, 0, {'l', 'i', 's', 't'})}},
     };
     std::map<std::string, std::vector<Bytes>> found;
     for (const Line& line : Conversation()) {
@@ -120,7 +122,7 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
 TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
     const std::map<std::string, std::vector<std::uint32_t>> errors = {
         {"A<", {0, 0, 0, 0, 0, 0, ENXIO, 0, 0, ENOPROTOOPT, EINVAL}},
-        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0}},
+        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0, 0, EINVAL}},
     };
     std::map<std::string, std::uint32_t> sequences;
     int checked = 0;
@@ -136,7 +138,7 @@ TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
         EXPECT_EQ(BytesOf(line), PackControlReply({sequence, errors.at(line.who)[sequence - 1], {}}));
         ++checked;
     }
-    EXPECT_EQ(checked, 14);
+    EXPECT_EQ(checked, 15);
 }
 
 // The values of the table of errors.

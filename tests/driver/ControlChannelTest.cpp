@@ -71,7 +71,7 @@ TEST(ControlChannel, RequestsOfAnotherLengthThanTheySayAreNone) {
 
 TEST(ControlChannel, RequestsOfAnUnknownKindAreNone) {
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 0)));
-    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 6)));
+    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 7)));
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 7, 1)));
 }
 
@@ -92,6 +92,35 @@ TEST(ControlChannel, StatusRequestsSayWhatTheyTake) {
     EXPECT_EQ(kControlStatus, request->kind);
     EXPECT_EQ(65536U, request->length);
     EXPECT_TRUE(request->payload.empty());
+}
+
+TEST(ControlChannel, NetworkRequestsCarryTheirWords) {
+    const auto payload = PackControlWords({"pin", "the studio"});
+    ASSERT_TRUE(payload);
+    const auto length = static_cast<std::uint32_t>(payload->size());
+    const auto packet = PackControlRequest({1, kControlNetwork, 0, length, *payload});
+    EXPECT_EQ((Bytes{1,   0,   0,   0, 6,   0,   0,   0,   0,   0,   0,   0,   15,  0,   0, 0,
+                     'p', 'i', 'n', 0, 't', 'h', 'e', ' ', 's', 't', 'u', 'd', 'i', 'o', 0}),
+              packet);
+    const auto request = UnpackControlRequest(packet);
+    ASSERT_TRUE(request);
+    EXPECT_EQ((std::vector<std::string>{"pin", "the studio"}), UnpackControlWords(request->payload));
+    EXPECT_FALSE(UnpackControlRequest(Cut(packet, packet.size() - 1)));
+    EXPECT_FALSE(UnpackControlRequest(Cut(packet, packet.size() + 1)));
+}
+
+TEST(ControlChannel, WordsThatAreMalformedAreNeitherReadNorPacked) {
+    for (const Bytes& payload : {Bytes{}, Bytes{0}, Bytes{'a'}, Bytes{'a', 0, 0}, Bytes{0, 'a', 0}}) {
+        EXPECT_FALSE(UnpackControlWords(payload)) << payload.size();
+    }
+    EXPECT_FALSE(PackControlWords({}));
+    EXPECT_FALSE(PackControlWords({"a", ""}));
+    EXPECT_FALSE(PackControlWords({std::string("a\0b", 3)}));
+}
+
+TEST(ControlChannel, WordsHaveABound) {
+    EXPECT_TRUE(PackControlWords({"a", std::string(kMaxControlWordsSize - 3, 'x')}));
+    EXPECT_FALSE(PackControlWords({"a", std::string(kMaxControlWordsSize - 2, 'x')}));
 }
 
 TEST(ControlChannel, RequestsForMoreThanTheMostDataAreNone) {
@@ -149,6 +178,9 @@ TEST(ControlChannel, RequestsOf64KiBAreReadAndLongerOnesAreNone) {
     for (const std::uint32_t length : {65536U, 65537U}) {
         const std::span<const std::uint8_t> sent(payload.data(), length);
         const bool isRead = length == 65536;
+        EXPECT_EQ(
+            isRead,
+            UnpackControlRequest(PackControlRequest({1, kControlNetwork, 0, length, sent})).has_value());
         EXPECT_EQ(
             isRead,
             UnpackControlRequest(PackControlRequest({1, kControlSetOption, 192, length, sent})).has_value());

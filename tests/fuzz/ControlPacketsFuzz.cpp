@@ -1,5 +1,6 @@
 // The packets of the control channel, in a buffer of exactly their length: what is taken for a packet is
 // written back as the same bytes.
+#include <algorithm>
 #include <vector>
 
 #include "driver/ControlChannel.h"
@@ -16,9 +17,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     }
     if (const auto request = UnpackControlRequest(packet)) {
         Check(request->payload.size() <= kMaxControlData, "the payload is within its limit");
-        Check(request->kind != kControlSetOption || request->payload.size() == request->length,
-              "a set option has its payload");
+        Check((request->kind != kControlSetOption && request->kind != kControlNetwork) ||
+                  request->payload.size() == request->length,
+              "what has a payload has all of it");
         Check(PackControlRequest(*request) == packet, "a request is written back as it was");
+        if (const auto words = UnpackControlWords(request->payload)) {
+            Check(!words->empty(), "there is a command");
+            Check(request->payload.size() <= kMaxControlWordsSize, "the words are within their limit");
+            const auto packed = PackControlWords(*words);
+            Check(packed && std::equal(packed->begin(), packed->end(), request->payload.begin(),
+                                       request->payload.end()),
+                  "words are written back as they were");
+        }
     }
     return 0;
 }

@@ -14,7 +14,12 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class ControlServerTest : public ControlServerFixture {};
+class ControlServerTest : public ControlServerFixture {
+  protected:
+    Reply Command(const RawClient& client, const Bytes& payload) {
+        return Ask(client, kControlNetwork, 0, static_cast<std::uint32_t>(payload.size()), payload);
+    }
+};
 
 TEST_F(ControlServerTest, PassesOptionsOfTheAttachedPanelOnInTheirOrder) {
     const auto panel = Attached();
@@ -90,6 +95,34 @@ TEST_F(ControlServerTest, LongestStatusArrivesWhole) {
     const auto client = Connect();
     driver.status = std::string(kMaxControlData, 'x');
     EXPECT_EQ(kMaxControlData, Ask(*client, kControlStatus, 0, kMaxControlData).data.size());
+}
+
+TEST_F(ControlServerTest, NetworkCommandsNeedNoAttachment) {
+    const auto client = Connect();
+    driver.networkAnswer = "[1]";
+    EXPECT_EQ((Reply{77, 0, {'[', '1', ']'}}), Command(*client, {'p', 'i', 'n', 0, 'a', ' ', 'b', 0}));
+    EXPECT_THAT(driver.asked, ElementsAre("network pin a b"));
+}
+
+TEST_F(ControlServerTest, NetworkCommandsThatAreMalformedReachNoDriver) {
+    const auto client = Connect();
+    for (const Bytes& payload : {Bytes{}, Bytes{'p'}, Bytes{0}, Bytes{'p', 0, 0}, Bytes{'p', 0, 'q'}, [] {
+                                     Bytes longer(kMaxControlWordsSize + 1, 'x');
+                                     longer.back() = 0;
+                                     return longer;
+                                 }()}) {
+        EXPECT_EQ((Reply{77, EINVAL, {}}), Command(*client, payload)) << payload.size();
+    }
+    EXPECT_EQ((Reply{77, EINVAL, {}}), Ask(*client, kControlNetwork, 1, 2, {'p', 0}));
+    EXPECT_THAT(driver.asked, IsEmpty());
+}
+
+TEST_F(ControlServerTest, NetworkAnswersThatNoReplyHoldsFail) {
+    const auto client = Connect();
+    driver.networkAnswer = std::string(kMaxControlData, 'x');
+    EXPECT_EQ(kMaxControlData, Command(*client, {'p', 0}).data.size());
+    driver.networkAnswer += 'x';
+    EXPECT_EQ((Reply{77, EMSGSIZE, {}}), Command(*client, {'p', 0}));
 }
 
 TEST_F(ControlServerTest, UnitIsAttachedOnce) {

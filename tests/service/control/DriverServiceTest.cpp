@@ -26,6 +26,18 @@ class DriverServiceTest : public ServiceFixture {
     int Granularity() { return nlohmann::json::parse(service.Status(0))["options"]["sendGranularity"]; }
 };
 
+TEST_F(DriverServiceTest, PassesNetworkCommandsToTheNetwork) {
+    network.answerToCommands = R"({"done": "It is pinned."})";
+    EXPECT_EQ(R"({"done": "It is pinned."})", service.Network({"pin", "stage"}));
+    EXPECT_THAT(network.commands, ElementsAre(ElementsAre("pin", "stage")));
+}
+
+TEST_F(DriverServiceTest, AnswersNetworkCommandsWithoutANetworkToo) {
+    DriverService alone{{servicePreferences, engine, backend, driver, [this] { return Computers(); },
+                         [this] { return now; }}};
+    EXPECT_EQ(R"({"problem":"This service carries no MIDI between computers."})", alone.Network({"list"}));
+}
+
 TEST_F(DriverServiceTest, PublishesWhatIsEnabledUnderItsNames) {
     stored.OutputPorts = Bit(0) | Bit(1);
     stored.InputPorts = Bit(8);

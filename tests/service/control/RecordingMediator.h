@@ -14,11 +14,12 @@ namespace vexil {
 class RecordingMediator : public ControlServer::Mediator {
   public:
     // What was asked, in order: "attached", "detached", "set 191: 19 00 00 00", "get 202", "status",
-    // "reload", "refused".
+    // "reload", "network pin studio", "refused".
     std::vector<std::string> asked;
     std::map<std::uint32_t, int> errors;  // of set and get options
     std::vector<std::uint8_t> data = {1, 2, 3};
     std::string status = "{}";
+    std::string networkAnswer = "{}";
 
     void PanelAttached(pid_t) override { asked.push_back("attached"); }
     void PanelDetached() override { asked.push_back("detached"); }
@@ -43,6 +44,14 @@ class RecordingMediator : public ControlServer::Mediator {
     int Reload() override {
         asked.push_back("reload");
         return 0;
+    }
+    std::string Network(const std::vector<std::string>& words) override {
+        std::string line = "network";
+        for (const std::string& word : words) {
+            line += " " + word;
+        }
+        asked.push_back(line);
+        return networkAnswer;
     }
     void ClientRefused(pid_t, uid_t) override { asked.push_back("refused"); }
 };
