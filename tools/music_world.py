@@ -19,6 +19,8 @@ import subprocess
 import threading
 import time
 
+import own_shared_memory
+
 _libc = ctypes.CDLL(None)
 _PR_SET_PDEATHSIG = 1
 PATIENCE = 15.0
@@ -52,6 +54,7 @@ class JackServer:
     is lost; but it waits for seconds for one that was killed, too."""
 
     def __init__(self, environment, frames=128, patient=False):
+        own_shared_memory.take()
         self.name, self.lock = _take_name()
         self.frames = frames
         self.patience = ("-S", "-t", "20000") if patient else ()

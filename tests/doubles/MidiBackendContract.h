@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <set>
@@ -46,8 +47,16 @@ class BackendFixture : public ::testing::Test {
 
     BackendFixture() : engine(std::make_unique<Engine>()), subject(std::make_unique<Subject>()) {}
     void SetUp() override { subject->SetUp(); }
-    // Before the engine, whatever the test has left.
-    void TearDown() override { subject.reset(); }
+    // Before the engine, whatever the test has left. A thread that is stuck may go on with the engine.
+    void TearDown() override {
+        Backend().Stop();
+        if (Backend().IsStuck()) {
+            static auto* const kept = new std::vector<std::unique_ptr<Engine>>;
+            kept->push_back(std::move(engine));
+            std::puts("The MIDI system did not let the back end go within its time.");
+        }
+        subject.reset();
+    }
 
     MidiBackend& Backend() { return subject->Backend(); }
 

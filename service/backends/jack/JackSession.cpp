@@ -589,10 +589,13 @@ void JackSession::SetProperty(jack_port_t* port, const char* key, const std::str
     }
 }
 
-// JACK gives the number of a port that has gone, and with it the properties, to the next.
+// JACK gives the number of a port that has gone, and with it the properties, to the next. One by one: to
+// remove all of a port, JACK's library goes through those of all ports.
 void JackSession::ForgetProperties(jack_port_t* port) {
-    if (takesProperties) {
-        static_cast<void>(jack_remove_properties(client, jack_port_uuid(port)));  // it goes either way
+    for (const char* key : {JACK_METADATA_PRETTY_NAME, JACK_METADATA_ORDER, JACK_METADATA_SIGNAL_TYPE}) {
+        if (takesProperties) {
+            static_cast<void>(jack_remove_property(client, jack_port_uuid(port), key));  // it goes either way
+        }
     }
 }
 

@@ -242,6 +242,21 @@ TEST_F(JackBackendTest, TheLastWriterThatGoesInsideASystemExclusiveEndsItAtOnce)
     EXPECT_EQ(engine->CountersOfSource(0).dropped, 0U) << "it was not waited for";
 }
 
+// How long a program of the test takes to be there with as many ports as the service has.
+std::chrono::nanoseconds TimeOfBareProgram() {
+    const auto begin = std::chrono::steady_clock::now();
+    jack_client_t* client = jack_client_open("bare", JackNoStartServer, nullptr);
+    if (client != nullptr) {
+        for (int port = 0; port < 2 * kMaxPorts; ++port) {
+            const auto flags = port % 2 == 0 ? JackPortIsInput : JackPortIsOutput;
+            jack_port_register(client, std::to_string(port).c_str(), JACK_DEFAULT_MIDI_TYPE, flags, 0);
+        }
+        jack_client_close(client);
+    }
+    return std::chrono::steady_clock::now() - begin;
+}
+
+// On a computer that is so busy that any program takes long, the service does as well.
 TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
     std::vector<Endpoint> endpoints;
     for (int port = 0; port < kMaxPorts; ++port) {
@@ -259,7 +274,8 @@ TEST_F(JackBackendTest, EverythingIsBackTwoSecondsAfterTheServerIs) {
         return program.Listed(true).size() == static_cast<std::size_t>(kMaxPorts) &&
                program.Listed(false).size() == static_cast<std::size_t>(kMaxPorts);
     }));
-    EXPECT_LT(std::chrono::steady_clock::now() - back, std::chrono::seconds(2));
+    const auto took = std::chrono::steady_clock::now() - back;
+    EXPECT_LT(took, std::chrono::seconds(2) + 5 * TimeOfBareProgram());
 }
 
 // How often any thread of this process has gone to sleep.
@@ -686,6 +702,29 @@ TEST_F(JackBackendTest, PatchbaysShowThePortsByTheirTitlesInTheOrderOfTheirNumbe
         }));
         EXPECT_EQ(PropertyOf(AddressOf(port, true), JACK_METADATA_PRETTY_NAME), title);
     }
+}
+
+TEST_F(JackBackendTest, APortThatGoesLeavesNoPropertiesToTheNextOfItsNumber) {
+    if (IsPipeWire()) {
+        GTEST_SKIP() << "it gives no number twice";
+    }
+    Publish({{0, true, "Alpha", false}});
+    const std::string address = AddressOf(0, true);
+    ASSERT_TRUE(Eventually([&] { return !PropertyOf(address, JACK_METADATA_ORDER).empty(); }));
+    jack_client_t* client = jack_client_open("properties", JackNoStartServer, nullptr);
+    ASSERT_NE(client, nullptr);
+    const jack_uuid_t uuid = jack_port_uuid(jack_port_by_name(client, address.c_str()));
+    const auto count = [uuid] {
+        jack_description_t description{};
+        const int found = jack_get_properties(uuid, &description);
+        jack_free_description(&description, 0);
+        return found;
+    };
+    EXPECT_EQ(count(), 3);
+    Publish({});
+    ASSERT_TRUE(Settled());
+    EXPECT_EQ(count(), 0);
+    jack_client_close(client);
 }
 
 TEST_F(JackBackendTest, APortIsFoundByTheNameThatEarlierVersionsGaveIt) {

@@ -8,6 +8,7 @@
 
 #include "tests/service/backends/jack/JackProgram.h"
 #include "tests/service/backends/jack/JackTestServer.h"
+#include "tests/service/backends/jack/OwnSharedMemory.h"
 
 // The thread sanitizer does not see how JACK hands a port's buffer from one client to the next, which are
 // elsewhere processes of their own. One of the two is always a program of the test.
@@ -45,6 +46,9 @@ int main(int count, char** arguments) {
             // A server that waits for no client now and then loses what is written over a new connection.
             ::poll(nullptr, 0, 200);
         }
+    }
+    if (!vexil::TakeOwnSharedMemory()) {
+        std::puts("There is no /dev/shm of the test's own: it is shared with other JACK servers.");
     }
     ::testing::UnitTest::GetInstance()->listeners().Append(new FaultReport);  // which owns it from now on
     return RUN_ALL_TESTS();

@@ -11,14 +11,23 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <sstream>
+#include <stop_token>
 #include <thread>
+
+#include "tests/service/backends/jack/OwnSharedMemory.h"
 
 namespace vexil {
 
 namespace {
+
+constexpr std::chrono::seconds kLongestStart{20};
+constexpr std::chrono::seconds kLongestEnd{10};
 
 bool IsInstalled(const std::string& program) {
     std::istringstream path(std::getenv("PATH") != nullptr ? std::getenv("PATH") : "");
@@ -86,16 +95,48 @@ bool CarriesMidi() {
     return probe.heard;
 }
 
-// A server that was killed leaves these behind.
+// A server that was killed leaves these behind, and what all servers share as well.
 void RemoveOwnFiles() {
     for (const auto& file : std::filesystem::directory_iterator("/dev/shm")) {
         const std::string name = file.path().filename();
-        if (name.starts_with("jack") && name.find("_" + ServerName() + "_") != std::string::npos) {
+        if (name.starts_with("jack") &&
+            (HasOwnSharedMemory() || name.find("_" + ServerName() + "_") != std::string::npos)) {
             std::error_code ignored;  // gone already is fine
-            std::filesystem::remove(file.path(), ignored);
+            std::filesystem::remove_all(file.path(), ignored);
         }
     }
 }
+
+bool EndsWithin(pid_t process, std::chrono::seconds longest) {
+    const auto end = std::chrono::steady_clock::now() + longest;
+    while (::waitpid(process, nullptr, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// Kills processes after a while, so that a call that waits for them comes back, unless it is gone by then.
+class Guard {
+  public:
+    Guard(std::vector<pid_t> guarded, std::chrono::seconds longest)
+        : thread([guarded = std::move(guarded), longest](const std::stop_token& stop) {
+              std::mutex mutex;
+              std::unique_lock lock(mutex);
+              std::condition_variable_any never;
+              never.wait_for(lock, stop, longest, [] { return false; });
+              for (const pid_t process : guarded) {
+                  if (!stop.stop_requested()) {
+                      ::kill(process, SIGKILL);
+                  }
+              }
+          }) {}
+
+  private:
+    std::jthread thread;
+};
 
 }  // namespace
 
@@ -135,17 +176,17 @@ std::string JackTestServer::WhyNot() {
 }
 
 bool JackTestServer::Start() {
-    // Servers of one user share files, and one that was killed elsewhere may keep another from starting.
-    constexpr int kAttempts = 4;
+    // One that was killed may have left a lock behind for which the next one waits without end.
+    constexpr int kAttempts = 2;
     for (int attempt = 0; processes.empty() && attempt < kAttempts; ++attempt) {
         SpawnServer();
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(4);
+        const Guard guard(processes, kLongestStart);
         while (!processes.empty() && !CarriesMidi()) {
             if (::waitpid(processes[0], nullptr, WNOHANG) != 0) {
-                processes.erase(processes.begin());  // it has ended by itself
+                processes.erase(processes.begin());  // it has ended, or was killed since it did not answer
                 Kill();
-            } else if (std::chrono::steady_clock::now() > end) {
-                Kill();
+                std::fputs("The server did not start.\n", stderr);
+                RemoveOwnFiles();
             } else {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
@@ -185,10 +226,19 @@ void JackTestServer::Send(int number) {
 void JackTestServer::Signal(int number) {
     Send(number);
     Send(SIGCONT);
+    bool hasHung = false;
     for (const pid_t process : processes) {
-        ::waitpid(process, nullptr, 0);
+        if (!EndsWithin(process, kLongestEnd)) {
+            hasHung = true;
+            ::kill(process, SIGKILL);
+            ::waitpid(process, nullptr, 0);
+        }
     }
     processes.clear();
+    if (hasHung) {
+        std::fputs("The server hung and was killed.\n", stderr);
+        RemoveOwnFiles();
+    }
 }
 
 void JackTestServer::Spawn(const std::vector<std::string>& command) {
@@ -199,8 +249,8 @@ void JackTestServer::Spawn(const std::vector<std::string>& command) {
     arguments.push_back(nullptr);
     const pid_t process = ::fork();
     if (process == 0) {
-        // It does not outlive a test that crashes.
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        // It does not outlive a test that crashes, and one that hangs ends by nothing else.
+        ::prctl(PR_SET_PDEATHSIG, HasOwnSharedMemory() ? SIGKILL : SIGTERM);
         const int nothing = ::open("/dev/null", O_RDWR);
         ::dup2(nothing, STDOUT_FILENO);
         ::dup2(nothing, STDERR_FILENO);

@@ -23,14 +23,14 @@ class JackTestServer {
     // client that is killed holds it up. From the next start on; the server must not run. PipeWire never
     // waits.
     void SetSynchronous(bool waits) { synchronous = waits; }
-    // Starts it if it does not run; returns when it carries MIDI, false when it does not in 20 s.
+    // Starts it if it does not run; returns when it carries MIDI, false when it does not in two times 20 s.
     bool Start();
     // Kills it without warning.
     void Kill();
     // It stands still until Resume, and does not answer.
     void Pause() { Send(SIGSTOP); }
     void Resume() { Send(SIGCONT); }
-    // Ends it as a user does.
+    // Ends it as a user does. One that hangs is killed after 10 s.
     void End();
 
   private:
