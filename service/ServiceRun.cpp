@@ -23,9 +23,10 @@ namespace {
 class Run {
   public:
     Run(const ServiceSignals& serviceSignals, const ControlListener& listener, MidiBackend& midiBackend,
-        DriverService& driverService, StoreWatch& watchOfStore)
+        RemoteNetwork& remoteNetwork, DriverService& driverService, StoreWatch& watchOfStore)
         : signals(serviceSignals),
           backend(midiBackend),
+          network(remoteNetwork),
           service(driverService),
           storeWatch(watchOfStore),
           server(std::make_unique<ControlServer>(listener.Socket(), listener.Group(), service)),
@@ -66,6 +67,8 @@ class Run {
                   [this] { return server ? server->Timeout() : -1; }});
         loop.Add({backend.EventDescriptor(), [this] { service.ServeBackend(); },
                   [this] { return backend.EventTimeout(); }});
+        loop.Add({network.EventDescriptor(), [this] { service.ServeNetwork(); },
+                  [this] { return network.Timeout(); }});
         loop.Add({service.LoopDescriptor(), [this] { service.ServeLoops(); }});
         loop.Add({storeWatch.EventDescriptor(), [this] { storeWatch.Serve(); },
                   [this] { return server ? storeWatch.Timeout() : -1; }});
@@ -117,6 +120,7 @@ class Run {
 
     const ServiceSignals& signals;
     MidiBackend& backend;
+    RemoteNetwork& network;
     DriverService& service;
     StoreWatch& storeWatch;
     std::unique_ptr<ControlServer> server;  // null once the service is ending
@@ -146,8 +150,8 @@ int ServiceSignals::Take() const {
 }
 
 bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
-                DriverService& service, StoreWatch& storeWatch) {
-    Run run(signals, listener, backend, service, storeWatch);
+                RemoteNetwork& network, DriverService& service, StoreWatch& storeWatch) {
+    Run run(signals, listener, backend, network, service, storeWatch);
     if (!run.HasEvents()) {
         LogPrintf("The system has no descriptors to give.\n");
         return false;

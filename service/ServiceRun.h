@@ -5,6 +5,7 @@
 #include "service/backends/MidiBackend.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
+#include "service/control/RemoteNetwork.h"
 #include "service/control/StoreWatch.h"
 #include "shared/System/Descriptor.h"
 
@@ -27,6 +28,6 @@ class ServiceSignals {
 // Starts the service and serves until SIGTERM or SIGINT has come and what sounded is released. False, with a
 // line in the log, when the system lacks something that the service needs.
 bool RunService(const ServiceSignals& signals, const ControlListener& listener, MidiBackend& backend,
-                DriverService& service, StoreWatch& storeWatch);
+                RemoteNetwork& network, DriverService& service, StoreWatch& storeWatch);
 
 }  // namespace vexil

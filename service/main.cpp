@@ -7,15 +7,19 @@
 #include <vector>
 
 #include "config/DriverPreferences.h"
+#include "platform/linux/network/KeyStore.h"
+#include "platform/linux/network/NetlinkInterfaces.h"
+#include "platform/linux/network/SystemResolver.h"
 #include "platform/linux/preferences/InotifyPreferenceWatch.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"
+#include "service/NetworkService.h"
 #include "service/ServiceArguments.h"
 #include "service/ServiceRun.h"
 #include "service/SteadyEngineClock.h"
 #include "service/backends/BackendChoice.h"
 #include "service/control/ControlListener.h"
 #include "service/control/DriverService.h"
-#include "service/engine/TimedDriver.h"
+#include "service/network/NetworkDriver.h"
 #include "shared/System/PrintableText.h"
 #include "shared/System/StandardStreams.h"
 #include "shared/System/Version.h"
@@ -67,13 +71,20 @@ int Serve(const ServiceArguments& arguments) {
     InotifyPreferenceWatch watch(paths, kDriverDomain, UserScope::kCFPreferencesAnyUser);
     PlistPreferenceDomains preferences(paths, SystemDurabilityCalls(), Unparsable::GoOnWith);
     const SteadyEngineClock clock;
-    TimedDriver driver(engine, clock);
+    NetworkDriver driver(engine, clock);
+    KeyStore keys({paths.network, paths.hostId, paths.machineId},
+                  [](const std::string& line) { LogPrintf("%s.\n", line.c_str()); });
+    SystemResolver resolver;
+    NetworkService network(
+        {engine, driver, keys, resolver, [] { return std::make_unique<NetlinkInterfaces>(); }},
+        arguments.network);
     const auto computers = [] { return std::vector{LookUpThisComputer()}; };
-    DriverService service({preferences, engine, *backend, driver, computers, DriverService::Clock::now});
+    DriverService service(
+        {preferences, engine, *backend, driver, computers, DriverService::Clock::now, &network});
     service.SetControlPath(listener->Path());
     StoreWatch storeWatch({watch, [&preferences] { return preferences.LookAgainIn(); },
                            [&service] { service.StoreChanged(); }, StoreWatch::Clock::now});
-    const int result = RunService(signals, *listener, *backend, service, storeWatch) ? 0 : kFailure;
+    const int result = RunService(signals, *listener, *backend, network, service, storeWatch) ? 0 : kFailure;
     if (backend->IsStuck()) {
         listener.reset();
         LogPrintf("The MIDI system does not answer; the service ends without its leave.\n");

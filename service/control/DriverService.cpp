@@ -288,6 +288,7 @@ int DriverService::GetOption(std::uint32_t option, std::vector<std::uint8_t>& da
 std::vector<HostRecord> DriverService::Computers() const {
     std::vector<HostRecord> computers = parts.computers();
     if (parts.network != nullptr) {
+        computers.front().port = parts.network->Port();
         const std::vector<HostRecord> others = parts.network->Computers();
         computers.insert(computers.end(), others.begin(), others.end());
     }

@@ -32,8 +32,9 @@ struct RemoteWishes {
 
 // How a way that is wanted stands.
 struct RemoteAnswer {
-    int computer = 0;     // number for Destination::Remote, from 1 on; 0: the computer is not known
-    std::string problem;  // why nothing that is sent on it is heard, as one sentence; empty when it is heard
+    int computer = 0;      // number for Destination::Remote, from 1 on; 0: the computer is not known
+    std::string problem;   // why nothing that is sent on it is heard, as one sentence; empty when it is heard
+    bool passing = false;  // that is about to change by itself: it needs no line in the log
     bool operator==(const RemoteAnswer&) const = default;
 };
 
@@ -58,8 +59,6 @@ struct RemoteSession {
     std::string key;            // short form, when it is up
     std::uint64_t seconds = 0;  // for how long it has been in that state
     std::optional<std::uint32_t> roundTrip;  // microseconds, when up and measured
-    std::uint64_t sent = 0;                  // records to it
-    std::uint64_t received = 0;              // records from it
     std::uint64_t repaired = 0;              // records that were sent to it again
     std::uint64_t lost = 0;                  // messages to it that found no room
     std::uint64_t late = 0;                  // note-ons from it that came too late to be played
@@ -88,6 +87,8 @@ class RemoteNetwork {
     // Whether a text that was set as a computer is an address of this computer.
     virtual bool IsThisComputer(const std::string& text) const = 0;
 
+    // UDP port on which this computer hears others; 0: it does not.
+    virtual std::uint16_t Port() const = 0;
     // The other computers that are known, as the list shows them.
     virtual std::vector<HostRecord> Computers() const = 0;
     // Asks who is there.

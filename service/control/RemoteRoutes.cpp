@@ -40,6 +40,7 @@ Route Resolved(Route route, const RemoteNetwork* network) {
     const bool isHeard = answer.computer != 0 && answer.problem.empty();
     route.problem = isHeard ? RouteProblem::None : RouteProblem::NotHeardThere;
     route.reason = std::move(answer.problem);
+    route.passing = !isHeard && answer.passing;
     return route;
 }
 

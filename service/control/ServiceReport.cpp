@@ -38,6 +38,9 @@ void ServiceReport::Configuration(const DriverConfiguration& configuration, cons
     for (int port = 0; port < kMaxPorts; ++port) {
         const auto index = static_cast<std::size_t>(port);
         const bool isUsed = (routes.outputEndpoints >> port & 1) != 0;
+        if (isUsed && routes.routes[index].passing) {
+            continue;
+        }
         std::string way = isUsed ? WayOfOutput(port, configuration, routes.routes[index]) : "";
         if (way != ways[index]) {
             Line(isUsed ? way : "Port " + PortText(port) + " is no longer an output.");

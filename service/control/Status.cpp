@@ -158,8 +158,6 @@ Json Session(const RemoteSession& session) {
         {"problem", session.problem},   {"address", session.address}, {"interface", session.interface},
         {"wireless", session.wireless}, {"key", session.key},         {"seconds", session.seconds}};
     json["roundTrip"] = session.roundTrip ? Json(*session.roundTrip) : Json(nullptr);
-    json["sent"] = session.sent;
-    json["received"] = session.received;
     json["repaired"] = session.repaired;
     json["lost"] = session.lost;
     json["late"] = session.late;

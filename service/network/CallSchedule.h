@@ -24,6 +24,8 @@ class CallSchedule {
         next = now + (calls < kFirst.size() ? kFirst[calls] : later);
         ++calls;
     }
+    // Calls since the last Begin.
+    std::size_t Calls() const { return calls; }
     // The peer does not let us in: not before 30 s.
     void Refused(std::uint64_t now) { next = now + 30 * kSecond; }
 

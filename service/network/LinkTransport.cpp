@@ -54,6 +54,17 @@ bool LinkTransport::IsWanted(const Computer& computer) const {
     return !stopping && (computer.target.needed || !computer.ways.empty());
 }
 
+bool LinkTransport::IsOfAnother(const Computer& computer, const ComputerId& id) const {
+    return std::any_of(peers.begin(), peers.end(), [&](const auto& peer) {
+        const Computer* its = ComputerOf(peer->computer);
+        if (its == nullptr || its == &computer || !peer->link.IsBusy()) {
+            return false;
+        }
+        const std::optional<KeyHash> key = peer->link.SessionKey();
+        return key ? ComputerIdOf(*key) == id : its->answered == id;
+    });
+}
+
 void LinkTransport::SetComputer(std::uint64_t now, int number, const LinkTarget& target) {
     if (number < 1 || number > kMostComputers) {
         return;
@@ -115,6 +126,18 @@ void LinkTransport::RemoveComputer(std::uint64_t now, int number) {
 void LinkTransport::CallSoon(std::uint64_t now, int number) {
     if (Computer* computer = ComputerOf(number)) {
         computer->calls.Begin(now);
+    }
+}
+
+void LinkTransport::CallSoonAt(std::uint64_t now, const NetworkAddress& address) {
+    for (const auto& computer : computers) {
+        if (computer && std::any_of(computer->target.candidates.begin(), computer->target.candidates.end(),
+                                    [&address](const LinkCandidate& candidate) {
+                                        return candidate.address.IsSameHost(address) &&
+                                               candidate.address.port == address.port;
+                                    })) {
+            computer->calls.Begin(now);
+        }
     }
 }
 
@@ -220,6 +243,16 @@ void LinkTransport::TakeAnswer(std::uint64_t now, Computer& computer, const Rece
         return;
     }
     if (answer.computer->id == selfId) {
+        if (computer.refusal != Refusal::SameKey) {
+            computer.SetRefused(Refusal::SameKey, false, now);
+            changed = true;
+        }
+        return;
+    }
+    changed = changed || computer.answered != answer.computer->id;
+    computer.answered = answer.computer->id;
+    // It was set by two names that are not known to be one yet: a second association would end the first.
+    if (IsOfAnother(computer, answer.computer->id)) {
         return;
     }
     computer.asked = false;
@@ -328,6 +361,7 @@ void LinkTransport::HandleTimeout(std::uint64_t now) {
         }
         if (!computer->target.candidates.empty() && now >= computer->calls.Next()) {
             computer->calls.Called(now);
+            changed = changed || computer->calls.Calls() == kCallsUntilSilent;
             computer->wirelessAt = now + kWirelessLater;
             computer->asked = false;
             SendQueries(now, *computer, false);

@@ -54,12 +54,14 @@ struct LinkPeerState {
     int computer = 0;      // its number; 0: nobody here has asked for it
     std::string peerName;  // as it says; empty: not known
     Kind kind = Kind::Searching;
-    Refusal refusal = Refusal::None;  // Refused
-    bool refusedThere = false;        // by the other computer
-    std::uint64_t since = 0;          // Up, Lost, Ended, Refused: since when
-    NetworkAddress address;           // Up: where it is; else where it was called last
-    std::optional<KeyHash> key;       // Up
-    LinkCounters counters;            // Up
+    Refusal refusal = Refusal::None;     // Refused
+    bool refusedThere = false;           // by the other computer
+    bool silent = false;                 // Calling: it has had the time to answer
+    std::uint64_t since = 0;             // Up, Lost, Ended, Refused: since when
+    NetworkAddress address;              // Up: where it is; else where it was called last
+    std::optional<KeyHash> key;          // Up
+    std::optional<ComputerId> answered;  // who answered where the computer was looked for last
+    LinkCounters counters;               // Up
     std::vector<LinkWayOut> waysOut;
     std::vector<LinkWayIn> waysIn;
 };
@@ -108,13 +110,17 @@ class LinkTransport {
     // The computer of a number from 1 to kMostComputers. The same again is nothing new.
     void SetComputer(std::uint64_t now, int number, const LinkTarget& target);
     void RemoveComputer(std::uint64_t now, int number);
-    // There is a new reason to hope that it answers.
+    // There is a new reason to hope that it answers; that those do which may be at an address.
     void CallSoon(std::uint64_t now, int number);
+    void CallSoonAt(std::uint64_t now, const NetworkAddress& address);
     // A way from a source here (0 to 127) to an input of a computer.
     void OpenWay(std::uint64_t now, int number, int source, int input);
     void EndWay(std::uint64_t now, int number, int source, int input);
     // Callers have to prove this secret; null: none is needed. Holds for calls that begin from now on.
     void SetSecret(const std::optional<StretchedSecret>& stretched);
+    // What the gate says of computers has changed: those that it no longer lets in get a bye, those that were
+    // refused are called again.
+    void JudgePeersAgain(std::uint64_t now);
     // What the gate says of ways has changed: ways that it no longer admits end, others begin.
     void JudgeWaysAgain(std::uint64_t now);
     // Says bye to every peer, calls nobody and takes no call any more.
@@ -145,6 +151,7 @@ class LinkTransport {
     Computer* ComputerOf(int number);
     const Computer* ComputerOf(int number) const;
     bool IsWanted(const Computer& computer) const;
+    bool IsOfAnother(const Computer& computer, const ComputerId& id) const;
     Peer& AddPeer(int number);
     Peer* FindPeer(const NetworkAddress& address);
     Peer* PeerOf(const Computer& computer);

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "service/network/LinkTransport.h"
 
 namespace vexil {
+
+// A computer that was called so often has had 0.7 s to answer.
+inline constexpr std::size_t kCallsUntilSilent = 4;
 
 // One association, or a call on its way to one.
 struct LinkTransport::Peer : LinkPeer::Mediator {
@@ -34,8 +38,9 @@ struct LinkTransport::Computer {
     std::vector<LinkWayOut> ways;
     CallSchedule calls;
     Nonce nonce{};
-    bool asked = false;            // answers with the nonce count
-    std::uint64_t wirelessAt = 0;  // when candidates by wireless interfaces are asked; 0: never
+    std::optional<ComputerId> answered;  // who answered at its candidates last
+    bool asked = false;                  // answers with the nonce count
+    std::uint64_t wirelessAt = 0;        // when candidates by wireless interfaces are asked; 0: never
     LinkPeerState::Kind kind = LinkPeerState::Kind::Searching;
     Refusal refusal = Refusal::None;
     bool refusedThere = false;

@@ -153,6 +153,26 @@ void LinkTransport::BecameUp(std::uint64_t now, Peer& peer) {
     MakeRoom(now, peer);
 }
 
+void LinkTransport::JudgePeersAgain(std::uint64_t now) {
+    for (const auto& peer : peers) {
+        const std::optional<KeyHash> key = peer->link.SessionKey();
+        if (!key || !peer->link.Association().IsUp()) {
+            continue;
+        }
+        const Refusal refusal = parts.gate.Judge(*key, peer->link.Association().PeerName());
+        if (refusal != Refusal::None) {
+            peer->link.Association().SayBye({ByeReason::Refused, refusal});
+            peer->dirty = true;
+        }
+    }
+    SendDirty(now);
+    for (const auto& computer : computers) {
+        if (computer && computer->kind == LinkPeerState::Kind::Refused) {
+            computer->calls.Begin(now);
+        }
+    }
+}
+
 // Who is wanted and not up, by a key, an address or a name of the peer.
 LinkTransport::Computer* LinkTransport::ComputerFor(const Peer& peer) {
     const std::string name = FoldHostName(std::string(peer.link.Association().PeerName()));
@@ -290,6 +310,8 @@ std::vector<LinkPeerState> LinkTransport::States() const {
         state.refusal = computer->refusal;
         state.refusedThere = computer->refusedThere;
         state.since = computer->since;
+        state.silent = computer->calls.Calls() >= kCallsUntilSilent;
+        state.answered = computer->answered;
         state.waysOut = computer->ways;
         if (!computer->target.candidates.empty()) {
             state.address = computer->target.candidates.front().address;

@@ -29,27 +29,28 @@ WayProblem WayProblemOf(RouteProblem problem) {
     }
 }
 
-ComputerAnswer AnswerOf(const NetworkHub::Self& self, std::uint16_t port) {
+ComputerAnswer AnswerOf(const NetworkHub::Self& self, std::string_view name, std::uint16_t port) {
     ComputerAnswer answer;
     answer.id = ComputerIdOf(self.key);
     answer.port = port;
-    answer.hardwareAddress = self.hardware;
-    answer.name = self.names.front();
+    answer.name = name;
     return answer;
 }
 
 }  // namespace
 
-NetworkHub::NetworkHub(const Parts& hubParts, const Self& self)
+NetworkHub::NetworkHub(const Parts& hubParts, const Self& itself)
     : parts(hubParts),
-      names(self.names),
-      access(self.key),
+      names(itself.names),
+      access(itself.key),
       directory(names, access),
       discovery(*this, directory, access),
-      link({parts.engine, parts.ring, parts.socket, parts.sealing, *this}, ComputerIdOf(self.key),
-           self.names.front()) {
-    directory.SetOwn({ComputerIdOf(self.key), self.names.front(), {}, self.hardware});
-    discovery.SetComputer(BootMicroseconds(), AnswerOf(self, parts.socket.Port()));
+      link({parts.engine, parts.ring, parts.socket, parts.sealing, *this}, ComputerIdOf(itself.key),
+           itself.names.front()),
+      ownName(itself.names.front()),
+      self(AnswerOf(itself, ownName, hubParts.socket.Port())) {
+    directory.SetOwn({self.id, ownName, {}, {}});
+    discovery.SetComputer(BootMicroseconds(), self);
 }
 
 void NetworkHub::Start() {
@@ -69,9 +70,30 @@ void NetworkHub::SetInputs(const InputRules& rules) {
 }
 
 void NetworkHub::SetInterfaces(const std::vector<NetworkInterface>& interfaces) {
+    const auto ethernet = std::find_if(interfaces.begin(), interfaces.end(), [](const auto& interface) {
+        return !interface.loopback && interface.hardware != HardwareAddress{};
+    });
+    self.hardwareAddress = ethernet == interfaces.end() ? HardwareAddress{} : ethernet->hardware;
+    discovery.SetComputer(BootMicroseconds(), self);
     access.SetInterfaces(interfaces);
     discovery.SetInterfaces(BootMicroseconds(), interfaces);
     SendFound();
+}
+
+void NetworkHub::SetSecret(const std::optional<StretchedSecret>& secret) {
+    access.SetHasSecret(secret.has_value());
+    link.SetSecret(secret);
+    self.secretNeeded = secret.has_value();
+    discovery.SetComputer(BootMicroseconds(), self);
+}
+
+void NetworkHub::AccessChanged() {
+    std::erase_if(refused, [this](const RefusedKey& each) {
+        return access.JudgeName(each.name, each.key) == Refusal::None || access.IsBlocked(each.key);
+    });
+    directory.Rename();
+    link.JudgePeersAgain(BootMicroseconds());
+    changed = true;
 }
 
 void NetworkHub::Read() {
@@ -92,6 +114,9 @@ void NetworkHub::Act() {
     SendFound();
     while (const std::optional<DiscoveryEvent> event = discovery.PollEvent()) {
         changed = changed || event->kind == DiscoveryEvent::Kind::ListChanged;
+        if (event->kind == DiscoveryEvent::Kind::Heard && event->announced) {
+            link.CallSoonAt(now, event->from);
+        }
     }
     link.HandleTimeout(now);
 }
@@ -115,7 +140,26 @@ void NetworkHub::SendFound() {
 
 Refusal NetworkHub::Judge(const KeyHash& key, std::string_view name) {
     const Refusal refusal = access.JudgeKey(key);
-    return refusal != Refusal::None || name.empty() ? refusal : access.JudgeName(name, key);
+    if (refusal != Refusal::None || name.empty()) {
+        return refusal;
+    }
+    const Refusal ofName = access.JudgeName(name, key);
+    if (ofName == Refusal::OtherKey) {
+        NoteRefused(name, key);
+    }
+    return ofName;
+}
+
+void NetworkHub::NoteRefused(std::string_view name, const KeyHash& key) {
+    const bool isKnown = std::any_of(refused.begin(), refused.end(),
+                                     [&key](const RefusedKey& each) { return each.key == key; });
+    if (!isKnown) {
+        if (refused.size() == kMostRefused) {
+            refused.erase(refused.begin());
+        }
+        refused.push_back({key, std::string(name)});
+        changed = true;
+    }
 }
 
 WayVerdict NetworkHub::JudgeWay(std::string_view name, const NetworkAddress& from, int source, int input) {

@@ -24,6 +24,12 @@ struct InputRules {
     std::uint64_t heard = 0;  // bit p: programs can hear the input of port p
 };
 
+// A key that was not let in because another one is pinned under the name.
+struct RefusedKey {
+    KeyHash key{};
+    std::string name;
+};
+
 class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Discovery::Mediator {
   public:
     // What it works with; all outlive it.
@@ -37,10 +43,9 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     struct Self {
         KeyHash key{};
         std::vector<std::string> names;  // the first is announced
-        HardwareAddress hardware{};
     };
 
-    NetworkHub(const Parts& hubParts, const Self& self);
+    NetworkHub(const Parts& hubParts, const Self& itself);
 
     // From Start, which announces this computer, to Stop, which says bye to all.
     void Start();
@@ -48,6 +53,15 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     void SetInputs(const InputRules& rules);
     // Those by which it speaks.
     void SetInterfaces(const std::vector<NetworkInterface>& interfaces);
+
+    // What callers have to prove; null: nothing.
+    void SetSecret(const std::optional<StretchedSecret>& secret);
+    // A computer has a route or an association here.
+    void Keep(const ComputerId& id, bool kept, bool connected) { directory.SetKept(id, kept, connected); }
+    // What Access remembers was changed: who is no longer let in goes, and who was refused is called again.
+    void AccessChanged();
+    // The last ones, each once.
+    const std::vector<RefusedKey>& RefusedKeys() const { return refused; }
 
     LinkTransport& Link() { return link; }
     Discovery& Finder() { return discovery; }
@@ -66,6 +80,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     bool MayCall(const NetworkAddress& from) override { return access.AdmitsAddress(from); }
     Refusal Judge(const KeyHash& key, std::string_view name) override;
     WayVerdict JudgeWay(std::string_view name, const NetworkAddress& from, int source, int input) override;
+    void NoteRefused(std::string_view name, const KeyHash& key);
     std::uint64_t Random() override;
     void SendFound();
 
@@ -77,6 +92,10 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     LinkTransport link;
     InputRules inputs;
     bool changed = false;
+    const std::string ownName;
+    ComputerAnswer self;  // what it says of itself
+    static constexpr std::size_t kMostRefused = 16;
+    std::vector<RefusedKey> refused;
     std::array<std::uint8_t, kLongestDatagram> buffer{};
 };
 

@@ -28,6 +28,7 @@ struct Route {
     std::uint8_t port = 0;   // the target port, as it was set
     std::string computer{};  // the target computer, as it was set; of a local pipe: this one's name
     std::string reason{};    // NotHeardThere: why, as one sentence
+    bool passing = false;    // NotHeardThere: that is about to change by itself
 
     bool operator==(const Route&) const = default;
 };

@@ -19,9 +19,10 @@ class MemoryRemoteNetwork : public RemoteNetwork {
         const auto found = answers.find(wish.computer);
         return isWanted && found != answers.end()
                    ? found->second
-                   : RemoteAnswer{0, "The computer \"" + wish.computer + "\" cannot be reached."};
+                   : RemoteAnswer{0, "The computer \"" + wish.computer + "\" cannot be reached.", false};
     }
     bool IsThisComputer(const std::string& text) const override { return own.contains(text); }
+    std::uint16_t Port() const override { return status.port; }
     std::vector<HostRecord> Computers() const override { return computers; }
     void Browse() override { ++browses; }
     RemoteStatus Status() const override { return status; }

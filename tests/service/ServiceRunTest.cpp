@@ -15,6 +15,7 @@
 #include "tests/config/TemporaryFolder.h"
 #include "tests/doubles/MemoryPreferenceDomains.h"
 #include "tests/doubles/MemoryPreferenceWatch.h"
+#include "tests/doubles/MemoryRemoteNetwork.h"
 #include "tests/service/control/RawClient.h"
 
 namespace vexil {
@@ -50,13 +51,15 @@ TEST(ServiceRun, AnswersWhoHasConnectedBeforeItStartsTheMidiSystem) {
     const SteadyEngineClock clock;
     TimedDriver driver(engine, clock);
     SlowBackend backend;
+    MemoryRemoteNetwork network;
     DriverService service({preferences, engine, backend, driver, [] { return std::vector(1, HostRecord{}); },
                            DriverService::Clock::now});
     MemoryPreferenceWatch watch;
     StoreWatch storeWatch(
         {watch, [] { return std::nullopt; }, [&] { service.StoreChanged(); }, StoreWatch::Clock::now});
     bool isGood = false;
-    std::thread thread([&] { isGood = RunService(signals, *listener, backend, service, storeWatch); });
+    std::thread thread(
+        [&] { isGood = RunService(signals, *listener, backend, network, service, storeWatch); });
     pollfd answer{panel.Number(), POLLIN, 0};
     EXPECT_EQ(1, poll(&answer, 1, 10000));
     EXPECT_EQ((RawClient::Reply{1, 0, {}}), panel.Receive());

@@ -11,6 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 const Bytes kNoteOn = {0x90, 60, 100};
 
@@ -58,15 +59,16 @@ TEST_F(RemoteRoutesTest, ALocalRouteIsNotWantedOfTheNetwork) {
 }
 
 TEST_F(RemoteRoutesTest, NothingIsSentBeforeTheOtherComputerHearsIt) {
-    network.answers["stage"] = {3, "The computer \"stage\" is being called."};
+    network.answers["stage"] = {3, "The computer \"stage\" is being called.", true};
     LeadTo("stage", 8);
     Start();
     PlayInto(0);
     EXPECT_THAT(ear.heard, IsEmpty());
     EXPECT_EQ(Output()["routeProblem"], "The computer \"stage\" is being called.");
     EXPECT_EQ(Output()["route"], "remote");
+    EXPECT_THAT(log.Text(), Not(HasSubstr("is being called"))) << "that passes";
 
-    network.answers["stage"] = {3, ""};
+    network.answers["stage"] = {3, "", false};
     service.ServeNetwork();
     Turn();
     PlayInto(0);
@@ -76,11 +78,11 @@ TEST_F(RemoteRoutesTest, NothingIsSentBeforeTheOtherComputerHearsIt) {
 }
 
 TEST_F(RemoteRoutesTest, WhatSoundsIsReleasedWhenTheOtherComputerNoLongerHearsIt) {
-    network.answers["stage"] = {3, ""};
+    network.answers["stage"] = {3, "", false};
     LeadTo("stage", 8);
     Start();
     PlayInto(0);
-    network.answers["stage"] = {3, "The computer \"stage\" is no longer heard."};
+    network.answers["stage"] = {3, "The computer \"stage\" is no longer heard.", false};
     service.ServeNetwork();
     Turn();
     ASSERT_EQ(ear.heard.size(), 2U);
@@ -89,7 +91,7 @@ TEST_F(RemoteRoutesTest, WhatSoundsIsReleasedWhenTheOtherComputerNoLongerHearsIt
 }
 
 TEST_F(RemoteRoutesTest, AnAnswerWithoutANumberIsNoWay) {
-    network.answers["stage"] = {0, ""};
+    network.answers["stage"] = {0, "", false};
     LeadTo("stage", 8);
     Start();
     PlayInto(0);
@@ -128,7 +130,7 @@ TEST_F(RemoteRoutesTest, AnAddressThatHasGoneIsAnotherComputer) {
 }
 
 TEST_F(RemoteRoutesTest, ATestOutputIsWantedWhileItIsOpenAndSoundsAtTheOtherComputer) {
-    network.answers["stage"] = {3, ""};
+    network.answers["stage"] = {3, "", false};
     Start();
     OpenTest(4, "stage", 8);
     EXPECT_THAT(network.wishes.ways, ElementsAre(RemoteWish{"stage", 8, kTestSourceBase + 4}));
@@ -140,7 +142,7 @@ TEST_F(RemoteRoutesTest, ATestOutputIsWantedWhileItIsOpenAndSoundsAtTheOtherComp
 }
 
 TEST_F(RemoteRoutesTest, TheReasonOfATestOutputIsInItsStatusAndInTheLog) {
-    network.answers["stage"] = {3, "Port 21 of \"stage\" is not enabled as MIDI IN."};
+    network.answers["stage"] = {3, "Port 21 of \"stage\" is not enabled as MIDI IN.", false};
     Start();
     OpenTest(4, "stage", 8);
     Set(4, PacketList(kNoteOn));

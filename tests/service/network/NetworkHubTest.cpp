@@ -46,7 +46,7 @@ class Computer {
           socket(OpenSocket()),
           ring(std::size_t{256} << 10, waker),
           driver(engine, clock),
-          hub({engine, ring, *socket, *sealing}, {key.Hash(), {itsName}, {}}) {
+          hub({engine, ring, *socket, *sealing}, {key.Hash(), {itsName}}) {
         engine.SetRemoteSink(&ring);
         InputRules rules;
         rules.configuration.InputPorts = std::uint64_t{1} << kInput;

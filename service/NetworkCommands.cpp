@@ -1,0 +1,329 @@
+#include "service/NetworkCommands.h"
+
+#include <algorithm>
+#include <chrono>
+#include <nlohmann/json.hpp>
+
+#include "service/control/RouteText.h"
+#include "service/network/PlainDatagram.h"
+
+namespace vexil {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string Text(const Json& json) {
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string Done(const std::string& sentence) {
+    return Text({{"done", sentence}});
+}
+
+std::string Problem(const std::string& sentence) {
+    return Text({{"problem", sentence}});
+}
+
+std::string Quoted(const std::string& name) {
+    return "\"" + NameText(name) + "\"";
+}
+
+bool IsSameName(const std::string& one, const std::string& other) {
+    return FoldHostName(one) == FoldHostName(other);
+}
+
+// At least 4 hexadecimal digits, with which the short form of a key begins.
+bool IsKeyText(const KeyHash& key, const std::string& text) {
+    std::string digits = text;
+    std::transform(digits.begin(), digits.end(), digits.begin(), [](char each) {
+        return each >= 'A' && each <= 'F' ? static_cast<char>(each - 'A' + 'a') : each;
+    });
+    return digits.size() >= 4 && ShortKeyText(key).starts_with(digits);
+}
+
+std::uint64_t SecondsSince1970() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
+}
+
+}  // namespace
+
+std::string NetworkCommands::Run(const std::vector<std::string>& words) {
+    const std::string command = words.empty() ? "" : words[0];
+    const std::string first = words.size() > 1 ? words[1] : "";
+    const std::string second = words.size() > 2 ? words[2] : "";
+    if (command == "list") {
+        return List();
+    }
+    if (command == "speak") {
+        return Speak(first);
+    }
+    if (command == "pin" && !first.empty()) {
+        return Pin(first, second);
+    }
+    if (command == "forget" && !first.empty()) {
+        return Forget(first);
+    }
+    if (command == "block" && !first.empty()) {
+        return Block(first);
+    }
+    if (command == "unblock" && !first.empty()) {
+        return Unblock(first);
+    }
+    if (command == "secret" && !first.empty()) {
+        return SetSecret(first);
+    }
+    if (command == "no-secret") {
+        return SetSecret(std::nullopt);
+    }
+    if (command == "allow") {
+        return Allow(first);
+    }
+    if (command == "new-key") {
+        return MakeNewKey();
+    }
+    return Problem("The service does not know this command.");
+}
+
+std::string NetworkCommands::List() const {
+    const NetworkSettings& settings = service.parts.store.Settings();
+    const RemoteStatus status = service.Status();
+    Json list = {{"speaks", status.speaks},
+                 {"port", status.port},
+                 {"key", status.key},
+                 {"allow", AllowedText(settings.access.allowed)},
+                 {"secret", settings.secret.has_value()},
+                 {"problem", status.problem}};
+    list["computers"] = Json::array();
+    std::vector<std::string> shown;
+    const auto add = [&](const std::string& name, const std::string& address, const std::string& key,
+                         std::uint64_t since, const std::string& state) {
+        list["computers"].push_back(
+            {{"name", name}, {"address", address}, {"key", key}, {"since", since}, {"state", state}});
+        shown.push_back(key);
+    };
+    const auto isShown = [&shown](const std::string& key) {
+        return std::find(shown.begin(), shown.end(), key) != shown.end();
+    };
+    const auto since = [&settings](const std::string& key) {
+        const auto pin =
+            std::find_if(settings.access.pins.begin(), settings.access.pins.end(),
+                         [&key](const RememberedKey& each) { return ShortKeyText(each.key) == key; });
+        return pin == settings.access.pins.end() ? 0 : pin->since;
+    };
+    for (const RemoteSession& session : status.sessions) {
+        if (session.up) {
+            add(session.computer, session.address, session.key, since(session.key), "up");
+        }
+    }
+    for (const RememberedKey& pin : settings.access.pins) {
+        if (!isShown(ShortKeyText(pin.key))) {
+            add(pin.name, "", ShortKeyText(pin.key), pin.since, "pinned");
+        }
+    }
+    for (const RememberedKey& blocked : settings.access.blocked) {
+        add(blocked.name, "", ShortKeyText(blocked.key), blocked.since, "blocked");
+    }
+    for (const KnownKey& refused : service.refused) {
+        if (!isShown(ShortKeyText(refused.key))) {
+            add(refused.name, "", ShortKeyText(refused.key), 0, "refused");
+        }
+    }
+    for (const HostRecord& computer : service.computers) {
+        const bool isNamed = std::any_of(
+            list["computers"].begin(), list["computers"].end(),
+            [&](const Json& each) { return IsSameName(each["name"].get<std::string>(), computer.name); });
+        if (!isNamed) {
+            add(computer.name, AddressText(computer), "", 0, computer.enabled ? "seen" : "silent");
+        }
+    }
+    return Text(list);
+}
+
+std::string NetworkCommands::Store(const NetworkSettings& settings, const std::string& done) {
+    return service.parts.store.Save(settings) ? Done(done)
+                                              : Problem("That could not be stored; nothing has changed.");
+}
+
+std::string NetworkCommands::Speak(const std::string& where) {
+    const std::optional<InterfaceChoice> choice = InterfaceChoice::FromText(where);
+    if (!choice) {
+        return Problem("\"on\", \"off\", \"lo\" or names of interfaces with commas between them are needed.");
+    }
+    NetworkSettings settings = service.parts.store.Settings();
+    settings.speaks = *choice;
+    if (!service.parts.store.Save(settings)) {
+        return Problem("That could not be stored; nothing has changed.");
+    }
+    service.speaks = *choice;
+    service.TurnAnew();
+    if (!service.problem.empty()) {
+        return Problem(service.problem);
+    }
+    return Done(choice->IsOff() ? "MIDI between computers is off." : "MIDI between computers is on.");
+}
+
+std::vector<NetworkCommands::KnownKey> NetworkCommands::KnownKeys() const {
+    std::vector<KnownKey> keys;
+    const auto add = [&keys](const KeyHash& key, const std::string& name) {
+        const bool isKnown = std::any_of(keys.begin(), keys.end(), [&](const KnownKey& each) {
+            return each.key == key && IsSameName(each.name, name);
+        });
+        if (!isKnown) {
+            keys.push_back({key, name});
+        }
+    };
+    for (const LinkPeerState& state : service.states) {
+        if (state.key && !state.peerName.empty()) {
+            add(*state.key, state.peerName);
+        }
+    }
+    for (const auto& refused : service.refused) {
+        add(refused.key, refused.name);
+    }
+    const AccessList& access = service.parts.store.Settings().access;
+    for (const std::vector<RememberedKey>* list : {&access.pins, &access.blocked}) {
+        for (const RememberedKey& each : *list) {
+            add(each.key, each.name);
+        }
+    }
+    return keys;
+}
+
+std::vector<NetworkCommands::KnownKey> NetworkCommands::Named(const std::string& nameOrKey) const {
+    std::vector<KnownKey> named = KnownKeys();
+    std::erase_if(named, [&](const KnownKey& each) {
+        return !IsSameName(each.name, nameOrKey) && !IsKeyText(each.key, nameOrKey);
+    });
+    return named;
+}
+
+std::string NetworkCommands::Pin(const std::string& name, const std::string& keyText) {
+    AccessRules access(KeyHash{});
+    NetworkSettings settings = service.parts.store.Settings();
+    access.Set(settings.access);
+    std::vector<KeyHash> accepted;
+    for (const KnownKey& known : KnownKeys()) {
+        const bool isMeant = keyText.empty() ? IsSameName(known.name, name) : IsKeyText(known.key, keyText);
+        if (isMeant && !access.IsBlocked(known.key)) {
+            accepted.push_back(known.key);
+        }
+    }
+    std::sort(accepted.begin(), accepted.end());
+    accepted.erase(std::unique(accepted.begin(), accepted.end()), accepted.end());
+    if (!keyText.empty() && accepted.size() != 1) {
+        return Problem(accepted.empty() ? "No computer is known with the key \"" + NameText(keyText) + "\"."
+                                        : "More than one key begins so.");
+    }
+    std::string added;
+    for (const KeyHash& key : accepted) {
+        if (access.Pin(name, key, SecondsSince1970())) {
+            added += (added.empty() ? "" : ", ") + ShortKeyText(key);
+        }
+    }
+    if (added.empty()) {
+        // The key that the name has now is not known before it calls or answers.
+        if (!access.Forget(name) || !keyText.empty()) {
+            return keyText.empty() ? Problem("No computer called " + Quoted(name) + " is known.")
+                                   : Done("That key is accepted already.");
+        }
+        settings.access = access.List();
+        const std::string answer = Store(settings, "The next key that " + Quoted(name) + " has is accepted.");
+        service.TakeUpAccess();
+        return answer;
+    }
+    settings.access = access.List();
+    const std::string answer = Store(settings, "The key " + added + " of " + Quoted(name) + " is accepted.");
+    service.TakeUpAccess();
+    return answer;
+}
+
+std::string NetworkCommands::Forget(const std::string& name) {
+    AccessRules access(KeyHash{});
+    NetworkSettings settings = service.parts.store.Settings();
+    access.Set(settings.access);
+    if (!access.Forget(name)) {
+        return Problem("No key of " + Quoted(name) + " is remembered.");
+    }
+    settings.access = access.List();
+    const std::string answer = Store(settings, "The keys of " + Quoted(name) + " are forgotten.");
+    service.TakeUpAccess();
+    return answer;
+}
+
+std::string NetworkCommands::Block(const std::string& nameOrKey) {
+    const std::vector<KnownKey> named = Named(nameOrKey);
+    if (named.empty()) {
+        return Problem("No key of " + Quoted(nameOrKey) + " is known.");
+    }
+    AccessRules access(KeyHash{});
+    NetworkSettings settings = service.parts.store.Settings();
+    access.Set(settings.access);
+    for (const KnownKey& each : named) {
+        access.Block(each.name, each.key, SecondsSince1970());
+    }
+    settings.access = access.List();
+    const std::string answer = Store(settings, Quoted(named.front().name) + " is blocked.");
+    service.TakeUpAccess();
+    return answer;
+}
+
+std::string NetworkCommands::Unblock(const std::string& nameOrKey) {
+    AccessRules access(KeyHash{});
+    NetworkSettings settings = service.parts.store.Settings();
+    access.Set(settings.access);
+    bool hasChanged = false;
+    for (const RememberedKey& blocked : settings.access.blocked) {
+        if (IsSameName(blocked.name, nameOrKey) || IsKeyText(blocked.key, nameOrKey)) {
+            hasChanged = access.Unblock(blocked.key) || hasChanged;
+        }
+    }
+    if (!hasChanged) {
+        return Problem(Quoted(nameOrKey) + " is not blocked.");
+    }
+    settings.access = access.List();
+    const std::string answer = Store(settings, Quoted(nameOrKey) + " is no longer blocked.");
+    service.TakeUpAccess();
+    return answer;
+}
+
+std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret) {
+    NetworkSettings settings = service.parts.store.Settings();
+    settings.secret.reset();
+    if (secret) {
+        settings.secret = StretchSecret(*secret);
+        if (!settings.secret) {
+            return Problem("A secret needs at least " + std::to_string(kShortestSecret) + " characters.");
+        }
+    }
+    const std::string answer =
+        Store(settings, secret ? "The secret is set." : "No secret is needed any more.");
+    service.TurnAnew();
+    return answer;
+}
+
+std::string NetworkCommands::Allow(const std::string& who) {
+    const std::optional<Allowed> allowed = ReadAllowed(who);
+    if (!allowed) {
+        return Problem("\"any\", \"known\" or \"secret\" is needed.");
+    }
+    NetworkSettings settings = service.parts.store.Settings();
+    settings.access.allowed = *allowed;
+    const std::string answer =
+        Store(settings, *allowed == Allowed::Any     ? "Every computer that is not blocked is let in."
+                        : *allowed == Allowed::Known ? "Computers whose key is remembered are let in."
+                                                     : "Computers that know the secret are let in.");
+    service.TakeUpAccess();
+    return answer;
+}
+
+std::string NetworkCommands::MakeNewKey() {
+    if (!service.parts.store.MakeNewKey()) {
+        return Problem("The new key could not be stored; the old one stays.");
+    }
+    service.TurnAnew();
+    return Done("This computer has a new key: " + service.Status().key + ".");
+}
+
+}  // namespace vexil

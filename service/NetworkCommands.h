@@ -1,0 +1,44 @@
+// What the user wants of MIDI between computers (vexil3ctl network): the commands of docs/control-channel.md,
+// carried out on a NetworkService. Control thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "service/NetworkService.h"
+
+namespace vexil {
+
+class NetworkCommands {
+  public:
+    explicit NetworkCommands(NetworkService& itsService) : service(itsService) {}
+
+    // A command and what it needs. The answer is JSON text: what was asked for, {"done": ...} or
+    // {"problem": ...}.
+    std::string Run(const std::vector<std::string>& words);
+
+  private:
+    using KnownKey = RefusedKey;
+
+    std::string List() const;
+    std::string Speak(const std::string& where);
+    std::string Pin(const std::string& name, const std::string& key);
+    std::string Forget(const std::string& name);
+    std::string Block(const std::string& nameOrKey);
+    std::string Unblock(const std::string& nameOrKey);
+    std::string SetSecret(const std::optional<std::string>& secret);
+    std::string Allow(const std::string& who);
+    std::string MakeNewKey();
+
+    std::vector<KnownKey> KnownKeys() const;
+    // Those that have a name, or whose short form begins with a text of at least 4 digits.
+    std::vector<KnownKey> Named(const std::string& nameOrKey) const;
+    // Stores, and has the network take it up. The sentence, or why it could not be stored.
+    std::string Store(const NetworkSettings& settings, const std::string& done);
+
+    NetworkService& service;
+};
+
+}  // namespace vexil

@@ -1,0 +1,23 @@
+// What a musician is told of a connection to another computer, and of the ways there. Names must be printable
+// and short already: see NameText. Pure functions.
+#pragma once
+
+#include <string>
+
+#include "service/network/LinkTransport.h"
+
+namespace vexil {
+
+// "searching", "calling", "up", "lost", "ended" or "refused".
+const char* StateText(LinkPeerState::Kind kind);
+
+// Why a computer is not connected, as one sentence; empty when it is. `name`: as it was set.
+std::string ConnectionProblemText(const LinkPeerState& state, const std::string& name);
+
+// Whether that is about to change by itself: it needs no line in a log.
+bool IsPassing(const LinkPeerState& state);
+
+// Why a way to the input of a port (0 to 63) over there is not heard, as one sentence; empty when it is.
+std::string WayProblemText(WayProblem problem, const std::string& name, int port);
+
+}  // namespace vexil
