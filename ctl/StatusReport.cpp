@@ -3,107 +3,21 @@
 #include <limits>
 #include <utility>
 
-#include <nlohmann/json.hpp>
-
 #include "config/DriverConfiguration.h"
+#include "ctl/ObjectReader.h"
 
 namespace vexil {
 
 namespace {
 
-using Json = nlohmann::json;
-
-constexpr unsigned kMostShownPort = 999;  // a stored byte is shown in at most three digits
-
-// Reads the fields of one JSON object. The first thing that is wrong anywhere becomes the problem; from then
-// on values are empty.
-class ObjectReader {
-  public:
-    ObjectReader(const Json& jsonValue, std::string jsonPlace, std::string& firstProblem)
-        : value(jsonValue), place(std::move(jsonPlace)), problem(firstProblem) {
-        if (!value.is_object()) {
-            Complain("", "is no object");
-        }
-    }
-
-    bool Has(const char* key) const { return value.is_object() && value.contains(key); }
-
-    ObjectReader Object(const char* key) { return {Field(key), Place(key), problem}; }
-
-    std::string Text(const char* key) {
-        const Json& field = Field(key);
-        if (const auto* text = field.get_ptr<const std::string*>()) {
-            return *text;
-        }
-        return Complain(key, "is no text"), "";
-    }
-
-    bool Flag(const char* key) {
-        const Json& field = Field(key);
-        if (const auto* flag = field.get_ptr<const bool*>()) {
-            return *flag;
-        }
-        return Complain(key, "is neither true nor false"), false;
-    }
-
-    std::uint64_t Number(const char* key, std::uint64_t most = std::numeric_limits<std::uint64_t>::max()) {
-        const Json& field = Field(key);
-        const auto* number = field.get_ptr<const Json::number_unsigned_t*>();
-        if (number != nullptr && *number <= most) {
-            return *number;
-        }
-        return Complain(key, "is no number, or out of range"), 0;
-    }
-
-    unsigned ShownPort(const char* key) { return static_cast<unsigned>(Number(key, kMostShownPort)); }
-
-    bool IsNull(const char* key) { return Field(key).is_null() && Has(key); }
-
-    // Calls `read` with the elements of an array of at most `most`.
-    template <class Read>
-    void Elements(const char* key, std::size_t most, Read read) {
-        const Json& field = Field(key);
-        if (!field.is_array() || field.size() > most) {
-            return Complain(key, "is no list, or too long");
-        }
-        for (std::size_t i = 0; i < field.size(); ++i) {
-            read(field[i], Place(key) + "[" + std::to_string(i) + "]");
-        }
-    }
-
-    void Complain(const std::string& key, const char* what) {
-        if (problem.empty()) {
-            problem = (place.empty() && key.empty() ? "it" : "its " + Place(key)) + " " + what;
-        }
-    }
-
-  private:
-    std::string Place(const std::string& key) const {
-        return place.empty() || key.empty() ? place + key : place + "." + key;
-    }
-
-    const Json& Field(const char* key) {
-        static const Json kNone;
-        if (!Has(key)) {
-            Complain(key, "is missing");
-            return kNone;
-        }
-        return value.find(key).value();
-    }
-
-    const Json& value;
-    const std::string place;
-    std::string& problem;
-};
+constexpr std::size_t kEndless = std::numeric_limits<std::size_t>::max();
 
 TargetReport ReadTarget(ObjectReader target) {
     return {target.Text("computer"), target.ShownPort("port")};
 }
 
 EndpointReport ReadEndpoint(ObjectReader& side) {
-    return {side.Text("name"), side.Text("address"),
-            static_cast<std::uint32_t>(side.Number("connections", std::numeric_limits<std::uint32_t>::max())),
-            side.Text("problem")};
+    return {side.Text("name"), side.Text("address"), side.Number32("connections"), side.Text("problem")};
 }
 
 TrafficReport ReadTraffic(ObjectReader& side, bool withLosses) {
@@ -187,23 +101,54 @@ HostReport ReadHost(ObjectReader host) {
     report.name = host.Text("name");
     report.address = host.Text("address");
     report.hardware = host.Text("hardware");
-    report.port = static_cast<std::uint16_t>(host.Number("port", std::numeric_limits<std::uint16_t>::max()));
+    report.port = host.Number16("port");
     report.enabled = host.Flag("enabled");
     return report;
 }
 
-StatusReport ReadStatus(ObjectReader status, std::string& problem) {
+NetworkReport ReadNetwork(ObjectReader network) {
+    NetworkReport report;
+    report.speaks = network.Text("speaks");
+    report.problem = network.Text("problem");
+    report.key = network.Text("key");
+    report.port = network.Number16("port");
+    report.remarks = network.Texts("remarks");
+    return report;
+}
+
+WayReport ReadWay(ObjectReader way) {
+    return {way.ShownPort("from"), way.ShownPort("to"), way.Flag("incoming"), way.Flag("test"),
+            way.Text("problem")};
+}
+
+SessionReport ReadSession(ObjectReader session) {
+    SessionReport report;
+    report.computer = session.Text("computer");
+    report.state = session.Text("state");
+    report.up = session.Flag("up");
+    report.problem = session.Text("problem");
+    report.address = session.Text("address");
+    report.interface = session.Text("interface");
+    report.wireless = session.Flag("wireless");
+    report.key = session.Text("key");
+    report.seconds = session.Number("seconds");
+    if (!session.IsNull("roundTrip")) {
+        report.roundTrip = session.Number32("roundTrip");
+    }
+    report.sent = session.Number("sent");
+    report.received = session.Number("received");
+    report.repaired = session.Number("repaired");
+    report.lost = session.Number("lost");
+    report.late = session.Number("late");
+    session.Elements("ways", kEndless, [&](const ObjectReader& way) { report.ways.push_back(ReadWay(way)); });
+    return report;
+}
+
+StatusReport ReadStatus(ObjectReader status) {
     StatusReport report;
     report.version = status.Text("version");
     report.host = status.Text("host");
-    status.Elements("names", std::numeric_limits<std::size_t>::max(),
-                    [&](const Json& name, const std::string& place) {
-                        if (const auto* text = name.get_ptr<const std::string*>()) {
-                            report.names.push_back(*text);
-                        } else {
-                            status.Complain(place, "is no text");
-                        }
-                    });
+    report.names = status.Texts("names");
 
     ObjectReader midi = status.Object("midi");
     report.backend = midi.Text("backend");
@@ -217,18 +162,22 @@ StatusReport ReadStatus(ObjectReader status, std::string& problem) {
     report.launchMonitor = options.Flag("launchMonitor");
     report.logging = options.Flag("logging");
     report.showConnectors = options.Flag("showConnectors");
-    report.sendGranularity = static_cast<std::uint32_t>(
-        options.Number("sendGranularity", std::numeric_limits<std::uint32_t>::max()));
+    report.sendGranularity = options.Number32("sendGranularity");
 
     report.memory = status.Text("memory");
     report.control = status.Text("control");
-    status.Elements("hosts", std::numeric_limits<std::size_t>::max(),
-                    [&](const Json& host, const std::string& place) {
-                        report.hosts.push_back(ReadHost({host, place, problem}));
-                    });
-    status.Elements("ports", kMaxPorts, [&](const Json& port, const std::string& place) {
-        report.ports.push_back(ReadPort({port, place, problem}));
-    });
+    if (status.Has("network")) {
+        report.network = ReadNetwork(status.Object("network"));
+    }
+    status.Elements("hosts", kEndless,
+                    [&](const ObjectReader& host) { report.hosts.push_back(ReadHost(host)); });
+    if (status.Has("sessions")) {
+        status.Elements("sessions", kEndless, [&](const ObjectReader& session) {
+            report.sessions.push_back(ReadSession(session));
+        });
+    }
+    status.Elements("ports", kMaxPorts,
+                    [&](const ObjectReader& port) { report.ports.push_back(ReadPort(port)); });
     if (status.Has("portsLeftOut")) {
         report.portsLeftOut = static_cast<unsigned>(status.Number("portsLeftOut", kMaxPorts));
     }
@@ -238,14 +187,7 @@ StatusReport ReadStatus(ObjectReader status, std::string& problem) {
 }  // namespace
 
 std::optional<StatusReport> ReadStatusReport(std::string_view json, std::string& problem) {
-    problem.clear();
-    const Json parsed = Json::parse(json, nullptr, false);
-    if (parsed.is_discarded()) {
-        problem = "it is no JSON";
-        return std::nullopt;
-    }
-    StatusReport report = ReadStatus({parsed, "", problem}, problem);
-    return problem.empty() ? std::optional(std::move(report)) : std::nullopt;
+    return ReadJson(json, problem, ReadStatus);
 }
 
 }  // namespace vexil

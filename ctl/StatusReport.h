@@ -73,6 +73,43 @@ struct PortReport {
     std::optional<TestReport> test;
 };
 
+// MIDI between this computer and others.
+struct NetworkReport {
+    std::string speaks;   // "off", "lo", "on", or names of interfaces with commas
+    std::string problem;  // why it does not, though it is to
+    std::string key;      // of this computer, short form
+    std::uint16_t port = 0;
+    std::vector<std::string> remarks;
+};
+
+struct WayReport {
+    unsigned from = 0;  // ports as shown
+    unsigned to = 0;
+    bool incoming = false;
+    bool test = false;  // a test output plays it
+    std::string problem;
+};
+
+// Another computer that is wanted or connected.
+struct SessionReport {
+    std::string computer;
+    std::string state;
+    bool up = false;
+    std::string problem;
+    std::string address;
+    std::string interface;
+    bool wireless = false;
+    std::string key;                         // short form
+    std::uint64_t seconds = 0;               // in that state
+    std::optional<std::uint32_t> roundTrip;  // microseconds
+    std::uint64_t sent = 0;                  // records
+    std::uint64_t received = 0;
+    std::uint64_t repaired = 0;
+    std::uint64_t lost = 0;
+    std::uint64_t late = 0;
+    std::vector<WayReport> ways;
+};
+
 struct StatusReport {
     std::string version;
     std::string host;
@@ -93,7 +130,9 @@ struct StatusReport {
     std::string memory;   // "locked" or why not
     std::string control;  // path of the socket
 
+    std::optional<NetworkReport> network;  // earlier services have none
     std::vector<HostReport> hosts;
+    std::vector<SessionReport> sessions;
     std::vector<PortReport> ports;
     unsigned portsLeftOut = 0;  // used as well, but the answer had no room for them
 };

@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "ctl/SessionText.h"
 #include "ctl/TerminalText.h"
 #include "ctl/TextTable.h"
 #include "shared/System/PrintableText.h"
@@ -76,7 +77,7 @@ std::string ServiceText(const StatusReport& status) {
     }
     text += LabelledText("Own names", names);
     text += LabelledText("Control", Printable(status.control));
-    return text;
+    return text + NetworkText(status);
 }
 
 std::string TargetText(const TargetReport& target) {
@@ -247,17 +248,30 @@ std::string CountText(std::uint64_t count) {
     return std::to_string(count) + "." + std::to_string(tenths) + kUnits[unit];
 }
 
+std::string ShortCountText(std::uint64_t count) {
+    constexpr std::uint64_t kMostInFull = 99'999;
+    constexpr std::array kUnits = {'k', 'M', 'G', 'T', 'P', 'E'};
+    if (count <= kMostInFull) {
+        return std::to_string(count);
+    }
+    std::size_t unit = 0;
+    for (count /= 1000; count >= 10'000; count /= 1000) {
+        ++unit;
+    }
+    return std::to_string(count) + kUnits[unit];
+}
+
 std::string StatusText(const StatusReport& status) {
     std::string text = ServiceText(status) + "\n";
     if (status.ports.empty() && status.portsLeftOut == 0) {
-        return text + "No port is in use.\n";
+        return text + "No port is in use.\n" + SessionsText(status);
     }
     PortTable table(status.midiProblem);
     for (const PortReport& port : status.ports) {
         table.Add(port);
     }
     table.AddLeftOut(status.portsLeftOut);
-    return text + table.Text();
+    return text + table.Text() + SessionsText(status);
 }
 
 std::string HostsText(const StatusReport& status) {

@@ -8,7 +8,8 @@
 namespace vexil {
 
 // The service itself, then one line for each side of a used port: its endpoint, how many programs are
-// connected to it, where it goes, and what went through. Below a line, behind a "!", what is wrong with it.
+// connected to it, where it goes, and what went through; then one line for each other computer that is wanted
+// or connected. Below a line, behind a "!", what is wrong with it.
 std::string StatusText(const StatusReport& status);
 
 // The computers that the service knows.
@@ -16,5 +17,7 @@ std::string HostsText(const StatusReport& status);
 
 // A count in at most eight characters: in full below 100 million, then in thousands, millions and so on.
 std::string CountText(std::uint64_t count);
+// The same in at most five: in full below 100,000.
+std::string ShortCountText(std::uint64_t count);
 
 }  // namespace vexil

@@ -1,4 +1,4 @@
-// A status as the service sends it, with one port of every kind, to be changed by a test.
+// A status as the service sends it, with one port and one session of every kind, to be changed by a test.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -6,7 +6,7 @@
 namespace vexil {
 
 inline nlohmann::json SampleStatus() {
-    return nlohmann::json::parse(R"({
+    return nlohmann::json::parse(R"JSON({
         "version": "3.3.900", "host": "studio", "names": ["studio", "studio.lan"],
         "midi": {"backend": "jack", "running": true, "problem": "", "realtime": ""},
         "attached": true,
@@ -14,6 +14,20 @@ inline nlohmann::json SampleStatus() {
                     "sendGranularity": 12},
         "memory": "locked",
         "control": "/run/user/1000/vexil3/com.sonavert.driver.vexil3",
+        "network": {"speaks": "eth0,wlan0", "problem": "", "key": "0123456789abcdef", "port": 11188,
+                    "remarks": ["The computer \"attic\" is reached by air only."]},
+        "sessions": [
+            {"computer": "stage", "state": "up", "up": true, "problem": "", "address": "192.168.1.6:11188",
+             "interface": "eth0", "wireless": false, "key": "0011223344556677", "seconds": 754,
+             "roundTrip": 340, "sent": 15, "received": 14, "repaired": 3, "lost": 0, "late": 1,
+             "ways": [{"from": 88, "to": 21, "incoming": false, "test": false, "problem": ""},
+                      {"from": 11, "to": 12, "incoming": true, "test": true,
+                       "problem": "Port 12 is a local pipe."}]},
+            {"computer": "attic", "state": "calling", "up": false, "problem": "It does not answer.",
+             "address": "", "interface": "", "wireless": false, "key": "", "seconds": 7, "roundTrip": null,
+             "sent": 0, "received": 0, "repaired": 0, "lost": 0, "late": 0,
+             "ways": [{"from": 11, "to": 12, "incoming": false, "test": false,
+                       "problem": "It does not answer."}]}],
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
         "ports": [
@@ -37,7 +51,7 @@ inline nlohmann::json SampleStatus() {
                         "target": {"computer": "stage", "port": 21}, "route": "nowhere",
                         "routeProblem": "No computer of the name \"stage\" is known.",
                         "messages": 5, "bytes": 15, "filtered": 0, "dropped": 5}}
-        ]})");
+        ]})JSON");
 }
 
 }  // namespace vexil

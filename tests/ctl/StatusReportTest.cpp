@@ -46,6 +46,37 @@ TEST(StatusReport, EveryFieldIsRead) {
     EXPECT_EQ(status->hosts[0].port, 0);
     EXPECT_TRUE(status->hosts[0].enabled);
 
+    ASSERT_TRUE(status->network);
+    EXPECT_EQ(status->network->speaks, "eth0,wlan0");
+    EXPECT_EQ(status->network->key, "0123456789abcdef");
+    EXPECT_EQ(status->network->port, 11188);
+    EXPECT_EQ(status->network->remarks,
+              (std::vector<std::string>{"The computer \"attic\" is reached by air only."}));
+
+    ASSERT_EQ(status->sessions.size(), 2U);
+    const SessionReport& stage = status->sessions[0];
+    EXPECT_EQ(stage.computer, "stage");
+    EXPECT_EQ(stage.state, "up");
+    EXPECT_TRUE(stage.up);
+    EXPECT_EQ(stage.address, "192.168.1.6:11188");
+    EXPECT_EQ(stage.interface, "eth0");
+    EXPECT_FALSE(stage.wireless);
+    EXPECT_EQ(stage.key, "0011223344556677");
+    EXPECT_EQ(stage.seconds, 754U);
+    EXPECT_EQ(stage.roundTrip, 340U);
+    EXPECT_EQ(stage.sent, 15U);
+    EXPECT_EQ(stage.received, 14U);
+    EXPECT_EQ(stage.repaired, 3U);
+    EXPECT_EQ(stage.lost, 0U);
+    EXPECT_EQ(stage.late, 1U);
+    ASSERT_EQ(stage.ways.size(), 2U);
+    EXPECT_EQ(stage.ways[1].from, 11U);
+    EXPECT_EQ(stage.ways[1].to, 12U);
+    EXPECT_TRUE(stage.ways[1].incoming && stage.ways[1].test);
+    EXPECT_EQ(stage.ways[1].problem, "Port 12 is a local pipe.");
+    EXPECT_EQ(status->sessions[1].problem, "It does not answer.");
+    EXPECT_FALSE(status->sessions[1].roundTrip);
+
     ASSERT_EQ(status->ports.size(), 3U);
     const PortReport& first = status->ports[0];
     EXPECT_EQ(first.port, 11U);
@@ -71,6 +102,13 @@ TEST(StatusReport, EveryFieldIsRead) {
     EXPECT_FALSE(status->ports[1].test);
     EXPECT_EQ(status->ports[2].output->route, RouteEnd::Nowhere);
     EXPECT_FALSE(status->ports[2].input);
+}
+
+TEST(StatusReport, EarlierServicesTellOfNoNetwork) {
+    json status = SampleStatus();
+    status.erase("network");
+    status.erase("sessions");
+    EXPECT_EQ(Problem(status), "");
 }
 
 TEST(StatusReport, TextThatIsNoJsonIsRefused) {

@@ -5,6 +5,7 @@
 
 #include <sstream>
 
+#include "ctl/SessionText.h"
 #include "ctl/TerminalText.h"
 #include "shared/System/PrintableText.h"
 #include "tests/ctl/SampleStatus.h"
@@ -36,6 +37,8 @@ Options        Show Connectors, Enable Logging, Use Wireless
 Quantization   1.2 ms
 Own names      studio, studio.lan
 Control        /run/user/1000/vexil3/com.sonavert.driver.vexil3
+Network        on eth0, wlan0, UDP port 11188, key 0123456789abcdef
+               ! The computer "attic" is reached by air only.
 
 PORT SIDE ENDPOINT                 LINKS ROUTE                 MESSAGES    BYTES
 11   out  vexil3:Stage piano           1 to studio, port 12        1284     3852
@@ -51,6 +54,13 @@ PORT SIDE ENDPOINT                 LINKS ROUTE                 MESSAGES    BYTES
 
 Sent           1308 messages, 3924 bytes; 3 filtered, 6 dropped
 Received       7 messages, 21 bytes
+
+COMPUTER     STATE      FOR ADDRESS           BY       TRIP  LOST REPAIRED  LATE
+stage        up         12m 192.168.1.6:11188 eth0   340 us     0        3     1
+             ! from its test output of port 11 to port 12 here: Port 12 is a
+             local pipe.
+attic        calling     7s                                     0        0     0
+             ! It does not answer.
 )");
 }
 
@@ -185,7 +195,9 @@ TEST(StatusText, FitsTheTerminalWhateverTheNames) {
             if (value.is_string() && path.find("/route") == std::string::npos) {
                 status[json::json_pointer(path)] = name;
             }
-            if (value.is_number() && path.find("port") == std::string::npos) {
+            const bool isPort =
+                path.find("port") != std::string::npos || path.find("/ways") != std::string::npos;
+            if (value.is_number() && !isPort) {
                 status[json::json_pointer(path)] = 4'000'000'000U;
             }
         }
@@ -204,6 +216,60 @@ TEST(StatusText, CountsStayWithinTheirColumn) {
     EXPECT_EQ(CountText(123'456'789'012), "123.4G");
     EXPECT_EQ(CountText(UINT64_MAX), "18446.7P");
     EXPECT_LE(CountText(99'999'999'999'999'999).size(), 8U);
+}
+
+TEST(StatusText, ShortCountsStayWithinTheirColumn) {
+    EXPECT_EQ(ShortCountText(99'999), "99999");
+    EXPECT_EQ(ShortCountText(100'000), "100k");
+    EXPECT_EQ(ShortCountText(9'999'999), "9999k");
+    EXPECT_EQ(ShortCountText(10'000'000), "10M");
+    EXPECT_EQ(ShortCountText(UINT64_MAX), "18E");
+}
+
+TEST(SessionText, TellsOfNoNetworkWhereTheServiceDoesNot) {
+    json status = SampleStatus();
+    status.erase("network");
+    status.erase("sessions");
+    EXPECT_THAT(Text(status), Not(HasSubstr("Network")));
+    EXPECT_THAT(Text(status), Not(HasSubstr("COMPUTER")));
+}
+
+TEST(SessionText, SaysWhereTheServiceSpeaksAndWhyItDoesNot) {
+    json status = SampleStatus();
+    status["network"] = {
+        {"speaks", "off"}, {"problem", ""}, {"key", ""}, {"port", 0}, {"remarks", json::array()}};
+    EXPECT_THAT(Text(status), HasSubstr("\nNetwork        off\n\n"));
+    status["network"]["speaks"] = "lo";
+    EXPECT_THAT(Text(status), HasSubstr("\nNetwork        within this computer only\n"));
+    status["network"]["speaks"] = "on";
+    status["network"]["problem"] = "Another user's service speaks to the network.";
+    EXPECT_THAT(Text(status), HasSubstr("\nNetwork        on every interface\n"
+                                        "               ! Another user's service speaks to the network.\n"));
+}
+
+TEST(SessionText, ShowsSessionsAlsoWithoutAPort) {
+    json status = SampleStatus();
+    status["ports"] = json::array();
+    EXPECT_THAT(Text(status), HasSubstr("No port is in use.\n\nCOMPUTER "));
+}
+
+TEST(SessionText, DurationsAreShort) {
+    EXPECT_EQ(DurationText(0), "0s");
+    EXPECT_EQ(DurationText(59), "59s");
+    EXPECT_EQ(DurationText(60), "1m");
+    EXPECT_EQ(DurationText(3599), "59m");
+    EXPECT_EQ(DurationText(3600), "1h");
+    EXPECT_EQ(DurationText(86'400), "1d");
+    EXPECT_EQ(DurationText(UINT64_MAX), "999d");
+}
+
+TEST(SessionText, RoundTripsAreShort) {
+    EXPECT_EQ(RoundTripText(999), "999 us");
+    EXPECT_EQ(RoundTripText(1250), "1.2 ms");
+    EXPECT_EQ(RoundTripText(10'000), "10 ms");
+    EXPECT_EQ(RoundTripText(999'999), "999 ms");
+    EXPECT_EQ(RoundTripText(1'000'000), "1 s");
+    EXPECT_LE(RoundTripText(UINT32_MAX).size(), 6U);
 }
 
 TEST(HostsText, ShowsEachComputer) {
