@@ -387,12 +387,14 @@ void NetworkService::Browse() {
 }
 
 bool NetworkService::IsThisComputer(const std::string& text) const {
-    const std::optional<NetworkAddress> address = ParseAddress(text);
-    if (!address) {
-        return false;
+    const LocalNames local(wishes.names);
+    if (running) {
+        return MeansThisComputer(text, local, ListOf(*running), Port());
     }
-    return address->IsLoopback() ||
-           IsOwnAddress(running ? ListOf(*running) : parts.makeInterfaces()->List(), *address);
+    // Most texts are names, for which the system need not be asked.
+    const bool mayBeAddress = text.find_first_of(":.") != std::string::npos;
+    return mayBeAddress ? MeansThisComputer(text, local, parts.makeInterfaces()->List(), Port())
+                        : local.Contains(text);
 }
 
 std::uint16_t NetworkService::Port() const {

@@ -150,6 +150,15 @@ bool IsHostName(std::string_view text) {
            });
 }
 
+bool MeansThisComputer(std::string_view text, const LocalNames& local,
+                       const std::vector<NetworkInterface>& interfaces, std::uint16_t ownPort) {
+    const std::optional<Parts> parts = TakeApart(text);
+    const std::optional<NetworkAddress> address = parts ? ParseAddress(parts->host) : std::nullopt;
+    const bool isOwnPort = parts && (parts->port == 0 || parts->port == ownPort);
+    const bool isOwnAddress = address && (address->IsLoopback() || IsOwnAddress(interfaces, *address));
+    return local.Contains(std::string(text)) || (isOwnAddress && isOwnPort);
+}
+
 NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundings) {
     NamedTarget target;
     if (text.empty()) {
@@ -157,10 +166,7 @@ NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundin
     }
     const std::optional<Parts> parts = TakeApart(text);
     const std::optional<NetworkAddress> address = parts ? ParseAddress(parts->host) : std::nullopt;
-    const bool isOwnPort = parts && (parts->port == 0 || parts->port == surroundings.ownPort);
-    const bool isOwnAddress =
-        address && (address->IsLoopback() || IsOwnAddress(surroundings.interfaces, *address));
-    if (surroundings.local.Contains(std::string(text)) || (isOwnAddress && isOwnPort)) {
+    if (MeansThisComputer(text, surroundings.local, surroundings.interfaces, surroundings.ownPort)) {
         target.kind = TargetKind::Local;
         return target;
     }

@@ -43,6 +43,11 @@ struct NameSurroundings {
     std::uint16_t ownPort = 0;  // on which this computer hears; 0: on none
 };
 
+// Whether a text means this computer: one of its names, or an address of its own without a port or with
+// `ownPort`.
+bool MeansThisComputer(std::string_view text, const LocalNames& local,
+                       const std::vector<NetworkInterface>& interfaces, std::uint16_t ownPort);
+
 NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundings);
 
 // Whether a text may be looked up: 1 to 253 bytes, no blanks, no control characters, none of "%/:[]", and not

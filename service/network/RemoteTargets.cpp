@@ -60,11 +60,7 @@ void Join(RemoteTargets::Target& target, RemoteTargets::Target&& other) {
     if (target.link.pinned.empty()) {
         target.link.pinned = std::move(other.link.pinned);
     }
-    for (const auto& way : other.ways) {
-        if (std::find(target.ways.begin(), target.ways.end(), way) == target.ways.end()) {
-            target.ways.push_back(way);
-        }
-    }
+    target.ways.insert(target.ways.end(), other.ways.begin(), other.ways.end());
     std::move(other.texts.begin(), other.texts.end(), std::back_inserter(target.texts));
 }
 
@@ -126,8 +122,7 @@ bool RemoteTargets::IsHeldBack(std::uint64_t now, const WantedWay& way) const {
 std::optional<std::uint64_t> RemoteTargets::NextTime() const {
     std::optional<std::uint64_t> first;
     for (const WantedWay& way : ways) {
-        const bool isHeld = IsTest(way) && Of(way.computer).state == State::Waiting;
-        if (isHeld) {
+        if (IsHeldBack(foundAt, way)) {
             const std::uint64_t until = heldUntil[TestIndex(way)];
             first = first ? std::min(*first, until) : until;
         }
@@ -212,6 +207,7 @@ RemoteTargets::Candidate RemoteTargets::Look(const Wanted& wanted, const NameSur
 }
 
 void RemoteTargets::Find(std::uint64_t now, const NameSurroundings& surroundings, const AccessRules& access) {
+    foundAt = now;
     newLookUps.clear();
     found.clear();
     targets.clear();

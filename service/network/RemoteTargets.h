@@ -103,6 +103,7 @@ class RemoteTargets {
     std::vector<std::string> newLookUps;        // the same, while Find goes on
     std::map<std::string, ComputerId> learned;  // by the computer as it was set
     bool anyUnannounced = false;
+    std::uint64_t foundAt = 0;  // when Find was called last
 };
 
 }  // namespace vexil
