@@ -25,7 +25,7 @@ import stored_configuration as stored
 
 SKIPPED = 77
 CONTROL = "vexil3/com.sonavert.driver.vexil3"
-ATTACH, SET, GET, STATUS, RELOAD = 1, 2, 3, 4, 5
+ATTACH, SET, GET, STATUS, RELOAD, NETWORK = 1, 2, 3, 4, 5, 6
 UNIT = 175
 LONGEST_DATA = 65536
 # Where a system-wide installation keeps what it shares: a service on such a machine uses these folders.

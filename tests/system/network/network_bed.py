@@ -1,0 +1,114 @@
+"""What the tests of MIDI between computers share: a wire with computers, and ears on JACK. A test program ends with
+
+    if __name__ == "__main__":
+        network_bed.main()
+
+and is called as PROGRAM VEXIL3D [MUSIC_PROGRAM]; tests that listen need the second.
+"""
+
+import os
+import pathlib
+import sys
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "tools"))
+import music_world  # noqa: E402
+import network_world  # noqa: E402
+import own_shared_memory  # noqa: E402
+import running_service  # noqa: E402
+import stored_configuration as stored  # noqa: E402
+
+FRAMES = 256  # of a cycle of JACK: 5.3 ms
+
+music_program = None
+
+
+def note_on(key, channel=0):
+    return bytes((0x90 | channel, key, 100))
+
+
+def note_off(key, channel=0):
+    return bytes((0x80 | channel, key, 64))
+
+
+def is_release(message):
+    """Whether a message ends notes: a note-off, or a note-on of velocity 0."""
+    return message[0] & 0xF0 == 0x80 or (message[0] & 0xF0 == 0x90 and message[2] == 0)
+
+
+def to(computer, port):
+    """The stored values by which output 0 plays to an input (index) of another computer."""
+    return {"OutputPorts": stored.mask(0), "01 PortFlags": stored.entry(0xC0, 0, port), "01 DstHost": computer.name}
+
+
+def hearing(*ports):
+    """The stored values by which inputs (indices) hear everybody."""
+    return {"OutputPorts": stored.mask(), "InputPorts": stored.mask(*ports)}
+
+
+class Ears:
+    """A JACK server of a computer, on which its service and a music program run."""
+
+    def __init__(self, computer, patient=True):
+        self.computer = computer
+        self.server = music_world.JackServer(computer.surroundings.environment, FRAMES, patient=patient)
+        self.server.start()
+        self.program = None
+
+    def start_service(self, *arguments):
+        return self.computer.start_service(*arguments, midi="jack", environment=self.server.variables)
+
+    def listen(self, ports):
+        """A music program that hears that many inputs and plays into that many outputs, as they are published."""
+        self.program = music_world.MusicProgram(music_program, self.server.environment, "ears", ports, ports)
+        self.program.ask("listen")
+        return self.program
+
+    def close(self):
+        if self.program:
+            self.program.end()
+            self.program.process.stdout.close()
+        self.server.end()
+
+
+class NetworkTest(unittest.TestCase):
+    def setUp(self):
+        self.world = network_world.NetworkWorld()
+        self.addCleanup(self.world.close)
+
+    def computers(self, *names):
+        return [self.world.computer(name) for name in names]
+
+    def ears_of(self, computer, ports=1):
+        """Ears on a computer whose inputs, from the first on, a music program hears; its service speaks to the network."""
+        ears = Ears(computer)
+        self.addCleanup(ears.close)
+        ears.start_service("--network", "on")
+        program = ears.listen(ports)
+        self.world.wait(lambda: len(program.ports()[1]) == ports, "the inputs of " + computer.name)
+        for index, address in enumerate(program.ports()[1]):
+            self.assertTrue(program.read_from(address, index))
+        return program
+
+    def wait(self, condition, what, seconds=network_world.PATIENCE):
+        return self.world.wait(condition, what, seconds)
+
+    def wait_way(self, sender, receiver, port=0):
+        """Waits until an input (index) of the receiver takes what the sender plays to it."""
+        return self.wait(lambda: sender.way(receiver.name, port) == "", f"the way from {sender.name} to {receiver.name}")
+
+
+def main(needs_ears=False):
+    global music_program
+    running_service.program = sys.argv.pop(1)
+    if len(sys.argv) > 1 and os.path.exists(sys.argv[1]):
+        music_program = sys.argv.pop(1)
+    present = [folder for folder in running_service.SYSTEM_WIDE if os.path.exists(folder)]
+    obstacle = ("a system-wide installation is here, whose folders a service would use: " + ", ".join(present)
+                if present else music_world.obstacle() if needs_ears else "")
+    obstacle = obstacle or network_world.take()
+    if obstacle:
+        print("Skipped: " + obstacle)
+        sys.exit(running_service.SKIPPED)
+    own_shared_memory.take()
+    unittest.main(verbosity=2)
