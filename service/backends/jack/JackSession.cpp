@@ -135,6 +135,7 @@ JackSession::JackSession(const Parts& sessionParts, jack_client_t* jackClient)
     jack_on_shutdown(client, Shutdown, this);
     if (jack_set_port_connect_callback(client, PortsConnected, this) != 0 ||
         jack_set_port_registration_callback(client, PortRegistered, this) != 0 ||
+        jack_set_port_rename_callback(client, PortRenamed, this) != 0 ||
         jack_set_graph_order_callback(client, GraphOrdered, this) != 0 ||
         jack_set_process_callback(client, Process, this) != 0) {
         LogPrintf("JACK does not take the service's callbacks.\n");
@@ -375,10 +376,21 @@ void JackSession::Unregister(const Leaving& side) {
     ordersBefore = orders;
     orderedBy = Clock::now() + kLongestOrdering;
     ForgetProperties(side.jackPort);
-    if (jack_port_unregister(client, side.jackPort) != 0 && !serverHasGone) {
+    if (UnregisterAtJack(side) != 0 && !serverHasGone) {
         LogPrintf("JACK does not let the port \"%s\" go.\n", side.name.c_str());
     }
     pulse.Beat();
+}
+
+// Latencies are also computed anew when another program asks for it, or changes the graph.
+int JackSession::UnregisterAtJack(const Leaving& side) {
+    const auto unregister = [&] { return jack_port_unregister(client, side.jackPort); };
+    if (isPipeWire || !isActive) {
+        return unregister();
+    }
+    // The name that it has already: nobody sees a difference, and JACK tells everybody, this client as well.
+    return gate.Hold([&] { static_cast<void>(jack_port_rename(client, side.jackPort, side.name.c_str())); },
+                     unregister);
 }
 
 std::set<std::string> JackSession::LeavingNames() const {
@@ -676,12 +688,18 @@ void JackSession::WakeForConnections() {
 
 void JackSession::PortRegistered(jack_port_id_t, int, void* session) {
     static_cast<JackSession*>(session)->WakeForConnections();
+    static_cast<JackSession*>(session)->gate.Pass();
+}
+
+void JackSession::PortRenamed(jack_port_id_t, const char*, const char*, void* session) {
+    static_cast<JackSession*>(session)->gate.Pass();
 }
 
 int JackSession::GraphOrdered(void* session) {
     auto* self = static_cast<JackSession*>(session);
     self->orderedAt = self->process->Cycles();
     ++self->orders;
+    self->gate.Pass();
     return 0;
 }
 
@@ -695,6 +713,7 @@ void JackSession::PortsConnected(jack_port_id_t a, jack_port_id_t b, int connect
         }
     }
     self->WakeForConnections();
+    self->gate.Pass();
 }
 
 int JackSession::Process(jack_nframes_t frames, void* session) {

@@ -23,6 +23,7 @@
 #include "service/backends/Endpoint.h"
 #include "service/backends/jack/JackProcess.h"
 #include "service/backends/jack/JackPulse.h"
+#include "service/backends/jack/NotificationGate.h"
 
 namespace vexil {
 
@@ -124,6 +125,7 @@ class JackSession {
     void Begin(Step step, Leaving& side) const;
     bool MayGoOn(const Leaving& side) const;
     void Unregister(const Leaving& side);
+    int UnregisterAtJack(const Leaving& side);
     bool MayUnregister() const;
     std::set<std::string> LeavingNames() const;
     std::set<std::string> NamesInUse() const;
@@ -150,6 +152,7 @@ class JackSession {
     static void ShutdownWithReason(jack_status_t code, const char* reason, void* session);
     static void PortsConnected(jack_port_id_t a, jack_port_id_t b, int connected, void* session);
     static void PortRegistered(jack_port_id_t port, int registered, void* session);
+    static void PortRenamed(jack_port_id_t port, const char* before, const char* now, void* session);
     static int GraphOrdered(void* session);
     static int Process(jack_nframes_t frames, void* session);
     void WakeForConnections();
@@ -159,6 +162,7 @@ class JackSession {
     JackPulse& pulse;
     const std::string address;  // that all its ports' names begin with
     std::unique_ptr<JackProcess> process;
+    NotificationGate gate;
     std::vector<Endpoint> wanted;
     std::vector<Wanted> visible;
     std::array<std::array<Side, kMaxPorts>, 2> sides;

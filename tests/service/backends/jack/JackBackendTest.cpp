@@ -11,7 +11,9 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -623,6 +625,49 @@ TEST_F(JackBackendTest, EndpointsGoOneByOneEachWhenTheGraphIsOrderedWithoutTheOn
         EXPECT_NE(seen.substr(gone, next - gone).find('o'), std::string::npos) << seen;
         gone = next;
     }
+}
+
+// A client that has the latencies of all clients' ports computed anew, over and over.
+class JackRecomputing {
+  public:
+    JackRecomputing() : client(jack_client_open("recomputing", JackNoStartServer, nullptr)) {
+        jack_activate(client);
+        thread = std::jthread([this](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
+                jack_recompute_total_latencies(client);
+            }
+        });
+    }
+    ~JackRecomputing() {
+        thread.request_stop();
+        thread.join();
+        jack_client_close(client);
+    }
+    JackRecomputing(const JackRecomputing&) = delete;
+    JackRecomputing& operator=(const JackRecomputing&) = delete;
+
+  private:
+    jack_client_t* client;
+    std::jthread thread;
+};
+
+TEST_F(JackBackendTest, EndpointsGoWhileJackGoesThroughThePorts) {
+    if (IsPipeWire()) {
+        return;  // its library keeps no such list
+    }
+    std::vector<Endpoint> endpoints;
+    for (int port = 0; port < 8; ++port) {
+        endpoints.push_back({port, true, "Port " + std::to_string(port), false});
+        endpoints.push_back({port, false, "Port " + std::to_string(port), false});
+    }
+    const JackRecomputing recomputing;
+    constexpr int kRounds = 5;
+    for (int round = 0; round < kRounds; ++round) {
+        Publish(endpoints);
+        Publish({});
+        ASSERT_TRUE(Settled());
+    }
+    EXPECT_TRUE(Listed(Program(), true, {}));
 }
 
 TEST_F(JackBackendTest, TheNameOfAnEndpointThatGoesIsFreeForAnother) {
