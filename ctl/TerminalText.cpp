@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 
+#include "shared/System/PrintableText.h"
 #include "shared/System/Utf8.h"
 
 namespace vexil {
@@ -66,18 +67,34 @@ std::size_t FittingBytes(std::string_view text, std::size_t width) {
     return bytes;
 }
 
+std::string JsonUnit(unsigned unit) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    return {'\\',
+            'u',
+            kDigits[unit >> 12],
+            kDigits[unit >> 8 & 0xF],
+            kDigits[unit >> 4 & 0xF],
+            kDigits[unit & 0xF]};
+}
+
+// A character in one or two UTF-16 units.
+std::string JsonEscape(char32_t code) {
+    if (code < 0x10000) {
+        return JsonUnit(static_cast<unsigned>(code));
+    }
+    const auto above = static_cast<unsigned>(code - 0x10000);
+    return JsonUnit(0xD800 + (above >> 10)) + JsonUnit(0xDC00 + (above & 0x3FF));
+}
+
 }  // namespace
 
 std::string PrintableJson(std::string_view json) {
-    constexpr const char* kDigits = "0123456789abcdef";
     std::string result;
     while (!json.empty()) {
         const Character character = FirstCharacter(json);
-        if (character.valid && character.code >= 0x7F && character.code <= 0x9F) {
-            result.append({'\\', 'u', '0', '0', kDigits[character.code >> 4], kDigits[character.code & 0xF]});
-        } else {
-            result.append(json, 0, character.size);
-        }
+        const std::string_view bytes = json.substr(0, character.size);
+        const bool isEscaped = character.valid && character.code >= 0x7F && Printable(bytes) != bytes;
+        result += isEscaped ? JsonEscape(character.code) : std::string(bytes);
         json.remove_prefix(character.size);
     }
     return result;

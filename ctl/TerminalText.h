@@ -8,7 +8,7 @@
 
 namespace vexil {
 
-// JSON text with the control characters that JSON allows in strings (from U+007F to U+009F) written as their
+// JSON text with the characters that JSON allows in strings and that are not Printable written as their
 // escapes. Its meaning is unchanged.
 std::string PrintableJson(std::string_view json);
 

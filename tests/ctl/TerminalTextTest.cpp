@@ -37,6 +37,7 @@ TEST(TerminalText, LineFeedsStayWhereLinesAreWanted) {
 
 TEST(TerminalText, JsonKeepsItsMeaningAndLosesItsControlCharacters) {
     EXPECT_EQ(PrintableJson("{\"ü\": \"a\x7f\u009b\"}"), "{\"ü\": \"a\\u007f\\u009b\"}");
+    EXPECT_EQ(PrintableJson("\"\u202e\U000E0001\""), "\"\\u202e\\udb40\\udc01\"");
 }
 
 TEST(TerminalText, WidthCountsColumns) {
