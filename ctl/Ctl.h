@@ -1,28 +1,20 @@
-// vexil3ctl: the service and the stored configuration from the command line. The whole program but for its
-// streams, so that a test runs all of it.
+// vexil3ctl: the service, its network and the stored configuration from the command line. The whole program
+// but for its streams, so that a test runs all of it. Ctl.cpp lists the commands, Command.h says what one is.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "ctl/CollectedLog.h"
+#include "ctl/Console.h"
+#include "ctl/CtlResult.h"
 #include "platform/linux/Paths.h"
 
 namespace vexil {
 
-// Exit statuses.
-inline constexpr int kCtlDone = 0;
-inline constexpr int kCtlFailed = 1;
-inline constexpr int kCtlUsage = 2;
-inline constexpr int kCtlNoService = 3;  // of a command that is nothing without a running service
-
-struct CtlResult {
-    int status = kCtlDone;
-    std::string output;  // the whole text, or nothing
-    std::string errors;  // lines, each begins with the program's name
-};
-
-// `arguments` without the program's name.
-CtlResult RunCtl(const std::vector<std::string>& arguments, const Paths& paths, CollectedLog& log);
+// `arguments` without the program's name. What goes on for a while is shown on the console; the rest is in
+// the result, and made printable.
+CtlResult RunCtl(const std::vector<std::string>& arguments, const Paths& paths, CollectedLog& log,
+                 Console& console);
 
 }  // namespace vexil

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "driver/ControlChannel.h"
 #include "driver/DriverOptions.h"
 #include "platform/linux/control/ControlConnection.h"
 
@@ -21,7 +20,7 @@ ServiceAnswer Failure(const std::string& what, int error) {
     return Failure(what + ": " + std::strerror(error));
 }
 
-ServiceAnswer Unanswered() {
+ServiceAnswer NoAnswer() {
     return Failure("the service does not answer");
 }
 
@@ -29,8 +28,8 @@ ServiceAnswer Malformed() {
     return Failure("the service's answer is malformed");
 }
 
-ServiceAnswer Answer(const ControlReply& reply, std::uint32_t askedLength) {
-    if (reply.data.size() > askedLength) {
+ServiceAnswer Answer(const ControlReply& reply, std::size_t longest) {
+    if (reply.data.size() > longest) {
         return Malformed();
     }
     if (reply.error != 0) {
@@ -41,20 +40,35 @@ ServiceAnswer Answer(const ControlReply& reply, std::uint32_t askedLength) {
 
 }  // namespace
 
+CtlResult Unanswered(const ServiceAnswer& answer) {
+    return Fail(answer.outcome == ServiceAnswer::Outcome::Absent ? kCtlNoService : kCtlFailed,
+                answer.problem);
+}
+
 ServiceClient::ServiceClient(const Paths& paths, std::chrono::milliseconds replyTime)
     : path(paths.control + "/" + kControlName),
       serviceUser(TrustedServiceUser(paths.control, paths.controlIsSystemWide)),
       patience(replyTime) {}
 
 ServiceAnswer ServiceClient::AskStatus(std::uint32_t first) const {
-    return Ask(kControlStatus, first, static_cast<std::uint32_t>(kMaxControlData));
+    const auto length = static_cast<std::uint32_t>(kMaxControlData);
+    return Ask({kSequence, kControlStatus, first, length, {}}, length);
 }
 
 ServiceAnswer ServiceClient::AskReload() const {
-    return Ask(kControlReload, 0, 0);
+    return Ask({kSequence, kControlReload, 0, 0, {}}, 0);
 }
 
-ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t number, std::uint32_t length) const {
+ServiceAnswer ServiceClient::AskNetwork(const std::vector<std::string>& words) const {
+    const std::optional<std::vector<std::uint8_t>> payload = PackControlWords(words);
+    if (!payload) {
+        return Failure("an argument is empty or too long");
+    }
+    const auto length = static_cast<std::uint32_t>(payload->size());
+    return Ask({kSequence, kControlNetwork, 0, length, *payload}, kMaxControlData);
+}
+
+ServiceAnswer ServiceClient::Ask(const ControlRequest& request, std::size_t longest) const {
     const Deadline deadline = std::chrono::steady_clock::now() + patience;
     const int descriptor = ControlConnection::NewSocket();
     if (descriptor == -1) {
@@ -65,13 +79,13 @@ ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t number, std::
         if (error == ENOENT || error == ENOTDIR || error == ECONNREFUSED) {
             return {ServiceAnswer::Outcome::Absent, "no service is running at " + path, {}};
         }
-        return error == ETIMEDOUT ? Unanswered() : Failure(path, error);
+        return error == ETIMEDOUT ? NoAnswer() : Failure(path, error);
     }
     if (connection.CheckPeer(serviceUser) != 0) {
         return Failure("what answers at " + path + " is another user's");
     }
 
-    const int sendError = connection.Send({kSequence, kind, number, length, {}});
+    const int sendError = connection.Send(request);
     // A connection that is closed already tells so when it is read.
     if (sendError != 0 && sendError != EPIPE && sendError != ECONNRESET) {
         return Failure("the service cannot be asked", sendError);
@@ -79,9 +93,9 @@ ServiceAnswer ServiceClient::Ask(std::uint32_t kind, std::uint32_t number, std::
     ControlReply reply;
     switch (const int error = connection.AwaitReply(kSequence, deadline, &reply)) {
         case 0:
-            return Answer(reply, length);
+            return Answer(reply, longest);
         case ETIMEDOUT:
-            return Unanswered();
+            return NoAnswer();
         case ECONNRESET:
             return Failure("the service closed the connection without an answer");
         case EPROTO:

@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "ctl/CtlResult.h"
+#include "driver/ControlChannel.h"
 #include "platform/linux/Paths.h"
 
 namespace vexil {
@@ -21,6 +24,9 @@ struct ServiceAnswer {
     std::string problem;  // unless answered: why, without an end
     std::string data;     // when answered
 };
+
+// A command that ends because the service has not answered.
+CtlResult Unanswered(const ServiceAnswer& answer);
 
 class ServiceClient {
   public:
@@ -37,9 +43,12 @@ class ServiceClient {
     ServiceAnswer AskStatus(std::uint32_t first = 0) const;
     // Tells the service to read its configuration again.
     ServiceAnswer AskReload() const;
+    // A network command: JSON text, not yet checked. See docs/control-channel.md.
+    ServiceAnswer AskNetwork(const std::vector<std::string>& words) const;
 
   private:
-    ServiceAnswer Ask(std::uint32_t kind, std::uint32_t number, std::uint32_t length) const;
+    // `longest`: the most bytes of an answer.
+    ServiceAnswer Ask(const ControlRequest& request, std::size_t longest) const;
 
     std::string path;
     std::optional<std::uint32_t> serviceUser;  // may serve here besides root and this process's own

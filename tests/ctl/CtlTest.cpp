@@ -1,40 +1,17 @@
-#include "ctl/Ctl.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
+// The commands of the service and of the stored configuration.
 #include <filesystem>
 
 #include "shared/System/PrintableText.h"
-#include "tests/ctl/CtlFolder.h"
-#include "tests/ctl/SampleStatus.h"
-#include "tests/platform_linux/ControlSocketService.h"
+#include "tests/ctl/CtlFixture.h"
 
 namespace vexil {
 namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
-using Seen = ControlSocketService::Seen;
 
-class CtlTest : public testing::Test {
+class CtlTest : public CtlFixture {
   protected:
-    CtlResult Run(const std::vector<std::string>& arguments) { return RunCtl(arguments, folder.paths, log); }
-
-    // A service with this status that takes a reload.
-    void Serve(const std::string& status) {
-        service.SetHook([status](const Seen& request) {
-            if (request.kind == kControlStatus) {
-                ControlSocketService::Reply(request, 0, {status.begin(), status.end()});
-            } else {
-                ControlSocketService::Reply(request, request.kind == kControlReload ? 0 : EPERM);
-            }
-            return true;
-        });
-        service.Start();
-    }
-    void Serve() { Serve(SampleStatus().dump()); }
-
     std::vector<std::uint32_t> Kinds() const {
         std::vector<std::uint32_t> kinds;
         for (const Seen& request : service.Requests()) {
@@ -47,31 +24,28 @@ class CtlTest : public testing::Test {
         CtlFolder::Put(folder.File("mine.vexil3"), content);
         return folder.File("mine.vexil3");
     }
-
-    CollectedLog log;
-    const CtlFolder folder;
-    ControlSocketService service{folder.SocketPath()};
 };
 
-void ExpectUsageError(const CtlResult& result, const std::string& problem) {
-    EXPECT_EQ(result.status, kCtlUsage);
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "vexil3ctl: " + problem + "\nvexil3ctl: Try 'vexil3ctl --help'.\n");
-}
-
 TEST_F(CtlTest, WrongUsageIsSaid) {
-    ExpectUsageError(Run({}), "a command is missing");
-    ExpectUsageError(Run({"stauts"}), "there is no command 'stauts'");
-    ExpectUsageError(Run({"status", "--jsn"}), "there is no option '--jsn'");
-    ExpectUsageError(Run({"-v"}), "there is no option '-v'");
-    ExpectUsageError(Run({"reload", "--json"}), "'reload' takes no --json");
-    ExpectUsageError(Run({"defaults", "--replace"}), "'defaults' takes no --replace");
-    ExpectUsageError(Run({"defaults", "a"}), "'a' is one argument too many");
-    ExpectUsageError(Run({"check"}), "'check' needs a file");
-    ExpectUsageError(Run({"load"}), "'load' needs a file");
-    ExpectUsageError(Run({"save", "a", "b"}), "'b' is one argument too many");
-    ExpectUsageError(Run({"status", "all"}), "'all' is one argument too many");
-    ExpectUsageError(Run({"\x1b[2J"}), "there is no command '?[2J'");
+    ExpectUsageError({}, "a command is missing");
+    ExpectUsageError({"stauts"}, "there is no command 'stauts'");
+    ExpectUsageError({"status", "--jsn"}, "there is no option '--jsn'");
+    ExpectUsageError({"-v"}, "there is no option '-v'");
+    ExpectUsageError({"reload", "--json"}, "'reload' takes no --json");
+    ExpectUsageError({"defaults", "--replace"}, "'defaults' takes no --replace");
+    ExpectUsageError({"defaults", "a"}, "'a' is one argument too many");
+    ExpectUsageError({"check"}, "'check' needs a file");
+    ExpectUsageError({"load"}, "'load' needs a file");
+    ExpectUsageError({"save", "a", "b"}, "'b' is one argument too many");
+    ExpectUsageError({"status", "all"}, "'all' is one argument too many");
+    ExpectUsageError({"status", "--wait=x"}, "'x' is no number for '--wait'");
+    ExpectUsageError({"status", "--wait", "x"}, "'x' is one argument too many");
+    ExpectUsageError({"status", "--watch=1"}, "there is no option '--watch=1'");
+    ExpectUsageError({"status", "--json", "--watch"}, "'status' takes one of --json, --watch and --wait");
+    ExpectUsageError({"status", "--wait", "86401"}, "--wait takes at most 86400 seconds");
+    ExpectUsageError({"status", "--wait", "99999999999999999999"}, "--wait takes at most 86400 seconds");
+    ExpectUsageError({"network", "secret", "--file"}, "'--file' needs a value");
+    ExpectUsageError({"\x1b[2J"}, "there is no command '?[2J'");
 }
 
 TEST_F(CtlTest, HelpAndVersionNeedNothing) {

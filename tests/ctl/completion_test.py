@@ -50,6 +50,25 @@ class Completion(unittest.TestCase):
             self.assertEqual(self.offered(command, "--j"), [])
         self.assertEqual(self.offered("--json", "st"), ["status"])
 
+    def test_what_network_takes_is_offered(self):
+        help_text = subprocess.run([PROGRAM, "network", "--help"], capture_output=True, text=True, timeout=60,
+                                   check=True).stdout
+        commands = set(re.findall(r"^  ([a-z-]+) ", help_text, re.MULTILINE))
+        self.assertGreater(len(commands), 9)
+        self.assertEqual(self.offered("network", ""), sorted(commands | {"on", "off", "lo"}))
+        self.assertEqual(self.offered("network", "un"), ["unblock"])
+        self.assertEqual(self.offered("network", "allow", ""), ["any", "known", "secret"])
+        self.assertEqual(self.offered("network", "speak", "o"), ["off", "on"])
+        self.assertEqual(self.offered("network", "pin", ""), [])
+        self.assertEqual(self.offered("network", "--j"), ["--json"])
+        self.assertEqual(self.offered("network", "pin", "--j"), [])
+        self.assertEqual(self.offered("network", "secret", "--f"), ["--file"])
+        self.assertEqual(self.offered("network", "secret", "--file", "mu"), ["music.mid"])
+
+    def test_ways_to_look_at_the_status_are_offered(self):
+        self.assertEqual(self.offered("status", "--w"), ["--wait", "--watch"])
+        self.assertEqual(self.offered("hosts", "--w"), [])
+
     def test_replace_is_offered_where_it_is_taken(self):
         self.assertEqual(self.offered("load", "--r"), ["--replace"])
         for command in ("status", "check", "save", "defaults"):

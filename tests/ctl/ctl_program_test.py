@@ -1,11 +1,18 @@
 """vexil3ctl as a program, alone and with the real service: ctl_program_test.py VEXIL3CTL [VEXIL3D]."""
 import json
 import os
+import pathlib
+import pty
+import re
 import resource
+import select
 import signal
 import socket
 import struct
+import subprocess
 import sys
+import termios
+import threading
 import time
 import unittest
 
@@ -87,6 +94,117 @@ class Alone(unittest.TestCase):
         self.assertLess(time.monotonic() - started, 10)
 
 
+class Terminal:
+    """vexil3ctl at a terminal: its standard streams are one."""
+
+    def __init__(self, place, *arguments):
+        self.ours, self.theirs = pty.openpty()
+        place.test.addCleanup(os.close, self.ours)
+        place.test.addCleanup(os.close, self.theirs)
+        self.text = ""
+        self.program = subprocess.Popen([place.vexil3ctl, *arguments], env=place.environment, cwd=place.root,
+                                        stdin=self.theirs, stdout=self.theirs, stderr=self.theirs,
+                                        start_new_session=True, preexec_fn=self.take_terminal)
+        place.test.addCleanup(self.program.wait)
+        place.test.addCleanup(self.program.kill)
+
+    def take_terminal(self):
+        """Ctrl-C in the terminal goes to the program."""
+        os.close(os.open(os.ttyname(self.theirs), os.O_RDWR))
+
+    def await_text(self, pattern):
+        end = time.monotonic() + ctl_surroundings.PATIENCE
+        while not re.search(pattern, self.text) and time.monotonic() < end:
+            if select.select([self.ours], [], [], 0.1)[0]:
+                self.text += os.read(self.ours, 4096).decode()
+        return self.text
+
+    def type(self, text):
+        os.write(self.ours, text.encode())
+
+    def shows_typing(self):
+        return bool(termios.tcgetattr(self.theirs)[3] & termios.ECHO)
+
+
+class AnsweringService:
+    """A service that answers every request with the same text, and keeps the payloads."""
+
+    def __init__(self, place, answer):
+        self.payloads = []
+        self.answer = answer
+        place.socket.parent.mkdir(mode=0o700)
+        self.listening = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
+        self.listening.bind(str(place.socket))
+        self.listening.listen()
+        self.thread = threading.Thread(target=self.run)
+        self.thread.start()
+        place.test.addCleanup(self.stop)
+
+    def run(self):
+        while True:
+            try:
+                link = self.listening.accept()[0]
+            except OSError:
+                return
+            with link:
+                request = link.recv(1 << 17)
+                self.payloads.append(request[16:])
+                link.send(request[:4] + struct.pack("<II", 0, len(self.answer)) + self.answer)
+
+    def stop(self):
+        self.listening.shutdown(socket.SHUT_RDWR)
+        self.thread.join()
+        self.listening.close()
+
+
+class AtATerminal(unittest.TestCase):
+    def setUp(self):
+        self.place = ctl_surroundings.Surroundings(self, PROGRAMS[0])
+
+    def test_a_secret_is_typed_twice_and_shown_to_nobody(self):
+        service = AnsweringService(self.place, b'{"done": "The secret is set."}')
+        terminal = Terminal(self.place, "network", "secret")
+        terminal.await_text("Secret: ")
+        self.assertFalse(terminal.shows_typing())
+        terminal.type("a secret of ours\n")
+        terminal.await_text("again: ")
+        terminal.type("a secret of ours\n")
+        self.assertIn("The secret is set.", terminal.await_text(r"is set\."))
+        self.assertEqual(terminal.program.wait(), 0)
+        self.assertNotIn("ours", terminal.text)
+        self.assertTrue(terminal.shows_typing())
+        self.assertEqual(service.payloads, [b"secret\0a secret of ours\0"])
+
+    def test_an_interrupt_leaves_a_terminal_that_shows_what_is_typed(self):
+        terminal = Terminal(self.place, "network", "secret")
+        terminal.await_text("Secret: ")
+        self.assertFalse(terminal.shows_typing())
+        terminal.type("half a sec\x03")
+        self.assertEqual(terminal.program.wait(), -signal.SIGINT)
+        self.assertTrue(terminal.shows_typing())
+
+    def test_a_secret_is_piped_in(self):
+        service = AnsweringService(self.place, b'{"done": "The secret is set."}')
+        done = self.place.ctl("network", "secret", input="a secret of ours\nmore\n")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(service.payloads, [b"secret\0a secret of ours\0"])
+
+    def test_the_watch_says_that_there_is_no_service_and_ends_with_an_interrupt(self):
+        terminal = Terminal(self.place, "status", "--watch")
+        self.assertIn("\x1b[HThere is no status: no service is running at ", terminal.await_text(r"goes on\."))
+        terminal.type("\x03")
+        self.assertEqual(terminal.program.wait(), 0)
+
+    def test_the_wait_ends_with_an_interrupt_as_programs_do(self):
+        terminal = Terminal(self.place, "status", "--wait")
+        # It has begun to wait when it has no connection to make any more: it is asleep.
+        state = pathlib.Path(f"/proc/{terminal.program.pid}/stat")
+        while state.read_text(encoding="ascii").split()[2] != "S":
+            time.sleep(0.01)
+        terminal.type("\x03")
+        self.assertEqual(terminal.program.wait(), -signal.SIGINT)
+
+
 class WithService(unittest.TestCase):
     def setUp(self):
         if len(PROGRAMS) < 2:
@@ -154,6 +272,60 @@ class WithService(unittest.TestCase):
         done = self.place.ctl("status")
         self.assertEqual((done.returncode, done.stdout), (3, ""))
         self.assertIn("it takes them up when it starts", self.run_ctl("load", self.settings))
+
+    def test_the_wait_is_over_when_every_route_gets_through(self):
+        self.settings.write_text(SETTINGS + "DstName=localhost\n", encoding="ascii")
+        self.run_ctl("load", self.settings)
+        self.assertEqual(self.run_ctl("status", "--wait"), "Every route gets through.\n")
+        self.settings.write_text("[Port_00]\nDstPort=2\n", encoding="ascii")
+        self.run_ctl("load", self.settings)
+        done = self.place.ctl("status", "--wait", "1")
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertEqual(done.stderr, "vexil3ctl: after 1 second not every route gets through:\n"
+                                      "vexil3ctl: port 11 to localhost, port 13: Port 13 is not enabled as MIDI IN.\n")
+
+    def test_the_wait_begins_before_the_service(self):
+        self.run_ctl("load", self.settings)
+        self.service.terminate()
+        self.service.wait()
+        waiting = subprocess.Popen([PROGRAMS[0], "status", "--wait"], env=self.place.environment,
+                                   stdout=subprocess.PIPE, text=True)
+        self.addCleanup(waiting.wait)
+        self.addCleanup(waiting.kill)
+        self.place.start_service()
+        self.assertEqual(waiting.communicate(timeout=60)[0], "Every route gets through.\n")
+        self.assertEqual(waiting.returncode, 0)
+
+    def test_the_watch_follows_the_service(self):
+        watching = subprocess.Popen([PROGRAMS[0], "status", "--watch"], env=self.place.environment,
+                                    stdout=subprocess.PIPE, text=True)
+        self.addCleanup(watching.stdout.close)
+        self.addCleanup(watching.wait)
+        self.addCleanup(watching.kill)
+
+        def await_line(beginning):
+            for line in watching.stdout:
+                if line.startswith(beginning):
+                    return
+            self.fail(f"no line began with {beginning!r}")
+
+        await_line("Control panel  not attached")
+        panel = self.place.attach()
+        await_line("Control panel  attached")
+        panel.close()
+        await_line("Control panel  not attached")
+        self.service.terminate()
+        self.service.wait()
+        await_line("There is no status: no service is running at ")
+        self.place.start_service()
+        await_line("Vexil III ")
+        watching.send_signal(signal.SIGINT)
+        self.assertEqual(watching.wait(), 0)
+
+    def test_network_commands_reach_the_service(self):
+        done = self.place.ctl("network", "forget", "a computer of which nobody knows")
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertRegex(done.stderr, r"\Avexil3ctl: [^\n]*\.\n\Z")
 
     def test_a_service_that_was_stopped_hangs(self):
         self.service.send_signal(signal.SIGSTOP)

@@ -45,6 +45,14 @@ class ManualPages(unittest.TestCase):
                 told = rf"\.It Fl \\-{name}\b" if dashes else rf"\.It Cm {name}\b"
                 self.assertRegex(page, told, f"{program} {dashes}{name}")
 
+    def test_every_network_command_is_told_of(self):
+        help_text = run(PROGRAMS[0], "network", "--help").stdout
+        page = (FOLDER / "vexil3ctl.1").read_text(encoding="ascii")
+        names = re.findall(r"^  ([a-z-]+) ", help_text, re.MULTILINE)
+        self.assertGreater(len(names), 9)
+        for name in names:
+            self.assertRegex(page, rf"(?m)^\.(It )?Cm {name}\b")
+
     def test_manuals_name_one_another(self):
         for page in PAGES:
             others = set(re.findall(r"^\.Xr (\w+ \d)", page.read_text(encoding="ascii"), re.MULTILINE))

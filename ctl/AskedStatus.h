@@ -1,0 +1,25 @@
+// The service's status as it was asked for and read, or why there is none.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "ctl/CtlResult.h"
+#include "ctl/ServiceClient.h"
+#include "ctl/StatusReport.h"
+
+namespace vexil {
+
+struct AskedStatus {
+    std::string json;                    // as the service told it
+    std::optional<StatusReport> report;  // null: there is no status
+    std::string problem;                 // then: why, without an end
+    bool absent = false;                 // then: no service is running
+
+    // Exit status of a command that needs the status, when there is none.
+    int Failure() const { return absent ? kCtlNoService : kCtlFailed; }
+};
+
+AskedStatus AskForStatus(const ServiceClient& client);
+
+}  // namespace vexil

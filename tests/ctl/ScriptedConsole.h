@@ -1,0 +1,65 @@
+// A console whose person a test plays: what is shown is kept, time is virtual, lines are prepared, and what
+// is shown fails on demand.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ctl/Console.h"
+
+namespace vexil {
+
+class ScriptedConsole : public Console {
+  public:
+    bool CanRedraw() const override { return isTerminal; }
+    int Show(const std::string& text) override {
+        if (showError == 0) {
+            shown.push_back(text);
+        }
+        return showError;
+    }
+    Clock::time_point Now() const override { return now; }
+    void HoldInterrupts() override { holdsInterrupts = true; }
+    // Does the next thing that happens meanwhile. When nothing is left to happen Ctrl-C is pressed, where it
+    // is held.
+    bool Wait(std::chrono::milliseconds time) override {
+        waits.push_back(time);
+        if (meanwhile.empty() && holdsInterrupts) {
+            return false;
+        }
+        if (!meanwhile.empty()) {
+            meanwhile.front()();
+            meanwhile.pop_front();
+        }
+        now += time;
+        return true;
+    }
+    bool IsTyped() const override { return isTyped; }
+    std::optional<std::string> ReadHiddenLine(const std::string& prompt) override {
+        if (isTyped) {
+            prompts.push_back(prompt);
+        }
+        if (lines.empty()) {
+            return std::nullopt;
+        }
+        std::string line = lines.front();
+        lines.pop_front();
+        return line;
+    }
+
+    bool isTerminal = false;
+    bool isTyped = false;
+    int showError = 0;
+    std::deque<std::string> lines;
+    std::deque<std::function<void()>> meanwhile;
+
+    std::vector<std::string> shown;
+    std::vector<std::string> prompts;
+    std::vector<std::chrono::milliseconds> waits;
+    bool holdsInterrupts = false;
+    Clock::time_point now{std::chrono::hours(1)};
+};
+
+}  // namespace vexil
