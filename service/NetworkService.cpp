@@ -89,7 +89,7 @@ const std::vector<NetworkInterface>& NetworkService::ListOf(const Running& runni
 void NetworkService::TurnOn() {
     problem.clear();
     remark.clear();
-    if (speaks.IsOff() || stopped) {
+    if (speaks.IsOff() || stopped || MustWait()) {
         return;
     }
     const std::string& name = wishes.names.front();
@@ -135,10 +135,26 @@ void NetworkService::TurnOn() {
     Watch(running->interfaces->EventDescriptor());
 }
 
-void NetworkService::TurnOff() {
-    if (!running) {
-        return;
+bool NetworkService::MustWait() {
+    if (parts.turn == nullptr || parts.turn->Take()) {
+        return false;
     }
+    problem = "Vexil III of " + parts.turn->Holder() +
+              " speaks to the network from this computer; this one waits until it ends.";
+    Watch(parts.turn->EventDescriptor());
+    return true;
+}
+
+void NetworkService::TurnOff() {
+    if (running) {
+        End();
+    }
+    if (parts.turn != nullptr && (speaks.IsOff() || stopped)) {
+        parts.turn->Leave();
+    }
+}
+
+void NetworkService::End() {
     {
         const std::lock_guard lock(running->thread->Lock());
         running->hub->Deliver();
@@ -242,6 +258,15 @@ void NetworkService::Refresh() {
         }
     }
     running->thread->Wake();
+    Report(now);
+}
+
+void NetworkService::Report(std::uint64_t now) {
+    std::vector<RemoteSession> sessions;
+    for (const LinkPeerState& state : states) {
+        sessions.push_back(SessionOf(state));
+    }
+    report.Sessions(now, sessions, (wishes.configuration.MiscOptions & kEnableLogging) != 0);
 }
 
 void NetworkService::FindTargets(std::uint64_t now) {
@@ -336,7 +361,10 @@ void NetworkService::KeepInDirectory() {
 
 bool NetworkService::Serve() {
     const std::uint64_t now = BootMicroseconds();
-    if (running) {
+    const bool isRunning = running != nullptr;
+    if (!isRunning && hasWishes && parts.turn != nullptr && parts.turn->EventDescriptor() != -1) {
+        TurnAnew();
+    } else if (running) {
         running->thread->TakeEvent();
         if (running->interfaces->Take()) {
             lookups.Renew(now);
@@ -348,7 +376,7 @@ bool NetworkService::Serve() {
     lookups.HandleAnswers(now);
     lookups.HandleTimeout(now);
     Refresh();
-    return running != nullptr;
+    return isRunning || running != nullptr;
 }
 
 int NetworkService::Timeout() const {

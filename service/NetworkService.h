@@ -19,7 +19,9 @@
 #include <vector>
 
 #include "platform/linux/network/KeyStore.h"
+#include "platform/linux/network/SpeakerTurn.h"
 #include "platform/linux/network/UdpSocket.h"
+#include "service/NetworkReport.h"
 #include "service/control/RemoteNetwork.h"
 #include "service/engine/RemoteRing.h"
 #include "service/network/Interfaces.h"
@@ -43,6 +45,7 @@ class NetworkService : public RemoteNetwork {
         Resolver& resolver;
         std::function<std::unique_ptr<Interfaces>()> makeInterfaces;
         std::uint16_t port = kLinkPort;  // UDP; 0: any that is free
+        SpeakerTurn* turn = nullptr;     // of the drivers of this computer; null: it need not wait for others
     };
 
     // While no thread drives the engine. Off until the first wishes. `speaks`: instead of what is stored, for
@@ -89,9 +92,13 @@ class NetworkService : public RemoteNetwork {
         std::unique_ptr<NetworkThread> thread;
     };
 
+    // Opens the socket and starts the thread, and the opposite. Anew: with other settings.
     void TurnOn();
     void TurnOff();
+    void End();
     void TurnAnew();
+    // Another driver of this computer speaks; false when this one may.
+    bool MustWait();
     void Watch(int descriptor) const;
     // With the lock held.
     void TellInterfaces();
@@ -101,6 +108,7 @@ class NetworkService : public RemoteNetwork {
     void KeepInDirectory();
     // Works out anew who is wanted, tells the thread, and takes what it has to tell.
     void Refresh();
+    void Report(std::uint64_t now);
     // The stored list of keys was changed by the user.
     void TakeUpAccess();
 
@@ -132,6 +140,7 @@ class NetworkService : public RemoteNetwork {
     std::vector<HostRecord> computers;
     std::vector<std::string> sharedNames;
     std::vector<RefusedKey> refused;
+    NetworkReport report;
     std::uint64_t browseAt = 0;  // when to ask for those that nobody announced; 0: never
 };
 

@@ -75,9 +75,10 @@ int Serve(const ServiceArguments& arguments) {
     KeyStore keys({paths.network, paths.hostId, paths.machineId},
                   [](const std::string& line) { LogPrintf("%s.\n", line.c_str()); });
     SystemResolver resolver;
-    NetworkService network(
-        {engine, driver, keys, resolver, [] { return std::make_unique<NetlinkInterfaces>(); }},
-        arguments.network);
+    SpeakerTurn turn;
+    NetworkService network({engine, driver, keys, resolver,
+                            [] { return std::make_unique<NetlinkInterfaces>(); }, kLinkPort, &turn},
+                           arguments.network);
     const auto computers = [] { return std::vector{LookUpThisComputer()}; };
     DriverService service(
         {preferences, engine, *backend, driver, computers, DriverService::Clock::now, &network});

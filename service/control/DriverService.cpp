@@ -170,7 +170,13 @@ void DriverService::ServeLoops() {
 }
 
 void DriverService::ServeNetwork() {
-    if (parts.network == nullptr || !parts.network->Serve() || stopBy) {
+    if (parts.network != nullptr && parts.network->Serve()) {
+        FollowNetwork();
+    }
+}
+
+void DriverService::FollowNetwork() {
+    if (stopBy) {
         return;
     }
     FindOwnNames();
@@ -310,8 +316,12 @@ int DriverService::Reload() {
 }
 
 std::string DriverService::Network(const std::vector<std::string>& words) {
-    return parts.network != nullptr ? parts.network->Command(words)
-                                    : NetworkProblem("This service carries no MIDI between computers.");
+    if (parts.network == nullptr) {
+        return NetworkProblem("This service carries no MIDI between computers.");
+    }
+    std::string answer = parts.network->Command(words);
+    FollowNetwork();
+    return answer;
 }
 
 void DriverService::TakeUp(const DriverConfiguration& read, bool granularity) {

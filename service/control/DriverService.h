@@ -126,6 +126,8 @@ class DriverService : public ControlServer::Mediator {
     void FindOwnAddresses();
     // A test output was opened, activated or closed.
     void TestChanged(int port);
+    // Routes follow what the network says of them now.
+    void FollowNetwork();
     // Works the routes out anew, and tells the network what is wanted of it.
     void MakeRoutes();
     void TellNetwork();

@@ -373,6 +373,38 @@ TEST_F(NetworkServiceTest, APortThatIsTakenIsSaidAndAnotherOneIsUsed) {
                 Contains(HasSubstr("is used by another program; another one is used.")));
 }
 
+TEST_F(NetworkServiceTest, OneDriverOfAComputerSpeaksAndTheNextTakesOver) {
+    const std::string name = "vexil3/service-test-" + std::to_string(getpid());
+    SpeakerTurn ours(name);
+    SpeakerTurn theirs(name);
+    ASSERT_TRUE(theirs.Take());
+    NetworkService::Parts parts{laptop.engine,
+                                laptop.driver,
+                                laptop.store,
+                                laptop.resolver,
+                                [] { return std::make_unique<NetlinkInterfaces>(); },
+                                0,
+                                &ours};
+    NetworkService second(parts, InterfaceChoice::Loopback());
+    second.SetWishes(laptop.wishes);
+    EXPECT_EQ(second.Port(), 0);
+    EXPECT_THAT(
+        second.Status().problem,
+        testing::MatchesRegex("Vexil III of user .+ speaks to the network from this computer; this one "
+                              "waits until it ends."));
+    pollfd event{second.EventDescriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&event, 1, 0), 0);
+    theirs.Leave();
+    ASSERT_EQ(poll(&event, 1, 30'000), 1);
+    EXPECT_TRUE(second.Serve());
+    EXPECT_NE(second.Port(), 0);
+    EXPECT_EQ(second.Status().problem, "");
+    EXPECT_FALSE(theirs.Take());
+    second.Stop();
+    EXPECT_TRUE(theirs.Take());
+    laptop.engine.SetRemoteSink(nullptr);
+}
+
 TEST_F(NetworkServiceTest, IdleItHasNoTimer) {
     Computer idle("idle");
     EXPECT_EQ(idle.network.Timeout(), -1);
@@ -388,6 +420,50 @@ TEST_F(NetworkServiceTest, AnotherNameIsTakenUp) {
             return session.up && session.computer == "notebook";
         });
     }));
+}
+
+RemoteSession Session(const std::string& computer, bool up) {
+    RemoteSession session;
+    session.computer = computer;
+    session.up = up;
+    session.problem = up ? "" : "The computer \"" + computer + "\" is no longer heard.";
+    session.address = "192.168.1.20:11188";
+    session.interface = "eth0";
+    session.key = "00112233";
+    return session;
+}
+
+TEST(NetworkReportTest, ConnectionsAreToldWhenTheyComeAndWhyTheyGo) {
+    LogCapture log;
+    NetworkReport report;
+    report.Sessions(1, {Session("studio", false)}, true);
+    EXPECT_EQ(log.Text(), "");
+    report.Sessions(1, {Session("studio", true)}, true);
+    report.Sessions(1, {Session("studio", true)}, true);
+    report.Sessions(1, {Session("studio", false)}, true);
+    EXPECT_EQ(log.Text(),
+              "Connected with \"studio\" at 192.168.1.20:11188 by eth0, key 00112233.\n"
+              "The connection with \"studio\" has ended. The computer \"studio\" is no longer heard.\n");
+    log.Clear();
+    report.Sessions(1, {Session("studio", true)}, false);
+    EXPECT_EQ(log.Text(), "");
+}
+
+TEST(NetworkReportTest, ItsLinesAreBounded) {
+    LogCapture log;
+    NetworkReport report;
+    const auto lines = [&log] {
+        const std::string text = log.Text();
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    for (int i = 0; i < 100; ++i) {
+        report.Sessions(1, {Session("studio", i % 2 == 0)}, true);
+    }
+    EXPECT_EQ(lines(), NetworkReport::kMostLines);
+    EXPECT_THAT(log.Text(), HasSubstr("too often"));
+    log.Clear();
+    report.Sessions(1 + NetworkReport::kMinute, {Session("studio", true)}, true);
+    EXPECT_EQ(lines(), 1);
 }
 
 }  // namespace

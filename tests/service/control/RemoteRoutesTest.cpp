@@ -176,6 +176,15 @@ TEST_F(RemoteRoutesTest, OtherComputersAreInTheListBehindThisOne) {
     EXPECT_EQ(network.browses, 1);
 }
 
+TEST_F(RemoteRoutesTest, RoutesFollowWhatTheUserSaysOfTheNetwork) {
+    LeadTo("stage", 8);
+    Start();
+    network.answers["stage"] = {3, "", false};
+    EXPECT_EQ(service.Network({"speak", "on"}), "{}");
+    EXPECT_THAT(network.commands, ElementsAre(ElementsAre("speak", "on")));
+    EXPECT_EQ(Output()["routeProblem"], "");
+}
+
 TEST_F(RemoteRoutesTest, TheNetworkTakesItsLeaveWhenTheServiceEnds) {
     Start();
     service.BeginStop();
