@@ -105,6 +105,7 @@ bool ComputerDirectory::Hear(std::uint64_t now, const NetworkAddress& from, cons
     entry.lastHeard = now;
     entry.reachable = true;
     known.unanswered = 0;
+    known.going = false;
     if (isNew || entry.name != said.name) {
         entry.name = said.name;
         Rename();
@@ -168,6 +169,7 @@ bool ComputerDirectory::HearGoing(const NetworkAddress& from, const ComputerId& 
         Rename();
         return true;
     }
+    place->second.going = true;
     place->second.unanswered = kBrowses;
     place->second.missedFrom = 0;
     entry.reachable = entry.connected;
@@ -213,12 +215,18 @@ void ComputerDirectory::SetKept(const ComputerId& id, bool isKept, bool isConnec
         kept.erase(id);
     }
     const auto place = computers.find(id);
-    if (place != computers.end()) {
-        ComputerEntry& entry = place->second.entry;
-        entry.kept = isKept;
-        entry.connected = isConnected;
-        entry.reachable = entry.reachable || isConnected;
+    if (place == computers.end()) {
+        return;
     }
+    ComputerEntry& entry = place->second.entry;
+    if (place->second.going && !isKept && !isConnected) {
+        computers.erase(place);
+        Rename();
+        return;
+    }
+    entry.kept = isKept;
+    entry.connected = isConnected;
+    entry.reachable = isConnected || (entry.reachable && !place->second.going);
 }
 
 // Everywhere by the same rule: a pinned computer keeps its name, else the one with the smaller id. This

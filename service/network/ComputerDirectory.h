@@ -71,7 +71,8 @@ class ComputerDirectory {
     // The same without a browse, for a reader of the list.
     bool DropUnanswering(std::uint64_t now);
 
-    // Which computers have a route or an association. Of one that was never heard nothing is listed.
+    // Which computers have a route or an association. Of one that was never heard nothing is listed; one that
+    // said that it goes is no longer listed as soon as it has neither.
     void SetKept(const ComputerId& id, bool kept, bool connected);
 
     // The names have to be worked out anew: this computer's names or the pins have changed.
@@ -102,6 +103,7 @@ class ComputerDirectory {
         Nonce question{};              // of the last browse that it answered
         HardwareAddress answered{};    // the hardware address of its first answer to it
         bool hadTwin = false;          // another answer to it told another one
+        bool going = false;            // it said so, and was not heard since
     };
     struct Kept {
         bool kept = false;

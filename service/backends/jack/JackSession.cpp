@@ -41,7 +41,6 @@ constexpr milliseconds kLongestStandstill{10'000};
 constexpr milliseconds kLongestRead{500};
 // PipeWire makes a connection in its own time, and nothing tells when it carries.
 constexpr milliseconds kLongestLink{400};
-constexpr milliseconds kRest{50};
 constexpr milliseconds kShownByJack{5};
 constexpr milliseconds kShown{100};
 constexpr milliseconds kFirstReaders{kFirstReadersMilliseconds};
@@ -152,12 +151,6 @@ JackSession::~JackSession() {
         }
     }
     pulse.ForgetCycles();
-    if (isPipeWire && isActive) {
-        // Its library ends the program when the server's word that the client rests comes while it closes the
-        // client; that word is on its way when this returns, at the latest.
-        static_cast<void>(jack_deactivate(client));
-        std::this_thread::sleep_for(kRest);
-    }
     // Its result tells nothing: the client is gone either way.
     jack_client_close(client);
     pulse.ForgetCycles();

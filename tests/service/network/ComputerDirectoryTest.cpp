@@ -228,6 +228,24 @@ TEST_F(ComputerDirectoryTest, WhoSaysThatItGoesGoesAtOnce) {
     EXPECT_FALSE(directory.Find("barn")->reachable);
 }
 
+TEST_F(ComputerDirectoryTest, WhoSaysThatItGoesWhileItIsConnectedGoesWithTheConnection) {
+    Hear(1, "studio");
+    Hear(2, "barn");
+    Hear(3, "attic");
+    for (std::uint8_t computer = 1; computer <= 3; ++computer) {
+        directory.SetKept(IdOf(computer), computer == 2, true);
+        EXPECT_TRUE(directory.HearGoing(At(computer), IdOf(computer)));
+    }
+    EXPECT_THAT(Names(), testing::ElementsAre("attic", "barn", "studio"));
+    Hear(3, "attic");
+    for (std::uint8_t computer = 1; computer <= 3; ++computer) {
+        directory.SetKept(IdOf(computer), computer == 2, false);
+    }
+    ASSERT_THAT(Names(), testing::ElementsAre("attic", "barn"));
+    EXPECT_TRUE(directory.Find("attic")->reachable);
+    EXPECT_FALSE(directory.Find("barn")->reachable);
+}
+
 TEST_F(ComputerDirectoryTest, OfTooManyTheOldestThatNobodyNeedsMakesRoom) {
     Hear(1, "needed");
     directory.SetKept(IdOf(1), true, false);

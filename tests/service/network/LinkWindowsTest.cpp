@@ -1,14 +1,12 @@
 // The windows and the order of ways by themselves.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "service/network/ReceiveWindow.h"
 #include "service/network/SendWindow.h"
 #include "service/network/WayOrder.h"
-#include "service/network/WaysOut.h"
 
 namespace vexil {
 namespace {
@@ -129,44 +127,6 @@ TEST(SendWindow, AnAcknowledgementOfWhatWasNeverSentCountsForNothing) {
     window.Acknowledge(10'000, 0x80000000);
     EXPECT_FALSE(window.IsEmpty());
     EXPECT_THAT(Sent(window, 10'000), testing::ElementsAre(0));
-}
-
-TEST(WaysOut, AWayTakesPiecesUpToItsCreditAndNotAByteBeyond) {
-    constexpr std::size_t kLong = 900;
-    const Bytes bytes(kLong, 0x01);
-    const auto send = [&bytes](WaysOut& ways, std::uint64_t now, std::size_t size) {
-        MidiPiece piece;
-        piece.systemExclusive = true;
-        piece.first = true;
-        piece.bytes = ByteView(bytes).first(size);
-        return ways.Send(now, 0, 0, piece);
-    };
-    WaysOut ways;
-    std::uint64_t now = 10'000;
-    ways.Begin(now);
-    ways.Open(now, 0, 0);
-    // The peer acknowledges all of it, and lets no more come.
-    std::size_t left = kPieceCredit;
-    for (; left >= kLong; left -= kLong) {
-        ASSERT_EQ(send(ways, now, kLong), WayResult::Taken);
-        ways.MoveDue(now);
-        for (int body = 0; body < 4; ++body) {
-            const std::vector<std::uint32_t> numbers = Sent(ways.Window(), now += 1000);
-            if (!numbers.empty()) {
-                ways.Window().Acknowledge(now, *std::ranges::max_element(numbers) + 1);
-            }
-        }
-        ASSERT_TRUE(ways.Window().IsEmpty());
-    }
-    EXPECT_EQ(ways.PieceRoom(0, 0), left);
-    EXPECT_EQ(send(ways, now, left + 1), WayResult::NoRoom);
-    EXPECT_EQ(send(ways, now, left), WayResult::Taken);
-    EXPECT_EQ(ways.PieceRoom(0, 0), 0U);
-    EXPECT_EQ(send(ways, now, 1), WayResult::NoRoom);
-    WayStateContent more;
-    more.pieceLimit = kPieceCredit + 1;
-    ways.TakeState(0, 0, more);
-    EXPECT_EQ(ways.PieceRoom(0, 0), 1U);
 }
 
 TEST(WayOrder, AHoleHoldsBackItsOwnWayOnly) {

@@ -44,16 +44,9 @@ JackProgram::JackProgram() {
 }
 
 JackProgram::~JackProgram() {
-    if (client == nullptr) {
-        return;
+    if (client != nullptr) {
+        jack_client_close(client);
     }
-    if (IsPipeWire()) {
-        // Its library now and then ends the program when it closes a client that the server has not yet laid
-        // to rest.
-        jack_deactivate(client);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    jack_client_close(client);
 }
 
 std::vector<std::string> JackProgram::Listed(bool outputs) {
