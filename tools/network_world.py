@@ -154,7 +154,8 @@ class Wire:
         self.places = {}  # hardware address: descriptor
         self.faults = {}  # (name, name): Faults
         self.frames = []
-        self.waiting = []  # heap of (time, count, descriptor, frame)
+        self.through = {}  # (name, name): when a datagram of a connection went through last
+        self.waiting = []  # heap of (time, count, sender, descriptor, frame)
         self.count = 0
         self.poll = select.epoll()
         self.ending = False
@@ -188,9 +189,9 @@ class Wire:
     def seen_datagrams(self, computer=None):
         return [frame for frame in self.seen(computer) if frame.datagram()]
 
-    def last_datagram(self, computer):
-        """When the computer sent its last datagram."""
-        return self.seen_datagrams(computer)[-1].time
+    def last_datagram(self, sender, receiver):
+        """When the last datagram of the connection with another computer got there; questions and announcements are none."""
+        return self.through[sender.name, receiver.name]
 
     def end(self):
         self.ending = True
@@ -203,8 +204,8 @@ class Wire:
             for descriptor, _ in self.poll.poll(max(0.0, min(left, 0.05))):
                 self._take(descriptor)
             while self.waiting and self.waiting[0][0] <= time.monotonic():
-                _, _, descriptor, frame = heapq.heappop(self.waiting)
-                self._give(descriptor, frame)
+                _, _, sender, descriptor, frame = heapq.heappop(self.waiting)
+                self._give(sender, descriptor, frame)
 
     def _take(self, descriptor):
         for _ in range(64):
@@ -233,15 +234,17 @@ class Wire:
                 continue
             delay = faults.delay + self.random.uniform(-faults.jitter, faults.jitter)
             if delay <= 0:
-                self._give(target, content)
+                self._give(sender, target, content)
             else:
                 self.count += 1
-                heapq.heappush(self.waiting, (now + delay, self.count, target, content))
+                heapq.heappush(self.waiting, (now + delay, self.count, sender, target, content))
 
-    @staticmethod
-    def _give(descriptor, frame):
+    def _give(self, sender, descriptor, frame):
         try:
             os.write(descriptor, frame)
+            datagram = datagram_of(frame)
+            if datagram and datagram.content[:1] != b"V":
+                self.through[sender.name, self.plugs[descriptor].name] = time.monotonic()
         except OSError as problem:
             # The card is off, or its queue is full: frames are lost as on any wire.
             if problem.errno not in (errno.EIO, errno.EAGAIN, errno.ENOBUFS):
@@ -368,6 +371,13 @@ class Computer:
         addresses = [each["local"] for each in json.loads(shown)[0]["addr_info"]]
         return place in [f"[{each}]:{PORT}" if ":" in each else f"{each}:{PORT}" for each in addresses]
 
+    def unplug(self):
+        """The cable is out behind the next switch: the computer's card does not notice."""
+        self.unplugged = True
+
+    def plug_in(self):
+        self.unplugged = False
+
     def run(self, *command, **options):
         return subprocess.run(command, env=self.surroundings.environment, preexec_fn=self.enter, check=True, **options)
 
@@ -437,11 +447,10 @@ class Computer:
         session = self.session(name)
         return session is not None and session["up"]
 
-    def way(self, name, port, incoming=False):
-        """The problem of the way from or to a port (index) of another computer; None when there is no such way."""
-        session = self.session(name) or {"ways": []}
-        return next((each["problem"] for each in session["ways"] if each["to"] == port + 11 + port // 8 * 2
-                     and each["incoming"] == incoming), None)
+    def reason(self, port, side="test"):
+        """Why nobody hears what is sent by the test output of a port (index), or by its output; empty when it is heard."""
+        entry = next((each for each in self.status()["ports"] if each["index"] == port), {})
+        return entry[side]["routeProblem"] if side in entry else "It is not there."
 
     def listed(self):
         """The names of the other computers in the list that panels read."""
@@ -522,11 +531,10 @@ class StallMeter:
         self.ending = False
         self.thread = threading.Thread(target=self._run, daemon=True)
 
-    def __enter__(self):
+    def start(self):
         self.thread.start()
-        return self
 
-    def __exit__(self, *_):
+    def end(self):
         self.ending = True
         self.thread.join()
 

@@ -3,8 +3,8 @@
 // variable CYCLE_RECORD names. So a test can tell what the program has lost from what JACK has. One line
 // each:
 //
-//   FRAME r PORT HEX    an event that the program has read, in the cycle that begins at FRAME
-//   FRAME w PORT HEX    an event that was at a port to write to when the cycle ended
+//   FRAME r PORT HEX    an event that was at a port to read when the cycle ended that begins at FRAME
+//   FRAME w PORT HEX    an event that was at a port to write to
 //   FRAME missed COUNT  the cycle begins COUNT frames later than the one before has ended
 //
 // One client at a time. The file should lie in memory: the process thread writes to it.
@@ -52,16 +52,6 @@ class CycleRecord {
         return static_cast<CycleRecord*>(self)->Cycle(frames);
     }
 
-    // What has been read is written down at once: where JACK does not wait for late programs, the writer may
-    // be at its next cycle when this one ends.
-    void Read(const void* buffer, const jack_midi_event_t& event) {
-        const auto found = std::find_if(used.begin(), used.end(),
-                                        [buffer](const Used& one) { return one.buffer == buffer; });
-        if (isInCycle && found != used.end() && !IsWritten(*found)) {
-            AddEvent(*found, event);
-        }
-    }
-
     void Use(jack_port_t* port, void* buffer) {
         if (isInCycle && buffer != nullptr) {
             used.push_back({port, buffer});
@@ -72,10 +62,10 @@ class CycleRecord {
     int Cycle(jack_nframes_t frames) {
         lines.clear();
         used.clear();
-        begin = jack_last_frame_time(client);
+        const jack_nframes_t begin = jack_last_frame_time(client);
         if (hasBegun && begin != end) {
-            lines +=
-                std::to_string(begin) + " missed " + std::to_string(static_cast<int>(begin - end)) + "\n";
+            AddFrame(begin);
+            lines += "missed " + std::to_string(static_cast<int>(begin - end)) + "\n";
         }
         hasBegun = true;
         end = begin + frames;
@@ -87,9 +77,7 @@ class CycleRecord {
                                [](const Used& a, const Used& b) { return a.port == b.port; }),
                    used.end());
         for (const Used& one : used) {
-            if (IsWritten(one)) {
-                AddEvents(one);
-            }
+            AddEvents(begin, one);
         }
         if (file >= 0 && !lines.empty()) {
             // What cannot be written is missing in the record, and the test says so.
@@ -98,28 +86,28 @@ class CycleRecord {
         return result;
     }
 
-    static bool IsWritten(const Used& one) { return (jack_port_flags(one.port) & JackPortIsOutput) != 0; }
+    void AddFrame(jack_nframes_t frame) { lines += std::to_string(frame) + " "; }
 
-    void AddEvents(const Used& one) {
+    void AddEvents(jack_nframes_t begin, const Used& one) {
+        const bool isWritten = (jack_port_flags(one.port) & JackPortIsOutput) != 0;
         const std::uint32_t count = jack_midi_get_event_count(one.buffer);
         for (std::uint32_t index = 0; index < count; ++index) {
             jack_midi_event_t event{};
-            if (jack_midi_event_get(&event, one.buffer, index) == 0) {
-                AddEvent(one, event);
+            if (jack_midi_event_get(&event, one.buffer, index) != 0) {
+                continue;
             }
+            AddFrame(begin);
+            lines += isWritten ? "w " : "r ";
+            std::string name = jack_port_short_name(one.port);
+            std::replace(name.begin(), name.end(), ' ', '_');
+            lines += name + " ";
+            for (std::size_t i = 0; i < event.size; ++i) {
+                char digits[3];
+                std::snprintf(digits, sizeof digits, "%02X", event.buffer[i]);
+                lines += digits;
+            }
+            lines += "\n";
         }
-    }
-
-    void AddEvent(const Used& one, const jack_midi_event_t& event) {
-        std::string name = jack_port_short_name(one.port);
-        std::replace(name.begin(), name.end(), ' ', '_');
-        lines += std::to_string(begin) + (IsWritten(one) ? " w " : " r ") + name + " ";
-        for (std::size_t i = 0; i < event.size; ++i) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02X", event.buffer[i]);
-            lines += digits;
-        }
-        lines += "\n";
     }
 
     int file = -1;
@@ -127,8 +115,7 @@ class CycleRecord {
     JackProcessCallback callback = nullptr;
     void* argument = nullptr;
     bool hasBegun = false;
-    jack_nframes_t begin = 0;
-    jack_nframes_t end = 0;  // of the last cycle
+    jack_nframes_t end = 0;  // of the cycle before
     std::string lines;
     std::vector<Used> used;
     static inline thread_local bool isInCycle = false;
@@ -153,13 +140,4 @@ extern "C" void* jack_port_get_buffer(jack_port_t* port, jack_nframes_t frames) 
     void* buffer = kNext(port, frames);
     Record().Use(port, buffer);
     return buffer;
-}
-
-extern "C" int jack_midi_event_get(jack_midi_event_t* event, void* buffer, std::uint32_t index) {
-    static auto* const kNext = Next(jack_midi_event_get, "jack_midi_event_get");
-    const int result = kNext(event, buffer, index);
-    if (result == 0) {
-        Record().Read(buffer, *event);
-    }
-    return result;
 }

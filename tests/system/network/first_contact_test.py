@@ -20,7 +20,7 @@ class FirstContactTest(network_bed.NetworkTest):
         player = played.listen(1)
         self.wait(lambda: player.ports()[0], "the output of the laptop")
         self.assertTrue(player.play_to(player.ports()[0][0]))
-        self.wait_way(laptop, studio)
+        self.wait_heard_there(laptop, 0, "output")
         self.assertEqual(laptop.listed(), ["studio"])
         self.assertEqual(studio.listed(), ["laptop"])
 
