@@ -186,13 +186,21 @@ void NetworkService::TellInterfaces() {
         }
     }
     running->hub->SetInterfaces(spoken);
+    std::vector<std::uint32_t> buffered;
+    for (const NetworkInterface& interface : spoken) {
+        if (interface.wireless && wishes.wireless) {
+            buffered.push_back(interface.index);
+        }
+    }
+    running->hub->Link().SetBuffered(std::move(buffered));
 }
 
 void NetworkService::SetWishes(const RemoteWishes& wanted) {
     const bool isRenamed = !hasWishes || wanted.names != wishes.names;
     const bool areInputsSame =
         hasWishes && wanted.heard == wishes.heard && !Differs(wanted.configuration, wishes.configuration);
-    if (!isRenamed && areInputsSame && wanted.ways == wishes.ways) {
+    const bool isWirelessSame = hasWishes && wanted.wireless == wishes.wireless;
+    if (!isRenamed && areInputsSame && isWirelessSame && wanted.ways == wishes.ways) {
         return;
     }
     wishes = wanted;
@@ -218,9 +226,10 @@ void NetworkService::SetWishes(const RemoteWishes& wanted) {
         TurnAnew();
         return;
     }
-    if (running && !areInputsSame) {
+    if (running && (!areInputsSame || !isWirelessSame)) {
         const std::lock_guard lock(running->thread->Lock());
         running->hub->SetInputs({wishes.configuration, wishes.heard});
+        TellInterfaces();
     }
     Refresh();
 }
@@ -574,6 +583,13 @@ RemoteStatus NetworkService::Status() const {
     }
     for (const std::string& name : sharedNames) {
         status.remarks.push_back("More than one computer is called \"" + NameText(name) + "\".");
+    }
+    for (const RemoteSession& session : status.sessions) {
+        if (session.up && session.wireless && !wishes.wireless) {
+            status.remarks.push_back("\"" + NameText(session.computer) +
+                                     "\" is reached without a wire, and Use Wireless is off: its notes may "
+                                     "come unevenly.");
+        }
     }
     for (const RefusedKey& each : refused) {
         status.remarks.push_back("A computer with another key than before calls itself \"" +

@@ -98,6 +98,7 @@ void DriverService::Start() {
     store.Complete(attached);
     Reload();
     wireless = (configuration.MiscOptions & kUseWireless) != 0;
+    TellNetwork();
 }
 
 void DriverService::StartBackend() {
@@ -397,6 +398,7 @@ void DriverService::SetWireless(bool on) {
     if (on != wireless) {
         wireless = on;
         report.Wireless(on);
+        TellNetwork();
     }
 }
 
@@ -430,8 +432,8 @@ void DriverService::MakeRoutes() {
 
 void DriverService::TellNetwork() {
     if (parts.network != nullptr) {
-        parts.network->SetWishes(
-            {WishesOf(routes, tests, configuration, localNames), configuration, HeardInputs(), names});
+        parts.network->SetWishes({WishesOf(routes, tests, configuration, localNames), configuration,
+                                  HeardInputs(), names, wireless});
     }
 }
 

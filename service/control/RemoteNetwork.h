@@ -28,6 +28,7 @@ struct RemoteWishes {
     DriverConfiguration configuration;  // what the inputs here listen to
     std::uint64_t heard = 0;            // bit p: programs can hear the input of port p
     std::vector<std::string> names;     // of this computer; the first is announced
+    bool wireless = false;              // Use Wireless: jitter of wireless interfaces is evened out
 };
 
 // How a way that is wanted stands.

@@ -320,6 +320,7 @@ void LinkTransport::HandleSealed(std::uint64_t now, const ReceivedDatagram& rece
     for (const auto& peer : peers) {
         if (peer->address == received.from && peer->link.HandleDatagram(now, address, datagram)) {
             peer->own = received.own;
+            ChooseBuffer(*peer, received.from.interface);
             Serve(now, *peer);
             return;
         }

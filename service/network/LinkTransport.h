@@ -118,6 +118,8 @@ class LinkTransport {
     void EndWay(std::uint64_t now, int number, int source, int input);
     // Callers have to prove this secret; null: none is needed. Holds for calls that begin from now on.
     void SetSecret(const std::optional<StretchedSecret>& stretched);
+    // What comes by these interfaces is played a while later, which evens out its jitter (JitterBuffer).
+    void SetBuffered(std::vector<std::uint32_t> interfaces) { buffered = std::move(interfaces); }
     // What the gate says of computers has changed: those that it no longer lets in get a bye, those that were
     // refused are called again.
     void JudgePeersAgain(std::uint64_t now);
@@ -175,6 +177,7 @@ class LinkTransport {
     void GoneDown(std::uint64_t now, Peer& peer, const LinkEvent& event);
     void DropPeers(std::uint64_t now);
     Refusal Judge(const Peer& peer, const KeyHash& key);
+    void ChooseBuffer(Peer& peer, std::uint32_t interface) const;
 
     void TakeWayState(const Peer& peer, const LinkEvent& event);
     void SendDirty(std::uint64_t now);
@@ -191,6 +194,7 @@ class LinkTransport {
     std::int64_t steadyLead = 0;
     std::array<std::unique_ptr<Computer>, kMostComputers> computers;
     std::vector<std::unique_ptr<Peer>> peers;
+    std::vector<std::uint32_t> buffered;
     StagedSources staged;
     LinkWaysIn waysIn;
     bool changed = false;

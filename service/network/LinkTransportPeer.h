@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "service/network/JitterBuffer.h"
 #include "service/network/LinkTransport.h"
 
 namespace vexil {
@@ -22,9 +23,10 @@ struct LinkTransport::Peer : LinkPeer::Mediator {
 
     LinkTransport& owner;
     LinkPeer link;
-    int computer = 0;        // number of the computer that it is; 0: nobody here has asked for it
-    NetworkAddress address;  // where it is
-    NetworkAddress own;      // address here to which it sends; it is answered from there
+    int computer = 0;                    // number of the computer that it is; 0: nobody here has asked for it
+    NetworkAddress address;              // where it is
+    NetworkAddress own;                  // address here to which it sends; it is answered from there
+    std::optional<JitterBuffer> jitter;  // while it is heard by an interface that needs one
     std::uint64_t begun = 0;
     std::uint64_t upSince = 0;
     bool dirty = false;  // has something to send

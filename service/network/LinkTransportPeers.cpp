@@ -26,6 +26,13 @@ Refusal LinkTransport::Judge(const Peer& peer, const KeyHash& key) {
     return isOther ? Refusal::OtherKey : parts.gate.Judge(key, "");
 }
 
+void LinkTransport::ChooseBuffer(Peer& peer, std::uint32_t interface) const {
+    const bool needs = std::find(buffered.begin(), buffered.end(), interface) != buffered.end();
+    if (needs != peer.jitter.has_value()) {
+        peer.jitter = needs ? std::optional<JitterBuffer>(std::in_place) : std::nullopt;
+    }
+}
+
 void LinkTransport::Serve(std::uint64_t now, Peer& peer) {
     peer.dirty = false;
     TakeEvents(now, peer);
@@ -92,11 +99,12 @@ void LinkTransport::HandleEvent(std::uint64_t now, Peer& peer, const LinkEvent& 
             changed = true;
             break;
         case LinkEvent::Kind::Message:
-            waysIn.Hear(&peer, event.source, event.input, false, event.bytes, SteadyTime(now));
+        case LinkEvent::Kind::Piece: {
+            const std::uint64_t time = peer.jitter ? peer.jitter->PlayAt(now, event.due) : now;
+            waysIn.Hear(&peer, event.source, event.input, event.kind == LinkEvent::Kind::Piece, event.bytes,
+                        SteadyTime(time));
             break;
-        case LinkEvent::Kind::Piece:
-            waysIn.Hear(&peer, event.source, event.input, true, event.bytes, SteadyTime(now));
-            break;
+        }
         case LinkEvent::Kind::WayState:
             TakeWayState(peer, event);
             break;

@@ -151,6 +151,15 @@ TEST_F(RemoteRoutesTest, TheReasonOfATestOutputIsInItsStatusAndInTheLog) {
     EXPECT_THAT(log.Text(), HasSubstr("Port 21 of \"stage\" is not enabled as MIDI IN."));
 }
 
+TEST_F(RemoteRoutesTest, TheNetworkKnowsWhetherWirelessIsUsed) {
+    Start();
+    EXPECT_FALSE(network.wishes.wireless);
+    Set(kOptionWirelessOn);
+    EXPECT_TRUE(network.wishes.wireless);
+    Set(kOptionWirelessOff);
+    EXPECT_FALSE(network.wishes.wireless);
+}
+
 TEST_F(RemoteRoutesTest, TheNetworkKnowsWhichInputsAreHeard) {
     stored.InputPorts = Bit(1);
     Start();

@@ -175,6 +175,48 @@ TEST_F(LinkTransportTest, ANoteOfOneComputerIsHeardOnTheOther) {
     EXPECT_EQ(studio.State().waysIn.size(), 1U);
 }
 
+TEST_F(LinkTransportTest, WhatComesByABufferedInterfaceIsPlayedAWhileLaterAndInOrder) {
+    ASSERT_TRUE(Connect());
+    studio.link->SetBuffered({9});
+    laptop.Play(3, {0x90, 60, 100});
+    Pass(1'000);
+    EXPECT_EQ(studio.heard.MessagesOf(7).size(), 1U) << "it came by another one";
+    studio.link->SetBuffered({2});
+    laptop.Play(3, {0x80, 60, 100});
+    Pass(1'000);
+    EXPECT_EQ(studio.heard.MessagesOf(7).size(), 1U);
+    Pass(2'000);
+    EXPECT_EQ(studio.heard.MessagesOf(7).size(), 2U);
+    // What sounds is released behind what still waits.
+    laptop.Play(3, {0x90, 62, 100});
+    Pass(500);
+    studio.verdict.problem = WayProblem::TargetNotInput;
+    studio.link->JudgeWaysAgain(studio.Now());
+    Pass(5'000);
+    EXPECT_THAT(studio.heard.MessagesOf(7),
+                ::testing::ElementsAre(Bytes{0x90, 60, 100}, Bytes{0x80, 60, 100}, Bytes{0x90, 62, 100},
+                                       Bytes{0x80, 62, 64}));
+}
+
+TEST_F(LinkTransportTest, TwoNamesOfOneComputerDoNotEndEachOthersAssociation) {
+    ASSERT_TRUE(Connect());
+    laptop.Reach(2, 1);
+    laptop.Route(2, 4, 8);
+    Pass(3 * kSecond);
+    EXPECT_EQ(laptop.link->UpCount(), 1U);
+    EXPECT_EQ(laptop.State(0).kind, LinkPeerState::Kind::Up);
+    EXPECT_EQ(laptop.State(1).answered, ComputerIdOf(KeyOf(1).Hash()));
+}
+
+TEST_F(LinkTransportTest, AComputerWithTheKeyOfThisOneIsRefused) {
+    laptop.Reach(1, 0);
+    laptop.Route(1, 3, 7);
+    Pass(kSecond);
+    EXPECT_EQ(laptop.State().kind, LinkPeerState::Kind::Refused);
+    EXPECT_EQ(laptop.State().refusal, Refusal::SameKey);
+    EXPECT_EQ(laptop.link->UpCount(), 0U);
+}
+
 TEST_F(LinkTransportTest, NobodyIsCalledAndNothingIsSentWhileNothingIsWanted) {
     laptop.Reach(1, 1);
     Pass(5 * kSecond);
