@@ -39,6 +39,10 @@ class ByteRing {
         return begin.load(std::memory_order_seq_cst) == at;
     }
 
+    // The thread that takes out.
+    bool IsEmpty() const {
+        return begin.load(std::memory_order_relaxed) == end.load(std::memory_order_acquire);
+    }
     // The thread that takes out: the oldest delivery. False when the ring is empty. The bytes last until the
     // next call.
     bool Take(Head& head, std::span<const std::uint8_t>& bytes) {

@@ -80,7 +80,8 @@ class Engine::State {
     void EndTurn() {
         // There is room: no more are taken at a time.
         sources.FreeEnded([this](int source) { freedSources.TryPush(source); });
-        if (sources.OpenEnds() == 0) {
+        // What had arrived when a command was posted may end a way, too.
+        if (sources.OpenEnds() == 0 && arrivals.IsEmpty()) {
             done.store(taken, std::memory_order_release);
         }
         if (sources.TakeSuspicionsChanged() && suspicionWaker != nullptr) {

@@ -90,7 +90,7 @@ class Engine {
     void SetWaker(EngineWaker* waker);
     // Number of commands posted and carried out so far; equal when the engine has caught up. A way that a
     // command ends has ended when what it released is with the sink; until then neither this nor a later
-    // command counts as carried out.
+    // command counts as carried out. The same goes for ways that arrivals end.
     std::uint64_t Posted() const;
     std::uint64_t Done() const;
 

@@ -53,6 +53,22 @@ TEST_F(ArrivalTest, AGivingBackStaysBehindTheMessagesAndReleasesThem) {
     EXPECT_EQ(Take(To(8)), source);
 }
 
+TEST_F(ArrivalTest, ACommandIsDoneWhenTheWaysThatArrivalsBeforeItEndAreReleased) {
+    const int source = Take(To(7));
+    Post(Arrival::Kind::Message, source, {0x90, 60, 100});
+    Turn();
+    Post(Arrival::Kind::GiveBack, source);
+    ASSERT_TRUE(engine.PostWays({}));
+    engine.TakeCommands(kNow);
+    EXPECT_NE(engine.Done(), engine.Posted());
+    engine.TakeArrivals(1000);
+    engine.Run(kNow, sink);
+    EXPECT_NE(engine.Done(), engine.Posted()) << "the release is not due yet";
+    Turn();
+    EXPECT_EQ(sink.MessagesOf(7).size(), 2U);
+    EXPECT_EQ(engine.Done(), engine.Posted());
+}
+
 TEST_F(ArrivalTest, AWayThatIsSetAgainEndsTheOneBefore) {
     const int source = Take(To(7));
     Post(Arrival::Kind::Exclusive, source, {0xF0, 1});
