@@ -135,8 +135,6 @@ SessionReport ReadSession(ObjectReader session) {
     if (!session.IsNull("roundTrip")) {
         report.roundTrip = session.Number32("roundTrip");
     }
-    report.sent = session.Number("sent");
-    report.received = session.Number("received");
     report.repaired = session.Number("repaired");
     report.lost = session.Number("lost");
     report.late = session.Number("late");

@@ -102,8 +102,6 @@ struct SessionReport {
     std::string key;                         // short form
     std::uint64_t seconds = 0;               // in that state
     std::optional<std::uint32_t> roundTrip;  // microseconds
-    std::uint64_t sent = 0;                  // records
-    std::uint64_t received = 0;
     std::uint64_t repaired = 0;
     std::uint64_t lost = 0;
     std::uint64_t late = 0;
