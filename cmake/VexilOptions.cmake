@@ -57,20 +57,29 @@ function(vexil_precompiled target)
 endfunction()
 
 if(VEXIL_PRECOMPILE)
-  find_package(GTest REQUIRED)
   set(nothing ${PROJECT_BINARY_DIR}/nothing.cpp)
   file(CONFIGURE OUTPUT ${nothing} CONTENT "")
-  set(plain_headers <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <deque> <filesystem> <fstream>
-    <functional> <map> <memory> <mutex> <optional> <random> <set> <sstream> <string> <string_view> <thread>
-    <unordered_map> <variant> <vector> <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
-  add_library(vexil_plain_headers OBJECT EXCLUDE_FROM_ALL ${nothing})
-  target_link_libraries(vexil_plain_headers PRIVATE vexil_options GTest::gmock)
-  target_precompile_headers(vexil_plain_headers PRIVATE ${plain_headers})
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    find_package(GTest REQUIRED)
+    set(plain_headers <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <deque> <filesystem> <fstream>
+      <functional> <map> <memory> <mutex> <optional> <random> <set> <sstream> <string> <string_view> <thread>
+      <unordered_map> <variant> <vector> <gmock/gmock.h> <gtest/gtest.h> <nlohmann/json.hpp>)
+    add_library(vexil_plain_headers OBJECT EXCLUDE_FROM_ALL ${nothing})
+    target_link_libraries(vexil_plain_headers PRIVATE vexil_options GTest::gmock)
+    target_precompile_headers(vexil_plain_headers PRIVATE ${plain_headers})
+    set(qt_headers ${plain_headers} <QtWidgets>)
+    set(qt_libraries GTest::gmock)
+  else()
+    # GCC reads a precompiled header whole for every source, and forgets which warnings the library's own headers have switched off.
+    # For the toolkit's headers it pays: 0.7 s a source in place of 2.9 s.
+    set(qt_headers <QApplication> <QComboBox> <QKeyEvent> <QLabel> <QLineEdit> <QPainter> <QPushButton> <QStyle> <QStyleOption> <QWidget>)
+    set(qt_libraries "")
+  endif()
   find_package(Qt6 6.4 QUIET COMPONENTS Widgets)
   if(Qt6_FOUND)
     add_library(vexil_qt_headers OBJECT EXCLUDE_FROM_ALL ${nothing})
-    target_link_libraries(vexil_qt_headers PRIVATE vexil_options GTest::gmock Qt6::Widgets)
-    target_precompile_headers(vexil_qt_headers PRIVATE ${plain_headers} <QtWidgets>)
+    target_link_libraries(vexil_qt_headers PRIVATE vexil_options ${qt_libraries} Qt6::Widgets)
+    target_precompile_headers(vexil_qt_headers PRIVATE ${qt_headers})
   endif()
 endif()
 
