@@ -306,7 +306,7 @@ def is_of_kernel(frame):
 class Computer:
     """A computer by name, with a home of its own and one network card, net0."""
 
-    def __init__(self, wire, name, number):
+    def __init__(self, wire, name, number, ip6=True):
         self.name = name
         self.number = number
         self.address = f"10.77.0.{number}"
@@ -323,10 +323,10 @@ class Computer:
             _check(_libc.sethostname(name.encode(), len(name.encode())), "sethostname")
             self.spaces = _own_spaces()
             # The kernel sends of its own accord only what makes an address known.
-            for setting in ("router_solicitations", "accept_dad"):
+            for setting, value in (("router_solicitations", "0"), ("accept_dad", "0"), ("disable_ipv6", "0" if ip6 else "1")):
                 path = pathlib.Path(f"/proc/sys/net/ipv6/conf/default/{setting}")
                 if path.exists():
-                    path.write_text("0")
+                    path.write_text(value)
             self._ip("link", "set", "lo", "up")
             self.tap = self._make_card("net0", self.address)
         finally:
@@ -371,6 +371,14 @@ class Computer:
         addresses = [each["local"] for each in json.loads(shown)[0]["addr_info"]]
         return place in [f"[{each}]:{PORT}" if ":" in each else f"{each}:{PORT}" for each in addresses]
 
+    def change_address(self, address):
+        """The card has another IPv4 address from now on, and the old one no longer."""
+        with self.inside():
+            # In this order: with its first address a card loses the further ones of the same network.
+            self._ip("addr", "del", f"{self.address}/24", "dev", "net0")
+            self._ip("addr", "add", f"{address}/24", "brd", "+", "dev", "net0")
+        self.address = address
+
     def unplug(self):
         """The cable is out behind the next switch: the computer's card does not notice."""
         self.unplugged = True
@@ -399,6 +407,14 @@ class Computer:
         self.service = running_service.Service(self.surroundings, ("--midi", midi, *arguments), environment=environment,
                                                preexec_fn=self.enter, **options)
         return self.service
+
+    def is_serving(self):
+        """Whether the service takes requests."""
+        try:
+            self.service.client().close()
+        except (FileNotFoundError, ConnectionError):
+            return False
+        return True
 
     def close_panel(self):
         if self._panel:
@@ -491,8 +507,8 @@ class NetworkWorld:
     def __exit__(self, *_):
         self.close()
 
-    def computer(self, name):
-        computer = Computer(self.wire, name, len(self.computers) + 1)
+    def computer(self, name, ip6=True):
+        computer = Computer(self.wire, name, len(self.computers) + 1, ip6)
         self.computers.append(computer)
         return computer
 

@@ -36,14 +36,48 @@ def is_release(message):
     return message[0] & 0xF0 == 0x80 or (message[0] & 0xF0 == 0x90 and message[2] == 0)
 
 
-def to(computer, port):
-    """The stored values by which output 0 plays to an input (index) of another computer."""
-    return {"OutputPorts": stored.mask(0), "01 PortFlags": stored.entry(0xC0, 0, port), "01 DstHost": computer.name}
+def to(computer, *ports):
+    """The stored values by which outputs, from the first on, each play to an input (index) of another computer."""
+    values = {"OutputPorts": stored.mask(*range(len(ports)))}
+    for output, port in enumerate(ports):
+        values[f"{output + 1:02d} PortFlags"] = stored.entry(0xC0, 0, port)
+        values[f"{output + 1:02d} DstHost"] = computer.name
+    return values
 
 
 def hearing(*ports):
     """The stored values by which inputs (indices) hear everybody."""
     return {"OutputPorts": stored.mask(), "InputPorts": stored.mask(*ports)}
+
+
+class Heard:
+    """What a music program hears at each of its inputs."""
+
+    def __init__(self, program):
+        self.program = program
+
+    def at(self, port):
+        """What was heard at an input, as (time, message)."""
+        with self.program.lock:
+            return [(when, message) for reader, when, message in self.program.kept if reader == port]
+
+    def messages(self, port):
+        return [message for _, message in self.at(port)]
+
+    def wait_messages(self, port, *messages):
+        """Waits until exactly these have been heard."""
+        self.program.wait(lambda: self.messages(port) == list(messages), f"what was played to input {port}")
+
+    def wait_released(self, port, chord):
+        """Waits until every note of a chord was let go at an input; when the first and the last of them were."""
+        keys = {note[1] for note in chord}
+        self.program.wait(lambda: {message[1] for message in self.messages(port) if is_release(message)} == keys,
+                          f"the release at input {port}")
+        times = [when for when, message in self.at(port) if is_release(message)]
+        return times[0], times[-1]
+
+    def forget(self):
+        self.program.forget()
 
 
 class Ears:
@@ -85,8 +119,8 @@ class NetworkTest(unittest.TestCase):
         slack = 5 * self.stalls.worst
         self.assertLessEqual(seconds, bound + slack, f"{what}; {slack:.3f} s of the bound are for this machine's own delays")
 
-    def computers(self, *names):
-        return [self.world.computer(name) for name in names]
+    def computers(self, *names, ip6=True):
+        return [self.world.computer(name, ip6) for name in names]
 
     def ears_of(self, computer, ports=1):
         """Ears on a computer whose inputs, from the first on, a music program hears; its service speaks to the network."""
@@ -97,6 +131,17 @@ class NetworkTest(unittest.TestCase):
         self.world.wait(lambda: len(program.ports()[1]) == ports, "the inputs of " + computer.name)
         for index, address in enumerate(program.ports()[1]):
             self.assertTrue(program.read_from(address, index))
+        return program
+
+    def player_on(self, computer, ports=1):
+        """A music program on a computer that plays into its outputs, from the first on; the service speaks to the network."""
+        music = Ears(computer)
+        self.addCleanup(music.close)
+        music.start_service("--network", "on")
+        program = music.listen(ports)
+        self.world.wait(lambda: len(program.ports()[0]) == ports, "the outputs of " + computer.name)
+        for index, address in enumerate(program.ports()[0]):
+            self.assertTrue(program.play_to(address, index))
         return program
 
     def wait(self, condition, what, seconds=network_world.PATIENCE):

@@ -25,7 +25,7 @@ class OutageTest(network_bed.NetworkTest):
         """Computers that each hold a chord at an input of the studio, and what a music program hears there."""
         self.studio, *players = self.computers("studio", *names)
         self.studio.store(hearing(*range(len(players))))
-        self.heard = self.ears_of(self.studio, len(players))
+        self.heard = network_bed.Heard(self.ears_of(self.studio, len(players)))
         for port, player in enumerate(players):
             player.store()
             player.start_service("--network", "on")
@@ -34,35 +34,17 @@ class OutageTest(network_bed.NetworkTest):
             self.wait_heard_there(player, TEST)
             player.play(TEST, *CHORD)
         for port, player in enumerate(players):
-            self.wait_heard(port, *CHORD)
+            self.heard.wait_messages(port, *CHORD)
         return players
-
-    def at(self, port):
-        """What was heard at an input, as (time, message)."""
-        with self.heard.lock:
-            return [(when, message) for reader, when, message in self.heard.kept if reader == port]
-
-    def messages(self, port):
-        return [message for _, message in self.at(port)]
-
-    def wait_heard(self, port, *messages):
-        self.heard.wait(lambda: self.messages(port) == list(messages), f"what was played to input {port}")
-
-    def released(self, port):
-        """When the notes of the chord were let go at an input, the first and the last of them; waits for that."""
-        keys = {note[1] for note in CHORD}
-        self.heard.wait(lambda: {message[1] for message in self.messages(port) if is_release(message)} == keys, "the release")
-        times = [when for when, message in self.at(port) if is_release(message)]
-        return times[0], times[-1]
 
     def wait_note(self, player, port, since, what):
         """Plays a note again and again, as a person would, until it is heard; checks when."""
         self.heard.forget()
         def is_heard():
             player.play(TEST, NOTE, note_off(48))
-            return NOTE in self.messages(port)
+            return NOTE in self.heard.messages(port)
         self.wait(is_heard, "a note of " + what)
-        self.assert_within(BACK, self.at(port)[0][0] - since, what + " is heard again")
+        self.assert_within(BACK, self.heard.at(port)[0][0] - since, what + " is heard again")
 
     def test_half_a_second_without_the_cable_ends_nothing_and_loses_nothing(self):
         laptop, = self.hold_chords("laptop")
@@ -73,7 +55,7 @@ class OutageTest(network_bed.NetworkTest):
         laptop.play(TEST, LATER)
         time.sleep(0.2)
         laptop.plug_in()
-        self.wait_heard(0, *CHORD, LATER)
+        self.heard.wait_messages(0, *CHORD, LATER)
         after = self.studio.session("laptop")
         self.assertEqual((after["state"], after["lost"]), ("up", 0))
         self.assertGreaterEqual(after["seconds"], before["seconds"])
@@ -88,7 +70,7 @@ class OutageTest(network_bed.NetworkTest):
         fell_silent = time.monotonic()
         for port, player in enumerate(players):
             with self.subTest(player.name):
-                first, final = self.released(port)
+                first, final = self.heard.wait_released(port, CHORD)
                 last = self.world.wire.last_datagram(player, self.studio)
                 self.assertGreaterEqual(first - last, LOST)
                 self.assert_within(RELEASED, final - last, player.name + " is let go")
@@ -116,7 +98,7 @@ class OutageTest(network_bed.NetworkTest):
         stopped.service.process.send_signal(signal.SIGCONT)
         self.wait_note(stopped, 2, back, "the stopped computer")
         # Nothing old is played at a return.
-        self.assertEqual([message for message in self.messages(2) if message[1] != NOTE[1] and not is_release(message)], [])
+        self.assertEqual([message for message in self.heard.messages(2) if message[1] != NOTE[1] and not is_release(message)], [])
 
     def test_a_listener_that_was_killed_is_played_to_again_without_anybodys_doing(self):
         laptop, studio = self.computers("laptop", "studio")
@@ -143,7 +125,7 @@ class OutageTest(network_bed.NetworkTest):
         begin = time.monotonic()
         laptop.service.process.send_signal(signal.SIGTERM)
         gone = self.wait(lambda: self.studio.listed() == [], "the list without the laptop")
-        self.assert_within(0.1, self.released(0)[1] - begin, "the release")
+        self.assert_within(0.1, self.heard.wait_released(0, CHORD)[1] - begin, "the release")
         self.assert_within(0.5, gone - begin, "gone from the list")
         self.assertEqual(laptop.service.process.wait(10), 0)
 
