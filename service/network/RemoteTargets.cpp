@@ -86,6 +86,13 @@ std::optional<ComputerId> IdAt(const std::vector<NetworkAddress>& addresses,
     return std::nullopt;
 }
 
+// Set by name, and nobody knows where it is. Who answered before does not help: a directory that begins anew
+// has nobody in it.
+bool IsUnannounced(const RemoteTargets::Target& target, const ComputerDirectory& directory) {
+    const bool isPlaced = target.id && (!target.link.candidates.empty() || directory.FindId(*target.id));
+    return !target.link.name.empty() && !isPlaced;
+}
+
 std::vector<KeyHash> PinnedUnder(const std::string& name, const AccessRules& access) {
     std::vector<KeyHash> keys;
     const std::string folded = FoldHostName(name);
@@ -218,7 +225,7 @@ void RemoteTargets::Find(std::uint64_t now, const NameSurroundings& surroundings
         if (candidate.state == State::Impossible || candidate.state == State::ThisComputer) {
             continue;
         }
-        anyUnannounced = anyUnannounced || (!candidate.target.id && !candidate.target.link.name.empty());
+        anyUnannounced = anyUnannounced || IsUnannounced(candidate.target, surroundings.directory);
         const auto same = std::find_if(targets.begin(), targets.end(), [&](const Target& target) {
             return IsSameComputer(target, candidate.target);
         });

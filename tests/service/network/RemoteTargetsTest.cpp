@@ -123,6 +123,18 @@ TEST_F(RemoteTargetsTest, ANameThatNobodyAnnouncedIsLookedUp) {
     EXPECT_THAT(resolver.Asked(), UnorderedElementsAre("attic", "attic.local"));
 }
 
+// The network is turned off and on: the directory begins anew.
+TEST_F(RemoteTargetsTest, AComputerThatAnsweredBeforeIsUnannouncedToANewDirectory) {
+    Hear(7, "studio", Address(20));
+    Want({{"studio", 3, 5}});
+    targets.Learn(1, ComputerIdOf(KeyOf(7)));
+    Find();
+    EXPECT_FALSE(targets.IsAnyUnannounced());
+    const ComputerDirectory anew(local, rules);
+    targets.Find(now, {local, interfaces, anew, kLinkPort}, rules);
+    EXPECT_TRUE(targets.IsAnyUnannounced());
+}
+
 TEST_F(RemoteTargetsTest, ANameThatNobodyKnowsIsUnknown) {
     Want({{"attic", 3, 5}});
     EXPECT_EQ(targets.Of("attic"), (RemoteTargets::Found{State::Unknown, 1}));
