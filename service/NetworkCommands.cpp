@@ -1,29 +1,16 @@
 #include "service/NetworkCommands.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
-#include <nlohmann/json.hpp>
 
+#include "service/control/NetworkAnswers.h"
 #include "service/control/RouteText.h"
 #include "service/network/PlainDatagram.h"
 
 namespace vexil {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-std::string Text(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-std::string Done(const std::string& sentence) {
-    return Text({{"done", sentence}});
-}
-
-std::string Problem(const std::string& sentence) {
-    return Text({{"problem", sentence}});
-}
 
 std::string Quoted(const std::string& name) {
     return "\"" + NameText(name) + "\"";
@@ -54,7 +41,7 @@ std::string NetworkCommands::Run(const std::vector<std::string>& words) {
     const std::string first = words.size() > 1 ? words[1] : "";
     const std::string second = words.size() > 2 ? words[2] : "";
     if (command == "list") {
-        return List();
+        return List(first);
     }
     if (command == "speak") {
         return Speak(first);
@@ -83,85 +70,95 @@ std::string NetworkCommands::Run(const std::vector<std::string>& words) {
     if (command == "new-key") {
         return MakeNewKey();
     }
-    return Problem("The service does not know this command.");
+    return NetworkProblem("The service does not know this command.");
 }
 
-std::string NetworkCommands::List() const {
+std::string NetworkCommands::List(const std::string& first) const {
+    std::size_t from = 0;
+    const char* const end = first.data() + first.size();
+    const auto read = std::from_chars(first.data(), end, from);
+    if (!first.empty() && (read.ec != std::errc() || read.ptr != end)) {
+        return NetworkProblem("A list goes on from a number.");
+    }
     const NetworkSettings& settings = service.parts.store.Settings();
     const RemoteStatus status = service.Status();
-    Json list = {{"speaks", status.speaks},
-                 {"port", status.port},
-                 {"key", status.key},
-                 {"allow", AllowedText(settings.access.allowed)},
-                 {"secret", settings.secret.has_value()},
-                 {"problem", status.problem}};
-    list["computers"] = Json::array();
-    std::vector<std::string> shown;
-    const auto add = [&](const std::string& name, const std::string& address, const std::string& key,
-                         std::uint64_t since, const std::string& state) {
-        list["computers"].push_back(
-            {{"name", name}, {"address", address}, {"key", key}, {"since", since}, {"state", state}});
-        shown.push_back(key);
+    NetworkOverview overview;
+    overview.speaks = status.speaks;
+    overview.port = status.port;
+    overview.key = status.key;
+    overview.allow = AllowedText(settings.access.allowed);
+    overview.secret = settings.secret.has_value();
+    overview.problem = status.problem;
+    overview.computers = Computers(settings.access, status);
+    return NetworkList(overview, from);
+}
+
+std::vector<NetworkComputer> NetworkCommands::Computers(const AccessList& access,
+                                                        const RemoteStatus& status) const {
+    std::vector<NetworkComputer> computers;
+    const auto isShown = [&computers](const std::string& key) {
+        return std::any_of(computers.begin(), computers.end(),
+                           [&key](const NetworkComputer& each) { return each.key == key; });
     };
-    const auto isShown = [&shown](const std::string& key) {
-        return std::find(shown.begin(), shown.end(), key) != shown.end();
-    };
-    const auto since = [&settings](const std::string& key) {
+    const auto since = [&access](const std::string& key) {
         const auto pin =
-            std::find_if(settings.access.pins.begin(), settings.access.pins.end(),
+            std::find_if(access.pins.begin(), access.pins.end(),
                          [&key](const RememberedKey& each) { return ShortKeyText(each.key) == key; });
-        return pin == settings.access.pins.end() ? 0 : pin->since;
+        return pin == access.pins.end() ? 0 : pin->since;
     };
     for (const RemoteSession& session : status.sessions) {
         if (session.up) {
-            add(session.computer, session.address, session.key, since(session.key), "up");
+            computers.push_back({session.computer, session.address, session.key, since(session.key), "up"});
         }
     }
-    for (const RememberedKey& pin : settings.access.pins) {
+    for (const RememberedKey& pin : access.pins) {
         if (!isShown(ShortKeyText(pin.key))) {
-            add(pin.name, "", ShortKeyText(pin.key), pin.since, "pinned");
+            computers.push_back({pin.name, "", ShortKeyText(pin.key), pin.since, "pinned"});
         }
     }
-    for (const RememberedKey& blocked : settings.access.blocked) {
-        add(blocked.name, "", ShortKeyText(blocked.key), blocked.since, "blocked");
+    for (const RememberedKey& blocked : access.blocked) {
+        computers.push_back({blocked.name, "", ShortKeyText(blocked.key), blocked.since, "blocked"});
     }
     for (const KnownKey& refused : service.refused) {
         if (!isShown(ShortKeyText(refused.key))) {
-            add(refused.name, "", ShortKeyText(refused.key), 0, "refused");
+            computers.push_back({refused.name, "", ShortKeyText(refused.key), 0, "refused"});
         }
     }
     for (const HostRecord& computer : service.computers) {
-        const bool isNamed = std::any_of(
-            list["computers"].begin(), list["computers"].end(),
-            [&](const Json& each) { return IsSameName(each["name"].get<std::string>(), computer.name); });
+        const bool isNamed =
+            std::any_of(computers.begin(), computers.end(),
+                        [&](const NetworkComputer& each) { return IsSameName(each.name, computer.name); });
         if (!isNamed) {
-            add(computer.name, AddressText(computer), "", 0, computer.enabled ? "seen" : "silent");
+            computers.push_back(
+                {computer.name, AddressText(computer), "", 0, computer.enabled ? "seen" : "silent"});
         }
     }
-    return Text(list);
+    return computers;
 }
 
 std::string NetworkCommands::Store(const NetworkSettings& settings, const std::string& done) {
-    return service.parts.store.Save(settings) ? Done(done)
-                                              : Problem("That could not be stored; nothing has changed.");
+    return service.parts.store.Save(settings)
+               ? NetworkDone(done)
+               : NetworkProblem("That could not be stored; nothing has changed.");
 }
 
 std::string NetworkCommands::Speak(const std::string& where) {
     const std::optional<InterfaceChoice> choice = InterfaceChoice::FromText(where);
     if (!choice) {
-        return Problem("\"on\", \"off\", \"lo\" or names of interfaces with commas between them are needed.");
+        return NetworkProblem(
+            "\"on\", \"off\", \"lo\" or names of interfaces with commas between them are needed.");
     }
     NetworkSettings settings = service.parts.store.Settings();
     settings.speaks = *choice;
     if (!service.parts.store.Save(settings)) {
-        return Problem("That could not be stored; nothing has changed.");
+        return NetworkProblem("That could not be stored; nothing has changed.");
     }
     service.speaks = *choice;
     service.TurnAnew();
     if (!service.problem.empty()) {
-        return Problem(service.problem);
+        return NetworkProblem(service.problem);
     }
-    return Done(choice->IsOff() ? "MIDI between computers is off." : "MIDI between computers is on.");
+    return NetworkDone(choice->IsOff() ? "MIDI between computers is off." : "MIDI between computers is on.");
 }
 
 std::vector<NetworkCommands::KnownKey> NetworkCommands::KnownKeys() const {
@@ -213,8 +210,9 @@ std::string NetworkCommands::Pin(const std::string& name, const std::string& key
     std::sort(accepted.begin(), accepted.end());
     accepted.erase(std::unique(accepted.begin(), accepted.end()), accepted.end());
     if (!keyText.empty() && accepted.size() != 1) {
-        return Problem(accepted.empty() ? "No computer is known with the key \"" + NameText(keyText) + "\"."
-                                        : "More than one key begins so.");
+        return NetworkProblem(accepted.empty()
+                                  ? "No computer is known with the key \"" + NameText(keyText) + "\"."
+                                  : "More than one key begins so.");
     }
     std::string added;
     for (const KeyHash& key : accepted) {
@@ -225,8 +223,8 @@ std::string NetworkCommands::Pin(const std::string& name, const std::string& key
     if (added.empty()) {
         // The key that the name has now is not known before it calls or answers.
         if (!access.Forget(name) || !keyText.empty()) {
-            return keyText.empty() ? Problem("No computer called " + Quoted(name) + " is known.")
-                                   : Done("That key is accepted already.");
+            return keyText.empty() ? NetworkProblem("No computer called " + Quoted(name) + " is known.")
+                                   : NetworkDone("That key is accepted already.");
         }
         settings.access = access.List();
         const std::string answer = Store(settings, "The next key that " + Quoted(name) + " has is accepted.");
@@ -244,7 +242,7 @@ std::string NetworkCommands::Forget(const std::string& name) {
     NetworkSettings settings = service.parts.store.Settings();
     access.Set(settings.access);
     if (!access.Forget(name)) {
-        return Problem("No key of " + Quoted(name) + " is remembered.");
+        return NetworkProblem("No key of " + Quoted(name) + " is remembered.");
     }
     settings.access = access.List();
     const std::string answer = Store(settings, "The keys of " + Quoted(name) + " are forgotten.");
@@ -255,7 +253,7 @@ std::string NetworkCommands::Forget(const std::string& name) {
 std::string NetworkCommands::Block(const std::string& nameOrKey) {
     const std::vector<KnownKey> named = Named(nameOrKey);
     if (named.empty()) {
-        return Problem("No key of " + Quoted(nameOrKey) + " is known.");
+        return NetworkProblem("No key of " + Quoted(nameOrKey) + " is known.");
     }
     AccessRules access(KeyHash{});
     NetworkSettings settings = service.parts.store.Settings();
@@ -280,7 +278,7 @@ std::string NetworkCommands::Unblock(const std::string& nameOrKey) {
         }
     }
     if (!hasChanged) {
-        return Problem(Quoted(nameOrKey) + " is not blocked.");
+        return NetworkProblem(Quoted(nameOrKey) + " is not blocked.");
     }
     settings.access = access.List();
     const std::string answer = Store(settings, Quoted(nameOrKey) + " is no longer blocked.");
@@ -294,7 +292,8 @@ std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret)
     if (secret) {
         settings.secret = StretchSecret(*secret);
         if (!settings.secret) {
-            return Problem("A secret needs at least " + std::to_string(kShortestSecret) + " characters.");
+            return NetworkProblem("A secret needs at least " + std::to_string(kShortestSecret) +
+                                  " characters.");
         }
     }
     const std::string answer =
@@ -306,7 +305,7 @@ std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret)
 std::string NetworkCommands::Allow(const std::string& who) {
     const std::optional<Allowed> allowed = ReadAllowed(who);
     if (!allowed) {
-        return Problem("\"any\", \"known\" or \"secret\" is needed.");
+        return NetworkProblem("\"any\", \"known\" or \"secret\" is needed.");
     }
     NetworkSettings settings = service.parts.store.Settings();
     settings.access.allowed = *allowed;
@@ -320,10 +319,10 @@ std::string NetworkCommands::Allow(const std::string& who) {
 
 std::string NetworkCommands::MakeNewKey() {
     if (!service.parts.store.MakeNewKey()) {
-        return Problem("The new key could not be stored; the old one stays.");
+        return NetworkProblem("The new key could not be stored; the old one stays.");
     }
     service.TurnAnew();
-    return Done("This computer has a new key: " + service.Status().key + ".");
+    return NetworkDone("This computer has a new key: " + service.Status().key + ".");
 }
 
 }  // namespace vexil

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "service/NetworkService.h"
+#include "service/control/NetworkAnswers.h"
 
 namespace vexil {
 
@@ -22,7 +23,8 @@ class NetworkCommands {
   private:
     using KnownKey = RefusedKey;
 
-    std::string List() const;
+    std::string List(const std::string& first) const;
+    std::vector<NetworkComputer> Computers(const AccessList& access, const RemoteStatus& status) const;
     std::string Speak(const std::string& where);
     std::string Pin(const std::string& name, const std::string& key);
     std::string Forget(const std::string& name);

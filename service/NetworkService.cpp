@@ -136,8 +136,7 @@ void NetworkService::TurnOn() {
 }
 
 bool NetworkService::MustWait() {
-    // On loopback there is nobody to whom two drivers of one computer would be one.
-    if (parts.turn == nullptr || speaks.Which() == InterfaceChoice::Kind::Loopback || parts.turn->Take()) {
+    if (parts.turn == nullptr || parts.turn->Take()) {
         return false;
     }
     problem = "Vexil III of " + parts.turn->Holder() +

@@ -281,6 +281,9 @@ TEST_F(NetworkServiceTest, TheKeyOfAFirstConnectionIsRememberedOnBothSides) {
     EXPECT_EQ(list["computers"][0]["key"], key);
     EXPECT_EQ(list["computers"][0]["state"], "up");
     EXPECT_NE(list["computers"][0]["since"], 0);
+    EXPECT_TRUE(laptop.Do({"list", "1"})["computers"].empty()) << "it goes on behind that one";
+    EXPECT_EQ(laptop.Do({"list", "0"}), list);
+    EXPECT_TRUE(laptop.Do({"list", "0x1"}).contains("problem"));
 }
 
 TEST_F(NetworkServiceTest, AnotherKeyUnderAKnownNameIsRefusedUntilItIsAccepted) {
@@ -385,8 +388,7 @@ TEST_F(NetworkServiceTest, OneDriverOfAComputerSpeaksAndTheNextTakesOver) {
                                 [] { return std::make_unique<NetlinkInterfaces>(); },
                                 0,
                                 &ours};
-    // By its name, loopback is an interface like others.
-    NetworkService second(parts, InterfaceChoice::FromText("lo,none0"));
+    NetworkService second(parts, InterfaceChoice::Loopback());
     second.SetWishes(laptop.wishes);
     EXPECT_EQ(second.Port(), 0);
     EXPECT_THAT(
