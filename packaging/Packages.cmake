@@ -1,6 +1,6 @@
 # The Debian packages vexil3, vexil3d and vexil3d-system. packaging/make-packages configures for them and makes them.
 set(components vexil3 vexil3d vexil3d-system)
-set(VEXIL_PACKAGE_RELEASE 2 CACHE STRING "Release of the packages of this version")
+set(VEXIL_PACKAGE_RELEASE 3 CACHE STRING "Release of the packages of this version")
 foreach(component ${components})
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${component})
   install(FILES debian/copyright DESTINATION ${documents} COMPONENT ${component})
@@ -41,8 +41,7 @@ Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.
 
 This is the control panel, in which the ports are named, enabled and
-connected to ports on this and other computers. The driver of this version
-carries MIDI within one computer.")
+connected to ports on this and other computers.")
 
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_NAME vexil3d)
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SECTION sound)
@@ -55,7 +54,7 @@ offers 64 virtual MIDI ports to every music program.
 
 This is the driver, which starts with each user's session and uses the MIDI
 system that the user has, with a command line for computers without a screen.
-This version carries MIDI within one computer. The package vexil3 has the
+It speaks to other computers once its user lets it. The package vexil3 has the
 control panel.")
 
 set(CPACK_DEBIAN_VEXIL3D-SYSTEM_PACKAGE_NAME vexil3d-system)
