@@ -18,11 +18,16 @@ macro(vexil_wanted)
   endforeach()
 endmacro()
 
-# vexil_test_program(NAME LABEL label... SOURCES ... LIBRARIES ...): a program of the tests with one of these labels. Where the build has
-# no such tests, it is made only when it is asked for by name.
+# vexil_test_program(NAME LABEL label... [SOURCES ...] [TOGETHER ...] LIBRARIES ...): a program of the tests with one of these labels.
+# Where the build has no such tests, it is made only when it is asked for by name. Sources that stand behind TOGETHER are compiled eight
+# at a time where VEXIL_COMPILE_TOGETHER asks for it: no two of them may define the same name in their unnamed namespaces.
 function(vexil_test_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LABEL;SOURCES;LIBRARIES")
-  add_executable(${name} ${arg_SOURCES})
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LABEL;SOURCES;TOGETHER;LIBRARIES")
+  add_executable(${name} ${arg_SOURCES} ${arg_TOGETHER})
+  if(arg_TOGETHER)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ${VEXIL_COMPILE_TOGETHER})
+    set_source_files_properties(${arg_SOURCES} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} vexil_options)
   if(arg_LIBRARIES MATCHES "qt|Qt")
     vexil_precompiled(${name} qt)
@@ -35,19 +40,19 @@ function(vexil_test_program name)
   endif()
 endfunction()
 
-# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] SOURCES ... LIBRARIES ... [TIMEOUT seconds] [USES thing] [COST seconds])
+# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] [SOURCES ...] [TOGETHER ...] LIBRARIES ... [TIMEOUT seconds] [USES thing] [COST seconds])
 # One GoogleTest program; each of its tests is a ctest entry of its own, named NAME.Suite.Test, so that every test
 # stands alone and a skipped one is counted as skipped. The timeout is that of one test; no two tests run that
 # use the same thing. Widget tests run on Qt's offscreen platform.
 # With VEXIL_WHOLE_PROGRAMS all tests of a program run in one process, as one entry: the sanitizers cost each process more than
 # most tests take. What each test gave stands in results/NAME.xml. COST: programs that take longest begin first.
 function(vexil_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;TIMEOUT;USES;COST" "SOURCES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;TIMEOUT;USES;COST" "SOURCES;TOGETHER;LIBRARIES")
   set(labels ${arg_LABEL})
   if(arg_PLAIN)
     list(APPEND labels plain)
   endif()
-  vexil_test_program(${name} LABEL ${labels} SOURCES ${arg_SOURCES}
+  vexil_test_program(${name} LABEL ${labels} SOURCES ${arg_SOURCES} TOGETHER ${arg_TOGETHER}
     LIBRARIES ${arg_LIBRARIES} GTest::gmock GTest::gtest)
   vexil_wanted(${labels})
   if(NOT vexil_wanted)
