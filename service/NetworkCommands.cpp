@@ -227,12 +227,12 @@ std::string NetworkCommands::Pin(const std::string& name, const std::string& key
                                    : NetworkDone("That key is accepted already.");
         }
         settings.access = access.List();
-        const std::string answer = Store(settings, "The next key that " + Quoted(name) + " has is accepted.");
+        std::string answer = Store(settings, "The next key that " + Quoted(name) + " has is accepted.");
         service.TakeUpAccess();
         return answer;
     }
     settings.access = access.List();
-    const std::string answer = Store(settings, "The key " + added + " of " + Quoted(name) + " is accepted.");
+    std::string answer = Store(settings, "The key " + added + " of " + Quoted(name) + " is accepted.");
     service.TakeUpAccess();
     return answer;
 }
@@ -245,7 +245,7 @@ std::string NetworkCommands::Forget(const std::string& name) {
         return NetworkProblem("No key of " + Quoted(name) + " is remembered.");
     }
     settings.access = access.List();
-    const std::string answer = Store(settings, "The keys of " + Quoted(name) + " are forgotten.");
+    std::string answer = Store(settings, "The keys of " + Quoted(name) + " are forgotten.");
     service.TakeUpAccess();
     return answer;
 }
@@ -262,7 +262,7 @@ std::string NetworkCommands::Block(const std::string& nameOrKey) {
         access.Block(each.name, each.key, SecondsSince1970());
     }
     settings.access = access.List();
-    const std::string answer = Store(settings, Quoted(named.front().name) + " is blocked.");
+    std::string answer = Store(settings, Quoted(named.front().name) + " is blocked.");
     service.TakeUpAccess();
     return answer;
 }
@@ -281,7 +281,7 @@ std::string NetworkCommands::Unblock(const std::string& nameOrKey) {
         return NetworkProblem(Quoted(nameOrKey) + " is not blocked.");
     }
     settings.access = access.List();
-    const std::string answer = Store(settings, Quoted(nameOrKey) + " is no longer blocked.");
+    std::string answer = Store(settings, Quoted(nameOrKey) + " is no longer blocked.");
     service.TakeUpAccess();
     return answer;
 }
@@ -296,8 +296,7 @@ std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret)
                                   " characters.");
         }
     }
-    const std::string answer =
-        Store(settings, secret ? "The secret is set." : "No secret is needed any more.");
+    std::string answer = Store(settings, secret ? "The secret is set." : "No secret is needed any more.");
     service.TurnAnew();
     return answer;
 }
@@ -309,7 +308,7 @@ std::string NetworkCommands::Allow(const std::string& who) {
     }
     NetworkSettings settings = service.parts.store.Settings();
     settings.access.allowed = *allowed;
-    const std::string answer =
+    std::string answer =
         Store(settings, *allowed == Allowed::Any     ? "Every computer that is not blocked is let in."
                         : *allowed == Allowed::Known ? "Computers whose key is remembered are let in."
                                                      : "Computers that know the secret are let in.");
