@@ -546,9 +546,11 @@ RemoteSession NetworkService::SessionOf(const LinkPeerState& state) const {
     session.late = state.counters.late;
     const std::string name = NameText(session.computer);
     for (const LinkWayOut& way : state.waysOut) {
-        session.ways.push_back({way.source % kMaxPorts, way.input, false, way.source >= kTestSourceBase,
-                                way.answered ? WayProblemText(way.problem, name, way.input)
-                                             : "\"" + name + "\" has not answered for this port yet."});
+        const std::string why = !session.up     ? session.problem
+                                : !way.answered ? "\"" + name + "\" has not answered for this port yet."
+                                                : WayProblemText(way.problem, name, way.input);
+        session.ways.push_back(
+            {way.source % kMaxPorts, way.input, false, way.source >= kTestSourceBase, why});
     }
     for (const LinkWayIn& way : state.waysIn) {
         session.ways.push_back({way.source % kMaxPorts, way.input, true, way.source >= kTestSourceBase,

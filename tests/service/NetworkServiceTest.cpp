@@ -191,6 +191,9 @@ TEST_F(NetworkServiceTest, WhoDoesNotAnswerIsSaidNotToAnswer) {
     EXPECT_TRUE(Becomes([this] {
         return laptop.Answer() == RemoteAnswer{1, "The computer \"127.0.0.1:9\" does not answer.", false};
     })) << laptop.Problem();
+    const RemoteSession session = laptop.network.Status().sessions.at(0);
+    EXPECT_EQ(session.state, "calling");
+    EXPECT_EQ(session.ways.at(0).problem, session.problem);
 }
 
 TEST_F(NetworkServiceTest, NamesThatLeadNowhereAreSaidToDoSo) {
