@@ -1,9 +1,10 @@
-// The service's status as vexil3ctl reads and shows it: whatever the text, nothing but printable lines of 80
-// columns comes out.
+// The service's status and its network's list as vexil3ctl reads and shows them: whatever the text, nothing
+// but printable lines of 80 columns comes out.
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "ctl/NetworkReport.h"
 #include "ctl/StatusReport.h"
 #include "ctl/StatusText.h"
 #include "ctl/TerminalText.h"
@@ -48,6 +49,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Check(Printable(Printable(text)) == Printable(text), "what is printable stays");
 
     std::string problem;
+    const auto list = ReadNetworkList(text, problem);
+    Check(list.has_value() == problem.empty(), "a list is read or there is a problem");
+    if (list) {
+        CheckShown(NetworkListText(*list));
+    }
+    Check(ReadNetworkChange(text, problem).has_value() == problem.empty(),
+          "what became of a change is read or there is a problem");
+
     const auto status = ReadStatusReport(text, problem);
     Check(status.has_value() == problem.empty(), "a status is read or there is a problem");
     if (!status) {
