@@ -47,7 +47,10 @@ void LinkTransport::Serve(std::uint64_t now, Peer& peer) {
     while (const auto transmit = peer.link.PollTransmit(now, out)) {
         const NetworkAddress to = FromLinkAddress(transmit->address);
         const NetworkAddress own = to == peer.address ? peer.own : NetworkAddress();
-        parts.socket.Send(to, own, ByteView(out).first(transmit->size));
+        // What was in it is sent again, as after any loss.
+        if (parts.socket.Send(to, own, ByteView(out).first(transmit->size)) == SendResult::TooLong) {
+            peer.link.Association().SetBodyLimit(kSmallDatagram - kSealingOverhead);
+        }
     }
     TakeEvents(now, peer);
     if (!staged.IsEmpty()) {

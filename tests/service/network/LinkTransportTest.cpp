@@ -198,6 +198,23 @@ TEST_F(LinkTransportTest, WhatComesByABufferedInterfaceIsPlayedAWhileLaterAndInO
                                        Bytes{0x80, 62, 64}));
 }
 
+TEST_F(LinkTransportTest, WhereFullDatagramsAreTooLongSmallOnesCarryTheSame) {
+    wire.conditions.longest = kSmallDatagram;
+    ASSERT_TRUE(Connect());
+    Bytes dump(20'000, 0x11);
+    dump.front() = 0xF0;
+    dump.back() = 0xF7;
+    laptop.Play(3, dump);
+    for (int note = 0; note < 100; ++note) {
+        laptop.Play(3, {0x90, static_cast<std::uint8_t>(note), 100});
+    }
+    ASSERT_TRUE(PassUntil(5 * kSecond, [&] { return studio.heard.StreamOf(7).size() == 20'000 + 300; }))
+        << studio.heard.StreamOf(7).size();
+    const Bytes heard = studio.heard.StreamOf(7);
+    EXPECT_EQ(Bytes(heard.begin(), heard.begin() + 20'000), dump);
+    EXPECT_EQ(laptop.State().counters.lost, 0U);
+}
+
 TEST_F(LinkTransportTest, TwoNamesOfOneComputerDoNotEndEachOthersAssociation) {
     ASSERT_TRUE(Connect());
     laptop.Reach(2, 1);
