@@ -580,11 +580,19 @@ TEST_F(JackBackendTest, AnEndpointThatGoesRepeatsNothing) {
     ASSERT_TRUE(Settled());
     const MidiProgram::Bytes last = reader.Read();
     heard.insert(heard.end(), last.begin(), last.end());
-    const auto count = static_cast<int>(heard.size() / 3);
-    ASSERT_LT(count, kMessages);  // it went while there was something to hear
-    for (int message = 0; message < count; ++message) {
-        const auto place = static_cast<std::size_t>(message) * 3;
-        ASSERT_EQ(heard[place + 1] * 128 + heard[place + 2], message);
+    ASSERT_LT(heard.size() / 3, kMessages);  // it went while there was something to hear
+    // What is left in a port is repeated in each cycle until the port has gone. PipeWire by itself repeats or
+    // loses a single cycle where a program is late.
+    const int mostRepeats = IsPipeWire() ? 1 : 0;
+    int repeats = 0;
+    int before = -1;
+    for (std::size_t place = 0; place + 3 <= heard.size(); place += 3) {
+        const int message = heard[place + 1] * 128 + heard[place + 2];
+        repeats = message == before ? repeats + 1 : 0;
+        ASSERT_LE(repeats, mostRepeats) << message;
+        ASSERT_TRUE(IsPipeWire() ? message >= before : message == before + 1)
+            << message << " after " << before;
+        before = message;
     }
 }
 
