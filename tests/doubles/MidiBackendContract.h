@@ -51,8 +51,8 @@ class BackendFixture : public ::testing::Test {
     void TearDown() override {
         Backend().Stop();
         if (Backend().IsStuck()) {
-            static auto* const kept = new std::vector<std::unique_ptr<Engine>>;
-            kept->push_back(std::move(engine));
+            static auto* const kKept = new std::vector<std::unique_ptr<Engine>>;
+            kKept->push_back(std::move(engine));
             std::puts("The MIDI system did not let the back end go within its time.");
         }
         subject.reset();
