@@ -20,7 +20,7 @@ class ByteRing {
 
   public:
     // `bytes` is what the ring holds, with sizeof(Head) + 4 for each delivery.
-    explicit ByteRing(std::size_t bytes) : ring(bytes), taken(bytes) {}
+    explicit ByteRing(std::size_t bytes) : taken(bytes), ring(bytes) {}
 
     // The thread that puts in. Bytes that one delivery may have at this moment; 0 also when not even an empty
     // one fits.
@@ -83,11 +83,11 @@ class ByteRing {
         std::memcpy(static_cast<std::uint8_t*>(to) + first, ring.data(), count - first);
     }
 
+    // A line of the cache each for what one of the two threads changes.
+    alignas(64) std::atomic<std::size_t> begin{0};  // bytes taken out so far
+    std::vector<std::uint8_t> taken;                // those of the delivery that Take gave
+    alignas(64) std::atomic<std::size_t> end{0};    // bytes put in so far
     std::vector<std::uint8_t> ring;
-    std::vector<std::uint8_t> taken;  // the bytes of the delivery that Take gave
-    // Bytes taken out and put in so far.
-    alignas(64) std::atomic<std::size_t> begin{0};
-    alignas(64) std::atomic<std::size_t> end{0};
 };
 
 }  // namespace vexil

@@ -91,12 +91,12 @@ class Engine::State {
 
     SpscQueue<Command, kCommands> commands;
     SpscQueue<int, kTakenSources> freedSources;
+    ByteRing<Arrival> arrivals{kArrivalBytes};
     std::vector<int> freeSources;  // network's thread
     std::mutex wakerLock;          // never taken by the engine thread
     EngineWaker* waker = nullptr;  // under wakerLock
     Counter posted;
     std::atomic<std::uint64_t> done{0};
-    ByteRing<Arrival> arrivals{kArrivalBytes};
     std::atomic<std::int64_t> clockLead{0};
     std::array<std::atomic<std::uint32_t>, kTakenSources> passedOn{};
 
