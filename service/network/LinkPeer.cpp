@@ -88,6 +88,14 @@ void LinkPeer::TakeCall(std::uint64_t now, std::unique_ptr<SealedSession> sessio
     Open(now, std::move(session), address);
 }
 
+bool LinkPeer::StandsAgainst(const LinkPeer& later, std::uint64_t upSince) const {
+    const Slot* own = SendingSlot();
+    const Slot* other = later.SendingSlot();
+    const bool haveCrossed = own != nullptr && other != nullptr &&
+                             own->session->Role() != other->session->Role() && other->begun < upSince;
+    return haveCrossed && own->session->ClientRandom() < other->session->ClientRandom();
+}
+
 bool LinkPeer::Claims(ByteView datagram) const {
     return std::any_of(slots.begin(), slots.end(), [datagram](const Slot& slot) {
         return slot.number != 0 && LinkSealing::IsCallOf(datagram, *slot.session);

@@ -73,6 +73,10 @@ class LinkPeer {
     std::optional<KeyHash> SessionKey() const;
     // Where that session sends; null while there is no such session.
     std::optional<LinkAddress> SessionAddress() const;
+    // Of two peers that are up and are one computer, this one since `upSince`: whether this one stands and
+    // the later one goes. Where their calls crossed, over two addresses, both computers choose the same; else
+    // the later one stands, for the earlier may be of a computer that has started again.
+    bool StandsAgainst(const LinkPeer& later, std::uint64_t upSince) const;
     // Whether the peer is needed though no way leads there: an input listens to it by name. One that is up,
     // is not needed, and has had no way for 30 s gets a bye.
     void SetNeeded(bool isNeeded) { needed = isNeeded; }

@@ -172,6 +172,7 @@ class LinkTransport {
     void HandleEvent(std::uint64_t now, Peer& peer, const LinkEvent& event);
     void BecameUp(std::uint64_t now, Peer& peer);
     void Bind(std::uint64_t now, Peer& peer, Computer& computer);
+    void GiveWay(std::uint64_t now, Peer& peer, Peer& toPeer);
     Computer* ComputerFor(const Peer& peer);
     void MakeRoom(std::uint64_t now, Peer& peer);
     void GoneDown(std::uint64_t now, Peer& peer, const LinkEvent& event);

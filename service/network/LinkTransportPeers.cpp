@@ -134,21 +134,16 @@ void LinkTransport::BecameUp(std::uint64_t now, Peer& peer) {
         peer.link.Association().SayBye({ByeReason::Refused, refusal});
         return;
     }
-    // One association for a pair of computers: the newer one stands, for the other may be of a computer that
-    // has started again.
+    // One association for a pair of computers.
     for (const auto& other : peers) {
         if (other.get() == &peer || other->gone || other->link.SessionKey() != key) {
             continue;
         }
-        if (other->link.Association().IsUp()) {
-            other->link.Association().SayBye({ByeReason::Replaced, Refusal::None});
+        if (other->link.Association().IsUp() && other->link.StandsAgainst(peer.link, other->upSince)) {
+            GiveWay(now, peer, *other);
+            return;
         }
-        if (peer.computer == 0 && other->computer != 0) {
-            if (Computer* computer = ComputerOf(other->computer)) {
-                other->computer = 0;
-                Bind(now, peer, *computer);
-            }
-        }
+        GiveWay(now, *other, peer);
     }
     if (peer.computer == 0) {
         if (Computer* computer = ComputerFor(peer)) {
@@ -162,6 +157,20 @@ void LinkTransport::BecameUp(std::uint64_t now, Peer& peer) {
         }
     }
     MakeRoom(now, peer);
+}
+
+// What was wanted of the one is wanted of the other now, which is the same computer.
+void LinkTransport::GiveWay(std::uint64_t now, Peer& peer, Peer& toPeer) {
+    if (peer.link.Association().IsUp()) {
+        peer.link.Association().SayBye({ByeReason::Replaced, Refusal::None});
+        peer.dirty = true;
+    }
+    if (toPeer.computer == 0 && peer.computer != 0) {
+        if (Computer* computer = ComputerOf(peer.computer)) {
+            peer.computer = 0;
+            Bind(now, toPeer, *computer);
+        }
+    }
 }
 
 void LinkTransport::JudgePeersAgain(std::uint64_t now) {
@@ -212,12 +221,13 @@ LinkTransport::Computer* LinkTransport::ComputerFor(const Peer& peer) {
     return nullptr;
 }
 
-// The peer is that computer; whatever was tried to reach it otherwise is over.
+// The peer is that computer; whatever was tried to reach it otherwise is over. A call that is under way goes
+// on: where it crossed the peer's own, both computers choose between the two when both are up.
 void LinkTransport::Bind(std::uint64_t now, Peer& peer, Computer& computer) {
     for (const auto& other : peers) {
         if (other.get() != &peer && other->computer == computer.number) {
             other->computer = 0;
-            other->gone = !other->link.Association().IsUp();
+            other->gone = !other->link.IsBusy();
         }
     }
     peer.computer = computer.number;

@@ -37,7 +37,7 @@ class Computer : public LinkTransport::Gate {
     }
     void Start() {
         Stop();
-        socket = std::make_unique<MemoryDatagramSocket>(wire, std::vector{AddressOf(number)});
+        socket = std::make_unique<MemoryDatagramSocket>(wire, addresses);
         sealing = LinkSealing::Make(KeyOf(number));
         link = std::make_unique<LinkTransport>(LinkTransport::Parts{engine, ring, *socket, *sealing, *this},
                                                ComputerIdOf(KeyOf(number).Hash()), name);
@@ -113,6 +113,7 @@ class Computer : public LinkTransport::Gate {
     MemoryWire& wire;
     std::size_t number;
     std::string name;
+    std::vector<NetworkAddress> addresses = {AddressOf(number)};  // it sends from the first unless it answers
     NobodyToWake waker;
     Engine engine;
     RemoteRing ring;
@@ -255,6 +256,30 @@ TEST_F(LinkTransportTest, BothDirectionsUseOneAssociation) {
     Pass(5'000);
     EXPECT_THAT(laptop.heard.MessagesOf(2), ::testing::ElementsAre(Bytes{0xC0, 5}));
     EXPECT_THAT(studio.heard.MessagesOf(7), ::testing::ElementsAre(Bytes{0xC0, 6}));
+}
+
+TEST_F(LinkTransportTest, CallsThatCrossOverTwoAddressesEndWithOneAssociation) {
+    const NetworkAddress laptopElsewhere = NetworkAddress::V4({10, 0, 1, 1}, kLinkPort, 2);
+    const NetworkAddress studioElsewhere = NetworkAddress::V4({10, 0, 1, 2}, kLinkPort, 2);
+    laptop.addresses = {AddressOf(0), laptopElsewhere};
+    studio.addresses = {studioElsewhere, AddressOf(1)};
+    for (int run = 0; run < 20; ++run) {
+        laptop.Start();
+        studio.Start();
+        laptop.Reach(1, 1, "studio");
+        laptop.Route(1, 3, 7);
+        studio.link->SetComputer(studio.Now(), 5, {"laptop", {{laptopElsewhere, false}}, {}, false});
+        studio.Route(5, 9, 2);
+        const auto isHeard = [](const Computer& computer) {
+            const LinkPeerState state = computer.State();
+            return state.kind == LinkPeerState::Kind::Up && state.waysOut[0].answered;
+        };
+        ASSERT_TRUE(PassUntil(kSecond, [&] { return isHeard(laptop) && isHeard(studio); })) << run;
+        Pass(kSecond / 10);
+        EXPECT_TRUE(isHeard(laptop) && isHeard(studio)) << run;
+        EXPECT_EQ(laptop.link->UpCount(), 1U);
+        EXPECT_EQ(studio.link->UpCount(), 1U);
+    }
 }
 
 TEST_F(LinkTransportTest, ACallThatCameByAnotherNameServesWhoeverAsksForItsNameLater) {
