@@ -172,7 +172,8 @@ class MusicProgram:
         self.events = []
         self.kept = []  # (reader, time in seconds, bytes)
         threading.Thread(target=self._read, daemon=True).start()
-        self.wait(lambda: "ready" in self.events, f"the music program {name}")
+        # JACK lets a program in when every other has been told of it, on a busy computer after many seconds.
+        self.wait(lambda: "ready" in self.events, f"the music program {name}", LONG_PATIENCE)
 
     def _read(self):
         for line in self.process.stdout:
