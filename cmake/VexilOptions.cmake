@@ -83,6 +83,13 @@ if(VEXIL_PRECOMPILE)
   endif()
 endif()
 
+# vexil_busy(SOURCE...): sources of this folder in which long tests spend most of their time. They are compiled with VEXIL_BUSY_FLAGS, too.
+function(vexil_busy)
+  if(VEXIL_BUSY_FLAGS)
+    set_source_files_properties(${ARGV} PROPERTIES COMPILE_OPTIONS "${VEXIL_BUSY_FLAGS}" SKIP_PRECOMPILE_HEADERS ON)
+  endif()
+endfunction()
+
 # vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
 function(vexil_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
