@@ -563,11 +563,11 @@ RemoteStatus NetworkService::Status() const {
     RemoteStatus status;
     status.speaks = speaks.Text();
     status.problem = problem;
-    if (const std::optional<LinkKey>& key = parts.store.Key()) {
-        status.key = ShortKeyText(key->Hash());
-    }
     if (!running) {
         return status;
+    }
+    if (const std::optional<LinkKey>& key = parts.store.Key()) {
+        status.key = ShortKeyText(key->Hash());
     }
     status.port = Port();
     std::vector<LinkPeerState> present;

@@ -69,7 +69,7 @@ struct RemoteSession {
 struct RemoteStatus {
     std::string speaks;                // on which interfaces: "off", "lo", "on", or names with commas
     std::string problem;               // why it does not, though it is to; else empty
-    std::string key;                   // of this computer, short form; empty: it has no key
+    std::string key;                   // of this computer, short form; empty: it does not speak
     std::uint16_t port = 0;            // UDP; 0: it does not speak
     std::vector<std::string> remarks;  // what the user should know besides, each as one sentence
     std::vector<RemoteSession> sessions;

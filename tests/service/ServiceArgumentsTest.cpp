@@ -32,6 +32,27 @@ TEST(ServiceArguments, UnknownMidiSystemIsRefused) {
     }
 }
 
+TEST(ServiceArguments, TheNetworkMayFollowASpaceOrAnEqualsSign) {
+    std::string problem;
+    EXPECT_FALSE(ReadServiceArguments({}, problem)->network) << "as it is stored";
+    for (const char* where : {"on", "off", "lo", "eth0,wlan0"}) {
+        EXPECT_EQ(where, ReadServiceArguments({"--network", where}, problem)->network->Text());
+        EXPECT_EQ(where, ReadServiceArguments({std::string("--network=") + where, "--midi", "none"}, problem)
+                             ->network->Text());
+    }
+}
+
+TEST(ServiceArguments, AnInterfaceThatCannotBeIsRefused) {
+    std::string problem;
+    for (const std::vector<std::string>& texts : {std::vector<std::string>{"--network", "eth0,,"},
+                                                  {"--network="},
+                                                  {"--network"},
+                                                  {"--network=a b"}}) {
+        EXPECT_FALSE(ReadServiceArguments(texts, problem));
+        EXPECT_EQ("--network takes on, off, lo, or names of interfaces with commas between them.", problem);
+    }
+}
+
 TEST(ServiceArguments, AnythingElseIsRefused) {
     std::string problem;
     for (const char* text : {"--midix", "midi", "-h", "", "--help=x"}) {

@@ -96,7 +96,7 @@ class Beginning(running_service.ServiceTest):
     def test_help_and_version(self):
         service = self.start(("--help",), wait=False)
         self.assertEqual(service.process.wait(10), 0)
-        self.assertIn("Usage: vexil3d [--midi alsa|jack|none]\n", service.log())
+        self.assertIn("Usage: vexil3d [--midi alsa|jack|none] [--network on|off|lo|INTERFACE,...]\n", service.log())
         service = self.start(("--version",), wait=False)
         self.assertEqual(service.process.wait(10), 0)
         self.assertRegex(service.log(), r"^vexil3d \d+\.\d+\.\d+\n$")

@@ -28,7 +28,13 @@ std::string Sentence(const FileFailure& failure) {
 KeyStore::KeyStore(KeyPlace where, Report told, const DurabilityCalls& with)
     : place(std::move(where)), report(std::move(told)), calls(with) {
     LoadSettings();
-    LoadKey();
+}
+
+const std::optional<LinkKey>& KeyStore::Key() {
+    if (!std::exchange(keyWasRead, true)) {
+        LoadKey();
+    }
+    return key;
 }
 
 KeyStore::Read KeyStore::ReadText(const std::string& name, std::string& text) {
@@ -156,6 +162,7 @@ bool KeyStore::MakeNewKey() {
         return false;
     }
     key = std::move(made);
+    keyWasRead = true;
     report("Made a new key for the network: " + ShortKeyText(key->Hash()));
     return true;
 }

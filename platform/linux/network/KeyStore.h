@@ -31,12 +31,14 @@ class KeyStore {
     // Each line is for the log.
     using Report = std::function<void(const std::string& line)>;
 
-    // Reads what is stored, and makes a key where the store has no key.
+    // Reads the settings.
     KeyStore(KeyPlace where, Report told, const DurabilityCalls& with = SystemDurabilityCalls());
 
     // Null when the key cannot be read, though it is there, or the system has no randomness to make one:
     // then there is no network. A key that could not be stored counts until this program ends.
-    const std::optional<LinkKey>& Key() const { return key; }
+    // Read when it is first asked for, and made then where the store has no key: a driver that does not speak
+    // to the network writes nothing.
+    const std::optional<LinkKey>& Key();
     // Replaces the key by a new one. False when it could not be stored: the old one stays.
     bool MakeNewKey();
 
@@ -59,6 +61,7 @@ class KeyStore {
     Report report;
     DurabilityCalls calls;
     std::optional<LinkKey> key;
+    bool keyWasRead = false;
     NetworkSettings settings;
     bool settingsUnread = false;  // they are there and cannot be read
 };

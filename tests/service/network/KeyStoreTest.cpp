@@ -44,8 +44,10 @@ class KeyStoreTest : public testing::Test {
         told.clear();
         DurabilityCalls calls = SystemDurabilityCalls();
         calls.write = diskIsFull ? FullDisk : calls.write;
-        return KeyStore(
+        KeyStore store(
             place, [this](const std::string& line) { told.push_back(line); }, calls);
+        store.Key();
+        return store;
     }
     KeyHash KeyNow() { return Open().Key().value().Hash(); }
     std::string PathOf(const char* end) const { return place.folder + "/host1." + end; }
@@ -183,6 +185,15 @@ TEST_F(KeyStoreTest, ANewKeyReplacesTheOldOne) {
     EXPECT_TRUE(store.MakeNewKey());
     EXPECT_NE(store.Key()->Hash(), first);
     EXPECT_EQ(KeyNow(), store.Key()->Hash());
+}
+
+TEST_F(KeyStoreTest, NothingIsWrittenBeforeTheKeyIsAskedFor) {
+    KeyStore store(place, [this](const std::string& line) { told.push_back(line); });
+    EXPECT_TRUE(store.Settings().speaks.IsOff());
+    EXPECT_FALSE(std::filesystem::exists(place.folder));
+    EXPECT_THAT(told, IsEmpty());
+    EXPECT_TRUE(store.Key());
+    EXPECT_TRUE(std::filesystem::exists(PathOf("key")));
 }
 
 TEST_F(KeyStoreTest, WhatCannotBeReadIsNotReplaced) {
