@@ -80,11 +80,11 @@ function(vexil_test name)
     PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ${properties})
 endfunction()
 
-# vexil_script_test(NAME LABEL label [PLAIN] SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing] [COST seconds] [SERIAL])
+# vexil_script_test(NAME LABEL label [PLAIN] SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing] [COST seconds])
 # A test that is a Python program: exit status 0 passed, 77 skipped, anything else failed. It runs by the system's own
 # Python, which has the Debian packages, and finds the modules of tools/.
 function(vexil_script_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN;SERIAL" "LABEL;SCRIPT;TIMEOUT;USES;COST" "ARGUMENTS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "PLAIN" "LABEL;SCRIPT;TIMEOUT;USES;COST" "ARGUMENTS")
   set(labels ${arg_LABEL})
   if(arg_PLAIN)
     list(APPEND labels plain)
@@ -101,6 +101,5 @@ function(vexil_script_test name)
     set(arg_COST 0)
   endif()
   set_tests_properties(${name} PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} COST ${arg_COST}
-    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;PYTHONPATH=${PROJECT_SOURCE_DIR}/tools" RESOURCE_LOCK "${arg_USES}"
-    RUN_SERIAL ${arg_SERIAL})
+    SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1;PYTHONPATH=${PROJECT_SOURCE_DIR}/tools" RESOURCE_LOCK "${arg_USES}")
 endfunction()

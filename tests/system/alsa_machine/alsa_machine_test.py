@@ -6,6 +6,7 @@ The machine in which the ALSA back end is tested: what it runs, what comes back,
 
 import io
 import pathlib
+import shutil
 import sys
 import tempfile
 import time
@@ -17,45 +18,57 @@ import machine_image
 _cache = None
 
 
+# A machine takes its time to come up: one runs all that only looks around in it. Its parts are parted by a line.
+PART = "-- part --"
+WORDS = ("a b", "it's", '"$HOME"', "")
+LOOKS = f"""
+echo out; echo err >&2
+echo '{PART}'
+test -c /dev/snd/seq && cat /proc/asound/seq/clients && "$PYTHON" -V
+echo '{PART}'
+cat "$FOLDER/file" && echo after >"$FOLDER/file" && cat "$FOLDER/file" && touch "$FOLDER/new"
+echo '{PART}'
+printf '%s|' "$@"; echo
+printf '%s' "$SOME"; pwd
+echo '{PART}'
+printf 'no end'
+exit 3
+"""
+
+
 class AlsaMachineTest(unittest.TestCase):
-    def run_in_machine(self, command, **options):
+    @classmethod
+    def setUpClass(cls):
+        cls.name = tempfile.mkdtemp()
+        cls.addClassCleanup(shutil.rmtree, cls.name)
+        cls.file = pathlib.Path(cls.name) / "file"
+        cls.file.write_text("before\n", encoding="utf-8")
         output = io.BytesIO()
-        status = alsa_machine.run(_cache, ["/bin/sh", "-c", command], output=output, **options)
-        return status, output.getvalue()
+        cls.status = alsa_machine.run(_cache, ["/bin/sh", "-c", LOOKS, "sh", *WORDS], output=output, working_folder="/usr",
+                                      environment={"SOME": "a 'b'", "FOLDER": cls.name, "PYTHON": sys.executable})
+        cls.parts = output.getvalue().split(PART.encode() + b"\n")
 
     def test_output_and_status_come_back(self):
-        status, output = self.run_in_machine("echo out; echo err >&2; printf 'no end'; exit 3")
-        self.assertEqual(status, 3)
-        self.assertEqual(output, b"out\nerr\nno end")
+        self.assertEqual(self.status, 3)
+        self.assertEqual(self.parts[0], b"out\nerr\n")
+        self.assertEqual(self.parts[-1], b"no end")
 
     def test_there_is_a_sequencer_with_the_programs_of_this_computer(self):
-        status, output = self.run_in_machine("test -c /dev/snd/seq && cat /proc/asound/seq/clients && exec '%s' -V"
-                                             % sys.executable)
-        self.assertEqual(status, 0)
-        self.assertIn(b"Midi Through", output)
-        self.assertIn(b"Python", output)
+        self.assertIn(b"Midi Through", self.parts[1])
+        self.assertIn(b"Python", self.parts[1])
 
     def test_what_is_written_stays_in_the_machine(self):
-        with tempfile.TemporaryDirectory() as name:
-            file = pathlib.Path(name) / "file"
-            file.write_text("before", encoding="utf-8")
-            status, output = self.run_in_machine(f"cat {file} && echo after >{file} && cat {file} && touch {name}/new")
-            self.assertEqual((status, output), (0, b"beforeafter\n"))
-            self.assertEqual(file.read_text(encoding="utf-8"), "before")
-            self.assertEqual(list(pathlib.Path(name).iterdir()), [file])
+        self.assertEqual(self.parts[2], b"before\nafter\n")
+        self.assertEqual(self.file.read_text(encoding="utf-8"), "before\n")
+        self.assertEqual(list(pathlib.Path(self.name).iterdir()), [self.file])
 
     def test_words_and_variables_arrive_as_they_are(self):
-        output = io.BytesIO()
-        words = ["/usr/bin/printf", "%s|", "a b", "it's", '"$HOME"', ""]
-        alsa_machine.run(_cache, words, output=output)
-        self.assertEqual(output.getvalue(), b'a b|it\'s|"$HOME"||')
-        _, printed = self.run_in_machine('printf %s "$SOME"; pwd', environment={"SOME": "a 'b'"}, working_folder="/usr")
-        self.assertEqual(printed, b"a 'b'/usr\n")
+        self.assertEqual(self.parts[3], b'a b|it\'s|"$HOME"||\na \'b\'/usr\n')
 
     def test_time_is_limited(self):
         begin = time.monotonic()
         with self.assertRaises(alsa_machine.TimeOver):
-            self.run_in_machine("sleep 1000", seconds=1)
+            alsa_machine.run(_cache, ["/bin/sleep", "1000"], seconds=1, output=io.BytesIO())
         self.assertLess(time.monotonic() - begin, alsa_machine.BOOT_SECONDS)
 
     def test_what_is_missing_is_named(self):
