@@ -43,7 +43,7 @@ class BackendFixture : public ::testing::Test {
   protected:
     using Bytes = MidiProgram::Bytes;
 
-    static constexpr std::chrono::seconds kPatience{10};
+    static constexpr std::chrono::seconds kPatience{30};
 
     BackendFixture() : engine(std::make_unique<Engine>()), subject(std::make_unique<Subject>()) {}
     void SetUp() override { subject->SetUp(); }

@@ -132,7 +132,7 @@ class OnJackd(Standstill, running_service.ServiceTest):
         longest, _, number = self.ask_for(5)
         self.assertLess(longest, LONGEST_ANSWER)
         program.process.send_signal(signal.SIGCONT)
-        wait_until(lambda: self.address().endswith(f"Name {number} out"), 30)
+        wait_until(lambda: self.address().endswith(f"Name {number} out"), 90)
 
     def test_sigterm_ends_the_service_while_a_music_program_stands_still(self):
         program = music_world.MusicProgram(music_program, self.server.environment, "still")
