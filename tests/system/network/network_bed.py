@@ -92,9 +92,9 @@ class Ears:
     def start_service(self, *arguments):
         return self.computer.start_service(*arguments, midi="jack", environment=self.server.variables)
 
-    def listen(self, ports):
-        """A music program that hears that many inputs and plays into that many outputs, as they are published."""
-        self.program = music_world.MusicProgram(music_program, self.server.environment, "ears", ports, ports)
+    def start_program(self, writers, readers):
+        """A music program with that many ports to play from and to hear at."""
+        self.program = music_world.MusicProgram(music_program, self.server.environment, "music", writers, readers)
         self.program.ask("listen")
         return self.program
 
@@ -127,21 +127,28 @@ class NetworkTest(unittest.TestCase):
         ears = Ears(computer)
         self.addCleanup(ears.close)
         ears.start_service("--network", "on")
-        program = ears.listen(ports)
+        program = ears.start_program(0, ports)
         self.world.wait(lambda: len(program.ports()[1]) == ports, "the inputs of " + computer.name)
         for index, address in enumerate(program.ports()[1]):
-            self.assertTrue(program.read_from(address, index))
+            self.wait(lambda: program.read_from(address, index), "the connection with " + address)
+        self.wait_connected(computer, "input", ports)
         return program
+
+    def wait_connected(self, computer, side, ports):
+        """Waits until the service knows that its endpoints are connected."""
+        self.wait(lambda: [port[side]["connections"] for port in computer.status()["ports"] if side in port] == [1] * ports,
+                  "the connections of " + computer.name)
 
     def player_on(self, computer, ports=1):
         """A music program on a computer that plays into its outputs, from the first on; the service speaks to the network."""
         music = Ears(computer)
         self.addCleanup(music.close)
         music.start_service("--network", "on")
-        program = music.listen(ports)
+        program = music.start_program(ports, 0)
         self.world.wait(lambda: len(program.ports()[0]) == ports, "the outputs of " + computer.name)
         for index, address in enumerate(program.ports()[0]):
-            self.assertTrue(program.play_to(address, index))
+            self.wait(lambda: program.play_to(address, index), "the connection with " + address)
+        self.wait_connected(computer, "output", ports)
         return program
 
     def wait(self, condition, what, seconds=network_world.PATIENCE):
