@@ -40,7 +40,7 @@ function(vexil_test_program name)
   endif()
 endfunction()
 
-# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] [SOURCES ...] [TOGETHER ...] LIBRARIES ... [TIMEOUT seconds] [USES thing] [COST seconds])
+# vexil_test(NAME LABEL unit|contract|widgets|system [PLAIN] [SOURCES ...] [TOGETHER ...] LIBRARIES ... [TIMEOUT seconds] [USES things] [COST seconds])
 # One GoogleTest program; each of its tests is a ctest entry of its own, named NAME.Suite.Test, so that every test
 # stands alone and a skipped one is counted as skipped. The timeout is that of one test; no two tests run that
 # use the same thing. Widget tests run on Qt's offscreen platform.
@@ -80,7 +80,7 @@ function(vexil_test name)
     PROPERTIES LABELS "${arg_LABEL}" TIMEOUT ${arg_TIMEOUT} SKIP_RETURN_CODE ${VEXIL_SKIP_CODE} ${properties})
 endfunction()
 
-# vexil_script_test(NAME LABEL label [PLAIN] SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES thing] [COST seconds])
+# vexil_script_test(NAME LABEL label [PLAIN] SCRIPT file [ARGUMENTS ...] [TIMEOUT seconds] [USES things] [COST seconds])
 # A test that is a Python program: exit status 0 passed, 77 skipped, anything else failed. It runs by the system's own
 # Python, which has the Debian packages, and finds the modules of tools/.
 function(vexil_script_test name)
