@@ -341,7 +341,7 @@ void NetworkService::TakeUpAccess() {
     {
         const std::lock_guard lock(running->thread->Lock());
         running->hub->Access().Set(parts.store.Settings().access);
-        running->hub->AccessChanged();
+        running->hub->AccessChangedByUser();
     }
     Refresh();
 }

@@ -44,6 +44,12 @@ void Discovery::SetComputer(std::uint64_t now, const ComputerAnswer& computer) {
     }
 }
 
+void Discovery::AnnounceAgain(std::uint64_t now) {
+    if (started) {
+        Announce(now);
+    }
+}
+
 void Discovery::SetInterfaces(std::uint64_t now, std::vector<NetworkInterface> spoken) {
     const bool hasChanged = interfaces != spoken;
     interfaces = std::move(spoken);

@@ -68,6 +68,8 @@ class Discovery {
 
     // What this computer says of itself; the name is copied. While started, a change is announced.
     void SetComputer(std::uint64_t now, const ComputerAnswer& computer);
+    // Announces this computer again, while started: who was turned away by it may try anew.
+    void AnnounceAgain(std::uint64_t now);
     // Those by which it speaks. While started, it announces itself when they change.
     void SetInterfaces(std::uint64_t now, std::vector<NetworkInterface> spoken);
 

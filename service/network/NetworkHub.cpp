@@ -96,6 +96,12 @@ void NetworkHub::AccessChanged() {
     changed = true;
 }
 
+void NetworkHub::AccessChangedByUser() {
+    AccessChanged();
+    discovery.AnnounceAgain(BootMicroseconds());
+    SendFound();
+}
+
 void NetworkHub::Read() {
     link.SetSteadyLead(SteadyLeadNanoseconds());
     while (const std::optional<ReceivedDatagram> received = parts.socket.Receive(buffer)) {

@@ -60,6 +60,8 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     void Keep(const ComputerId& id, bool kept, bool connected) { directory.SetKept(id, kept, connected); }
     // What Access remembers was changed: who is no longer let in goes, and who was refused is called again.
     void AccessChanged();
+    // The same, by the user: those that were refused here are told that they may call again.
+    void AccessChangedByUser();
     // The last ones, each once.
     const std::vector<RefusedKey>& RefusedKeys() const { return refused; }
 

@@ -268,6 +268,19 @@ TEST_F(DiscoveryTest, ANewNameIsAnnounced) {
     EXPECT_EQ(wire.Sent(), before);
 }
 
+TEST_F(DiscoveryTest, OneThatIsStartedAnnouncesItselfAgainWhenItIsToldTo) {
+    Node& studio = Add("studio");
+    studio.discovery.AnnounceAgain(studio.Now());
+    Pass(kSecond);
+    EXPECT_EQ(wire.Sent(), 0U);
+    studio.discovery.Start(studio.Now());
+    Pass(kSecond);
+    const std::uint64_t before = wire.Sent();
+    studio.discovery.AnnounceAgain(studio.Now());
+    Pass(kSecond);
+    EXPECT_GT(wire.Sent(), before);
+}
+
 TEST_F(DiscoveryTest, OneOnAnotherPortIsFoundAndFinds) {
     Node& laptop = Add("laptop");
     Node& studio = Add("studio", 20000);

@@ -389,6 +389,19 @@ TEST_F(LinkTransportTest, ANameThatIsNotLetInIsToldWhy) {
     EXPECT_EQ(studio.link->UpCount(), 0U);
 }
 
+TEST_F(LinkTransportTest, WhoWasRefusedCallsAgainWhenThatComputerAnnouncesItself) {
+    studio.refusedName = "laptop";
+    laptop.Reach(1, 1);
+    laptop.Route(1, 3, 7);
+    ASSERT_TRUE(PassUntil(2 * kSecond, [&] { return laptop.State().kind == LinkPeerState::Kind::Refused; }));
+    studio.refusedName = "nobody";
+    laptop.link->CallSoonAt(laptop.Now(), AddressOf(2));
+    Pass(kSecond);
+    EXPECT_EQ(laptop.State().kind, LinkPeerState::Kind::Refused) << "that was another one";
+    laptop.link->CallSoonAt(laptop.Now(), AddressOf(1));
+    EXPECT_TRUE(PassUntil(kSecond, [&] { return laptop.State().kind == LinkPeerState::Kind::Up; }));
+}
+
 TEST_F(LinkTransportTest, OneWithAnotherKeyThanThePinnedIsPassedOver) {
     laptop.link->SetComputer(
         laptop.Now(), 1,
