@@ -17,6 +17,23 @@ extern "C" const char* __tsan_default_suppressions() {
     return "race:vexil::JackProgram::\n";
 }
 
+namespace {
+
+// Says of each test that failed how often the MIDI system was seen to lose or to repeat a cycle meanwhile.
+class FaultReport : public ::testing::EmptyTestEventListener {
+    void OnTestStart(const ::testing::TestInfo& /*test*/) override { before = vexil::JackProgram::Faults(); }
+    void OnTestEnd(const ::testing::TestInfo& test) override {
+        if (const unsigned faults = vexil::JackProgram::Faults() - before;
+            test.result()->Failed() && faults != 0) {
+            ::testing::Test::RecordProperty("faults", static_cast<int>(faults));
+        }
+    }
+
+    unsigned before = 0;
+};
+
+}  // namespace
+
 int main(int count, char** arguments) {
     ::testing::InitGoogleTest(&count, arguments);
     if (count == 3 && std::strcmp(arguments[1], "--hold") == 0) {
@@ -33,5 +50,6 @@ int main(int count, char** arguments) {
     if (!vexil::TakeOwnSharedMemory()) {
         std::puts("There is no /dev/shm of the test's own: it is shared with other JACK servers.");
     }
+    ::testing::UnitTest::GetInstance()->listeners().Append(new FaultReport);  // which owns it from now on
     return RUN_ALL_TESTS();
 }
