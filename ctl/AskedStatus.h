@@ -1,4 +1,4 @@
-// The service's status as it was asked for and read, or why there is none.
+// The service's status as it was asked for and read, or why it is absent.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,7 @@ struct AskedStatus {
     std::string problem;                 // then: why, without an end
     bool absent = false;                 // then: no service is running
 
-    // Exit status of a command that needs the status, when there is none.
+    // Exit status of a command that needs the status, when the status is absent.
     int Failure() const { return absent ? kCtlNoService : kCtlFailed; }
 };
 

@@ -52,7 +52,7 @@ class ObjectReader {
     static std::string Index(std::size_t index) { return "[" + std::to_string(index) + "]"; }
     std::string Place(const std::string& key) const;
     const Json& Field(const char* key);
-    // An array, empty when the field is none.
+    // The array in a field; empty when the field is absent or no array.
     const Json& List(const char* key, std::size_t most);
 
     const Json& value;

@@ -15,7 +15,7 @@ std::string NetworkText(const StatusReport& status);
 std::string SpeaksText(const std::string& speaks);
 
 // An empty line and a table of the other computers that are wanted or connected, each with what does not get
-// through below it. Empty where there are none.
+// through below it. Empty when no other computer is wanted or connected.
 std::string SessionsText(const StatusReport& status);
 
 // A time in at most four characters: "59s", "59m", "23h", "999d", or the most that there is room for.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 
 #include "service/control/NetworkAnswers.h"
 #include "service/control/RouteText.h"
@@ -11,6 +10,8 @@
 namespace vexil {
 
 namespace {
+
+constexpr const char* kNotStored = "That could not be stored; nothing has changed.";
 
 std::string Quoted(const std::string& name) {
     return "\"" + NameText(name) + "\"";
@@ -27,11 +28,6 @@ bool IsKeyText(const KeyHash& key, const std::string& text) {
         return each >= 'A' && each <= 'F' ? static_cast<char>(each - 'A' + 'a') : each;
     });
     return digits.size() >= 4 && ShortKeyText(key).starts_with(digits);
-}
-
-std::uint64_t SecondsSince1970() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
 
 }  // namespace
@@ -136,10 +132,20 @@ std::vector<NetworkComputer> NetworkCommands::Computers(const AccessList& access
     return computers;
 }
 
-std::string NetworkCommands::Store(const NetworkSettings& settings, const std::string& done) {
-    return service.parts.store.Save(settings)
-               ? NetworkDone(done)
-               : NetworkProblem("That could not be stored; nothing has changed.");
+std::string NetworkCommands::StoreAccess(const AccessRules& access, const std::string& done) {
+    NetworkSettings settings = service.parts.store.Settings();
+    settings.access = access.List();
+    if (!service.parts.store.Save(settings)) {
+        return NetworkProblem(kNotStored);
+    }
+    service.TakeUpAccess();
+    return NetworkDone(done);
+}
+
+AccessRules NetworkCommands::StoredAccess() const {
+    AccessRules access(KeyHash{});
+    access.Set(service.parts.store.Settings().access);
+    return access;
 }
 
 std::string NetworkCommands::Speak(const std::string& where) {
@@ -151,7 +157,7 @@ std::string NetworkCommands::Speak(const std::string& where) {
     NetworkSettings settings = service.parts.store.Settings();
     settings.speaks = *choice;
     if (!service.parts.store.Save(settings)) {
-        return NetworkProblem("That could not be stored; nothing has changed.");
+        return NetworkProblem(kNotStored);
     }
     service.speaks = *choice;
     service.TurnAnew();
@@ -197,9 +203,7 @@ std::vector<NetworkCommands::KnownKey> NetworkCommands::Named(const std::string&
 }
 
 std::string NetworkCommands::Pin(const std::string& name, const std::string& keyText) {
-    AccessRules access(KeyHash{});
-    NetworkSettings settings = service.parts.store.Settings();
-    access.Set(settings.access);
+    AccessRules access = StoredAccess();
     std::vector<KeyHash> accepted;
     for (const KnownKey& known : KnownKeys()) {
         const bool isMeant = keyText.empty() ? IsSameName(known.name, name) : IsKeyText(known.key, keyText);
@@ -216,38 +220,32 @@ std::string NetworkCommands::Pin(const std::string& name, const std::string& key
     }
     std::string added;
     for (const KeyHash& key : accepted) {
-        if (access.Pin(name, key, SecondsSince1970())) {
+        if (access.Pin(name, key, NetworkService::SecondsSince1970())) {
             added += (added.empty() ? "" : ", ") + ShortKeyText(key);
         }
     }
-    if (added.empty()) {
-        // The key that the name has now is not known before it calls or answers.
-        if (!access.Forget(name) || !keyText.empty()) {
-            return keyText.empty() ? NetworkProblem("No computer called " + Quoted(name) + " is known.")
-                                   : NetworkDone("That key is accepted already.");
-        }
-        settings.access = access.List();
-        std::string answer = Store(settings, "The next key that " + Quoted(name) + " has is accepted.");
-        service.TakeUpAccess();
-        return answer;
+    if (!added.empty()) {
+        return StoreAccess(access, "The key " + added + " of " + Quoted(name) + " is accepted.");
     }
-    settings.access = access.List();
-    std::string answer = Store(settings, "The key " + added + " of " + Quoted(name) + " is accepted.");
-    service.TakeUpAccess();
-    return answer;
+    const bool isConnected =
+        std::any_of(service.states.begin(), service.states.end(), [&name](const LinkPeerState& state) {
+            return state.kind == LinkPeerState::Kind::Up && IsSameName(state.peerName, name);
+        });
+    if (!keyText.empty() || isConnected) {
+        return NetworkDone("That key is accepted already.");
+    }
+    // The key that the name has now is not known before it calls or answers.
+    return access.Forget(name)
+               ? StoreAccess(access, "The next key that " + Quoted(name) + " has is accepted.")
+               : NetworkProblem("No computer called " + Quoted(name) + " is known.");
 }
 
 std::string NetworkCommands::Forget(const std::string& name) {
-    AccessRules access(KeyHash{});
-    NetworkSettings settings = service.parts.store.Settings();
-    access.Set(settings.access);
+    AccessRules access = StoredAccess();
     if (!access.Forget(name)) {
         return NetworkProblem("No key of " + Quoted(name) + " is remembered.");
     }
-    settings.access = access.List();
-    std::string answer = Store(settings, "The keys of " + Quoted(name) + " are forgotten.");
-    service.TakeUpAccess();
-    return answer;
+    return StoreAccess(access, "The keys of " + Quoted(name) + " are forgotten.");
 }
 
 std::string NetworkCommands::Block(const std::string& nameOrKey) {
@@ -255,24 +253,17 @@ std::string NetworkCommands::Block(const std::string& nameOrKey) {
     if (named.empty()) {
         return NetworkProblem("No key of " + Quoted(nameOrKey) + " is known.");
     }
-    AccessRules access(KeyHash{});
-    NetworkSettings settings = service.parts.store.Settings();
-    access.Set(settings.access);
+    AccessRules access = StoredAccess();
     for (const KnownKey& each : named) {
-        access.Block(each.name, each.key, SecondsSince1970());
+        access.Block(each.name, each.key, NetworkService::SecondsSince1970());
     }
-    settings.access = access.List();
-    std::string answer = Store(settings, Quoted(named.front().name) + " is blocked.");
-    service.TakeUpAccess();
-    return answer;
+    return StoreAccess(access, Quoted(named.front().name) + " is blocked.");
 }
 
 std::string NetworkCommands::Unblock(const std::string& nameOrKey) {
-    AccessRules access(KeyHash{});
-    NetworkSettings settings = service.parts.store.Settings();
-    access.Set(settings.access);
+    AccessRules access = StoredAccess();
     bool hasChanged = false;
-    for (const RememberedKey& blocked : settings.access.blocked) {
+    for (const RememberedKey& blocked : service.parts.store.Settings().access.blocked) {
         if (IsSameName(blocked.name, nameOrKey) || IsKeyText(blocked.key, nameOrKey)) {
             hasChanged = access.Unblock(blocked.key) || hasChanged;
         }
@@ -280,10 +271,7 @@ std::string NetworkCommands::Unblock(const std::string& nameOrKey) {
     if (!hasChanged) {
         return NetworkProblem(Quoted(nameOrKey) + " is not blocked.");
     }
-    settings.access = access.List();
-    std::string answer = Store(settings, Quoted(nameOrKey) + " is no longer blocked.");
-    service.TakeUpAccess();
-    return answer;
+    return StoreAccess(access, Quoted(nameOrKey) + " is no longer blocked.");
 }
 
 std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret) {
@@ -296,9 +284,11 @@ std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret)
                                   " characters.");
         }
     }
-    std::string answer = Store(settings, secret ? "The secret is set." : "No secret is needed any more.");
+    if (!service.parts.store.Save(settings)) {
+        return NetworkProblem(kNotStored);
+    }
     service.TurnAnew();
-    return answer;
+    return NetworkDone(secret ? "The secret is set." : "No secret is needed any more.");
 }
 
 std::string NetworkCommands::Allow(const std::string& who) {
@@ -306,14 +296,11 @@ std::string NetworkCommands::Allow(const std::string& who) {
     if (!allowed) {
         return NetworkProblem("\"any\", \"known\" or \"secret\" is needed.");
     }
-    NetworkSettings settings = service.parts.store.Settings();
-    settings.access.allowed = *allowed;
-    std::string answer =
-        Store(settings, *allowed == Allowed::Any     ? "Every computer that is not blocked is let in."
-                        : *allowed == Allowed::Known ? "Computers whose key is remembered are let in."
-                                                     : "Computers that know the secret are let in.");
-    service.TakeUpAccess();
-    return answer;
+    AccessRules access = StoredAccess();
+    access.Allow(*allowed);
+    return StoreAccess(access, *allowed == Allowed::Any     ? "Every computer that is not blocked is let in."
+                               : *allowed == Allowed::Known ? "Computers whose key is remembered are let in."
+                                                            : "Computers that know the secret are let in.");
 }
 
 std::string NetworkCommands::MakeNewKey() {
@@ -321,7 +308,8 @@ std::string NetworkCommands::MakeNewKey() {
         return NetworkProblem("The new key could not be stored; the old one stays.");
     }
     service.TurnAnew();
-    return NetworkDone("This computer has a new key: " + service.Status().key + ".");
+    return NetworkDone("This computer has a new key: " + ShortKeyText(service.parts.store.Key()->Hash()) +
+                       ".");
 }
 
 }  // namespace vexil

@@ -37,8 +37,10 @@ class NetworkCommands {
     std::vector<KnownKey> KnownKeys() const;
     // Those that have a name, or whose short form begins with a text of at least 4 digits.
     std::vector<KnownKey> Named(const std::string& nameOrKey) const;
-    // Stores, and has the network take it up. The sentence, or why it could not be stored.
-    std::string Store(const NetworkSettings& settings, const std::string& done);
+    // What is remembered of others, to be changed.
+    AccessRules StoredAccess() const;
+    // Stores it and has the network take it up. The sentence, or why it could not be stored.
+    std::string StoreAccess(const AccessRules& access, const std::string& done);
 
     NetworkService& service;
 };

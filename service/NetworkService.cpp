@@ -39,12 +39,12 @@ HostRecord RecordOf(const ComputerEntry& entry) {
     return record;
 }
 
-std::uint64_t SecondsSince1970() {
+}  // namespace
+
+std::uint64_t NetworkService::SecondsSince1970() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
-
-}  // namespace
 
 void NetworkService::RingWaker::Wake() {
     const std::lock_guard lock(mutex);

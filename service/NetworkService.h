@@ -21,7 +21,7 @@
 #include "platform/linux/network/KeyStore.h"
 #include "platform/linux/network/SpeakerTurn.h"
 #include "platform/linux/network/UdpSocket.h"
-#include "service/NetworkReport.h"
+#include "service/ConnectionReport.h"
 #include "service/control/RemoteNetwork.h"
 #include "service/engine/RemoteRing.h"
 #include "service/network/Interfaces.h"
@@ -73,6 +73,7 @@ class NetworkService : public RemoteNetwork {
   private:
     friend class NetworkCommands;
 
+    static std::uint64_t SecondsSince1970();
     // Wakes the network's thread, if there is one, from the engine's.
     class RingWaker : public EngineWaker {
       public:
@@ -140,7 +141,7 @@ class NetworkService : public RemoteNetwork {
     std::vector<HostRecord> computers;
     std::vector<std::string> sharedNames;
     std::vector<RefusedKey> refused;
-    NetworkReport report;
+    ConnectionReport report;
     std::uint64_t browseAt = 0;  // when to ask for those that nobody announced; 0: never
 };
 

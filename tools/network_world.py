@@ -190,7 +190,7 @@ class Wire:
         return [frame for frame in self.seen(computer) if frame.datagram()]
 
     def last_datagram(self, sender, receiver):
-        """When the last datagram of the connection with another computer got there; questions and announcements are none."""
+        """When the last datagram of the connection with another computer got there; questions and announcements do not count."""
         return self.through[sender.name, receiver.name]
 
     def end(self):

@@ -289,6 +289,20 @@ TEST_F(NetworkServiceTest, TheKeyOfAFirstConnectionIsRememberedOnBothSides) {
     EXPECT_TRUE(laptop.Do({"list", "0x1"}).contains("problem"));
 }
 
+TEST_F(NetworkServiceTest, WhoIsConnectedKeepsThePinWhenItIsPinnedAgain) {
+    Connect();
+    ASSERT_TRUE(Becomes([this] { return studio.store.Settings().access.pins.size() == 1; }));
+    EXPECT_EQ(studio.Do({"pin", "laptop"})["done"], "That key is accepted already.");
+    EXPECT_THAT(studio.store.Settings().access.pins, SizeIs(1));
+}
+
+TEST_F(NetworkServiceTest, ANewKeyIsNamedAlsoWhileTheNetworkIsOff) {
+    laptop.Do({"speak", "off"});
+    const Json answer = laptop.Do({"new-key"});
+    EXPECT_EQ(answer["done"],
+              "This computer has a new key: " + ShortKeyText(laptop.store.Key()->Hash()) + ".");
+}
+
 TEST_F(NetworkServiceTest, AnotherKeyUnderAKnownNameIsRefusedUntilItIsAccepted) {
     Connect();
     ASSERT_TRUE(Becomes([this] { return studio.store.Settings().access.pins.size() == 1; }));
@@ -440,9 +454,9 @@ RemoteSession Session(const std::string& computer, bool up) {
     return session;
 }
 
-TEST(NetworkReportTest, ConnectionsAreToldWhenTheyComeAndWhyTheyGo) {
+TEST(ConnectionReportTest, ConnectionsAreToldWhenTheyComeAndWhyTheyGo) {
     LogCapture log;
-    NetworkReport report;
+    ConnectionReport report;
     report.Sessions(1, {Session("studio", false)}, true);
     EXPECT_EQ(log.Text(), "");
     report.Sessions(1, {Session("studio", true)}, true);
@@ -456,9 +470,9 @@ TEST(NetworkReportTest, ConnectionsAreToldWhenTheyComeAndWhyTheyGo) {
     EXPECT_EQ(log.Text(), "");
 }
 
-TEST(NetworkReportTest, ItsLinesAreBounded) {
+TEST(ConnectionReportTest, ItsLinesAreBounded) {
     LogCapture log;
-    NetworkReport report;
+    ConnectionReport report;
     const auto lines = [&log] {
         const std::string text = log.Text();
         return std::count(text.begin(), text.end(), '\n');
@@ -466,10 +480,10 @@ TEST(NetworkReportTest, ItsLinesAreBounded) {
     for (int i = 0; i < 100; ++i) {
         report.Sessions(1, {Session("studio", i % 2 == 0)}, true);
     }
-    EXPECT_EQ(lines(), NetworkReport::kMostLines);
+    EXPECT_EQ(lines(), ConnectionReport::kMostLines);
     EXPECT_THAT(log.Text(), HasSubstr("too often"));
     log.Clear();
-    report.Sessions(1 + NetworkReport::kMinute, {Session("studio", true)}, true);
+    report.Sessions(1 + ConnectionReport::kMinute, {Session("studio", true)}, true);
     EXPECT_EQ(lines(), 1);
 }
 

@@ -1,4 +1,4 @@
-#include "service/NetworkReport.h"
+#include "service/ConnectionReport.h"
 
 #include <algorithm>
 #include <utility>
@@ -8,7 +8,7 @@
 
 namespace vexil {
 
-void NetworkReport::Sessions(std::uint64_t now, const std::vector<RemoteSession>& sessions, bool enabled) {
+void ConnectionReport::Sessions(std::uint64_t now, const std::vector<RemoteSession>& sessions, bool enabled) {
     std::map<std::string, std::string> next;
     for (const RemoteSession& session : sessions) {
         if (session.up) {
@@ -37,7 +37,7 @@ void NetworkReport::Sessions(std::uint64_t now, const std::vector<RemoteSession>
     connected = std::move(next);
 }
 
-void NetworkReport::Line(std::uint64_t now, bool enabled, const std::string& text) {
+void ConnectionReport::Line(std::uint64_t now, bool enabled, const std::string& text) {
     if (now - minuteBegan >= kMinute) {
         minuteBegan = now;
         lines = 0;

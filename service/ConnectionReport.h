@@ -11,7 +11,7 @@
 
 namespace vexil {
 
-class NetworkReport {
+class ConnectionReport {
   public:
     static constexpr int kMostLines = 30;  // in a minute
     static constexpr std::uint64_t kMinute = 60'000'000;
