@@ -55,6 +55,7 @@ void LinkAssociation::EndSession(std::uint32_t session) {
     if (coming.IsThere() && coming.start.session == session) {
         coming = LinkGreeting();
     } else if (current.IsThere() && current.start.session == session && up) {
+        closedHere = false;
         Close(Closing::Lost);
     }
     previous = previous == session ? 0 : previous;
@@ -201,6 +202,15 @@ void LinkAssociation::Close(Closing why) {
     in.Order().EndAll();
 }
 
+// In the session that carried the association: it stays until the bye has gone.
+void LinkAssociation::CloseWithBye(Closing why, const Bye& ours) {
+    bye = closedBy = ours;
+    byeSession = current.start.session;
+    byesLeft = kByes;
+    closedHere = true;
+    Close(why);
+}
+
 // After the last way has ended.
 void LinkAssociation::FinishClosing(std::uint64_t now) {
     const Closing why = closing;
@@ -308,7 +318,7 @@ void LinkAssociation::HandleRecords(std::uint64_t now, const BodyHeader& header,
 
 void LinkAssociation::HandleTimeout(std::uint64_t now) {
     if (up && now - lastHeard >= kLostAfter) {
-        Close(Closing::Lost);
+        CloseWithBye(Closing::Lost, {ByeReason::Unheard, Refusal::None});
     }
     if (coming.IsThere() && now - coming.begun >= LinkGreeting::kLongest) {
         Report(SessionOver(coming.start.session));

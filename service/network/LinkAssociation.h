@@ -35,7 +35,7 @@ namespace vexil {
 struct LinkEvent {
     enum class Kind : std::uint8_t {
         Up,             // an association has begun: every way begins anew
-        Lost,           // nothing valid came for 2 s
+        Lost,           // nothing valid came for 2 s; the peer gets a bye, for it may hear us
         Ended,          // the peer said bye
         Refused,        // the peer is not let in: `bye` says why; or it does not let us in (`byPeer`)
         SessionOver,    // `session` is no longer used
@@ -150,6 +150,7 @@ class LinkAssociation {
     void Refuse(const LinkGreeting& greeting, Refusal refusal);
     void Begin(std::uint64_t now);
     void Close(Closing why);
+    void CloseWithBye(Closing why, const Bye& ours);
     void FinishClosing(std::uint64_t now);
     void Report(const LinkEvent& event);
     LinkGreeting* Find(std::uint32_t session);

@@ -8,14 +8,9 @@
 namespace vexil {
 
 void LinkAssociation::SayBye(const Bye& ours) {
-    if (!up) {
-        return;
+    if (up) {
+        CloseWithBye(Closing::Ended, ours);
     }
-    bye = closedBy = ours;
-    byeSession = current.start.session;
-    byesLeft = kByes;
-    closedHere = true;
-    Close(Closing::Ended);
 }
 
 void LinkAssociation::SetName(std::string_view name) {

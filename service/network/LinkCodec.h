@@ -97,7 +97,13 @@ std::array<std::uint8_t, kWayStateSize> PackWayState(const WayStateContent& stat
 // Null when the content is too short.
 std::optional<WayStateContent> ReadWayState(ByteView content);
 
-enum class ByeReason : std::uint8_t { Stopping = 1, Replaced = 2, Refused = 3, Unused = 4 };
+enum class ByeReason : std::uint8_t {
+    Stopping = 1,
+    Replaced = 2,
+    Refused = 3,
+    Unused = 4,
+    Unheard = 5,  // the writer has heard nothing of the reader for too long
+};
 enum class Refusal : std::uint8_t {
     None = 0,
     NotAllowed = 1,    // addresses like this one, or this computer, are not let in

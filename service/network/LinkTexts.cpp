@@ -53,6 +53,7 @@ const char* StateText(LinkPeerState::Kind kind) {
         case LinkPeerState::Kind::Up:
             return "up";
         case LinkPeerState::Kind::Lost:
+        case LinkPeerState::Kind::Unheard:
             return "lost";
         case LinkPeerState::Kind::Ended:
             return "ended";
@@ -73,6 +74,8 @@ std::string ConnectionProblemText(const LinkPeerState& state, const std::string&
                    (state.silent ? " does not answer." : " is being called.");
         case LinkPeerState::Kind::Lost:
             return "The computer " + Quoted(name) + " is no longer heard.";
+        case LinkPeerState::Kind::Unheard:
+            return "The computer " + Quoted(name) + " no longer hears this one.";
         case LinkPeerState::Kind::Ended:
             return "Vexil III has ended on the computer " + Quoted(name) + ".";
         case LinkPeerState::Kind::Refused:

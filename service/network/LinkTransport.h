@@ -49,7 +49,15 @@ struct LinkTarget {
 
 // How things stand with a peer, for whoever tells the user.
 struct LinkPeerState {
-    enum class Kind : std::uint8_t { Searching, Calling, Up, Lost, Ended, Refused };
+    enum class Kind : std::uint8_t {
+        Searching,
+        Calling,
+        Up,
+        Lost,     // it is no longer heard
+        Unheard,  // it no longer hears this computer
+        Ended,
+        Refused,
+    };
 
     int computer = 0;      // its number; 0: nobody here has asked for it
     std::string peerName;  // as it says; empty: not known
@@ -57,7 +65,7 @@ struct LinkPeerState {
     Refusal refusal = Refusal::None;     // Refused
     bool refusedThere = false;           // by the other computer
     bool silent = false;                 // Calling: it has had the time to answer
-    std::uint64_t since = 0;             // Up, Lost, Ended, Refused: since when
+    std::uint64_t since = 0;             // Up and the states behind it: since when
     NetworkAddress address;              // Up: where it is; else where it was called last
     std::optional<KeyHash> key;          // Up
     std::optional<ComputerId> answered;  // who answered where the computer was looked for last

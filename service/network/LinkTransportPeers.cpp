@@ -279,13 +279,15 @@ void LinkTransport::GoneDown(std::uint64_t now, Peer& peer, const LinkEvent& eve
     if (event.kind == LinkEvent::Kind::Refused) {
         computer->SetRefused(event.bye.refusal, event.byPeer, now);
         computer->calls.Refused(now);
-    } else if (event.kind == LinkEvent::Kind::Lost) {
-        computer->SetKind(LinkPeerState::Kind::Lost, now);
-        computer->calls.Begin(now);
-    } else {
-        computer->SetKind(LinkPeerState::Kind::Ended, now);
-        computer->calls.Begin(now);
+        return;
     }
+    const bool isUnheard =
+        event.kind == LinkEvent::Kind::Ended && event.byPeer && event.bye.reason == ByeReason::Unheard;
+    computer->SetKind(event.kind == LinkEvent::Kind::Lost ? LinkPeerState::Kind::Lost
+                      : isUnheard                         ? LinkPeerState::Kind::Unheard
+                                                          : LinkPeerState::Kind::Ended,
+                      now);
+    computer->calls.Begin(now);
 }
 
 // Those that nobody wants and that have nothing to say any more.

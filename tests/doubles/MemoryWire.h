@@ -22,6 +22,7 @@ struct WireConditions {
     std::uint64_t delay = 200'000;
     std::uint64_t jitter = 0;
     bool cut = false;            // nothing gets through
+    NetworkAddress deaf{};       // nothing gets through to this one
     std::size_t longest = 1472;  // bytes of a datagram; longer ones are refused
 };
 
@@ -163,7 +164,8 @@ inline void MemoryWire::Put(const MemoryDatagramSocket& from, const NetworkAddre
         const NetworkAddress* address = socket->Hears(to);
         const int copies = address == nullptr ? 0 : Chance() < conditions.duplicates ? 2 : 1;
         for (int copy = 0; copy < copies; ++copy) {
-            if (socket != &from && (conditions.cut || Chance() < conditions.loss)) {
+            const bool isDeaf = conditions.deaf.IsThere() && conditions.deaf.IsSameHost(*address);
+            if (socket != &from && (conditions.cut || isDeaf || Chance() < conditions.loss)) {
                 continue;
             }
             Datagram datagram;

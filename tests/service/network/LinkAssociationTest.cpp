@@ -126,16 +126,18 @@ TEST(LinkAssociation, APeerThatRestartsIsTakenUpAtOnceAndItsWaysEndFirst) {
     EXPECT_EQ(world.Complaint(), "");
 }
 
-TEST(LinkAssociation, OnAWireThatCarriesOneWayOnlyBothSaySoWithinThreeSeconds) {
+TEST(LinkAssociation, OnAWireThatCarriesOneWayOnlyBothSaySoTwoSecondsAfterTheLastDatagram) {
     for (int deaf = 0; deaf < 2; ++deaf) {
         LinkWorld world(Quiet());
         world.Rest(1500 * kMillisecond);
         world.StopCalling();
         world.Faults().deaf[static_cast<std::size_t>(deaf)] = true;
-        world.Rest(2500 * kMillisecond);
+        world.Rest(2010 * kMillisecond);
         EXPECT_EQ(CountOf(world, deaf, Kind::Lost), 1);
-        world.Rest(2 * kSecond);
-        EXPECT_EQ(CountOf(world, 1 - deaf, Kind::Lost), 1);
+        EXPECT_EQ(CountOf(world, deaf, Kind::Ended), 0);
+        EXPECT_EQ(CountOf(world, 1 - deaf, Kind::Ended), 1);
+        EXPECT_EQ(CountOf(world, 1 - deaf, Kind::Lost), 0);
+        EXPECT_EQ(CountOf(world, 1 - deaf, Kind::WayEnded), 1);
     }
 }
 

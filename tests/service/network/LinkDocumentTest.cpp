@@ -92,7 +92,7 @@ TEST(LinkDocument, EveryExampleIsHeldAgainstTheCodec) {
     }
     EXPECT_THAT(names, testing::UnorderedElementsAre("query", "answer", "announcement", "hello",
                                                      "hello-answer", "records", "way-state", "name", "gaps",
-                                                     "probe", "probe-answer", "bye"));
+                                                     "probe", "probe-answer", "bye", "bye-unheard"));
 }
 
 TEST(LinkDocument, Query) {
@@ -263,6 +263,19 @@ TEST(LinkDocument, Bye) {
     ASSERT_TRUE(read);
     EXPECT_EQ(read->reason, ByeReason::Refused);
     EXPECT_EQ(read->refusal, Refusal::SecretWrong);
+}
+
+TEST(LinkDocument, ByeOfASideThatHearsNothing) {
+    const Bytes body = Body({5, 6'408'208, 1'000'320, 2'000'000}, [](BodyWriter& writer) {
+        return writer.AddBye({ByeReason::Unheard, Refusal::None});
+    });
+    EXPECT_EQ(body, Example("bye-unheard"));
+    auto reader = BodyReader::Open(body);
+    ASSERT_TRUE(reader);
+    const auto read = ReadBye(reader->NextFrame()->content);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->reason, ByeReason::Unheard);
+    EXPECT_EQ(read->refusal, Refusal::None);
 }
 
 }  // namespace

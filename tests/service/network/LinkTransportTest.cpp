@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "service/network/LinkTexts.h"
 #include "service/network/LinkTransport.h"
 #include "tests/doubles/MemoryWire.h"
 #include "tests/service/engine/EngineFixture.h"
@@ -323,6 +324,33 @@ TEST_F(LinkTransportTest, TheCallerFindsAPeerThatWasStartedAgain) {
     laptop.Play(3, {0x90, 62, 100});
     Pass(5'000);
     EXPECT_EQ(studio.heard.MessagesOf(7).back(), (Bytes{0x90, 62, 100}));
+}
+
+TEST_F(LinkTransportTest, WhereTheNetworkCarriesOneWayOnlyBothSayWhichWithinThreeSecondsAndAreUpAfterwards) {
+    laptop.Reach(1, 1);
+    laptop.Route(1, 3, 7);
+    studio.Reach(1, 0);
+    studio.Route(1, 3, 7);
+    const auto areUp = [&] {
+        return laptop.State().kind == LinkPeerState::Kind::Up &&
+               studio.State().kind == LinkPeerState::Kind::Up;
+    };
+    ASSERT_TRUE(PassUntil(kSecond, areUp));
+    for (const Computer* deaf : {&laptop, &studio}) {
+        Pass(kSecond);
+        wire.conditions.deaf = deaf->addresses.front();
+        Pass(3 * kSecond);
+        const Computer& heardNoMore = deaf == &laptop ? studio : laptop;
+        EXPECT_EQ(deaf->State().kind, LinkPeerState::Kind::Lost);
+        EXPECT_EQ(ConnectionProblemText(deaf->State(), heardNoMore.name),
+                  "The computer \"" + heardNoMore.name + "\" is no longer heard.");
+        EXPECT_EQ(heardNoMore.State().kind, LinkPeerState::Kind::Unheard);
+        EXPECT_EQ(ConnectionProblemText(heardNoMore.State(), deaf->name),
+                  "The computer \"" + deaf->name + "\" no longer hears this one.");
+        EXPECT_STREQ(StateText(heardNoMore.State().kind), "lost");
+        wire.conditions.deaf = NetworkAddress();
+        EXPECT_TRUE(PassUntil(3 * kSecond, areUp));
+    }
 }
 
 TEST_F(LinkTransportTest, AByeReleasesAtOnce) {

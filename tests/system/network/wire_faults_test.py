@@ -79,6 +79,27 @@ class WireFaultsTest(network_bed.NetworkTest):
         laptop.play(TEST, note_on(60), note_off(60))
         self.wait(lambda: studio.status()["ports"][0]["input"]["messages"] == 2, "the note through the firewall")
 
+    def test_on_a_wire_that_carries_one_way_only_each_side_says_which_within_three_seconds(self):
+        laptop, studio = self.two()
+        studio.start_service("--network", "on")
+        # Each plays to the other, so each has a reason to give.
+        laptop.store(hearing(0))
+        self.assertEqual(laptop.panel().set(190), 0)
+        laptop.open_test(TEST, "studio", 0)
+        studio.open_test(TEST, "laptop", 0)
+        for computer in (laptop, studio):
+            self.wait_heard_there(computer, TEST)
+        self.world.wire.between(studio, laptop).out = True
+        cut = time.monotonic()
+        for computer, reason in ((laptop, 'The computer "studio" is no longer heard.'),
+                                 (studio, 'The computer "laptop" no longer hears this one.')):
+            said = self.wait(lambda: computer.reason(TEST) == reason, reason)
+            self.assert_within(3.0, said - cut, reason)
+            self.assertEqual(computer.session(laptop.name if computer is studio else studio.name)["state"], "lost")
+        self.world.wire.between(studio, laptop).out = False
+        for computer in (laptop, studio):
+            self.wait_heard_there(computer, TEST)
+
 
 if __name__ == "__main__":
     seconds = float(sys.argv.pop(2)) if len(sys.argv) > 2 and sys.argv[2][0].isdigit() else seconds
