@@ -118,6 +118,10 @@ bool LinkAssociation::HandleBody(std::uint64_t now, std::uint32_t session, ByteV
             return true;
         }
     }
+    if (reader->Header().held != kHeldTooLong) {
+        const auto has = [this](std::uint32_t record) { return out.Window().PeerHas(record); };
+        onlySmall = full.Judge(reader->Header().echo, has) || onlySmall;
+    }
     // Both then say that they live in one wake-up of each.
     aliveDue = aliveDue || (onlyAlive && now - lastSent >= kEarlyAlive);
     return true;
@@ -185,6 +189,7 @@ void LinkAssociation::Begin(std::uint64_t now) {
     in.Begin();
     out.Begin(now);
     clock.Reset();
+    full.Reset();
     lastHeard = lastSent = now;
     ackDue = probeDue = 0;
     probeToAnswer.reset();

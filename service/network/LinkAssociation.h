@@ -24,6 +24,7 @@
 #include <string>
 #include <string_view>
 
+#include "service/network/FullDatagrams.h"
 #include "service/network/LinkCodec.h"
 #include "service/network/LinkGreeting.h"
 #include "service/network/PeerClock.h"
@@ -134,8 +135,12 @@ class LinkAssociation {
     void SayBye(const Bye& bye);
     // This computer has another name.
     void SetName(std::string_view name);
-    // Datagrams may have at most this many bytes within the sealing; kLongestBody at first.
-    void SetBodyLimit(std::size_t bytes) { bodyLimit = bytes; }
+    // From now on only small datagrams are sent. It comes to that by itself where full ones vanish.
+    void SendOnlySmall() { onlySmall = true; }
+    // Whether the peer is heard or reached by a wireless network: repeats then go sooner.
+    void SetWireless(bool isWireless) {
+        out.Window().SetRepeatTimes(isWireless ? kSoonerRepeatTimes : kRepeatTimes);
+    }
     // A body that asks for an answer, for whoever sends it to an address that is to be tried. Only while up.
     std::size_t BuildProbe(std::uint64_t now, std::uint64_t token, std::span<std::uint8_t> body);
 
@@ -159,6 +164,7 @@ class LinkAssociation {
     std::optional<Transmit> TransmitBye(std::uint64_t now, std::span<std::uint8_t> out);
     std::optional<Transmit> TransmitHello(std::uint64_t now, std::span<std::uint8_t> out);
     bool HasToSend(std::uint64_t now) const;
+    std::size_t BodyLimit() const;
     void PushStates(std::uint64_t now);
     std::optional<LinkEvent> EventOf(std::uint64_t now, const OrderedRecord& record);
 
@@ -181,7 +187,8 @@ class LinkAssociation {
     WaysOut out;
     WaysIn in;
     PeerClock clock;
-    std::size_t bodyLimit = kLongestBody;
+    FullDatagrams full;
+    bool onlySmall = false;
 
     std::uint64_t lastHeard = 0;
     std::uint64_t lastSent = 0;

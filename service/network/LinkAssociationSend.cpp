@@ -66,9 +66,14 @@ bool LinkAssociation::HasToSend(std::uint64_t now) const {
            now - lastSent >= kAliveInterval || out.Window().WantsToSend(now);
 }
 
+// What went again in vain goes in small datagrams: where full ones vanish these arrive.
+std::size_t LinkAssociation::BodyLimit() const {
+    return onlySmall || out.Window().RepeatsInVain() ? kSmallBody : kLongestBody;
+}
+
 std::optional<LinkAssociation::Transmit> LinkAssociation::PollTransmit(std::uint64_t now,
                                                                        std::span<std::uint8_t> space) {
-    const std::span<std::uint8_t> body = space.first(std::min(space.size(), bodyLimit));
+    const std::span<std::uint8_t> body = space.first(std::min(space.size(), BodyLimit()));
     if (byesLeft > 0) {
         return TransmitBye(now, body);
     }
@@ -103,6 +108,9 @@ std::optional<LinkAssociation::Transmit> LinkAssociation::PollTransmit(std::uint
             ackDue = 0;
             aliveDue = false;
             lastSent = now;
+            if (writer.Size() > kSmallBody) {
+                full.Sent(static_cast<std::uint32_t>(now), out.Window().LastWritten());
+            }
             return Transmit{writer.Size(), current.start.session};
         }
     }

@@ -21,6 +21,7 @@ inline constexpr std::size_t kLongestDatagram = 1200;
 inline constexpr std::size_t kSmallDatagram = 576;
 inline constexpr std::size_t kSealingOverhead = 37;
 inline constexpr std::size_t kLongestBody = kLongestDatagram - kSealingOverhead;
+inline constexpr std::size_t kSmallBody = kSmallDatagram - kSealingOverhead;
 // The longest piece of a system exclusive message in one record, and where only small datagrams pass.
 inline constexpr std::size_t kLongestLinkPiece = 992;
 inline constexpr std::size_t kSmallLinkPiece = 480;

@@ -30,6 +30,7 @@ void LinkTransport::ChooseBuffer(Peer& peer, std::uint32_t interface) const {
     const bool needs = std::find(buffered.begin(), buffered.end(), interface) != buffered.end();
     if (needs != peer.jitter.has_value()) {
         peer.jitter = needs ? std::optional<JitterBuffer>(std::in_place) : std::nullopt;
+        peer.link.Association().SetWireless(needs);
     }
 }
 
@@ -49,7 +50,7 @@ void LinkTransport::Serve(std::uint64_t now, Peer& peer) {
         const NetworkAddress own = to == peer.address ? peer.own : NetworkAddress();
         // What was in it is sent again, as after any loss.
         if (parts.socket.Send(to, own, ByteView(out).first(transmit->size)) == SendResult::TooLong) {
-            peer.link.Association().SetBodyLimit(kSmallDatagram - kSealingOverhead);
+            peer.link.Association().SendOnlySmall();
         }
     }
     TakeEvents(now, peer);

@@ -12,17 +12,13 @@ namespace {
 constexpr std::size_t kKeptBytes = std::size_t{16} << 10;
 constexpr std::uint32_t kKeptRecords = 1024;
 
-constexpr std::uint8_t kAcknowledged = 4;
 constexpr int kSendsShift = 4;
 constexpr int kMostCounted = 15;
 constexpr int kMostUnaskedSends = 4;  // the first and three more behind new records
 
-constexpr int kMarkShift = 6;  // a mark is a time in units of 64 us
-constexpr std::uint64_t kFirstRepeat = 2000;
-constexpr std::uint64_t kQuiet = 1900;  // sent less than this ago: not part of a repeat yet
-constexpr std::uint64_t kShortestInterval = 6000;
-constexpr std::uint64_t kIntervalAboveRoundTrips = 4000;
-constexpr std::uint64_t kLongestInterval = 50000;
+constexpr int kMarkShift = 6;                   // a mark is a time in units of 64 us
+constexpr std::uint64_t kMarkSlack = 100;       // by which a mark may be early
+constexpr std::uint64_t kShortestQuiet = 1900;  // between two times that one record goes for a gap
 constexpr std::size_t kBodiesOfRepeat = 16;
 // The socket's buffer of an ordinary user holds some 90 full datagrams.
 constexpr std::size_t kMostBurst = 48;
@@ -95,7 +91,7 @@ void SendWindow::Push(const LinkRecord& record, std::uint32_t due) {
 
 void SendWindow::Settle(std::uint32_t number) {
     StoredRecord& record = At(number);
-    if ((record.flags & kAcknowledged) != 0) {
+    if (IsAcknowledged(record)) {
         return;
     }
     record.flags |= kAcknowledged;
@@ -132,7 +128,7 @@ void SendWindow::TakeGaps(std::uint64_t now, const Gaps& reported) {
             Settle(number++);
         }
     }
-    while (oldest != fresh && (At(oldest).flags & kAcknowledged) != 0) {
+    while (oldest != fresh && IsAcknowledged(At(oldest))) {
         ++oldest;
     }
     gaps = reported;
@@ -155,11 +151,12 @@ void SendWindow::Progressed(std::uint64_t now) {
 }
 
 std::uint64_t SendWindow::FirstInterval() const {
-    return std::max(kShortestInterval, roundTrip + roundTrip / 2 + kIntervalAboveRoundTrips);
+    const auto roundTrips = roundTrip * static_cast<std::uint64_t>(times->halfRoundTrips) / 2;
+    return std::max(times->shortest, roundTrips + times->above);
 }
 
 std::uint64_t SendWindow::QuietTime() const {
-    return std::max(kQuiet, roundTrip);
+    return std::max(kShortestQuiet, roundTrip);
 }
 
 std::uint64_t SendWindow::SinceSent(std::uint64_t now, const StoredRecord& record) const {
@@ -197,6 +194,7 @@ bool SendWindow::Write(std::uint64_t now, std::uint32_t number, BodyWriter& body
     }
     const int sends = std::min(SendsOf(stored) + 1, kMostCounted);
     repeated += sends > 1 ? 1 : 0;
+    lastWritten = number;
     stored.flags =
         static_cast<std::uint8_t>((stored.flags & ((1 << kSendsShift) - 1)) | sends << kSendsShift);
     stored.mark = static_cast<std::uint16_t>(now >> kMarkShift);
@@ -237,7 +235,7 @@ bool SendWindow::FillFresh(std::uint64_t now, BodyWriter& body) {
         return false;
     }
     interval = 0;
-    repeatDue = now + kFirstRepeat;
+    repeatDue = now + times->first;
     repeat = {};
     return true;
 }
@@ -248,7 +246,7 @@ void SendWindow::FillHoles(std::uint64_t now, BodyWriter& body) {
         const Hole& hole = gaps.holes[holeAt];
         std::uint32_t number = Distance(oldest, holeNumber) > 0 ? oldest : holeNumber;
         for (; Distance(hole.end, number) > 0; ++number) {
-            if ((At(number).flags & kAcknowledged) != 0) {
+            if (IsAcknowledged(At(number))) {
                 continue;
             }
             const std::uint64_t since = SinceSent(now, At(number));
@@ -277,7 +275,7 @@ void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWrite
     bool inRun = false;
     while (first != oldest) {
         const StoredRecord& record = At(first - 1);
-        const bool goes = (record.flags & kAcknowledged) == 0 && SendsOf(record) < kMostUnaskedSends &&
+        const bool goes = !IsAcknowledged(record) && SendsOf(record) < kMostUnaskedSends &&
                           record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
         const std::size_t size = WireSize(record) + (inRun ? 0 : kFrameSize);
         if (goes && (size > room || (!inRun && runs == kMostRuns))) {
@@ -293,8 +291,8 @@ void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWrite
     }
     for (; first != before; ++first) {
         const StoredRecord& record = At(first);
-        const bool goes = (record.flags & kAcknowledged) == 0 &&
-                          record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
+        const bool goes =
+            !IsAcknowledged(record) && record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
         if (goes && !Write(now, first, body)) {
             return;
         }
@@ -307,7 +305,7 @@ void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
         repeatBodies = 0;
         interval = interval == 0
                        ? FirstInterval()
-                       : std::min(interval + interval / 2, std::max(kLongestInterval, FirstInterval()));
+                       : std::min(interval + interval / 2, std::max(times->longest, FirstInterval()));
         repeatDue = now + interval;
     }
     if (repeat.at == repeat.end) {
@@ -318,7 +316,7 @@ void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
     }
     for (; Distance(repeat.end, repeat.at) > 0; ++repeat.at) {
         const StoredRecord& record = At(repeat.at);
-        if ((record.flags & kAcknowledged) == 0 && SinceSent(now, record) >= kQuiet &&
+        if (!IsAcknowledged(record) && SinceSent(now, record) + kMarkSlack >= times->first &&
             !Write(now, repeat.at, body)) {
             if (++repeatBodies >= kBodiesOfRepeat) {
                 break;

@@ -3,7 +3,8 @@
 //
 // New records leave at once. Behind them, as far as the datagram goes, the youngest that are not acknowledged
 // go again, so that most losses cost no round trip. What the peer reports as missing goes again at once. When
-// nothing new comes, what is not acknowledged goes once more after 2 ms, then at growing intervals.
+// nothing new comes, what is not acknowledged goes once more after 2 ms, then at growing intervals
+// (RepeatTimes).
 //
 // No socket and no clock: times come in, in microseconds. One thread at a time; nothing is allocated once it
 // is made.
@@ -27,6 +28,18 @@ inline constexpr std::size_t kMostUnacknowledged = std::size_t{256} << 10;
 inline constexpr std::size_t kMostUnacknowledgedPieces = kMostUnacknowledged / 2;
 // Records that may be unacknowledged. A record further ahead is not taken by the peer.
 inline constexpr std::uint32_t kMostRecords = 32768;
+
+// When records go again of which nothing is heard; microseconds.
+struct RepeatTimes {
+    std::uint64_t first = 2000;  // without anything new
+    std::uint64_t shortest = 6000;
+    int halfRoundTrips = 3;  // or so many and `above`, if that is more
+    std::uint64_t above = 4000;
+    std::uint64_t longest = 50000;  // they grow to this by half
+};
+inline constexpr RepeatTimes kRepeatTimes{};
+// By wireless networks more is lost, and nobody else waits for a share of the wire.
+inline constexpr RepeatTimes kSoonerRepeatTimes{1000, 3000, 2, 2000, 25000};
 
 class SendWindow {
   public:
@@ -54,6 +67,7 @@ class SendWindow {
     void TakeGaps(std::uint64_t now, const Gaps& gaps);
     // Smoothed, microseconds.
     void SetRoundTrip(std::uint64_t microseconds) { roundTrip = microseconds; }
+    void SetRepeatTimes(const RepeatTimes& chosen) { times = &chosen; }
 
     // Whether Fill would write something now.
     bool WantsToSend(std::uint64_t now) const;
@@ -62,9 +76,19 @@ class SendWindow {
     // When WantsToSend may become true without anything else happening; null when never.
     std::optional<std::uint64_t> NextTimeout() const;
 
+    // Whether what goes again has done so before, and nothing of it has arrived.
+    bool RepeatsInVain() const { return interval > FirstInterval(); }
+    // That was written last.
+    std::uint32_t LastWritten() const { return lastWritten; }
+    // Whether the peer is known to have a record that was written.
+    bool PeerHas(std::uint32_t number) const {
+        return Distance(oldest, number) > 0 || IsAcknowledged(At(number));
+    }
     std::uint64_t Repeated() const { return repeated; }
 
   private:
+    static constexpr std::uint8_t kAcknowledged = 4;  // among the flags of a record
+
     // Which records go again: from `at` up to `end`, those not sent for `quiet`.
     struct Run {
         std::uint32_t at = 0;
@@ -73,6 +97,7 @@ class SendWindow {
 
     StoredRecord& At(std::uint32_t number) { return ring[number & (kMostRecords - 1)]; }
     const StoredRecord& At(std::uint32_t number) const { return ring[number & (kMostRecords - 1)]; }
+    static bool IsAcknowledged(const StoredRecord& record) { return (record.flags & kAcknowledged) != 0; }
     void Settle(std::uint32_t number);
     bool Write(std::uint64_t now, std::uint32_t number, BodyWriter& body);
     std::uint64_t SinceSent(std::uint64_t now, const StoredRecord& record) const;
@@ -93,8 +118,10 @@ class SendWindow {
     std::uint32_t next = 0;    // number of the next that is pushed
     std::size_t unacknowledged = 0;
     std::size_t unacknowledgedPieces = 0;
+    std::uint32_t lastWritten = 0;
     std::uint64_t roundTrip = 0;
     std::uint64_t repeated = 0;
+    const RepeatTimes* times = &kRepeatTimes;
 
     Gaps gaps;                     // as reported last
     std::size_t holeAt = 0;        // of gaps, that is to go next; gaps.count: no hole waits
@@ -103,7 +130,7 @@ class SendWindow {
 
     Run repeat;                    // of what is not acknowledged
     std::uint64_t repeatDue = 0;   // when it begins; 0: never
-    std::uint64_t interval = 0;    // to the next repeat; 0: the first, after 2 ms, is still to come
+    std::uint64_t interval = 0;    // to the next repeat; 0: the first is still to come
     std::size_t repeatBodies = 0;  // of the present run
 
     std::uint64_t burstBegin = 0;  // so many bodies a millisecond and no more

@@ -21,9 +21,10 @@ struct WireConditions {
     double duplicates = 0;
     std::uint64_t delay = 200'000;
     std::uint64_t jitter = 0;
-    bool cut = false;            // nothing gets through
-    NetworkAddress deaf{};       // nothing gets through to this one
-    std::size_t longest = 1472;  // bytes of a datagram; longer ones are refused
+    bool cut = false;                   // nothing gets through
+    NetworkAddress deaf{};              // nothing gets through to this one
+    std::size_t longest = 1472;         // bytes of a datagram; longer ones are refused
+    std::size_t longestThrough = 1472;  // longer ones vanish
 };
 
 class MemoryDatagramSocket;
@@ -165,7 +166,8 @@ inline void MemoryWire::Put(const MemoryDatagramSocket& from, const NetworkAddre
         const int copies = address == nullptr ? 0 : Chance() < conditions.duplicates ? 2 : 1;
         for (int copy = 0; copy < copies; ++copy) {
             const bool isDeaf = conditions.deaf.IsThere() && conditions.deaf.IsSameHost(*address);
-            if (socket != &from && (conditions.cut || isDeaf || Chance() < conditions.loss)) {
+            if (socket != &from && (conditions.cut || isDeaf || bytes.size() > conditions.longestThrough ||
+                                    Chance() < conditions.loss)) {
                 continue;
             }
             Datagram datagram;
