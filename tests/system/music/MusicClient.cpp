@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <thread>
 
 namespace vexil {
 
@@ -13,6 +14,10 @@ namespace {
 
 // What a late program plays at once at the most, in messages.
 constexpr double kMostDue = 400;
+// JACK carries nothing over a connection before the next cycle in time, which on a busy computer is many
+// cycles later.
+constexpr std::chrono::seconds kLongestConnecting{10};
+constexpr std::chrono::milliseconds kLook{1};
 
 std::uint64_t Now() {
     return static_cast<std::uint64_t>(
@@ -56,7 +61,17 @@ bool MusicClient::ServerHasGone() const {
 
 bool MusicClient::Connect(const std::string& from, const std::string& to) {
     const int result = jack_connect(client, from.c_str(), to.c_str());
-    return result == 0 || result == EEXIST;
+    if (result != 0 && result != EEXIST) {
+        return false;
+    }
+    const auto latest = std::chrono::steady_clock::now() + kLongestConnecting;
+    while (jack_port_connected_to(jack_port_by_name(client, from.c_str()), to.c_str()) != 1) {
+        if (std::chrono::steady_clock::now() > latest) {
+            return false;
+        }
+        std::this_thread::sleep_for(kLook);
+    }
+    return true;
 }
 
 bool MusicClient::Disconnect(const std::string& from, const std::string& to) {

@@ -54,6 +54,7 @@ class MusicClient {
     std::size_t WriterCount() const { return writers.size(); }
     std::size_t ReaderCount() const { return readers.size(); }
 
+    // Returns when JACK carries what is written from then on; false when it refuses, or does not within 10 s.
     bool Connect(const std::string& from, const std::string& to);
     bool Disconnect(const std::string& from, const std::string& to);
     // The ports of other programs whose full names match a pattern.

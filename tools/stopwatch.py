@@ -1,0 +1,27 @@
+"""How long something took on a computer that may be busy with other things."""
+
+import os
+import pathlib
+import time
+
+
+def _free():
+    """Seconds that the processors have had nothing to do, of all together, since the computer started."""
+    idle = pathlib.Path("/proc/stat").read_text(encoding="ascii").split("\n", 1)[0].split()[4]
+    return int(idle) / os.sysconf("SC_CLK_TCK")
+
+
+class Stopwatch:
+    """Starts when it is made."""
+
+    def __init__(self):
+        self.begin = time.monotonic()
+        self.free_before = _free()
+
+    def elapsed(self):
+        return time.monotonic() - self.begin
+
+    def free(self):
+        """Of the elapsed seconds, those in which a processor was free. Whoever waits for anything but a processor lets them pass; on
+        a computer where other programs take all processors there are none. Of several processors one that is free is enough."""
+        return min(self.elapsed(), _free() - self.free_before)
