@@ -10,6 +10,10 @@ import pathlib
 
 _CLONE_NEWNS, _CLONE_NEWUSER = 0x00020000, 0x10000000
 _MS_NOSUID, _MS_NODEV, _MS_REC, _MS_PRIVATE = 2, 4, 0x4000, 1 << 18
+# Of JACK's properties of ports. What each program takes there and one that is killed does not give back; the room for it ends, unless
+# told otherwise, after about 180 of those.
+PROPERTIES = pathlib.Path(f"/dev/shm/jack_db-{os.getuid()}")
+_MUTEXES, _LOCKERS = 200_000, 5_000
 _libc = ctypes.CDLL(None)
 _has_own = None
 
@@ -27,6 +31,13 @@ def _unshare():
     return True
 
 
+def limit_properties(mutexes=_MUTEXES):
+    """For the servers that start from now on: how much the programs that use properties may take, in all."""
+    PROPERTIES.mkdir(mode=0o700, exist_ok=True)
+    lines = [f"mutex_set_max {mutexes}", *(f"set_lk_max_{what} {_LOCKERS}" for what in ("lockers", "locks", "objects"))]
+    (PROPERTIES / "DB_CONFIG").write_text("\n".join(lines) + "\n", encoding="ascii")
+
+
 def take():
     """False where the system does not allow it: everything goes on as it was. Threads that are there already keep the old one."""
     global _has_own
@@ -35,6 +46,8 @@ def take():
             # What is mounted here must not be seen elsewhere.
             _has_own = (_unshare() and _libc.mount(b"none", b"/", None, _MS_REC | _MS_PRIVATE, None) == 0
                         and _libc.mount(b"tmpfs", b"/dev/shm", b"tmpfs", _MS_NOSUID | _MS_NODEV, b"mode=1777") == 0)
+            if _has_own:
+                limit_properties()
         except OSError:
             _has_own = False
     return _has_own
