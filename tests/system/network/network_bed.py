@@ -19,6 +19,8 @@ import running_service  # noqa: E402
 import stored_configuration as stored  # noqa: E402
 
 FRAMES = 256  # of a cycle of JACK: 5.3 ms
+# What arrives waits for a cycle and is played one cycle later.
+LATER_ON_JACK = 2 * FRAMES / 48000
 
 music_program = None
 
@@ -29,6 +31,16 @@ def note_on(key, channel=0):
 
 def note_off(key, channel=0):
     return bytes((0x80 | channel, key, 64))
+
+
+def numbered(count):
+    """A message that carries a number from 0 to 16,383."""
+    return bytes((0xE0, count & 0x7F, count >> 7 & 0x7F))
+
+
+def percentile(times, share):
+    """Of times in any order, the one below which that share of them lies."""
+    return sorted(times)[min(len(times) - 1, int(len(times) * share))]
 
 
 def is_release(message):
