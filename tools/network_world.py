@@ -133,6 +133,11 @@ def datagram_of(frame):
                     packet[start + 8:])
 
 
+def is_call(content):
+    """Whether a datagram begins a sealed connection: the first message of its handshake."""
+    return content[:1] == b"\x16" and content[13:14] == b"\x01"
+
+
 @dataclasses.dataclass(frozen=True)
 class Frame:
     """A frame that a computer has sent. time: of the monotonic clock, in seconds."""
@@ -370,6 +375,14 @@ class Computer:
         shown = self.run("ip", "-json", "addr", "show", "net0", capture_output=True).stdout
         addresses = [each["local"] for each in json.loads(shown)[0]["addr_info"]]
         return place in [f"[{each}]:{PORT}" if ":" in each else f"{each}:{PORT}" for each in addresses]
+
+    def take_frame(self, frame):
+        """A frame comes in at the card, from no computer on the wire. Lost where the card's queue is full."""
+        try:
+            os.write(self.tap, frame)
+        except OSError as problem:
+            if problem.errno not in (errno.EAGAIN, errno.ENOBUFS):
+                raise
 
     def change_address(self, address):
         """The card has another IPv4 address from now on, and the old one no longer."""

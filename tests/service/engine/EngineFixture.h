@@ -36,6 +36,7 @@ class MemorySink : public EngineSink {
     }
 
     void Refill(std::size_t bytes) { room.fill(bytes); }
+    void Refill(int port, std::size_t bytes) { room[static_cast<std::size_t>(port)] = bytes; }
     // All that an input has heard, as one stream.
     Bytes StreamOf(int port) const {
         Bytes stream;

@@ -553,6 +553,41 @@ TEST_F(LinkTransportTest, AReaderThatTakesNothingHoldsOnlyItsOwnWay) {
     EXPECT_EQ(studio.heard.StreamOf(7), exclusive);
 }
 
+TEST_F(LinkTransportTest, AMegabyteToAReaderThatTakesNothingOrLittleDelaysOtherWaysByLessThanAMillisecond) {
+    ASSERT_TRUE(Connect());
+    laptop.Route(1, 4, 8);
+    Pass(100'000);
+    // From the playing of a note to its hearing, of 99 of 100.
+    const auto latest = [&](std::size_t readerTakes) {
+        std::vector<std::uint64_t> times;
+        for (std::size_t note = 0; note < 200; ++note) {
+            studio.heard.Refill(7, readerTakes);
+            const std::uint64_t played = wire.Now();
+            const std::size_t before = studio.heard.heard[8].size();
+            laptop.Play(4, {0x90, 60, 1});
+            while (studio.heard.heard[8].size() == before && wire.Now() < played + 1'000'000'000) {
+                Pass(step);
+            }
+            times.push_back((wire.Now() - played) / 1000);
+            Pass(3'000 + note % 4 * 250);
+        }
+        std::sort(times.begin(), times.end());
+        return times[times.size() * 99 / 100];
+    };
+    step = 250;
+    const std::uint64_t alone = latest(0);
+    ASSERT_LE(alone, 5'000U);
+    Bytes exclusive(std::size_t{1} << 20, 5);
+    exclusive.front() = 0xF0;
+    exclusive.back() = 0xF7;
+    laptop.Play(3, exclusive);
+    EXPECT_LE(latest(0), alone + 1'000);
+    EXPECT_TRUE(studio.heard.heard[7].empty());
+    EXPECT_LE(latest(100), alone + 1'000);
+    EXPECT_FALSE(studio.heard.heard[7].empty());
+    EXPECT_EQ(laptop.State().counters.lost, 0U);
+}
+
 TEST_F(LinkTransportTest, AnEngineThatStandsStillCutsTheWayAndReleasesWhatSounds) {
     ASSERT_TRUE(Connect());
     laptop.Play(3, {0x90, 60, 100});

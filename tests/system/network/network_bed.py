@@ -33,9 +33,9 @@ def note_off(key, channel=0):
     return bytes((0x80 | channel, key, 64))
 
 
-def numbered(count):
+def numbered(count, channel=0):
     """A message that carries a number from 0 to 16,383."""
-    return bytes((0xE0, count & 0x7F, count >> 7 & 0x7F))
+    return bytes((0xE0 | channel, count & 0x7F, count >> 7 & 0x7F))
 
 
 def percentile(times, share):
