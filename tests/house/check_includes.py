@@ -66,7 +66,7 @@ OUTSIDE = [
      LINUX | {"platform/linux/network", "service", "service/control", "service/network/NetworkAddress.cpp", "ctl",
               "tests", "bench"}),
     ("systemd and D-Bus", re.compile(r"(systemd|dbus)/.*"),
-     {"platform/linux/desktop", "service", "service/control", "tests/platform_linux", "tests/service"}),
+     {"platform/linux/desktop", "platform/linux/network", "service", "service/control", "tests/platform_linux", "tests/service"}),
     ("ALSA", re.compile(r"alsa/.*"), {"service/backends/alsa", "tests/service", "bench"}),
     ("JACK", re.compile(r"jack/.*"), {"service/backends/jack", "tests/service", "tests/system", "bench"}),
     ("OpenSSL", re.compile(r"openssl/.*"), {"service/network/LinkSealing.cpp"}),

@@ -42,12 +42,17 @@ PrivateSystemBus::PrivateSystemBus() {
 
 PrivateSystemBus::~PrivateSystemBus() {
     sd_bus_close_unref(logind);
+    End();
+    // The address stays: a bus that is gone rather than the computer's.
+    std::filesystem::remove_all(folder);
+}
+
+void PrivateSystemBus::End() {
     if (daemon != -1) {
         kill(daemon, SIGKILL);
         waitpid(daemon, nullptr, 0);
+        daemon = -1;
     }
-    // The address stays: a bus that is gone rather than the computer's.
-    std::filesystem::remove_all(folder);
 }
 
 void PrivateSystemBus::StartDaemon() {

@@ -20,6 +20,9 @@ class PrivateSystemBus {
     // Whether this machine has what the bus needs.
     static bool IsPossible();
 
+    // The bus goes, as if its daemon had been killed.
+    void End();
+
     // How many reboots the stand-in has been asked for by everything that was sent before this call.
     int Reboots();
 
