@@ -10,8 +10,7 @@ namespace vexil {
 
 namespace {
 
-constexpr int kBrowses = 2;                   // that may go unanswered
-constexpr std::uint64_t kPatience = 500'000;  // for the answer to the last of them
+constexpr int kBrowses = 2;  // that may go unanswered
 
 std::string Fold(std::string_view name) {
     return FoldHostName(std::string(name));

@@ -49,6 +49,8 @@ struct OwnEntry {
 class ComputerDirectory {
   public:
     static constexpr std::size_t kMostComputers = 256;
+    // The answer to a browse may take so long.
+    static constexpr std::uint64_t kPatience = 500'000;
 
     // Both outlive the directory. `rules`: which computer has a name pinned.
     ComputerDirectory(const LocalNames& names, const AccessRules& rules);

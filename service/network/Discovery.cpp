@@ -75,6 +75,9 @@ void Discovery::Stop(std::uint64_t /*now*/) {
     asksDone = kAskAgain.size();
     announceAgain.reset();
     questions = {};
+    hintsBegun.reset();
+    hintRounds = kHintAgain.size();
+    dropAt.reset();
 }
 
 Nonce Discovery::MakeNonce() {
@@ -85,7 +88,8 @@ Nonce Discovery::MakeNonce() {
     return nonce;
 }
 
-// Where everybody hears it: each interface, and each known computer that is on another port than the link's.
+// Where everybody hears it: each interface, each known computer that is on another port than the link's, and
+// where computers may be that do not hear what goes to all.
 std::vector<NetworkAddress> Discovery::Everybody() const {
     std::vector<NetworkAddress> all;
     for (const NetworkInterface& interface : interfaces) {
@@ -103,6 +107,11 @@ std::vector<NetworkAddress> Discovery::Everybody() const {
             all.insert(all.end(), entry->addresses.begin(), entry->addresses.end());
         }
     }
+    for (const NetworkAddress& hint : hints) {
+        if (IsWorthAsking(hint) && std::find(all.begin(), all.end(), hint) == all.end()) {
+            all.push_back(hint);
+        }
+    }
     return all;
 }
 
@@ -116,6 +125,52 @@ void Discovery::AskEverybody() {
     for (const NetworkAddress& address : Everybody()) {
         Push({PlainKind::Query, browse, false, address, {}});
     }
+}
+
+bool Discovery::IsWorthAsking(const NetworkAddress& hint) const {
+    const bool isBySpoken = hint.interface == 0 || std::any_of(interfaces.begin(), interfaces.end(),
+                                                               [&hint](const NetworkInterface& each) {
+                                                                   return each.index == hint.interface;
+                                                               });
+    const bool isOwn = hint.port == self.port && IsOwnAddress(interfaces, hint);
+    return hint.IsThere() && hint.port != 0 && !hint.IsForMany() && isBySpoken && !isOwn &&
+           access.AdmitsAddress(hint);
+}
+
+void Discovery::SetHints(std::uint64_t now, std::vector<NetworkAddress> addresses) {
+    std::sort(addresses.begin(), addresses.end());
+    addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+    addresses.resize(std::min(addresses.size(), kMostHints));
+    const std::vector<NetworkAddress> before = std::exchange(hints, std::move(addresses));
+    if (!started) {
+        return;
+    }
+    RenewHintNonce(now);
+    for (const NetworkAddress& hint : hints) {
+        const bool isNew = !std::binary_search(before.begin(), before.end(), hint);
+        if (isNew && hintsAsked < kMostHints && IsWorthAsking(hint)) {
+            ++hintsAsked;
+            Push({PlainKind::Query, hintNonce, false, hint, {}});
+            newHint = now;
+            hintRounds = 0;
+        }
+    }
+}
+
+void Discovery::RenewHintNonce(std::uint64_t now) {
+    if (!hintsBegun || now - *hintsBegun >= kHintTime) {
+        hintsBegun = now;
+        hintsAsked = 0;
+        hintNonce = MakeNonce();
+        Remember(now, hintNonce);
+    }
+}
+
+bool Discovery::IsKnown(const NetworkAddress& hint) const {
+    const std::vector<const ComputerEntry*> all = directory.All();
+    return std::any_of(all.begin(), all.end(), [&hint](const ComputerEntry* entry) {
+        return std::find(entry->addresses.begin(), entry->addresses.end(), hint) != entry->addresses.end();
+    });
 }
 
 void Discovery::AnnounceNow(bool goingAway) {
@@ -145,6 +200,9 @@ bool Discovery::Browse(std::uint64_t now) {
     browseBegun = now;
     asksDone = 0;
     AskEverybody();
+    if (!directory.All().empty()) {
+        dropAt = now + ComputerDirectory::kPatience;
+    }
     return true;
 }
 
@@ -243,6 +301,35 @@ void Discovery::HandleTimeout(std::uint64_t now) {
         announceAgain.reset();
         AnnounceNow(false);
     }
+    if (dropAt && now >= *dropAt) {
+        dropAt.reset();
+        if (directory.DropUnanswering(now)) {
+            Report({});
+        }
+    }
+    AskHintsAgain(now);
+}
+
+std::optional<std::uint64_t> Discovery::NextHintRound() const {
+    return hintRounds < kHintAgain.size() ? std::optional(newHint + kHintAgain[hintRounds]) : std::nullopt;
+}
+
+void Discovery::AskHintsAgain(std::uint64_t now) {
+    if (const std::optional<std::uint64_t> next = NextHintRound(); !next || now < *next) {
+        return;
+    }
+    ++hintRounds;
+    RenewHintNonce(now);
+    bool isAnyUnknown = false;
+    for (const NetworkAddress& hint : hints) {
+        if (IsWorthAsking(hint) && !IsKnown(hint)) {
+            isAnyUnknown = true;
+            Push({PlainKind::Query, hintNonce, false, hint, {}});
+        }
+    }
+    if (!isAnyUnknown) {
+        hintRounds = kHintAgain.size();
+    }
 }
 
 std::optional<Discovery::Transmit> Discovery::PollTransmit(std::span<std::uint8_t> out) {
@@ -272,6 +359,11 @@ std::optional<Discovery::Transmit> Discovery::PollTransmit(std::span<std::uint8_
 
 std::optional<std::uint64_t> Discovery::PollTimeout() const {
     std::optional<std::uint64_t> first = announceAgain;
+    for (const std::optional<std::uint64_t>& time : {NextHintRound(), dropAt}) {
+        if (time) {
+            first = first ? std::min(*first, *time) : time;
+        }
+    }
     if (browseBegun && asksDone < kAskAgain.size()) {
         const std::uint64_t ask = *browseBegun + kAskAgain[asksDone];
         first = first ? std::min(*first, ask) : ask;

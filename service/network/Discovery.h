@@ -84,6 +84,14 @@ class Discovery {
     // Asks at one address (with its port; 0: the link's), once. The nonce by which the answer is known.
     Nonce Ask(std::uint64_t now, const NetworkAddress& address);
 
+    // Where other computers may be, as somebody says who may lie; with their ports, at most kMostHints of
+    // them count. Those that are new are asked, and after these times once more where nobody has answered: a
+    // firewall over there may let a question in only after that computer has asked here. What goes to
+    // everybody goes to all of them as well. Where no computer may be, or this one is, nothing is sent.
+    static constexpr std::size_t kMostHints = 512;
+    static constexpr std::array<std::uint64_t, 3> kHintAgain = {1'000'000, 3'000'000, 9'000'000};
+    void SetHints(std::uint64_t now, std::vector<NetworkAddress> addresses);
+
     // A plain datagram (KindOfDatagram).
     void HandleDatagram(std::uint64_t now, const ReceivedDatagram& told, ByteView datagram);
     void HandleTimeout(std::uint64_t now);
@@ -111,6 +119,11 @@ class Discovery {
 
     Nonce MakeNonce();
     std::vector<NetworkAddress> Everybody() const;
+    bool IsWorthAsking(const NetworkAddress& hint) const;
+    bool IsKnown(const NetworkAddress& hint) const;
+    void RenewHintNonce(std::uint64_t now);
+    void AskHintsAgain(std::uint64_t now);
+    std::optional<std::uint64_t> NextHintRound() const;
     void AskEverybody();
     void AnnounceNow(bool goingAway);
     void Announce(std::uint64_t now);
@@ -141,6 +154,16 @@ class Discovery {
     Nonce browse{};
     std::size_t asksDone = kAskAgain.size();
     std::optional<std::uint64_t> announceAgain;
+    std::optional<std::uint64_t> dropAt;  // who did not answer the last two browses
+
+    std::vector<NetworkAddress> hints;  // in order
+    // Questions at new hints: however often they change, not more than kMostHints in kHintTime.
+    static constexpr std::uint64_t kHintTime = 1'000'000;
+    Nonce hintNonce{};
+    std::optional<std::uint64_t> hintsBegun;
+    std::size_t hintsAsked = 0;
+    std::uint64_t newHint = 0;                   // when the last one came
+    std::size_t hintRounds = kHintAgain.size();  // done since then
 
     static constexpr std::size_t kMostPending = 2048;
     std::deque<Pending> pending;

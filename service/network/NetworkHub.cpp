@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "service/routes/SourceFilter.h"
 
@@ -77,6 +78,11 @@ void NetworkHub::SetInterfaces(const std::vector<NetworkInterface>& interfaces) 
     discovery.SetComputer(BootMicroseconds(), self);
     access.SetInterfaces(interfaces);
     discovery.SetInterfaces(BootMicroseconds(), interfaces);
+    SendFound();
+}
+
+void NetworkHub::SetHints(std::vector<NetworkAddress> hints) {
+    discovery.SetHints(BootMicroseconds(), std::move(hints));
     SendFound();
 }
 

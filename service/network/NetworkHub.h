@@ -54,6 +54,9 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     // Those by which it speaks.
     void SetInterfaces(const std::vector<NetworkInterface>& interfaces);
 
+    // Where other computers may be, as DNS-SD says (Discovery::SetHints).
+    void SetHints(std::vector<NetworkAddress> hints);
+
     // What callers have to prove; null: nothing.
     void SetSecret(const std::optional<StretchedSecret>& secret);
     // A computer has a route or an association here.

@@ -253,6 +253,24 @@ TEST_F(DiscoveryTest, WhoDiesIsGoneAtTheSecondBrowse) {
     EXPECT_THAT(laptop.List(), testing::IsEmpty());
 }
 
+TEST_F(DiscoveryTest, ThatSomebodyIsGoneIsToldWithoutAThirdBrowse) {
+    Node& laptop = Add("laptop");
+    laptop.discovery.Start(laptop.Now());
+    Add("studio").discovery.Start(laptop.Now());
+    Pass(kSecond);
+    nodes.pop_back();
+    laptop.discovery.Browse(laptop.Now());
+    Pass(kSecond);
+    laptop.events.clear();
+    laptop.discovery.Browse(laptop.Now());
+    Pass(ComputerDirectory::kPatience - kMillisecond);
+    EXPECT_EQ(laptop.CountOf(Kind::ListChanged), 0);
+    Pass(kMillisecond);
+    EXPECT_EQ(laptop.CountOf(Kind::ListChanged), 1);
+    EXPECT_TRUE(laptop.directory.All().empty());
+    EXPECT_FALSE(laptop.discovery.PollTimeout());
+}
+
 TEST_F(DiscoveryTest, ANewNameIsAnnounced) {
     Node& laptop = Add("laptop");
     Node& studio = Add("studio");
@@ -314,6 +332,125 @@ TEST_F(DiscoveryTest, OneAddressIsAskedAndItsAnswerIsKnown) {
     EXPECT_EQ(laptop.events.front().question, question);
     EXPECT_FALSE(laptop.events.front().announced);
     EXPECT_EQ(laptop.events.front().from, NetworkAddress::V4({10, 0, 0, 2}, kLinkPort, 2));
+}
+
+TEST_F(DiscoveryTest, AHintIsAskedAtOnceAndInEveryBrowse) {
+    Node& laptop = Add("laptop");
+    Node& studio = Add("studio");
+    NetworkInterface silent = MakeInterface(2, "eth0", "10.0.0.1", 24);
+    silent.broadcasts = false;
+    laptop.discovery.SetInterfaces(laptop.Now(), {silent});
+    studio.discovery.Start(studio.Now());
+    Pass(kSecond);
+    laptop.discovery.Start(laptop.Now());
+    laptop.discovery.Browse(laptop.Now());
+    Pass(kSecond);
+    ASSERT_THAT(laptop.List(), testing::IsEmpty());
+    const NetworkAddress there = NetworkAddress::V4({10, 0, 0, 2}, kLinkPort, 2);
+    laptop.discovery.SetHints(laptop.Now(), {there, there});
+    Pass(kMillisecond);
+    EXPECT_THAT(laptop.List(), testing::ElementsAre("studio"));
+    EXPECT_EQ(studio.discovery.Counters().answered, 1U);
+    // Known already, it is not asked again before somebody looks.
+    laptop.discovery.SetHints(laptop.Now(), {there});
+    Pass(10 * kSecond);
+    EXPECT_EQ(studio.discovery.Counters().answered, 1U);
+    for (int browse = 0; browse < 3; ++browse) {
+        laptop.discovery.Browse(laptop.Now());
+        Pass(kSecond);
+    }
+    EXPECT_THAT(laptop.List(), testing::ElementsAre("studio"));
+    EXPECT_EQ(studio.discovery.Counters().answered, 10U);
+    // It hears what is announced, too.
+    ASSERT_THAT(studio.List(), testing::IsEmpty());
+    laptop.discovery.AnnounceAgain(laptop.Now());
+    Pass(kSecond);
+    EXPECT_THAT(studio.List(), testing::ElementsAre("laptop"));
+    // What is no longer hinted is not asked.
+    laptop.discovery.SetHints(laptop.Now(), {});
+    for (int browse = 0; browse < 2; ++browse) {
+        laptop.discovery.Browse(laptop.Now());
+        Pass(kSecond);
+    }
+    EXPECT_THAT(laptop.List(), testing::IsEmpty());
+}
+
+TEST_F(DiscoveryTest, AHintThatNobodyAnsweredIsAskedAgainUntilSomebodyDoes) {
+    Node& laptop = Add("laptop");
+    laptop.discovery.Start(laptop.Now());
+    Pass(kSecond);
+    const NetworkAddress there = NetworkAddress::V4({10, 0, 0, 2}, kLinkPort, 2);
+    const std::uint64_t before = wire.Sent();
+    laptop.discovery.SetHints(laptop.Now(), {there});
+    Pass(Discovery::kHintAgain[1] - kMillisecond);
+    EXPECT_EQ(wire.Sent(), before + 2);
+    Node& studio = Add("studio");
+    NetworkInterface silent = MakeInterface(2, "eth0", "10.0.0.2", 24);
+    silent.broadcasts = false;
+    studio.discovery.SetInterfaces(studio.Now(), {silent});
+    studio.discovery.Start(studio.Now());
+    Pass(2 * kMillisecond);
+    EXPECT_THAT(laptop.List(), testing::ElementsAre("studio"));
+    Pass(20 * kSecond);
+    EXPECT_FALSE(laptop.discovery.PollTimeout());
+    EXPECT_EQ(studio.discovery.Counters().answered, 1U);
+}
+
+TEST_F(DiscoveryTest, AHintThatLiesBringsNobodyIntoTheList) {
+    Node& laptop = Add("laptop");
+    Node& studio = Add("studio");
+    laptop.discovery.Start(laptop.Now());
+    studio.discovery.Start(studio.Now());
+    Pass(kSecond);
+    std::vector<NetworkAddress> hints;
+    for (std::uint8_t host = 20; host < 200; ++host) {
+        hints.push_back(NetworkAddress::V4({10, 0, 0, host}, kLinkPort, 2));
+    }
+    laptop.discovery.SetHints(laptop.Now(), hints);
+    for (int browse = 0; browse < 2; ++browse) {
+        laptop.discovery.Browse(laptop.Now());
+        Pass(kSecond);
+    }
+    EXPECT_THAT(laptop.List(), testing::ElementsAre("studio"));
+}
+
+TEST_F(DiscoveryTest, NobodyIsAskedWhereNoComputerOfThisNetworkCanBe) {
+    Node& laptop = Add("laptop");
+    laptop.discovery.Start(laptop.Now());
+    Pass(kSecond);
+    const std::uint64_t before = wire.Sent();
+    laptop.discovery.SetHints(
+        laptop.Now(),
+        {NetworkAddress(), NetworkAddress::V4({8, 8, 8, 8}, kLinkPort, 2),
+         NetworkAddress::V4({255, 255, 255, 255}, kLinkPort, 2),
+         NetworkAddress::V4({224, 0, 0, 251}, kLinkPort, 2), NetworkAddress::V4({10, 0, 0, 9}, 0, 2),
+         NetworkAddress::V4({10, 0, 0, 9}, kLinkPort, 7), NetworkAddress::V4({10, 0, 0, 1}, kLinkPort, 2)});
+    Pass(kSecond);
+    EXPECT_EQ(wire.Sent(), before);
+    laptop.discovery.Browse(laptop.Now());
+    Pass(kSecond);
+    EXPECT_EQ(wire.Sent(), before + 3) << "which are the browse's own";
+}
+
+TEST_F(DiscoveryTest, HintsThatChangeWithoutEndMakeNoFlood) {
+    Node& laptop = Add("laptop");
+    laptop.discovery.Start(laptop.Now());
+    Pass(kSecond);
+    const std::uint64_t before = wire.Sent();
+    const std::vector<NetworkAddress> hint = {NetworkAddress::V4({10, 0, 0, 9}, kLinkPort, 2)};
+    for (std::size_t change = 0; change < 4 * Discovery::kMostHints; ++change) {
+        laptop.discovery.SetHints(laptop.Now(), {});
+        laptop.discovery.SetHints(laptop.Now(), hint);
+        Serve();
+    }
+    EXPECT_EQ(wire.Sent(), before + Discovery::kMostHints);
+    Pass(20 * kSecond);
+    EXPECT_EQ(wire.Sent(), before + Discovery::kMostHints + Discovery::kHintAgain.size());
+    const std::uint64_t asked = wire.Sent();
+    laptop.discovery.SetHints(laptop.Now(), {});
+    laptop.discovery.SetHints(laptop.Now(), hint);
+    Serve();
+    EXPECT_EQ(wire.Sent(), asked + 1);
 }
 
 TEST_F(DiscoveryTest, AnAnswerToNothingIsPassedOver) {
