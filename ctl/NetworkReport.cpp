@@ -49,6 +49,7 @@ std::optional<NetworkList> ReadNetworkList(std::string_view json, std::string& p
         read.allow = list.Text("allow");
         read.secret = list.Flag("secret");
         read.problem = list.Text("problem");
+        read.avahi = list.Has("avahi") ? list.Text("avahi") : "";
         list.Elements("computers", std::numeric_limits<std::size_t>::max(), [&](ObjectReader computer) {
             read.computers.push_back({computer.Text("name"), computer.Text("address"), computer.Text("key"),
                                       computer.Number("since"), computer.Text("state")});
@@ -74,6 +75,9 @@ std::string NetworkListText(const NetworkList& list) {
     std::string text = LabelledText("Speaks", SpeaksText(list.speaks) + port);
     if (!list.problem.empty()) {
         text += LabelledText("", "! " + Printable(list.problem));
+    }
+    if (!list.avahi.empty()) {
+        text += LabelledText("", Printable(list.avahi));
     }
     text += LabelledText("Own key", list.key.empty() ? "none" : Printable(list.key));
     text += LabelledText("Lets in", AllowText(list.allow));

@@ -25,6 +25,7 @@ struct NetworkList {
     std::string allow;
     bool secret = false;
     std::string problem;
+    std::string avahi;  // why it does not find computers
     std::vector<KnownComputer> computers;
 };
 

@@ -52,6 +52,9 @@ std::string NetworkText(const StatusReport& status) {
     if (!network.problem.empty()) {
         text += LabelledText("", "! " + Printable(network.problem));
     }
+    if (!network.avahi.empty()) {
+        text += LabelledText("", Printable(network.avahi));
+    }
     for (const std::string& remark : network.remarks) {
         text += LabelledText("", "! " + Printable(remark));
     }

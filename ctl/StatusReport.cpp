@@ -112,6 +112,7 @@ NetworkReport ReadNetwork(ObjectReader network) {
     report.problem = network.Text("problem");
     report.key = network.Text("key");
     report.port = network.Number16("port");
+    report.avahi = network.Has("avahi") ? network.Text("avahi") : "";
     report.remarks = network.Texts("remarks");
     return report;
 }

@@ -79,6 +79,7 @@ struct NetworkReport {
     std::string problem;  // why it does not, though it is to
     std::string key;      // of this computer, short form
     std::uint16_t port = 0;
+    std::string avahi;  // why it does not find computers
     std::vector<std::string> remarks;
 };
 

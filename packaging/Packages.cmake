@@ -47,7 +47,7 @@ set(CPACK_DEBIAN_VEXIL3D_PACKAGE_NAME vexil3d)
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SECTION sound)
 # Its user managers start the driver; whoever has none starts it by hand.
 set(CPACK_DEBIAN_VEXIL3D_PACKAGE_RECOMMENDS "systemd")
-set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SUGGESTS "vexil3, vexil3d-system")
+set(CPACK_DEBIAN_VEXIL3D_PACKAGE_SUGGESTS "avahi-daemon, vexil3, vexil3d-system")
 set(CPACK_COMPONENT_VEXIL3D_DESCRIPTION "driver for MIDI over the local network
 Vexil III carries MIDI between the computers of a local network. Its driver
 offers 64 virtual MIDI ports to every music program.

@@ -85,6 +85,7 @@ std::string NetworkCommands::List(const std::string& first) const {
     overview.allow = AllowedText(settings.access.allowed);
     overview.secret = settings.secret.has_value();
     overview.problem = status.problem;
+    overview.avahi = status.avahi;
     overview.computers = Computers(settings.access, status);
     return NetworkList(overview, from);
 }

@@ -133,6 +133,27 @@ void NetworkService::TurnOn() {
     ringWaker.SetThread(running->thread.get());
     Watch(running->thread->EventDescriptor());
     Watch(running->interfaces->EventDescriptor());
+    StartServices();
+}
+
+void NetworkService::StartServices() {
+    // On loopback alone nobody else is looked for, and nobody is told of.
+    const bool isTold = speaks.Which() != InterfaceChoice::Kind::Loopback && parts.makeServiceDiscovery;
+    running->services = std::make_unique<ServiceHints>(isTold ? parts.makeServiceDiscovery() : nullptr);
+    Watch(running->services->EventDescriptor());
+    TellServices();
+}
+
+void NetworkService::TellServices() {
+    running->services->Set(speaks, SpokenInterfaces(), wishes.names.front(), Port());
+    TakeHints();
+}
+
+void NetworkService::TakeHints() {
+    if (running->services->Serve()) {
+        const std::lock_guard lock(running->thread->Lock());
+        running->hub->SetHints(running->services->Hints());
+    }
 }
 
 bool NetworkService::MustWait() {
@@ -179,13 +200,18 @@ void NetworkService::TurnAnew() {
     Refresh();
 }
 
-void NetworkService::TellInterfaces() {
+std::vector<NetworkInterface> NetworkService::SpokenInterfaces() const {
     std::vector<NetworkInterface> spoken;
     for (const NetworkInterface& interface : ListOf(*running)) {
         if (speaks.Admits(interface.name, interface.loopback)) {
             spoken.push_back(interface);
         }
     }
+    return spoken;
+}
+
+void NetworkService::TellInterfaces() {
+    const std::vector<NetworkInterface> spoken = SpokenInterfaces();
     running->hub->SetInterfaces(spoken);
     std::vector<std::uint32_t> buffered;
     for (const NetworkInterface& interface : spoken) {
@@ -240,6 +266,7 @@ void NetworkService::Refresh() {
         return;
     }
     const std::uint64_t now = BootMicroseconds();
+    bool browses = false;
     {
         const std::lock_guard lock(running->thread->Lock());
         states = running->hub->Link().States();
@@ -253,7 +280,7 @@ void NetworkService::Refresh() {
         TellTargets(now);
         KeepInDirectory();
         if (targets.IsAnyUnannounced() && now >= browseAt) {
-            running->hub->Finder().Browse(now);
+            browses = running->hub->Finder().Browse(now);
             browseAt = now + kAskAgain;
         }
         states = running->hub->Link().States();
@@ -268,6 +295,9 @@ void NetworkService::Refresh() {
         }
     }
     running->thread->Wake();
+    if (browses) {
+        running->services->LookAgain();
+    }
     Report(now);
 }
 
@@ -379,9 +409,13 @@ bool NetworkService::Serve() {
         if (running->interfaces->Take()) {
             lookups.Renew(now);
             browseAt = 0;
-            const std::lock_guard lock(running->thread->Lock());
-            TellInterfaces();
+            {
+                const std::lock_guard lock(running->thread->Lock());
+                TellInterfaces();
+            }
+            TellServices();
         }
+        TakeHints();
     }
     lookups.HandleAnswers(now);
     lookups.HandleTimeout(now);
@@ -417,11 +451,15 @@ void NetworkService::Browse() {
     if (!running) {
         return;
     }
+    bool begins = false;
     {
         const std::lock_guard lock(running->thread->Lock());
-        running->hub->Finder().Browse(BootMicroseconds());
+        begins = running->hub->Finder().Browse(BootMicroseconds());
     }
     running->thread->Wake();
+    if (begins) {
+        running->services->LookAgain();
+    }
 }
 
 bool NetworkService::IsThisComputer(const std::string& text) const {
@@ -570,6 +608,7 @@ RemoteStatus NetworkService::Status() const {
         status.key = ShortKeyText(key->Hash());
     }
     status.port = Port();
+    status.avahi = running->services->Problem();
     std::vector<LinkPeerState> present;
     {
         const std::lock_guard lock(running->thread->Lock());

@@ -22,6 +22,7 @@
 #include "platform/linux/network/SpeakerTurn.h"
 #include "platform/linux/network/UdpSocket.h"
 #include "service/ConnectionReport.h"
+#include "service/ServiceHints.h"
 #include "service/control/RemoteNetwork.h"
 #include "service/engine/RemoteRing.h"
 #include "service/network/Interfaces.h"
@@ -31,6 +32,7 @@
 #include "service/network/NetworkThread.h"
 #include "service/network/PriorityMutex.h"
 #include "service/network/RemoteTargets.h"
+#include "service/network/ServiceDiscovery.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -46,6 +48,8 @@ class NetworkService : public RemoteNetwork {
         std::function<std::unique_ptr<Interfaces>()> makeInterfaces;
         std::uint16_t port = kLinkPort;  // UDP; 0: any that is free
         SpeakerTurn* turn = nullptr;     // of the drivers of this computer; null: it need not wait for others
+        // DNS-SD of the system; empty: there is none.
+        std::function<std::unique_ptr<ServiceDiscovery>()> makeServiceDiscovery = {};
     };
 
     // While no thread drives the engine. Off until the first wishes. `speaks`: instead of what is stored, for
@@ -91,8 +95,14 @@ class NetworkService : public RemoteNetwork {
         std::unique_ptr<Interfaces> interfaces;
         std::unique_ptr<NetworkHub> hub;
         std::unique_ptr<NetworkThread> thread;
+        std::unique_ptr<ServiceHints> services;
     };
 
+    std::vector<NetworkInterface> SpokenInterfaces() const;
+    // DNS-SD: what it is told, and what it tells.
+    void StartServices();
+    void TellServices();
+    void TakeHints();
     // Opens the socket and starts the thread, and the opposite. Anew: with other settings.
     void TurnOn();
     void TurnOff();

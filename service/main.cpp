@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/DriverPreferences.h"
+#include "platform/linux/network/AvahiDiscovery.h"
 #include "platform/linux/network/KeyStore.h"
 #include "platform/linux/network/NetlinkInterfaces.h"
 #include "platform/linux/network/SystemResolver.h"
@@ -76,9 +77,10 @@ int Serve(const ServiceArguments& arguments) {
                   [](const std::string& line) { LogPrintf("%s.\n", line.c_str()); });
     SystemResolver resolver;
     SpeakerTurn turn;
-    NetworkService network({engine, driver, keys, resolver,
-                            [] { return std::make_unique<NetlinkInterfaces>(); }, kLinkPort, &turn},
-                           arguments.network);
+    NetworkService network(
+        {engine, driver, keys, resolver, [] { return std::make_unique<NetlinkInterfaces>(); }, kLinkPort,
+         &turn, [] { return std::make_unique<AvahiDiscovery>(); }},
+        arguments.network);
     const auto computers = [] { return std::vector{LookUpThisComputer()}; };
     DriverService service(
         {preferences, engine, *backend, driver, computers, DriverService::Clock::now, &network});

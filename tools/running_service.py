@@ -110,7 +110,9 @@ class Surroundings:
         self.notify.bind(str(self.notify_path))
         kept = ("PATH", "LD_LIBRARY_PATH", "ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS")
         self.environment = {name: os.environ[name] for name in kept if name in os.environ}
-        self.environment.update(HOME=str(self.home), XDG_RUNTIME_DIR=str(self.runtime), LANG="C.UTF-8")
+        self.environment.update(HOME=str(self.home), XDG_RUNTIME_DIR=str(self.runtime), LANG="C.UTF-8",
+                                # No service of a test speaks to the system's own programs.
+                                DBUS_SYSTEM_BUS_ADDRESS=f"unix:path={self.folder}/no-system-bus")
 
     def remove(self):
         self.notify.close()

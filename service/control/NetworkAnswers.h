@@ -25,6 +25,7 @@ struct NetworkOverview {
     std::string allow;       // who is let in: "any", "known", "secret"
     bool secret = false;     // one is set
     std::string problem;     // why it does not speak, though it is to; else empty
+    std::string avahi;       // why Avahi does not find computers; empty: it does, or need not
     std::vector<NetworkComputer> computers;
 };
 

@@ -67,10 +67,11 @@ struct RemoteSession {
 };
 
 struct RemoteStatus {
-    std::string speaks;                // on which interfaces: "off", "lo", "on", or names with commas
-    std::string problem;               // why it does not, though it is to; else empty
-    std::string key;                   // of this computer, short form; empty: it does not speak
-    std::uint16_t port = 0;            // UDP; 0: it does not speak
+    std::string speaks;      // on which interfaces: "off", "lo", "on", or names with commas
+    std::string problem;     // why it does not, though it is to; else empty
+    std::string key;         // of this computer, short form; empty: it does not speak
+    std::uint16_t port = 0;  // UDP; 0: it does not speak
+    std::string avahi;       // why it does not find computers, as one sentence; empty: it does, or need not
     std::vector<std::string> remarks;  // what the user should know besides, each as one sentence
     std::vector<RemoteSession> sessions;
 };

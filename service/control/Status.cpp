@@ -188,11 +188,8 @@ Json Head(const StatusSources& sources) {
                          {"showConnectors", hasOption(kShowConnectors)},
                          {"sendGranularity", sources.sendGranularity}};
     const RemoteStatus& remote = sources.remote;
-    status["network"] = {{"speaks", remote.speaks},
-                         {"problem", remote.problem},
-                         {"key", remote.key},
-                         {"port", remote.port},
-                         {"remarks", remote.remarks}};
+    status["network"] = {{"speaks", remote.speaks}, {"problem", remote.problem}, {"key", remote.key},
+                         {"port", remote.port},     {"avahi", remote.avahi},     {"remarks", remote.remarks}};
     status["memory"] = sources.memory;
     status["control"] = sources.control;
     status["hosts"] = Json::array();

@@ -245,6 +245,10 @@ TEST(SessionText, SaysWhereTheServiceSpeaksAndWhyItDoesNot) {
     status["network"]["problem"] = "Another user's service speaks to the network.";
     EXPECT_THAT(Text(status), HasSubstr("\nNetwork        on every interface\n"
                                         "               ! Another user's service speaks to the network.\n"));
+    status["network"]["problem"] = "";
+    status["network"]["avahi"] = "No Avahi.";
+    EXPECT_THAT(Text(status), HasSubstr("\nNetwork        on every interface\n"
+                                        "               No Avahi.\n"));
 }
 
 TEST(SessionText, ShowsSessionsAlsoWithoutAPort) {

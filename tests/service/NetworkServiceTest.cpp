@@ -12,7 +12,9 @@
 #include "platform/linux/network/NetlinkInterfaces.h"
 #include "service/SteadyEngineClock.h"
 #include "tests/doubles/LogCapture.h"
+#include "tests/doubles/MemoryInterfaces.h"
 #include "tests/doubles/MemoryResolver.h"
+#include "tests/doubles/MemoryServiceDiscovery.h"
 
 namespace vexil {
 namespace {
@@ -256,6 +258,68 @@ TEST_F(NetworkServiceTest, TheCommandLineStandsBeforeWhatIsStored) {
     EXPECT_EQ(quiet.Port(), 0);
     EXPECT_TRUE(laptop.store.Settings().speaks.Text() == "lo") << "which stays stored";
     laptop.engine.SetRemoteSink(nullptr);
+}
+
+// The loopback interface as if it led to a network that carries no broadcasts.
+std::unique_ptr<Interfaces> MakeNetwork() {
+    NetworkInterface interface = MakeInterface(1, "lo", "127.0.0.1", 8);
+    interface.loopback = false;
+    interface.broadcasts = false;
+    return std::make_unique<MemoryInterfaces>(std::vector{interface});
+}
+
+TEST_F(NetworkServiceTest, WhereDnsSdSaysThatAComputerIsItIsAskedAndListed) {
+    MemoryServiceDiscovery* services = nullptr;
+    Computer stage("stage", std::nullopt);
+    NetworkService finder({stage.engine, stage.driver, stage.store, stage.resolver, MakeNetwork, 0, nullptr,
+                           [&services] {
+                               auto made = std::make_unique<MemoryServiceDiscovery>();
+                               services = made.get();
+                               return made;
+                           }},
+                          InterfaceChoice::FromText("lo,none0"));
+    finder.SetWishes(stage.wishes);
+    ASSERT_NE(services, nullptr);
+    EXPECT_EQ(services->Published(), (ServiceWish{"stage", finder.Port(), {1}}));
+    // Only when it says so.
+    const auto becomes = [&](const auto& holds) {
+        pollfd event{finder.EventDescriptor(), POLLIN, 0};
+        while (!holds() && poll(&event, 1, 60'000) == 1) {
+            finder.Serve();
+        }
+        return holds();
+    };
+    // Somebody who is there, and somebody who is not.
+    services->Offer("liar", NetworkAddress::V4({127, 0, 0, 9}, 9, 1));
+    services->Offer("any name", NetworkAddress::V4({127, 0, 0, 1}, studio.network.Port(), 1));
+    EXPECT_TRUE(becomes([&] { return !finder.Computers().empty(); }));
+    ASSERT_THAT(finder.Computers(), SizeIs(1));
+    EXPECT_EQ(finder.Computers()[0].name, "studio");
+    EXPECT_EQ(finder.Status().avahi, "");
+    finder.Browse();
+    EXPECT_EQ(services->TimesLookedAgain(), 1);
+    services->Go();
+    EXPECT_TRUE(becomes([&] { return finder.Status().avahi == "There is no DNS-SD."; }));
+    EXPECT_EQ(Json::parse(finder.Command({"list"}))["avahi"], "There is no DNS-SD.");
+    stage.engine.SetRemoteSink(nullptr);
+}
+
+TEST_F(NetworkServiceTest, WithinThisComputerAloneNoDnsSdIsMade) {
+    int made = 0;
+    Computer stage("stage", std::nullopt);
+    NetworkService quiet({stage.engine, stage.driver, stage.store, stage.resolver,
+                          [] { return std::make_unique<NetlinkInterfaces>(); }, 0, nullptr,
+                          [&made] {
+                              ++made;
+                              return std::make_unique<MemoryServiceDiscovery>();
+                          }},
+                         InterfaceChoice::Loopback());
+    quiet.SetWishes(stage.wishes);
+    EXPECT_NE(quiet.Port(), 0);
+    quiet.Command({"speak", "off"});
+    EXPECT_EQ(made, 0);
+    EXPECT_EQ(quiet.Status().avahi, "");
+    stage.engine.SetRemoteSink(nullptr);
 }
 
 TEST_F(NetworkServiceTest, AComputerThatEndsIsToldToTheOther) {

@@ -28,8 +28,9 @@ TEST(NetworkAnswers, AListHasEveryField) {
     NetworkOverview overview = Many(1, "studio");
     overview.secret = true;
     overview.problem = "The port is taken.";
+    overview.avahi = "No Avahi.";
     EXPECT_EQ(json::parse(R"({"speaks": "on", "port": 11188, "key": "0123456789abcdef", "allow": "any",
-                              "secret": true, "problem": "The port is taken.",
+                              "secret": true, "problem": "The port is taken.", "avahi": "No Avahi.",
                               "computers": [{"name": "studio0", "address": "192.168.1.5:11188",
                                              "key": "ab12cd34ef56ab78", "since": 1790000000,
                                              "state": "pinned"}]})"),
