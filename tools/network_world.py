@@ -257,10 +257,11 @@ class Wire:
 
 
 class Firewall:
-    """In front of a computer. On, it lets only those datagrams in that answer one of the computer's own."""
+    """In front of a computer. On, it lets only those datagrams in that answer one of the computer's own, or go to an open port."""
 
     def __init__(self):
         self.on = False
+        self.open_ports = set()
         self.spoken = {}  # (own address and port, other's address and port): when
 
     def note_sent(self, now, frame):
@@ -270,7 +271,7 @@ class Firewall:
 
     def lets_in(self, now, frame):
         datagram = datagram_of(frame) if self.on else None
-        if not datagram:
+        if not datagram or datagram.target[1] in self.open_ports:
             return True
         key = (datagram.target, datagram.source)
         if now - self.spoken.get(key, -_FIREWALL_MEMORY) >= _FIREWALL_MEMORY:
