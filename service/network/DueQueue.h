@@ -30,9 +30,9 @@ class DueQueue {
     void Clear();
 
   private:
-    struct Entry {
-        std::uint64_t due = 0;
-        std::uint64_t order = 0;
+    struct Entry {  // as StoredRecord, not initialized
+        std::uint64_t due;
+        std::uint64_t order;
         StoredRecord record;
     };
     static bool LeavesLater(const Entry& a, const Entry& b) {

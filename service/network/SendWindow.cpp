@@ -43,11 +43,11 @@ std::uint16_t AgeOf(std::uint32_t due, std::uint64_t now) {
 
 }  // namespace
 
-SendWindow::SendWindow()
-    : ring(new StoredRecord[kMostRecords]), pieces(kMostUnacknowledgedPieces + kKeptBytes) {}
+SendWindow::SendWindow() : pieces(kMostUnacknowledgedPieces + kKeptBytes) {}
 
 void SendWindow::Reset() {
-    oldest = fresh = next = 0;
+    ring.Clear();
+    fresh = 0;
     unacknowledged = unacknowledgedPieces = 0;
     pieces.Clear();
     gaps = {};
@@ -62,7 +62,7 @@ void SendWindow::Reset() {
 std::size_t SendWindow::PieceRoom() const {
     const std::size_t free = pieces.FreeBytes();
     const std::size_t inStore = free > kKeptBytes ? free - kKeptBytes : 0;
-    const bool isFull = next - oldest >= kMostRecords - kKeptRecords;
+    const bool isFull = Count() >= kMostRecords - kKeptRecords;
     return isFull ? 0 : std::min(inStore, kMostUnacknowledgedPieces - unacknowledgedPieces);
 }
 
@@ -70,9 +70,9 @@ bool SendWindow::HasRoom(const LinkRecord& record) const {
     const std::size_t size = SizeOfRecord(record.type, record.bytes.size());
     const bool isMusic = record.type == RecordType::Message || record.type == RecordType::Piece;
     if (!isMusic) {
-        return next - oldest < kMostRecords - 1 && HasRoomFor(record, pieces);
+        return Count() < kMostRecords - 1 && HasRoomFor(record, pieces);
     }
-    if (next - oldest >= kMostRecords - kKeptRecords) {
+    if (Count() >= kMostRecords - kKeptRecords) {
         return false;
     }
     if (record.type == RecordType::Message) {
@@ -83,7 +83,7 @@ bool SendWindow::HasRoom(const LinkRecord& record) const {
 
 void SendWindow::Push(const LinkRecord& record, std::uint32_t due) {
     Require(HasRoom(record), "HasRoom(record)");
-    StoredRecord& stored = At(next++);
+    StoredRecord& stored = ring.Add();
     stored = Store(record, due, pieces);
     unacknowledged += WireSize(stored);
     unacknowledgedPieces += record.type == RecordType::Piece ? WireSize(stored) : 0;
@@ -101,11 +101,12 @@ void SendWindow::Settle(std::uint32_t number) {
 }
 
 void SendWindow::Acknowledge(std::uint64_t now, std::uint32_t allBelow) {
-    if (Distance(allBelow, oldest) <= 0 || Distance(fresh, allBelow) < 0) {
+    if (Distance(allBelow, ring.Oldest()) <= 0 || Distance(fresh, allBelow) < 0) {
         return;  // old, or of something that was never sent
     }
-    while (oldest != allBelow) {
-        Settle(oldest++);
+    while (ring.Oldest() != allBelow) {
+        Settle(ring.Oldest());
+        ring.DropOldest();
     }
     Progressed(now);
 }
@@ -115,7 +116,7 @@ void SendWindow::TakeGaps(std::uint64_t now, const Gaps& reported) {
         return;
     }
     const std::size_t before = unacknowledged;
-    std::uint32_t number = oldest;
+    std::uint32_t number = ring.Oldest();
     for (std::size_t index = 0; index < reported.count; ++index) {
         const Hole& hole = reported.holes[index];
         while (Distance(hole.first, number) > 0) {
@@ -128,8 +129,8 @@ void SendWindow::TakeGaps(std::uint64_t now, const Gaps& reported) {
             Settle(number++);
         }
     }
-    while (oldest != fresh && IsAcknowledged(At(oldest))) {
-        ++oldest;
+    while (ring.Oldest() != fresh && IsAcknowledged(At(ring.Oldest()))) {
+        ring.DropOldest();
     }
     gaps = reported;
     holeAt = 0;
@@ -141,7 +142,7 @@ void SendWindow::TakeGaps(std::uint64_t now, const Gaps& reported) {
 }
 
 void SendWindow::Progressed(std::uint64_t now) {
-    if (oldest == fresh) {
+    if (ring.Oldest() == fresh) {
         repeatDue = 0;
         repeat = {};
     } else if (interval != 0) {
@@ -168,13 +169,13 @@ bool SendWindow::WantsToSend(std::uint64_t now) const {
     if (burst >= kMostBurst && now < burstBegin + kBurstTime) {
         return false;
     }
-    return fresh != next || holeAt < gaps.count || (holesAgain != 0 && now >= holesAgain) ||
+    return fresh != ring.Next() || holeAt < gaps.count || (holesAgain != 0 && now >= holesAgain) ||
            repeat.at != repeat.end || (repeatDue != 0 && now >= repeatDue);
 }
 
 std::optional<std::uint64_t> SendWindow::NextTimeout() const {
     std::optional<std::uint64_t> first;
-    if (fresh != next || holeAt < gaps.count || repeat.at != repeat.end) {
+    if (fresh != ring.Next() || holeAt < gaps.count || repeat.at != repeat.end) {
         first = 0;
     }
     for (const std::uint64_t time : {holesAgain, repeatDue}) {
@@ -228,7 +229,7 @@ void SendWindow::Fill(std::uint64_t now, BodyWriter& body) {
 
 bool SendWindow::FillFresh(std::uint64_t now, BodyWriter& body) {
     const std::uint32_t before = fresh;
-    while (fresh != next && Write(now, fresh, body)) {
+    while (fresh != ring.Next() && Write(now, fresh, body)) {
         ++fresh;
     }
     if (fresh == before) {
@@ -244,7 +245,7 @@ bool SendWindow::FillFresh(std::uint64_t now, BodyWriter& body) {
 void SendWindow::FillHoles(std::uint64_t now, BodyWriter& body) {
     while (holeAt < gaps.count) {
         const Hole& hole = gaps.holes[holeAt];
-        std::uint32_t number = Distance(oldest, holeNumber) > 0 ? oldest : holeNumber;
+        std::uint32_t number = Distance(ring.Oldest(), holeNumber) > 0 ? ring.Oldest() : holeNumber;
         for (; Distance(hole.end, number) > 0; ++number) {
             if (IsAcknowledged(At(number))) {
                 continue;
@@ -273,7 +274,7 @@ void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWrite
     std::uint32_t first = before;
     std::size_t runs = 0;
     bool inRun = false;
-    while (first != oldest) {
+    while (first != ring.Oldest()) {
         const StoredRecord& record = At(first - 1);
         const bool goes = !IsAcknowledged(record) && SendsOf(record) < kMostUnaskedSends &&
                           record.mark != static_cast<std::uint16_t>(now >> kMarkShift);
@@ -301,7 +302,7 @@ void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWrite
 
 void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
     if (repeatDue != 0 && now >= repeatDue) {
-        repeat = {oldest, fresh};
+        repeat = {ring.Oldest(), fresh};
         repeatBodies = 0;
         interval = interval == 0
                        ? FirstInterval()
@@ -311,8 +312,8 @@ void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
     if (repeat.at == repeat.end) {
         return;
     }
-    if (Distance(oldest, repeat.at) > 0) {
-        repeat.at = oldest;
+    if (Distance(ring.Oldest(), repeat.at) > 0) {
+        repeat.at = ring.Oldest();
     }
     for (; Distance(repeat.end, repeat.at) > 0; ++repeat.at) {
         const StoredRecord& record = At(repeat.at);

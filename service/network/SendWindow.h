@@ -12,11 +12,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "service/network/LinkCodec.h"
 #include "service/network/PieceStore.h"
+#include "service/network/RecordRing.h"
 #include "service/network/StoredRecord.h"
 
 namespace vexil {
@@ -27,7 +27,7 @@ namespace vexil {
 inline constexpr std::size_t kMostUnacknowledged = std::size_t{256} << 10;
 inline constexpr std::size_t kMostUnacknowledgedPieces = kMostUnacknowledged / 2;
 // Records that may be unacknowledged. A record further ahead is not taken by the peer.
-inline constexpr std::uint32_t kMostRecords = 32768;
+inline constexpr std::uint32_t kMostRecords = RecordRing::kMost;
 
 // When records go again of which nothing is heard; microseconds.
 struct RepeatTimes {
@@ -54,10 +54,8 @@ class SendWindow {
     // Bytes of pieces that find room.
     std::size_t PieceRoom() const;
     // Half empty at least: a good time to begin again.
-    bool IsRelaxed() const {
-        return unacknowledged < kMostUnacknowledged / 2 && next - oldest < kMostRecords / 2;
-    }
-    bool IsEmpty() const { return next == oldest; }
+    bool IsRelaxed() const { return unacknowledged < kMostUnacknowledged / 2 && Count() < kMostRecords / 2; }
+    bool IsEmpty() const { return Count() == 0; }
     // Takes a record for which there is room. `due`: low bits of the time at which it is to leave, for its
     // age.
     void Push(const LinkRecord& record, std::uint32_t due);
@@ -82,7 +80,7 @@ class SendWindow {
     std::uint32_t LastWritten() const { return lastWritten; }
     // Whether the peer is known to have a record that was written.
     bool PeerHas(std::uint32_t number) const {
-        return Distance(oldest, number) > 0 || IsAcknowledged(At(number));
+        return Distance(ring.Oldest(), number) > 0 || IsAcknowledged(At(number));
     }
     std::uint64_t Repeated() const { return repeated; }
 
@@ -95,9 +93,10 @@ class SendWindow {
         std::uint32_t end = 0;
     };
 
-    StoredRecord& At(std::uint32_t number) { return ring[number & (kMostRecords - 1)]; }
-    const StoredRecord& At(std::uint32_t number) const { return ring[number & (kMostRecords - 1)]; }
+    StoredRecord& At(std::uint32_t number) { return ring.At(number); }
+    const StoredRecord& At(std::uint32_t number) const { return ring.At(number); }
     static bool IsAcknowledged(const StoredRecord& record) { return (record.flags & kAcknowledged) != 0; }
+    std::uint32_t Count() const { return ring.Next() - ring.Oldest(); }
     void Settle(std::uint32_t number);
     bool Write(std::uint64_t now, std::uint32_t number, BodyWriter& body);
     std::uint64_t SinceSent(std::uint64_t now, const StoredRecord& record) const;
@@ -109,13 +108,10 @@ class SendWindow {
     std::uint64_t FirstInterval() const;
     std::uint64_t QuietTime() const;
 
-    // Not zeroed: memory that is never used costs nothing.
-    std::unique_ptr<StoredRecord[]> ring;
+    RecordRing ring;  // from the oldest that is not acknowledged to the next that is pushed
     PieceStore pieces;
     RecordScratch scratch{};
-    std::uint32_t oldest = 0;  // not acknowledged
-    std::uint32_t fresh = 0;   // the first that was never sent
-    std::uint32_t next = 0;    // number of the next that is pushed
+    std::uint32_t fresh = 0;  // the first that was never sent
     std::size_t unacknowledged = 0;
     std::size_t unacknowledgedPieces = 0;
     std::uint32_t lastWritten = 0;

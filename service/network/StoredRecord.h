@@ -12,16 +12,17 @@
 
 namespace vexil {
 
+// Nothing is initialized: of an array of these only what is used takes up memory.
 struct StoredRecord {
-    std::uint32_t due = 0;  // when it is or was to leave, low bits of microseconds
-    std::uint16_t number = 0;
-    std::uint16_t mark = 0;  // of the window that keeps it
-    RecordType type = RecordType::Message;
-    std::uint8_t source = 0;
-    std::uint8_t input = 0;
-    std::uint8_t flags = 0;  // kFirst, kLast, and those of the window that keeps it
+    std::uint32_t due;  // when it is or was to leave, low bits of microseconds
+    std::uint16_t number;
+    std::uint16_t mark;  // of the window that keeps it
+    RecordType type;
+    std::uint8_t source;
+    std::uint8_t input;
+    std::uint8_t flags;  // kFirst, kLast, and those of the window that keeps it
     std::array<std::uint8_t, 4>
-        bytes{};  // a message and its length; else the place in the store and the length
+        bytes;  // a message and its length; else the place in the store and the length
 
     static constexpr std::uint8_t kFirst = 1;
     static constexpr std::uint8_t kLast = 2;
@@ -44,7 +45,7 @@ inline bool HasRoomFor(const LinkRecord& record, const PieceStore& store, std::s
 
 // Keeps a record; there is room for its bytes.
 inline StoredRecord Store(const LinkRecord& record, std::uint32_t due, PieceStore& store) {
-    StoredRecord stored;
+    StoredRecord stored{};
     stored.due = due;
     stored.number = record.number;
     stored.type = record.type;

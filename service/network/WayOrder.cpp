@@ -4,19 +4,16 @@
 
 namespace vexil {
 
-WayOrder::WayOrder()
-    : ways(new Way[kLinkWays]), pool(new Held[kHeldRecords]), pieces(kHeldPieceBytes + kKeptPieceBytes) {
+WayOrder::WayOrder() : pool(new Held[kHeldRecords]), pieces(kHeldPieceBytes + kKeptPieceBytes) {
     Reset();
 }
 
 void WayOrder::Reset() {
-    std::fill_n(ways.get(), kLinkWays, Way{});
+    ways.Clear();
     open.Clear();
     nameNumber = 0;
-    for (std::size_t place = 0; place < kHeldRecords; ++place) {
-        pool[place].next = place + 1 < kHeldRecords ? static_cast<std::uint16_t>(place + 1) : kNone;
-    }
-    firstFree = 0;
+    usedCount = 0;
+    firstFree = kNone;
     freeCount = kHeldRecords;
     readyHead = readyTail = kNone;
     pieces.Clear();
@@ -63,8 +60,12 @@ bool WayOrder::TakeUnordered(const LinkRecord& record, std::uint32_t due) {
 }
 
 std::uint16_t WayOrder::Keep(const LinkRecord& record, std::uint32_t due) {
-    const std::uint16_t place = firstFree;
-    firstFree = pool[place].next;
+    std::uint16_t place = firstFree;
+    if (place == kNone) {
+        place = static_cast<std::uint16_t>(usedCount++);
+    } else {
+        firstFree = pool[place].next;
+    }
     --freeCount;
     pool[place] = {Store(record, due, pieces), kNone};
     return place;

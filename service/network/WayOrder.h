@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 
+#include "service/network/KeptWays.h"
 #include "service/network/LinkCodec.h"
 #include "service/network/PieceStore.h"
 #include "service/network/StoredRecord.h"
@@ -71,9 +72,9 @@ class WayOrder {
         std::uint16_t heldHead = 0;  // the oldest that is held back, plus 1; 0: nothing is held back
         std::uint16_t heldTail = 0;  // the newest, plus 1
     };
-    struct Held {
+    struct Held {  // as StoredRecord, not initialized
         StoredRecord record;
-        std::uint16_t next = 0;
+        std::uint16_t next;
     };
 
     bool TakeUnordered(const LinkRecord& record, std::uint32_t due);
@@ -85,11 +86,12 @@ class WayOrder {
     std::optional<OrderedRecord> EndOneWay();
     std::optional<OrderedRecord> Hear(const StoredRecord& stored);
 
-    std::unique_ptr<Way[]> ways;
+    KeptWays<Way> ways;
     WaySet open;
     std::uint16_t nameNumber = 0;
     std::unique_ptr<Held[]> pool;
-    std::uint16_t firstFree = kNone;
+    std::size_t usedCount = 0;        // of the pool, that were in use at some time
+    std::uint16_t firstFree = kNone;  // of these
     std::size_t freeCount = 0;
     std::uint16_t readyHead = kNone;
     std::uint16_t readyTail = kNone;

@@ -1,7 +1,5 @@
 #include "service/network/WaysIn.h"
 
-#include <algorithm>
-
 #include "service/network/WaysOut.h"
 
 namespace vexil {
@@ -13,16 +11,14 @@ constexpr std::uint32_t kCreditStep = kPieceCredit / 4;
 
 }  // namespace
 
-WaysIn::WaysIn() : ways(new Way[kLinkWays]) {
+WaysIn::WaysIn() : ways({0, kPieceCredit, 0, WayProblem::None}) {
     Begin();
 }
 
 void WaysIn::Begin() {
     window.Reset();
     order.Reset();
-    Way fresh;
-    fresh.limit = kPieceCredit;
-    std::fill_n(ways.get(), kLinkWays, fresh);
+    ways.Clear();
     untold.Clear();
 }
 

@@ -6,9 +6,9 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
+#include "service/network/KeptWays.h"
 #include "service/network/LinkCodec.h"
 #include "service/network/ReceiveWindow.h"
 #include "service/network/WayOrder.h"
@@ -52,7 +52,7 @@ class WaysIn {
 
     ReceiveWindow window;
     WayOrder order;
-    std::unique_ptr<Way[]> ways;
+    KeptWays<Way> ways;
     WaySet untold;
     std::uint64_t tooFarAhead = 0;
 };

@@ -23,12 +23,12 @@ LinkRecord RecordOfWay(RecordType type, std::size_t way) {
 
 }  // namespace
 
-WaysOut::WaysOut() : ways(new Way[kLinkWays]), queue(kQueuedRecords, kQueuedPieceBytes) {}
+WaysOut::WaysOut() : queue(kQueuedRecords, kQueuedPieceBytes) {}
 
 void WaysOut::Begin(std::uint64_t now) {
     Stop();
     up = true;
-    std::fill_n(ways.get(), kLinkWays, Way{});
+    ways.Clear();
     for (std::size_t way = wanted.NextFrom(0); way < kLinkWays; way = wanted.NextFrom(way + 1)) {
         ways[way].onWire = true;
         ways[way].lastDue = now;

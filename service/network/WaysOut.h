@@ -10,11 +10,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "service/engine/MidiParser.h"
 #include "service/network/DueQueue.h"
+#include "service/network/KeptWays.h"
 #include "service/network/LinkCodec.h"
 #include "service/network/SendWindow.h"
 #include "service/network/WayOrder.h"
@@ -88,7 +88,7 @@ class WaysOut {
     void Number(Way& way, LinkRecord record, std::uint64_t due);
     void Reopen(std::uint64_t now);
 
-    std::unique_ptr<Way[]> ways;
+    KeptWays<Way> ways;
     WaySet wanted;
     WaySet cutWays;
     DueQueue queue;
