@@ -40,15 +40,11 @@ class JackProgram : public MidiProgram {
     void WriteAtMostInACycle(std::size_t messages);
     // The next cycle in which there is something to hear waits so long before it is read.
     void BeLateWhenHeard(std::chrono::milliseconds time);
-    // How often any program's own clock has left out a cycle, or a program has heard one cycle twice: the
-    // MIDI system has then lost or repeated what was under way, whoever wrote it.
-    static unsigned Faults() { return faults; }
 
   private:
     bool ConnectByName(const char* source, const char* destination);
     void WaitUntilConnected() const;
     static int Process(jack_nframes_t frames, void* program);
-    void LookForFaults(jack_nframes_t frames);
     void WriteCycle(jack_nframes_t frames);
     void ReadCycle(jack_nframes_t frames);
 
@@ -61,12 +57,6 @@ class JackProgram : public MidiProgram {
     std::size_t mostInACycle = std::numeric_limits<std::size_t>::max();
     Bytes heard;
     std::chrono::milliseconds late{0};
-
-    // The process thread's.
-    jack_nframes_t nextCycle = 0;  // when it begins, by JACK's clock; 0: not known yet
-    Bytes heardBefore;             // in the last cycle
-
-    static inline std::atomic<unsigned> faults{0};
 };
 
 }  // namespace vexil

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tests/service/backends/jack/DirectPair.h"
 #include "tests/service/backends/jack/JackProgram.h"
 #include "tests/service/backends/jack/JackTestServer.h"
 #include "tests/service/backends/jack/OwnSharedMemory.h"
@@ -19,11 +20,12 @@ extern "C" const char* __tsan_default_suppressions() {
 
 namespace {
 
-// Says of each test that failed how often the MIDI system was seen to lose or to repeat a cycle meanwhile.
+// Says of each test that failed how often two programs without the service saw the MIDI system lose or repeat
+// a cycle meanwhile.
 class FaultReport : public ::testing::EmptyTestEventListener {
-    void OnTestStart(const ::testing::TestInfo& /*test*/) override { before = vexil::JackProgram::Faults(); }
+    void OnTestStart(const ::testing::TestInfo& /*test*/) override { before = vexil::DirectPair::Faults(); }
     void OnTestEnd(const ::testing::TestInfo& test) override {
-        if (const unsigned faults = vexil::JackProgram::Faults() - before;
+        if (const unsigned faults = vexil::DirectPair::Faults() - before;
             test.result()->Failed() && faults != 0) {
             ::testing::Test::RecordProperty("faults", static_cast<int>(faults));
         }

@@ -192,6 +192,12 @@ bool JackTestServer::Start() {
             }
         }
     }
+    if (IsPipeWire() && !processes.empty()) {
+        if (pair == nullptr) {
+            pair = std::make_unique<DirectPair>();
+        }
+        pair->Watch(true);
+    }
     return !processes.empty();
 }
 
@@ -217,6 +223,14 @@ void JackTestServer::End() {
     Signal(SIGTERM);
 }
 
+void JackTestServer::Pause() {
+    // What is lost from here on is the test's own doing.
+    if (pair != nullptr) {
+        pair->Watch(false);
+    }
+    Send(SIGSTOP);
+}
+
 void JackTestServer::Send(int number) {
     for (const pid_t process : processes) {
         ::kill(process, number);
@@ -235,6 +249,7 @@ void JackTestServer::Signal(int number) {
         }
     }
     processes.clear();
+    pair.reset();
     if (hasHung) {
         std::fputs("The server hung and was killed.\n", stderr);
         RemoveOwnFiles();

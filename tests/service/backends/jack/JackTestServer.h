@@ -5,8 +5,11 @@
 #include <signal.h>
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "tests/service/backends/jack/DirectPair.h"
 
 namespace vexil {
 
@@ -28,7 +31,7 @@ class JackTestServer {
     // Kills it without warning.
     void Kill();
     // It stands still until Resume, and does not answer.
-    void Pause() { Send(SIGSTOP); }
+    void Pause();
     void Resume() { Send(SIGCONT); }
     // Ends it as a user does. One that hangs is killed after 10 s.
     void End();
@@ -42,6 +45,7 @@ class JackTestServer {
 
     bool synchronous = true;
     std::vector<pid_t> processes;
+    std::unique_ptr<DirectPair> pair;  // on PipeWire while it runs, to tell its faults from the service's
 };
 
 // Whether this process uses PipeWire's libjack: the environment variable VEXIL_TEST_PIPEWIRE says so.

@@ -3,9 +3,9 @@
 
 Runs a JACK test on PipeWire's libjack, with a session bus and a runtime folder of its own. The test starts PipeWire itself.
 Every test runs, and is tried once. PipeWire does not wait for its clients, though: where one gets no processor in time, a cycle
-and what was in it are lost, or heard twice. The tests' music programs see that by themselves, since the clock of their cycles
-jumps or one cycle comes twice. Only a test that failed while they saw it is tried again, twice at the most, and said to have been;
-one that failed without such a fault has failed.
+and what was in it are lost, or heard twice. Beside each test two programs that are connected to each other, and not to the service,
+watch for that: what one of them misses or hears twice is PipeWire's fault. Only a test that failed while they saw it is tried again,
+twice at the most, and said to have been; one that failed without such a fault has failed.
 Exit status: the test's; 77 when this machine lacks something.
 """
 
@@ -38,7 +38,7 @@ def run(environment, results):
                                f"--gtest_output=json:{results}"], env=environment, check=False)
         failed = failures(results)
         for name, faults in failed.items():
-            print(f"Failed: {name}; cycles that PipeWire lost or repeated meanwhile: {faults}", flush=True)
+            print(f"Failed: {name}; cycles that PipeWire meanwhile lost or repeated without the service: {faults}", flush=True)
         if done.returncode == 0 or not failed or 0 in failed.values() or left == 0:
             break
         tests = ":".join(failed)
@@ -47,7 +47,7 @@ def run(environment, results):
 
 
 def failures(results):
-    """The tests that failed, by name, and the faults of PipeWire that each saw; empty when the program did not come to its end."""
+    """The tests that failed, by name, and the faults of PipeWire seen beside each; empty when the program did not come to its end."""
     if not results.exists():
         return {}
     return {f"{suite['name']}.{test['name']}": int(test.get("faults", 0))
