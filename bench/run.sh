@@ -71,6 +71,8 @@ run jack_latency "The time from one music program to another on JACK through the
 clients (synchronous) and on one that does not (asynchronous)." "$bench/jack_latency"
 run jack_throughput "64 ports on JACK with 1,000 messages a second each, for a minute, beside the service with nothing to do." \
     "$bench/jack_throughput"
+run link_numbers "MIDI from one computer to another over loopback, from what the engine delivers here to what the engine takes there, beside bare
+UDP; what 64 busy ports, losses, eight peers, a flood and nothing at all cost." "$bench/link_numbers"
 run "installed size" "What an installation takes, the programs stripped." installed_size
 if [ -n "$record" ]; then
     fresh_status=0
