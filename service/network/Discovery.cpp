@@ -115,9 +115,9 @@ std::vector<NetworkAddress> Discovery::Everybody() const {
     return all;
 }
 
-void Discovery::Push(Pending datagram) {
+void Discovery::Push(const Pending& datagram) {
     if (pending.size() < kMostPending) {
-        pending.push_back(std::move(datagram));
+        pending.push_back(datagram);
     }
 }
 

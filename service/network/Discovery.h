@@ -127,7 +127,7 @@ class Discovery {
     void AskEverybody();
     void AnnounceNow(bool goingAway);
     void Announce(std::uint64_t now);
-    void Push(Pending datagram);
+    void Push(const Pending& datagram);
     void Remember(std::uint64_t now, const Nonce& nonce);
     void TakeComputer(std::uint64_t now, const NetworkAddress& from, const PlainDatagram& read);
     bool IsAsked(std::uint64_t now, const Nonce& nonce) const;

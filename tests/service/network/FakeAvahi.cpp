@@ -97,11 +97,27 @@ void FakeAvahi::SayItem(const char* member, const std::string& name, int interfa
 }
 
 void FakeAvahi::SayNew(const std::string& name, int interface, const char* type, std::uint32_t flags) {
+    Say(bus, name, interface, type, flags);
+}
+
+void FakeAvahi::SayNewAsAnother(const std::string& name, int interface) {
+    sd_bus* another = nullptr;
+    EXPECT_GE(sd_bus_open_system(&another), 0);
+    Say(another, name, interface, kServiceType, 0);
+    // Its answer comes after the bus has passed that on.
+    EXPECT_GE(sd_bus_call_method(another, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
+              0);
+    sd_bus_close_unref(another);
+}
+
+void FakeAvahi::Say(sd_bus* speaker, const std::string& name, int interface, const char* type,
+                    std::uint32_t flags) const {
     sd_bus_message* signal = nullptr;
-    EXPECT_GE(sd_bus_message_new_signal(bus, &signal, kBrowserPath, kBrowser, "ItemNew"), 0);
+    EXPECT_GE(sd_bus_message_new_signal(speaker, &signal, kBrowserPath, kBrowser, "ItemNew"), 0);
     EXPECT_GE(sd_bus_message_append(signal, "iisssu", interface, kIp4, name.c_str(), type, "local", flags),
               0);
-    EXPECT_GE(sd_bus_send_to(bus, signal, client.c_str(), nullptr), 0);
+    EXPECT_GE(sd_bus_send_to(speaker, signal, client.c_str(), nullptr), 0);
     sd_bus_message_unref(signal);
 }
 

@@ -40,8 +40,9 @@ class FakeAvahi {
     bool findsNothing = false;
     // Tells of its state, as when the computer's name changes.
     void ChangeState(int next);
-    // Says anything at all as if it came from the browser, or as another program that is not Avahi.
+    // Says anything at all as if it came from the browser; or another program says so, who is not Avahi.
     void SayNew(const std::string& name, int interface, const char* type, std::uint32_t flags);
+    void SayNewAsAnother(const std::string& name, int interface);
     int Resolved() const { return resolved; }
 
   private:
@@ -53,6 +54,8 @@ class FakeAvahi {
     int Take(sd_bus_message* message);
     int TakeService(sd_bus_message* message);
     int Resolve(sd_bus_message* message) const;
+    void Say(sd_bus* speaker, const std::string& name, int interface, const char* type,
+             std::uint32_t flags) const;
     void SayItem(const char* member, const std::string& name, int interface) const;
 
     sd_bus* bus = nullptr;

@@ -128,6 +128,14 @@ TEST_F(AvahiDiscoveryTest, WhatIsOfAnotherKindOrOfThisComputerIsNoHint) {
     EXPECT_EQ(subject->avahi.Resolved(), 1);
 }
 
+TEST_F(AvahiDiscoveryTest, WhatAnotherProgramSaysInAvahisPlaceIsNotHeard) {
+    Begin(kWish);
+    subject->avahi.SayNewAsAnother("attic", 2);
+    subject->Offer("barn", kBarn);
+    EXPECT_TRUE(Becomes([this] { return Seam().Hints().size() == 1; }));
+    EXPECT_EQ(subject->avahi.Resolved(), 1);
+}
+
 TEST_F(AvahiDiscoveryTest, NoMoreHintsAreKeptThanThereMayBe) {
     Begin(kWish);
     constexpr std::size_t kMost = ServiceDiscovery::kMostHints;
@@ -144,7 +152,9 @@ TEST_F(AvahiDiscoveryTest, NoMoreHintsAreKeptThanThereMayBe) {
 
 TEST_F(AvahiDiscoveryTest, ABusThatWasNotThereIsTriedAgainByALook) {
     AvahiDiscovery discovery;
-    const std::string there = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    const char* const address = getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    ASSERT_NE(address, nullptr);
+    const std::string there = address;
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
     discovery.Set(kWish);
     EXPECT_EQ(discovery.CurrentState(), State::Missing);

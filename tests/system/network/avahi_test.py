@@ -17,6 +17,7 @@ NO_AVAHI = "No Avahi; the driver's own questions find other computers."
 IS_THERE = "Avahi is there; it finds other computers, too.\n"
 # A browse is over after so long.
 BROWSE = 0.3
+IDLE = 1.5
 # Who has not answered by then is no longer listed.
 PATIENCE = 0.6
 cache = sys.argv.pop(2)
@@ -53,6 +54,13 @@ class AvahiTest(network_bed.NetworkTest):
         self.browse(computer)
         self.browse(computer)
         self.wait(lambda: computer.listed() == list(names), f"the list {names} of {computer.name}")
+
+    @staticmethod
+    def rests(computer):
+        """Whether the service does not wake up for a while."""
+        before = running_service.wake_ups(computer.service.pid)
+        time.sleep(IDLE)
+        return running_service.wake_ups(computer.service.pid) == before
 
     def wait_for_avahi(self, computer, times=1):
         self.wait(lambda: computer.service.log().count(IS_THERE) == times, "Avahi on " + computer.name)
@@ -128,6 +136,7 @@ class AvahiTest(network_bed.NetworkTest):
             self.list_at_the_second_browse(self.laptop)
             self.laptop.service.end()
         self.assertFalse([frame for frame in self.world.wire.seen(self.laptop) if b"_vexil3" in frame.content])
+        self.wait(lambda: self.rests(self.studio), "rest beside Avahi")
         self.start(self.laptop)
         self.wait(lambda: any(b"_vexil3" in frame.content for frame in self.world.wire.seen(self.laptop)), "the service on the wire")
 
