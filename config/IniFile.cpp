@@ -9,13 +9,12 @@
 #include <string_view>
 #include <thread>
 
+#include "config/RewriteFiles.h"
 #include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {
 namespace {
-
-constexpr std::chrono::milliseconds kPollInterval{5};
 
 bool IsEmptyName(const char* name) {
     return name == nullptr || *name == '\0';
@@ -45,7 +44,7 @@ bool IniFile::Open(const char* newPath) {
     std::string text;
     Reading reading = ReadOnce(text);
     while (reading == Reading::Overtaken && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(kPollInterval);
+        std::this_thread::sleep_for(kRewritePause);
         reading = ReadOnce(text);
     }
     if (reading == Reading::Overtaken) {

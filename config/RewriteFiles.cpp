@@ -11,11 +11,6 @@
 #include <thread>
 
 namespace vexil {
-namespace {
-
-constexpr std::chrono::milliseconds kPollInterval{5};
-
-}  // namespace
 
 std::optional<std::string> ReadWhole(int descriptor, std::size_t limit) {
     struct stat status {};
@@ -65,7 +60,7 @@ bool LockCopy(const Descriptor& file, std::chrono::steady_clock::time_point dead
             errno = ETIMEDOUT;
             return false;
         }
-        std::this_thread::sleep_for(kPollInterval);
+        std::this_thread::sleep_for(kRewritePause);
     }
     return true;
 }

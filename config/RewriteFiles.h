@@ -11,6 +11,9 @@
 
 namespace vexil {
 
+// Between two looks at a file that another program works on.
+inline constexpr std::chrono::milliseconds kRewritePause{5};
+
 // The content of a plain file; null when it cannot be read, is no plain file or is longer than `limit`.
 std::optional<std::string> ReadWhole(int descriptor, std::size_t limit);
 bool WriteWhole(int descriptor, std::string_view text);

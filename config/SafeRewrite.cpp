@@ -18,7 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kPollInterval{5};
 constexpr int kMaxSetAside = 99;
 constexpr mode_t kCopyPermissions = S_IRUSR | S_IWUSR;
 // The head line of a copy: its fixed part and a file name in hexadecimal.
@@ -211,7 +210,7 @@ bool SafeRewrite::Begin(const char* path, const std::string& newText) {
             LogPrintf("SafeRewrite: not saved, since other saves are under way: %s\n", path);
             return false;
         }
-        std::this_thread::sleep_for(kPollInterval);
+        std::this_thread::sleep_for(kRewritePause);
     }
 }
 

@@ -28,10 +28,6 @@ bool IsPrivate(const NetworkAddress& address) {
     });
 }
 
-std::string Fold(std::string_view name) {
-    return FoldHostName(std::string(name));
-}
-
 }  // namespace
 
 std::string ShortKeyText(const KeyHash& key) {
@@ -66,16 +62,16 @@ Refusal AccessRules::JudgeName(std::string_view name, const KeyHash& key) const 
 }
 
 bool AccessRules::IsPinned(std::string_view name, const ComputerId& id) const {
-    const std::string folded = Fold(name);
+    const std::string folded = FoldHostName(name);
     return std::any_of(list.pins.begin(), list.pins.end(), [&](const RememberedKey& pin) {
-        return ComputerIdOf(pin.key) == id && Fold(pin.name) == folded;
+        return ComputerIdOf(pin.key) == id && FoldHostName(pin.name) == folded;
     });
 }
 
 bool AccessRules::HasPin(std::string_view name) const {
-    const std::string folded = Fold(name);
+    const std::string folded = FoldHostName(name);
     return std::any_of(list.pins.begin(), list.pins.end(),
-                       [&folded](const RememberedKey& pin) { return Fold(pin.name) == folded; });
+                       [&folded](const RememberedKey& pin) { return FoldHostName(pin.name) == folded; });
 }
 
 bool AccessRules::IsBlocked(const KeyHash& key) const {
@@ -97,9 +93,10 @@ bool AccessRules::Pin(std::string_view name, const KeyHash& key, std::uint64_t s
 }
 
 bool AccessRules::Forget(std::string_view name) {
-    const std::string folded = Fold(name);
-    return std::erase_if(list.pins,
-                         [&folded](const RememberedKey& pin) { return Fold(pin.name) == folded; }) > 0;
+    const std::string folded = FoldHostName(name);
+    return std::erase_if(list.pins, [&folded](const RememberedKey& pin) {
+               return FoldHostName(pin.name) == folded;
+           }) > 0;
 }
 
 bool AccessRules::Block(std::string_view name, const KeyHash& key, std::uint64_t since) {

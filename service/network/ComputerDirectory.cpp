@@ -12,10 +12,6 @@ namespace {
 
 constexpr int kBrowses = 2;  // that may go unanswered
 
-std::string Fold(std::string_view name) {
-    return FoldHostName(std::string(name));
-}
-
 }  // namespace
 
 ComputerDirectory::ComputerDirectory(const LocalNames& names, const AccessRules& rules)
@@ -28,7 +24,7 @@ void ComputerDirectory::SetOwn(OwnEntry itself) {
 }
 
 bool ComputerDirectory::IsListedName(std::string_view name) {
-    if (!IsComputerName(name) || Fold(name).empty()) {
+    if (!IsComputerName(name) || FoldHostName(name).empty()) {
         return false;
     }
     // Bytes that are no UTF-8 are shown as they are; U+0080 to U+009F act on terminals.
@@ -233,7 +229,7 @@ void ComputerDirectory::SetKept(const ComputerId& id, bool isKept, bool isConnec
 void ComputerDirectory::Rename() {
     std::map<std::string, std::vector<ComputerEntry*>> groups;
     for (auto& [id, known] : computers) {
-        groups[Fold(known.entry.name)].push_back(&known.entry);
+        groups[FoldHostName(known.entry.name)].push_back(&known.entry);
     }
     byName.clear();
     for (auto& [folded, group] : groups) {
@@ -252,16 +248,16 @@ void ComputerDirectory::Rename() {
         for (ComputerEntry* entry : group) {
             const auto numbered = [&] { return entry->name + "-" + std::to_string(number++); };
             entry->shown = numbered();
-            while (byName.count(Fold(entry->shown)) > 0 || localNames.Contains(entry->shown)) {
+            while (byName.count(FoldHostName(entry->shown)) > 0 || localNames.Contains(entry->shown)) {
                 entry->shown = numbered();
             }
-            byName[Fold(entry->shown)] = entry->id;
+            byName[FoldHostName(entry->shown)] = entry->id;
         }
     }
 }
 
 const ComputerEntry* ComputerDirectory::Find(std::string_view name) const {
-    const auto found = byName.find(Fold(name));
+    const auto found = byName.find(FoldHostName(name));
     return found == byName.end() ? nullptr : FindId(found->second);
 }
 
@@ -299,10 +295,10 @@ std::vector<const ComputerEntry*> ComputerDirectory::List(std::size_t bytes, std
 std::vector<std::string> ComputerDirectory::SharedNames() const {
     std::map<std::string, std::pair<std::string, int>> counts;
     if (!own.name.empty()) {
-        counts[Fold(own.name)] = {own.name, 1};
+        counts[FoldHostName(own.name)] = {own.name, 1};
     }
     for (const auto& [id, known] : computers) {
-        auto& count = counts[Fold(known.entry.name)];
+        auto& count = counts[FoldHostName(known.entry.name)];
         count.first = known.entry.name;
         ++count.second;
     }

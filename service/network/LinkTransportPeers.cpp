@@ -196,7 +196,7 @@ void LinkTransport::JudgePeersAgain(std::uint64_t now) {
 
 // Who is wanted and not up, by a key, an address or a name of the peer.
 LinkTransport::Computer* LinkTransport::ComputerFor(const Peer& peer) {
-    const std::string name = FoldHostName(std::string(peer.link.Association().PeerName()));
+    const std::string name = FoldHostName(peer.link.Association().PeerName());
     const std::optional<KeyHash> key = peer.link.SessionKey();
     for (const auto& computer : computers) {
         if (!computer) {

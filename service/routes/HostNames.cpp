@@ -1,7 +1,6 @@
 #include "service/routes/HostNames.h"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace vexil {
@@ -21,7 +20,8 @@ std::vector<std::string> WithLocalHost(std::vector<std::string> names) {
 
 }  // namespace
 
-std::string FoldHostName(std::string name) {
+std::string FoldHostName(std::string_view text) {
+    std::string name(text);
     // Letters beyond ASCII are as they are: the names of hosts have no case rules for them.
     std::transform(name.begin(), name.end(), name.begin(), [](char character) {
         return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;

@@ -2,13 +2,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vexil {
 
 // A host name in the form in which names compare: without regard to case, a trailing dot or a trailing
 // ".local".
-std::string FoldHostName(std::string name);
+std::string FoldHostName(std::string_view name);
 
 // The names under which one computer is a target or a source, compared by FoldHostName. The empty name is
 // never among them.

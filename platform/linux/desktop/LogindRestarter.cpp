@@ -9,9 +9,9 @@
 namespace vexil {
 namespace {
 
-constexpr const char* kService = "org.freedesktop.login1";
-constexpr const char* kObject = "/org/freedesktop/login1";
-constexpr const char* kInterface = "org.freedesktop.login1.Manager";
+constexpr const char* kLogindService = "org.freedesktop.login1";
+constexpr const char* kLogindObject = "/org/freedesktop/login1";
+constexpr const char* kLogindInterface = "org.freedesktop.login1.Manager";
 // The panel asks once and does not prompt for a password: the request comes without a window of its own.
 constexpr int kInteractive = 0;
 constexpr std::chrono::milliseconds kPatience{2000};
@@ -75,7 +75,8 @@ std::int32_t LogindRestarter::MakeEvent(std::uint32_t eventId) {
         return ENOTCONN;
     }
     sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(bus.get(), &call, kService, kObject, kInterface, "Reboot");
+    int result = sd_bus_message_new_method_call(bus.get(), &call, kLogindService, kLogindObject,
+                                                kLogindInterface, "Reboot");
     if (result < 0) {
         return ErrorOf(result);
     }

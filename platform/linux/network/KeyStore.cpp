@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kLongestFile = 2U << 20;
 constexpr std::chrono::milliseconds kLockPatience{2000};
-constexpr int kAttempts = 10;  // at a file that is replaced while it is read
+constexpr int kReadings = 10;  // at a file that is replaced while it is read
 
 std::string Sentence(const FileFailure& failure) {
     return std::string(failure.operation) + ": " +
@@ -42,7 +42,7 @@ KeyStore::Read KeyStore::ReadText(const std::string& name, std::string& text) {
         return Read::Missing;
     }
     const std::string path = place.folder + "/" + name;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kReadings; ++attempt) {
         struct stat status {};
         if (lstat(path.c_str(), &status) != 0) {
             if (errno == ENOENT || errno == ENOTDIR) {

@@ -26,7 +26,7 @@ namespace {
 // As much as the kernel ever puts into one message of a list.
 constexpr std::size_t kBufferSize = 65536;
 // Lists that change while they are read are read again, this often at most.
-constexpr int kAttempts = 10;
+constexpr int kDumps = 10;
 
 using Found = std::vector<NetworkInterface>;
 
@@ -194,7 +194,7 @@ void NetlinkInterfaces::Load() {
     const Descriptor asking(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
     Answer answer = asking.IsOpen() ? Answer::Changing : Answer::Failed;
     Found found;
-    for (int attempt = 0; attempt < kAttempts && answer == Answer::Changing; ++attempt) {
+    for (int attempt = 0; attempt < kDumps && answer == Answer::Changing; ++attempt) {
         found.clear();
         answer = Ask(asking, RTM_GETLINK, [&](const nlmsghdr* message) {
             if (message->nlmsg_type == RTM_NEWLINK) {

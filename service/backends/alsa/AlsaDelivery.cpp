@@ -18,13 +18,6 @@ constexpr std::uint64_t kLastLook = 1'000'000'000;
 // The most that a message takes which puts a reader right: the end of a system exclusive.
 constexpr std::size_t kCellsOfEnd = 2;
 
-template <class Each>
-void ForEachIn(const AlsaReaders::Clients& set, Each each) {
-    for (std::size_t number = set._Find_first(); number < set.size(); number = set._Find_next(number)) {
-        each(number);
-    }
-}
-
 // The first piece of a system exclusive, or another message.
 bool BeginsMessage(std::span<const std::uint8_t> bytes) {
     return bytes.front() >= 0x80 && bytes.front() != kEndOfExclusive;
@@ -68,7 +61,7 @@ void AlsaDelivery::Send(int port, snd_seq_event_t& event, bool begins) {
                 client.SendTo(event, kFirstInputPort + port, address);
             }
         }
-        ForEachIn(readers.LeftBehind(), [&](std::size_t reader) {
+        AlsaReaders::ForEachIn(readers.LeftBehind(), [&](std::size_t reader) {
             if (begins && readers.Reads(port, static_cast<int>(reader))) {
                 lateness.Miss(reader);
             }
@@ -99,7 +92,7 @@ void AlsaDelivery::NoteLeftBehind() const {
         return;
     }
     known = readers.LeftBehind();
-    ForEachIn(changed, [this](std::size_t reader) {
+    AlsaReaders::ForEachIn(changed, [this](std::size_t reader) {
         const bool isLeft = known.test(reader);
         if (isLeft) {
             lateness.Leave(reader);
@@ -162,7 +155,7 @@ void AlsaDelivery::TakeUpReaders() {
     if (payee != kNobody) {
         TakeUp(payee);
     }
-    ForEachIn(before, [this](std::size_t reader) {
+    AlsaReaders::ForEachIn(before, [this](std::size_t reader) {
         const auto number = static_cast<int>(reader);
         if (!hasPaid && number != payee && readers.IsLeftBehind(number) && readers.HasCaughtUp(number)) {
             TakeUp(number);

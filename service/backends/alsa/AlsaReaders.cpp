@@ -36,13 +36,6 @@ std::size_t ReserveOf(std::size_t total) {
     return std::min(kMost, total / 8);
 }
 
-template <class Each>
-void ForEachIn(const AlsaReaders::Clients& set, Each each) {
-    for (std::size_t number = set._Find_first(); number < set.size(); number = set._Find_next(number)) {
-        each(number);
-    }
-}
-
 }  // namespace
 
 AlsaReaders::AlsaReaders(const RoomSource& source) : rooms(source) {

@@ -34,6 +34,13 @@ class AlsaReaders {
     static constexpr std::size_t kMostReaders = 256;
 
     using Clients = std::bitset<kAlsaClients>;
+    // Calls each(number) for every client of the set, in their order.
+    template <class Each>
+    static void ForEachIn(const Clients& set, Each each) {
+        for (std::size_t number = set._Find_first(); number < set.size(); number = set._Find_next(number)) {
+            each(number);
+        }
+    }
 
     // Answers how much room a client has; null when there is no such client. Outlives this object.
     class RoomSource {

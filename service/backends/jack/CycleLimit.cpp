@@ -1,5 +1,6 @@
 #include "service/backends/jack/CycleLimit.h"
 
+#include <chrono>
 #include <ctime>
 
 namespace vexil {
@@ -7,10 +8,10 @@ namespace vexil {
 namespace {
 
 std::uint64_t ProcessorTime() {
-    constexpr std::uint64_t kSecond = 1'000'000'000;
     std::timespec time{};
     ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<std::uint64_t>(time.tv_sec) * kSecond + static_cast<std::uint64_t>(time.tv_nsec);
+    return static_cast<std::uint64_t>(
+        (std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec)).count());
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace vexil {
 namespace {
 
 // The engine's times go on from those by which it was driven while there was no JACK.
-std::uint64_t Now() {
+std::uint64_t SteadyTime() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<std::uint64_t>(std::chrono::nanoseconds(now).count());
 }
@@ -28,9 +28,9 @@ std::uint64_t BeginOfCycle(jack_client_t* client) {
     jack_time_t next = 0;
     float period = 0;
     if (jack_get_cycle_times(client, &frames, &begin, &next, &period) != 0) {
-        return Now();
+        return SteadyTime();
     }
-    return Now() - 1000 * (jack_get_time() - begin);
+    return SteadyTime() - 1000 * (jack_get_time() - begin);
 }
 
 // PipeWire's library takes as much as JACK's and packs it into 32 KiB behind the callback. What does not fit
@@ -62,7 +62,7 @@ JackProcess::JackProcess(Engine& served, jack_client_t* jackClient, int wakeDesc
       wake(wakeDescriptor),
       pulse(jackPulse),
       isPipeWire(RunsOnPipeWire()),
-      clock(jack_get_sample_rate(jackClient), Now()) {}
+      clock(jack_get_sample_rate(jackClient), SteadyTime()) {}
 
 void JackProcess::SetPort(int port, bool output, jack_port_t* jackPort) {
     const auto index = static_cast<std::size_t>(port);
