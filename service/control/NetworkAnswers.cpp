@@ -1,6 +1,7 @@
 #include "service/control/NetworkAnswers.h"
 
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "driver/ControlChannel.h"
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "shared/System/svString.h"
 #include "shared/System/svStringCheck.h"

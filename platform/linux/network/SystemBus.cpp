@@ -5,6 +5,7 @@
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace vexil {
