@@ -10,6 +10,10 @@ target_compile_options(vexil_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   target_compile_options(vexil_options INTERFACE -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND VEXIL_COMPILE_TOGETHER)
+  # A type that is defined in a source may have members of that source's own: GCC warns of it in every file but the one it compiles.
+  target_compile_options(vexil_options INTERFACE -Wno-subobject-linkage)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Clang takes the zero of a defaulted <=> for one of ours; GCC, which compiles the same sources, warns of ours alone.
   target_compile_options(vexil_options INTERFACE -Wno-zero-as-null-pointer-constant)
@@ -45,7 +49,8 @@ if(VEXIL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
 endif()
 
 # vexil_precompiled(TARGET [HEADERS]): compiles the target with a header that is compiled once, where VEXIL_PRECOMPILE asks for it.
-# HEADERS is plain or qt. The other builds compile every source without, and so see an include that is missing.
+# HEADERS is plain or qt. The other builds compile every source without, and so see an include that is missing, as does
+# tests/house/check_own_includes.py.
 function(vexil_precompiled target)
   set(headers vexil_plain_headers)
   if(ARGV1 STREQUAL "qt")
@@ -90,10 +95,25 @@ function(vexil_busy)
   endif()
 endfunction()
 
-# vexil_library(NAME SOURCES... [LIBRARIES ...]): one static library of a room.
+# vexil_together(TARGET tests|libraries [APART source...]): compiles several sources of the target as one where VEXIL_COMPILE_TOGETHER
+# names their kind.
+function(vexil_together target kind)
+  cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "APART")
+  if(kind IN_LIST VEXIL_COMPILE_TOGETHER)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
+    if(arg_APART)
+      set_source_files_properties(${arg_APART} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+    endif()
+  endif()
+endfunction()
+
+# vexil_library(NAME SOURCES... [APART ...] [LIBRARIES ...]): one static library of a room. Its sources are compiled eight at a time
+# where VEXIL_COMPILE_TOGETHER asks for it: no two of them may define the same name in their unnamed namespaces. Sources that stand
+# behind APART are always compiled one by one, since a system header that they include spoils others.
 function(vexil_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
-  add_library(${name} STATIC ${arg_SOURCES})
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;APART;LIBRARIES")
+  add_library(${name} STATIC ${arg_SOURCES} ${arg_APART})
+  vexil_together(${name} libraries APART ${arg_APART})
   target_link_libraries(${name} PUBLIC vexil_options ${arg_LIBRARIES})
   if("Qt6::Widgets" IN_LIST arg_LIBRARIES OR "vexil_platform_qt" IN_LIST arg_LIBRARIES)
     vexil_precompiled(${name} qt)
