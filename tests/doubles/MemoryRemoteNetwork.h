@@ -17,15 +17,22 @@ class MemoryRemoteNetwork : public RemoteNetwork {
     RemoteAnswer Find(const RemoteWish& wish) const override {
         const bool isWanted = std::find(wishes.ways.begin(), wishes.ways.end(), wish) != wishes.ways.end();
         const auto found = answers.find(wish.computer);
-        return isWanted && found != answers.end()
+        return isWanted && !stopped && found != answers.end()
                    ? found->second
                    : RemoteAnswer{0, "The computer \"" + wish.computer + "\" cannot be reached.", false};
     }
     bool IsThisComputer(const std::string& text) const override { return own.contains(text); }
-    std::uint16_t Port() const override { return status.port; }
+    std::uint16_t Port() const override { return stopped ? std::uint16_t{0} : status.port; }
     std::vector<HostRecord> Computers() const override { return computers; }
     void Browse() override { ++browses; }
-    RemoteStatus Status() const override { return status; }
+    RemoteStatus Status() const override {
+        RemoteStatus told = status;
+        if (stopped) {
+            told.port = 0;
+            told.sessions.clear();
+        }
+        return told;
+    }
     std::string Command(const std::vector<std::string>& words) override {
         commands.push_back(words);
         return answerToCommands;
