@@ -330,10 +330,8 @@ void AvahiDiscovery::TakeItem(sd_bus_message* signal, bool isNew) {
     const char* name = "";
     const char* type = "";
     const char* domain = "";
-    std::uint32_t flags = 0;
-    if (sd_bus_message_read(signal, "iisssu", &item.interface, &item.protocol, &name, &type, &domain,
-                            &flags) < 0 ||
-        TextOf(type) != kServiceType || (flags & (kResultIsLocal | kResultIsOurOwn)) != 0) {
+    if (sd_bus_message_read(signal, "iisss", &item.interface, &item.protocol, &name, &type, &domain) < 0 ||
+        TextOf(type) != kServiceType) {
         return;
     }
     item.name = name;
@@ -385,9 +383,13 @@ void AvahiDiscovery::TakeAddress(const Item& item, sd_bus_message* answer) {
     std::int32_t interface = 0;
     const char* address = "";
     std::uint16_t port = 0;
+    std::uint32_t flags = 0;
+    // Who has a name may change while the browser goes on showing it, so only the look-up tells whose it is.
     if (sd_bus_message_is_method_error(answer, nullptr) <= 0 &&
         sd_bus_message_read(answer, "iissssisq", &interface, nullptr, nullptr, nullptr, nullptr, nullptr,
-                            nullptr, &address, &port) >= 0) {
+                            nullptr, &address, &port) >= 0 &&
+        sd_bus_message_skip(answer, "aay") >= 0 && sd_bus_message_read(answer, "u", &flags) >= 0 &&
+        (flags & (kResultIsLocal | kResultIsOurOwn)) == 0) {
         const std::optional<NetworkAddress> read = ParseAddress(address);
         if (read && port != 0 && interface > 0) {
             next = read->WithPort(port).WithInterface(static_cast<std::uint32_t>(interface));

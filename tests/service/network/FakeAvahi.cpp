@@ -19,6 +19,7 @@ constexpr const char* kBrowserPath = "/Client0/ServiceBrowser1";
 constexpr int kIp4 = 0;
 constexpr int kIp6 = 1;
 constexpr int kAny = -1;
+constexpr std::uint32_t kLocalAndOurOwn = 8 | 16;
 
 bool Is(sd_bus_message* message, const char* interface, const char* member) {
     return sd_bus_message_is_method_call(message, interface, member) > 0;
@@ -153,15 +154,17 @@ int FakeAvahi::Resolve(sd_bus_message* message) const {
     const char* name = "";
     ++resolved;
     EXPECT_GE(sd_bus_message_read(message, "iis", &interface, &protocol, &name), 0);
+    const bool isOwn = published && published->name == name;
     const auto offer = offers.find(name);
-    if (offer == offers.end() || findsNothing) {
+    if (!isOwn && (offer == offers.end() || findsNothing)) {
         return sd_bus_reply_method_errorf(message, "org.freedesktop.Avahi.TimeoutError", "Timeout reached");
     }
-    const NetworkAddress& address = offer->second;
+    const NetworkAddress address = isOwn ? NetworkAddress::V4({10, 0, 0, 1}, published->port) : offer->second;
+    const std::uint32_t flags = isOwn ? kLocalAndOurOwn : 0;
     sd_bus_message* answer = nullptr;
     EXPECT_GE(sd_bus_message_new_method_return(message, &answer), 0);
     EXPECT_GE(sd_bus_message_append(answer, "iissssisqaayu", interface, protocol, name, kServiceType, "local",
-                                    "host.local", protocol, address.Text().c_str(), address.port, 0, 0U),
+                                    "host.local", protocol, address.Text().c_str(), address.port, 0, flags),
               0);
     const int sent = sd_bus_send(bus, answer, nullptr);
     sd_bus_message_unref(answer);
@@ -215,6 +218,7 @@ int FakeAvahi::Take(sd_bus_message* message) {
     }
     if (Is(message, kGroup, "Commit")) {
         published = added;
+        SayNew(published->name, 2, kServiceType, kLocalAndOurOwn);
         return sd_bus_reply_method_return(message, "");
     }
     if (Is(message, kGroup, "Reset")) {

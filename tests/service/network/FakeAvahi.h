@@ -29,6 +29,7 @@ class FakeAvahi {
     // What is published now, on every interface of it.
     const std::optional<ServiceWish>& Published() const { return published; }
     void Offer(const std::string& name, const NetworkAddress& address);
+    void OfferUntold(const std::string& name, const NetworkAddress& address) { offers[name] = address; }
     void Withdraw(const std::string& name);
     // It leaves the bus, and forgets everything; it comes back.
     void Go();
