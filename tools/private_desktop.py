@@ -42,7 +42,7 @@ def obstacle():
     return ""
 
 
-def wait_until(condition, seconds=10.0, what="the condition"):
+def wait_until(condition, seconds=30.0, what="the condition"):
     """The first true result of `condition`, asked again and again. Raises TimeoutError after `seconds`."""
     end = time.monotonic() + seconds
     while True:

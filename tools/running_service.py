@@ -28,6 +28,7 @@ CONTROL = "vexil3/com.sonavert.driver.vexil3"
 ATTACH, SET, GET, STATUS, RELOAD, NETWORK = 1, 2, 3, 4, 5, 6
 UNIT = 175
 LONGEST_DATA = 65536
+PATIENCE = 30.0  # seconds; a busy computer is slow
 # Where a system-wide installation keeps what it shares: a service on such a machine uses these folders.
 SYSTEM_WIDE = ("/run/vexil3", "/var/lib/vexil3/preferences")
 
@@ -42,7 +43,7 @@ def request(sequence, kind, number=0, length=None, payload=b""):
 class Client:
     """One connection."""
 
-    def __init__(self, path, seconds=5.0):
+    def __init__(self, path, seconds=PATIENCE):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
         self.socket.settimeout(seconds)
         self.socket.connect(str(path))
@@ -118,7 +119,7 @@ class Surroundings:
         self.notify.close()
         shutil.rmtree(self.folder, ignore_errors=True)
 
-    def heard(self, text, seconds=10.0):
+    def heard(self, text, seconds=PATIENCE):
         """Waits for a message to the service manager that holds `text`, and returns it."""
         end = time.monotonic() + seconds
         while select.select([self.notify], [], [], max(0.0, end - time.monotonic()))[0]:
@@ -170,12 +171,12 @@ class Service:
     def end(self, number=signal.SIGTERM):
         """Ends the service and returns its exit status."""
         self.process.send_signal(number)
-        return self.process.wait(10)
+        return self.process.wait(PATIENCE)
 
     def kill(self):
         if self.process.poll() is None:
             self.process.kill()
-        self.process.wait(10)
+        self.process.wait(PATIENCE)
 
 
 class ServiceTest(unittest.TestCase):
@@ -199,7 +200,7 @@ class ServiceTest(unittest.TestCase):
         return client
 
 
-def wait_until(condition, seconds=10.0):
+def wait_until(condition, seconds=PATIENCE):
     end = time.monotonic() + seconds
     while not condition():
         if time.monotonic() > end:

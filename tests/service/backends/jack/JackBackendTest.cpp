@@ -324,7 +324,7 @@ TEST_F(JackBackendTest, AServerThatComesAfterTheStartIsTakenUp) {
     EXPECT_FALSE(late.IsRunning());
     EXPECT_NE(late.Problem(), "");
     subject->ReturnSystem();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!late.IsRunning() && std::chrono::steady_clock::now() < end) {
         pollfd event{late.EventDescriptor(), POLLIN, 0};
         ::poll(&event, 1, late.EventTimeout() < 0 ? 100 : late.EventTimeout());
@@ -450,7 +450,8 @@ std::chrono::milliseconds LongestCall(MidiBackend& backend, std::chrono::millise
 TEST_F(JackBackendTest, NoCallWaitsForAServerThatStandsStill) {
     Publish({{0, true, "Before", false}});
     subject->server.Pause();
-    EXPECT_LT(LongestCall(Backend(), std::chrono::seconds(3)), std::chrono::milliseconds(100));
+    // A call that waits comes back when the server goes on. On a busy computer any call may take 100 ms.
+    EXPECT_LT(LongestCall(Backend(), std::chrono::seconds(3)), std::chrono::milliseconds(1000));
     EXPECT_THAT(Backend().Problem(), ::testing::MatchesRegex("JACK does not answer since ..:..:..\\."));
     subject->server.Resume();
     EXPECT_TRUE(Eventually([&] { return Backend().Problem().empty() || !Backend().IsRunning(); }));
