@@ -190,7 +190,7 @@ void LinkPeer::HandleTimeout(std::uint64_t now) {
             GoOn(now, slot);
         }
     }
-    if (!association.IsUp() || needed || association.HasWays()) {
+    if (!association.IsUp() || IsUsed()) {
         usedAt = now;
     } else if (now - usedAt >= kUnusedFor) {
         association.SayBye({ByeReason::Unused, Refusal::None});
@@ -200,6 +200,13 @@ void LinkPeer::HandleTimeout(std::uint64_t now) {
         const LinkAddress address = Find(carrier)->address;
         Open(now, sealing.Call(), address);
     }
+}
+
+// Whether the other computer needs it is not known here: whoever called says when it is over.
+bool LinkPeer::IsUsed() const {
+    const Slot* slot = SendingSlot();
+    const bool hasCalled = slot != nullptr && slot->session->Role() == SessionRole::Caller;
+    return needed || association.HasWays() || !hasCalled;
 }
 
 // The caller renews; the called does so an hour later, when the caller did not. Null while another session is

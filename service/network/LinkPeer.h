@@ -78,7 +78,7 @@ class LinkPeer {
     // the later one stands, for the earlier may be of a computer that has started again.
     bool StandsAgainst(const LinkPeer& later, std::uint64_t upSince) const;
     // Whether the peer is needed though no way leads there: an input listens to it by name. One that is up,
-    // is not needed, and has had no way for 30 s gets a bye.
+    // was called by this computer, is not needed, and has had no way for 30 s gets a bye.
     void SetNeeded(bool isNeeded) { needed = isNeeded; }
     // When the peer, if it is needed, is to be called.
     CallSchedule& Calls() { return calls; }
@@ -104,6 +104,7 @@ class LinkPeer {
     void GoOn(std::uint64_t now, Slot& slot);
     void Introduce(std::uint64_t now, Slot& slot);
     void TryRoaming(const Slot& slot, const LinkAddress& address);
+    bool IsUsed() const;
     std::optional<std::uint64_t> RenewalDue() const;
 
     Mediator& mediator;

@@ -318,6 +318,22 @@ TEST(LinkPeer, OneThatNobodyUsesForHalfAMinuteGetsABye) {
     }
 }
 
+TEST(LinkPeer, OneThatItsCallerNeedsStaysThoughTheOtherDoesNot) {
+    PeerWorld world;
+    world.computers[0].peer->SetNeeded(true);
+    world.Call(0);
+    world.Exchange();
+    ASSERT_TRUE(world.BothUp());
+    for (Computer& computer : world.computers) {
+        computer.peer->Association().EndWay(world.now, 3, 4);
+    }
+    world.Pass(100 * kSecond, 100'000);
+    EXPECT_TRUE(world.BothUp());
+    for (const Computer& computer : world.computers) {
+        EXPECT_EQ(computer.CountOf(Kind::Ended), 0);
+    }
+}
+
 TEST(LinkPeer, CallsAreMadeAtGrowingIntervals) {
     CallSchedule calls;
     calls.Begin(0);
