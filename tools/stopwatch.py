@@ -24,4 +24,8 @@ class Stopwatch:
     def free(self):
         """Of the elapsed seconds, those in which a processor was free. Whoever waits for anything but a processor lets them pass; on
         a computer where other programs take all processors there are none. Of several processors one that is free is enough."""
-        return min(self.elapsed(), _free() - self.free_before)
+        return self.free_until(time.monotonic())
+
+    def free_until(self, moment):
+        """The same of the time until a moment of the monotonic clock that has just passed."""
+        return min(moment - self.begin, _free() - self.free_before)

@@ -29,8 +29,12 @@ std::uint64_t Now() {
 MusicClient::MusicClient(const std::string& name, std::size_t writerCount, std::size_t readerCount,
                          int wakeDescriptor)
     : wake(wakeDescriptor), writers(writerCount), readers(readerCount) {
-    jack_status_t status{};
-    client = jack_client_open(name.c_str(), JackNoStartServer, &status);
+    // JACK on a busy computer now and then opens none while another program comes.
+    constexpr int kAttempts = 20;
+    for (int attempt = 0; client == nullptr && attempt < kAttempts; ++attempt) {
+        std::this_thread::sleep_for(10 * attempt * kLook);
+        client = jack_client_open(name.c_str(), JackNoStartServer, nullptr);
+    }
     if (client == nullptr) {
         return;
     }

@@ -9,6 +9,7 @@ import time
 
 import network_bed
 from network_bed import hearing, is_release, note_off, note_on
+from stopwatch import Stopwatch
 
 CHORD = (note_on(60), note_on(64), note_on(67))
 LATER = note_on(72)
@@ -38,13 +39,14 @@ class OutageTest(network_bed.NetworkTest):
         return players
 
     def wait_note(self, player, port, since, what):
-        """Plays a note again and again, as a person would, until it is heard; checks when."""
+        """Plays a note again and again, as a person would, until it is heard; checks how much time in which a processor was free
+        that took since a stopwatch was started."""
         self.heard.forget()
         def is_heard():
             player.play(TEST, NOTE, note_off(48))
             return NOTE in self.heard.messages(port)
         self.wait(is_heard, "a note of " + what)
-        self.assert_within(BACK, self.heard.at(port)[0][0] - since, what + " is heard again")
+        self.assert_within(BACK, since.free_until(self.heard.at(port)[0][0]), what + " is heard again")
 
     def test_half_a_second_without_the_cable_ends_nothing_and_loses_nothing(self):
         laptop, = self.hold_chords("laptop")
@@ -82,19 +84,19 @@ class OutageTest(network_bed.NetworkTest):
 
         self.heard.forget()
         time.sleep(max(0.0, fell_silent + 3.0 - time.monotonic()))
-        back = time.monotonic()
+        back = Stopwatch()
         unplugged.plug_in()
         self.wait_note(unplugged, 0, back, "the unplugged computer")
-        back = time.monotonic()
+        back = Stopwatch()
         carrierless.set_carrier(True)
         self.wait_note(carrierless, 1, back, "the computer that knew of it")
         killed.start_service("--network", "on")
-        back = time.monotonic()
+        back = Stopwatch()
         killed.open_test(TEST, "studio", 3)
         self.wait_note(killed, 3, back, "the killed computer")
         time.sleep(max(0.0, fell_silent + 5.0 - time.monotonic()))
         self.heard.forget()
-        back = time.monotonic()
+        back = Stopwatch()
         stopped.service.process.send_signal(signal.SIGCONT)
         self.wait_note(stopped, 2, back, "the stopped computer")
         # Nothing old is played at a return.
@@ -113,20 +115,20 @@ class OutageTest(network_bed.NetworkTest):
         studio.service.kill()
         self.wait(lambda: laptop.session("studio")["state"] == "lost", "the laptop notices")
         studio.start_service("--network", "on")
-        back = time.monotonic()
+        back = Stopwatch()
         while studio.status()["ports"][0]["input"]["messages"] == 0:
             laptop.play(TEST, NOTE, note_off(48))
             time.sleep(0.005)
-        self.assert_within(BACK, time.monotonic() - back, "the first note")
+        self.assert_within(BACK, back.free(), "the first note")
 
     def test_a_computer_that_ends_in_order_is_let_go_and_out_of_the_list_at_once(self):
         laptop, = self.hold_chords("laptop")
         self.wait(lambda: self.studio.listed() == ["laptop"], "the list")
-        begin = time.monotonic()
+        begin = Stopwatch()
         laptop.service.process.send_signal(signal.SIGTERM)
         gone = self.wait(lambda: self.studio.listed() == [], "the list without the laptop")
-        self.assert_within(0.1, self.heard.wait_released(0, CHORD)[1] - begin, "the release")
-        self.assert_within(0.5, gone - begin, "gone from the list")
+        self.assert_within(0.1, begin.free_until(self.heard.wait_released(0, CHORD)[1]), "the release")
+        self.assert_within(0.5, begin.free_until(gone), "gone from the list")
         self.assertEqual(laptop.service.process.wait(10), 0)
 
 
