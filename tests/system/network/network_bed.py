@@ -25,6 +25,11 @@ LATER_ON_JACK = 2 * FRAMES / 48000
 music_program = None
 
 
+def on_channel(channel, *messages):
+    """Channel messages, on another channel."""
+    return tuple(bytes((message[0] & 0xF0 | channel, *message[1:])) for message in messages)
+
+
 def note_on(key, channel=0):
     return bytes((0x90 | channel, key, 100))
 
@@ -63,15 +68,17 @@ def hearing(*ports):
 
 
 class Heard:
-    """What a music program hears at each of its inputs."""
+    """What a music program hears at each of its inputs; on one channel alone if that is given."""
 
-    def __init__(self, program):
+    def __init__(self, program, channel=None):
         self.program = program
+        self.channel = channel
 
     def at(self, port):
         """What was heard at an input, as (time, message)."""
         with self.program.lock:
-            return [(when, message) for reader, when, message in self.program.kept if reader == port]
+            return [(when, message) for reader, when, message in self.program.kept
+                    if reader == port and self.channel in (None, message[0] & 0x0F)]
 
     def messages(self, port):
         return [message for _, message in self.at(port)]
