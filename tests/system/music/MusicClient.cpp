@@ -64,18 +64,20 @@ bool MusicClient::ServerHasGone() const {
 }
 
 bool MusicClient::Connect(const std::string& from, const std::string& to) {
-    const int result = jack_connect(client, from.c_str(), to.c_str());
-    if (result != 0 && result != EEXIST) {
-        return false;
-    }
     const auto latest = std::chrono::steady_clock::now() + kLongestConnecting;
-    while (jack_port_connected_to(jack_port_by_name(client, from.c_str()), to.c_str()) != 1) {
-        if (std::chrono::steady_clock::now() > latest) {
+    // JACK refuses a port of a client that has only just come, and carries nothing over a connection before
+    // it is told of.
+    while (jack_port_t* source = jack_port_by_name(client, from.c_str())) {
+        if (jack_port_by_name(client, to.c_str()) == nullptr || std::chrono::steady_clock::now() > latest) {
             return false;
+        }
+        const int result = jack_connect(client, from.c_str(), to.c_str());
+        if ((result == 0 || result == EEXIST) && jack_port_connected_to(source, to.c_str()) == 1) {
+            return true;
         }
         std::this_thread::sleep_for(kLook);
     }
-    return true;
+    return false;
 }
 
 bool MusicClient::Disconnect(const std::string& from, const std::string& to) {

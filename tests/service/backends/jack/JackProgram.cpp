@@ -69,7 +69,12 @@ bool JackProgram::ReadFrom(const std::string& address) {
 }
 
 bool JackProgram::ConnectByName(const char* source, const char* destination) {
-    const int result = jack_connect(client, source, destination);
+    // A busy server may not answer in time, and may by then have made the connection.
+    constexpr int kAttempts = 5;
+    int result = -1;
+    for (int attempt = 0; result != 0 && result != EEXIST && attempt < kAttempts; ++attempt) {
+        result = jack_connect(client, source, destination);
+    }
     if (IsPipeWire()) {
         // It makes a connection in its own time and loses what is written before; nothing tells when it is
         // there.
