@@ -2,7 +2,7 @@
 # Usage: bench/run.sh [--record]
 # Builds and runs every benchmark and prints one table each, with what it is held against. The exit status is 0 only when
 # every bound is met. Nothing else should run on the machine meanwhile. With --record the tables go into docs/benchmarks.md as well,
-# and, where it can be done (as root, with debootstrap and a network), the times of ./run on a fresh Debian.
+# and, where it can be done (as root, with mmdebstrap and a network), the times of ./run on a fresh Debian.
 set -euo pipefail
 cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.."
 record=${1:-}

@@ -40,7 +40,7 @@ RouteEnd ReadRoute(ObjectReader& output) {
         return RouteEnd::Remote;
     }
     if (route != "nowhere") {
-        output.Complain("route", "is none that is known");
+        output.Complain("route", "is not known");
     }
     return RouteEnd::Nowhere;
 }

@@ -162,7 +162,7 @@ TEST(StatusReport, TheProblemNamesThePlace) {
     EXPECT_EQ(Problem(status), "its midi is no object");
     status = SampleStatus();
     status["ports"][2]["output"]["route"] = "sideways";
-    EXPECT_EQ(Problem(status), "its ports[2].output.route is none that is known");
+    EXPECT_EQ(Problem(status), "its ports[2].output.route is not known");
 }
 
 TEST(StatusReport, NumbersOutOfRangeAreRefused) {

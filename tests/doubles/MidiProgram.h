@@ -18,7 +18,7 @@ class MidiProgram {
     // The addresses of the service's endpoints that stand in the listing of ports: those that programs write
     // to (`outputs`) or those that they read from.
     virtual std::vector<std::string> Listed(bool outputs) = 0;
-    // Connects what this program writes to an endpoint; false when there is none at the address.
+    // Connects what this program writes to an endpoint; false when the address has no endpoint.
     virtual bool WriteTo(const std::string& address) = 0;
     // Connects an endpoint to what this program reads.
     virtual bool ReadFrom(const std::string& address) = 0;

@@ -10,7 +10,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 class Browse : public Scenario {
   protected:
-    // The stored host list; empty when there is none.
+    // The stored host list; empty when nothing is stored.
     Bytes Cache() {
         Bytes bytes(kHostInfosSize);
         std::uint32_t size = kHostInfosSize;

@@ -34,7 +34,7 @@ class ServiceNotifierTest : public ::testing::Test {
     }
     ~ServiceNotifierTest() override { unsetenv("NOTIFY_SOCKET"); }
 
-    // The next message; empty when there is none.
+    // The next message; empty when nothing came.
     std::string Heard() const {
         std::array<char, 1024> text{};
         const ssize_t size = recv(manager.Number(), text.data(), text.size(), MSG_DONTWAIT);

@@ -42,7 +42,7 @@ class ControlSocket : public KernelControl {
     // The driver's own errno, or: EBADF; ENOTCONN before the first attachment; ENOPROTOOPT for another level;
     // EFAULT for a length without bytes; EMSGSIZE above kMaxControlData; ETIMEDOUT for a service that does
     // not answer, and at once while its answer to an earlier call is still missing; EPROTO for an answer that
-    // is none. A service that is gone and cannot be attached again gives the errno of that.
+    // is malformed. A service that is gone and cannot be attached again gives the errno of that.
     int SetOption(int descriptor, int level, int option, const void* payload, std::uint32_t length) override;
     int GetOption(int descriptor, int level, int option, void* buffer, std::uint32_t* length) override;
 

@@ -41,7 +41,7 @@ std::string_view TextOf(const char* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-// The error of an answer; empty when it is none.
+// The error of an answer; empty when the answer is good.
 std::string ErrorOf(sd_bus_message* answer) {
     if (sd_bus_message_is_method_error(answer, nullptr) <= 0) {
         return "";

@@ -75,7 +75,7 @@ class AvahiDiscovery : public ServiceDiscovery {
     std::optional<ServiceWish> wish;
     State state = State::Off;
     bool hasChanged = false;
-    std::string owner;  // Avahi's unique name on the bus; empty: there is none
+    std::string owner;  // Avahi's unique name on the bus; empty while Avahi is absent
     std::int32_t serverState = -1;
     std::string group;          // its path; empty: not made yet
     bool isGroupAsked = false;  // it is being made

@@ -34,7 +34,7 @@ class SummedPreferenceDomains : public PreferenceDomains {
     void SetFailureCame(std::function<void()> call) { failureCame = std::move(call); }
 
     // Writes one line to the log for each reason, with the number of values, and begins anew. Returns a
-    // reason for which a person's settings were not stored, empty when there is none: the list of computers
+    // reason for which a person's settings were not stored, empty when all were stored: the list of computers
     // that is kept for the next start is not theirs.
     std::string EndSum();
 
