@@ -1,8 +1,7 @@
 #include "platform/qt/TipLines.h"
 
-#include <algorithm>
-
 #include <QFontMetrics>
+#include <QList>
 #include <QStringList>
 #include <QToolTip>
 
@@ -18,21 +17,28 @@ constexpr int kLongestLine = 60;
 QString TipInLines(const QString& tip) {
     const QFontMetrics metrics(QToolTip::font());
     const int longest = kLongestLine * metrics.averageCharWidth();
-    const int lines = 1 + metrics.horizontalAdvance(tip) / longest;
-    // A line of the average length still takes the word that begins in it, so that no short one comes last.
-    const int average = metrics.horizontalAdvance(tip) / lines;
-    QStringList broken{""};
-    for (const QString& word : tip.split(' ')) {
-        QString& line = broken.back();
-        const QString longer = line.isEmpty() ? word : line + ' ' + word;
-        if (line.isEmpty() ||
-            (metrics.horizontalAdvance(line) < average && metrics.horizontalAdvance(longer) <= longest)) {
-            line = longer;
-        } else {
-            broken << word;
-        }
+    const int space = metrics.horizontalAdvance(' ');
+    // Each word is measured once: to measure the lines as they grow took half of what a start costs beyond a
+    // bare window.
+    const QStringList words = tip.split(' ');
+    QList<int> widths;
+    int whole = -space;
+    for (const QString& word : words) {
+        widths << metrics.horizontalAdvance(word);
+        whole += space + widths.back();
     }
-    return broken.join('\n');
+    const int lines = 1 + whole / longest;
+    // A line of the average length still takes the word that begins in it, so that no short one comes last.
+    const int average = whole / lines;
+    QString broken = words.front();
+    int line = widths.front();
+    for (qsizetype word = 1; word < words.size(); ++word) {
+        const int longer = line + space + widths[word];
+        const bool fits = line == 0 || (line < average && longer <= longest);
+        broken += (fits ? ' ' : '\n') + words[word];
+        line = fits ? longer : widths[word];
+    }
+    return broken;
 }
 
 }  // namespace vexil
