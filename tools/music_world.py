@@ -232,9 +232,10 @@ class MusicProgram:
         with self.lock:
             return [message for _, _, message in self.kept]
 
-    def forget(self):
+    def forget(self, *messages):
+        """Keeps nothing of what was heard so far, or everything but these messages."""
         with self.lock:
-            self.kept.clear()
+            self.kept = [kept for kept in self.kept if messages and kept[2] not in messages]
 
     def wait_heard(self, *messages, seconds=PATIENCE):
         """Waits until exactly these messages have been heard since the last `forget`; returns when the last one came in."""
