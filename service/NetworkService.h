@@ -48,7 +48,7 @@ class NetworkService : public RemoteNetwork {
         std::function<std::unique_ptr<Interfaces>()> makeInterfaces;
         std::uint16_t port = kLinkPort;  // UDP; 0: any that is free
         SpeakerTurn* turn = nullptr;     // of the drivers of this computer; null: it need not wait for others
-        // DNS-SD of the system; empty: there is none.
+        // Makes the system's DNS-SD; empty: other computers are found without it.
         std::function<std::unique_ptr<ServiceDiscovery>()> makeServiceDiscovery = {};
     };
 

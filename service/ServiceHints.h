@@ -17,7 +17,7 @@ namespace vexil {
 
 class ServiceHints {
   public:
-    // Null: there is no DNS-SD here.
+    // Null: other computers are found without DNS-SD.
     explicit ServiceHints(std::unique_ptr<ServiceDiscovery> discovery) : seam(std::move(discovery)) {}
 
     // This computer's name and port, and where it speaks: only on networks, never on loopback alone.

@@ -22,8 +22,8 @@ class Stopwatch:
         return time.monotonic() - self.begin
 
     def free(self):
-        """Of the elapsed seconds, those in which a processor was free. Whoever waits for anything but a processor lets them pass; on
-        a computer where other programs take all processors there are none. Of several processors one that is free is enough."""
+        """Of the elapsed seconds, those in which a processor was free. A program that waits for something
+        other than a processor lets the time count. While other programs keep all processors busy no time counts."""
         return self.free_until(time.monotonic())
 
     def free_until(self, moment):

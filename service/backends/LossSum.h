@@ -28,7 +28,7 @@ class LossSum {
     // Those that would be told of later: nothing more is to come.
     std::uint64_t TakeAll() { return std::exchange(untold, 0); }
 
-    // When some will be to be told of that are not yet; null while there are none.
+    // When the losses that were not told of yet are to be told of; null while every loss was told of.
     std::optional<Clock::time_point> DueAt() const {
         return untold == 0 ? std::nullopt : std::optional(told ? *told + kInterval : Clock::time_point{});
     }

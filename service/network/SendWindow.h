@@ -29,7 +29,7 @@ inline constexpr std::size_t kMostUnacknowledgedPieces = kMostUnacknowledged / 2
 // Records that may be unacknowledged. A record further ahead is not taken by the peer.
 inline constexpr std::uint32_t kMostRecords = RecordRing::kMost;
 
-// When records go again of which nothing is heard; microseconds.
+// When a record that is not acknowledged is sent again; microseconds.
 struct RepeatTimes {
     std::uint64_t first = 2000;  // without anything new
     std::uint64_t shortest = 6000;

@@ -17,19 +17,14 @@
 
 #include "service/network/DatagramSocket.h"
 #include "service/network/LinkCodec.h"
+#include "tests/doubles/ContractFixture.h"
 
 namespace vexil {
 
 template <class Subject>
-class DatagramSocketContract : public ::testing::Test {
+class DatagramSocketContract : public ContractFixture<Subject> {
   protected:
-    void SetUp() override {
-        const std::string obstacle = Subject::Obstacle();
-        if (!obstacle.empty()) {
-            GTEST_SKIP() << obstacle;
-        }
-        subject.emplace();
-    }
+    using ContractFixture<Subject>::subject;
 
     using Bytes = std::vector<std::uint8_t>;
 
@@ -58,8 +53,6 @@ class DatagramSocketContract : public ::testing::Test {
     SendResult ToSecond(const Bytes& bytes) {
         return subject->First().Send(subject->AddressOfSecond(), NetworkAddress(), bytes);
     }
-
-    std::optional<Subject> subject;
 };
 
 TYPED_TEST_SUITE_P(DatagramSocketContract);

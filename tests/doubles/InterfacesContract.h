@@ -15,20 +15,15 @@
 #include <string>
 
 #include "service/network/Interfaces.h"
+#include "tests/doubles/ContractFixture.h"
 
 namespace vexil {
 
 template <class Subject>
-class InterfacesContract : public ::testing::Test {
+class InterfacesContract : public ContractFixture<Subject> {
   protected:
-    void SetUp() override {
-        const std::string obstacle = Subject::Obstacle();
-        if (!obstacle.empty()) {
-            GTEST_SKIP() << obstacle;
-        }
-        subject.emplace();
-    }
-    Interfaces& Seam() { return subject->Seam(); }
+    using ContractFixture<Subject>::subject;
+    using ContractFixture<Subject>::Seam;
 
     // Takes changes until one leaves what is asked for.
     template <class Wanted>
@@ -54,8 +49,6 @@ class InterfacesContract : public ::testing::Test {
         }
         return false;
     }
-
-    std::optional<Subject> subject;
 };
 
 TYPED_TEST_SUITE_P(InterfacesContract);

@@ -18,23 +18,18 @@
 #include <string>
 
 #include "service/control/RemoteNetwork.h"
+#include "tests/doubles/ContractFixture.h"
 
 namespace vexil {
 
 inline constexpr int kContractInput = 7;
 
 template <class Subject>
-class RemoteNetworkContract : public ::testing::Test {
+class RemoteNetworkContract : public ContractFixture<Subject> {
   protected:
-    void SetUp() override {
-        const std::string obstacle = Subject::Obstacle();
-        if (!obstacle.empty()) {
-            GTEST_SKIP() << obstacle;
-        }
-        subject.emplace();
-        wishes.names = {"laptop"};
-    }
-    RemoteNetwork& Seam() { return subject->Seam(); }
+    using ContractFixture<Subject>::subject;
+    using ContractFixture<Subject>::Seam;
+
     RemoteWish Lead(const std::string& computer) {
         wishes.ways = {{computer, kContractInput, 0}};
         Seam().SetWishes(wishes);
@@ -52,8 +47,7 @@ class RemoteNetworkContract : public ::testing::Test {
         return Becomes([&] { return Seam().Find(wish).problem.empty(); });
     }
 
-    std::optional<Subject> subject;
-    RemoteWishes wishes;
+    RemoteWishes wishes{{}, {}, 0, {"laptop"}, false};
 };
 
 TYPED_TEST_SUITE_P(RemoteNetworkContract);

@@ -14,20 +14,16 @@
 #include <vector>
 
 #include "service/network/Resolver.h"
+#include "tests/doubles/ContractFixture.h"
 
 namespace vexil {
 
 template <class Subject>
-class ResolverContract : public ::testing::Test {
+class ResolverContract : public ContractFixture<Subject> {
   protected:
-    void SetUp() override {
-        const std::string obstacle = Subject::Obstacle();
-        if (!obstacle.empty()) {
-            GTEST_SKIP() << obstacle;
-        }
-        subject.emplace();
-    }
-    Resolver& Seam() { return subject->Seam(); }
+    using ContractFixture<Subject>::subject;
+    using ContractFixture<Subject>::Seam;
+
     bool IsTold(int milliseconds) {
         pollfd watched{Seam().EventDescriptor(), POLLIN, 0};
         return poll(&watched, 1, milliseconds) == 1;
@@ -40,8 +36,6 @@ class ResolverContract : public ::testing::Test {
         }
         return answer;
     }
-
-    std::optional<Subject> subject;
 };
 
 TYPED_TEST_SUITE_P(ResolverContract);

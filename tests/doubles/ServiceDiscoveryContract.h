@@ -18,24 +18,20 @@
 #include <string>
 
 #include "service/network/ServiceDiscovery.h"
+#include "tests/doubles/ContractFixture.h"
 
 namespace vexil {
 
 template <class Subject>
-class ServiceDiscoveryContract : public ::testing::Test {
+class ServiceDiscoveryContract : public ContractFixture<Subject> {
   protected:
+    using ContractFixture<Subject>::subject;
+    using ContractFixture<Subject>::Seam;
+
     static inline const ServiceWish kWish{"studio", 11188, {}};
     static inline const NetworkAddress kAttic = NetworkAddress::V4({10, 0, 0, 7}, 11188, 2);
     static inline const NetworkAddress kBarn = NetworkAddress::V4({10, 1, 0, 8}, 5000, 3);
 
-    void SetUp() override {
-        const std::string obstacle = Subject::Obstacle();
-        if (!obstacle.empty()) {
-            GTEST_SKIP() << obstacle;
-        }
-        subject.emplace();
-    }
-    ServiceDiscovery& Seam() { return subject->Seam(); }
     // Serves it when its descriptor says so, until something holds.
     template <class Holds>
     bool Becomes(Holds holds) {
@@ -58,7 +54,6 @@ class ServiceDiscoveryContract : public ::testing::Test {
         EXPECT_TRUE(Becomes([&] { return subject->Published() == wish; }));
     }
 
-    std::optional<Subject> subject;
     bool hasTold = false;
 };
 

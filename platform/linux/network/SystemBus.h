@@ -45,7 +45,7 @@ class SystemBus {
     // Handles some of what has come. False when the connection has ended; it is closed then.
     bool Serve();
 
-    // A call to be filled and made; null when there is no room for it.
+    // A call to be filled and made; null when memory runs out or the bus is closed.
     BusMessage MakeCall(const char* service, const char* path, const char* interface, const char* member);
     // Makes it. `answered` gets the answer or an error, however late; it may make calls, forget them, and
     // close the connection. A call that cannot be made is not answered.
