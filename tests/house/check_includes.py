@@ -36,6 +36,8 @@ ALLOWED = {
     "service/network/LinkSealing.cpp": BACKENDS | {"service/network"},
     # Texts of addresses, by the C library's own functions.
     "service/network/NetworkAddress.cpp": {"service/network"},
+    # The bytes and the sessions of RTP-MIDI, beside the link's.
+    "service/network/rtp": BACKENDS | {"service/network"},
     "service/backends": BACKENDS,
     # The choice makes whichever MIDI system is there.
     "service/backends/BackendChoice.cpp": BACKENDS | {"service/backends", "service/backends/alsa",
@@ -45,7 +47,7 @@ ALLOWED = {
     "service/backends/none": BACKENDS | {"service/backends"},
     "service/control": BACKENDS | LINUX | {"driver", "service/backends"},
     "service": BACKENDS | LINUX | {"platform/linux/network", "driver", "service/control", "service/network",
-                                   "service/backends", "service/backends/alsa", "service/backends/jack",
+                                   "service/network/rtp", "service/backends", "service/backends/alsa", "service/backends/jack",
                                    "service/backends/none"},
     "ctl": {"shared/System", "config", "driver"} | LINUX,
 }
