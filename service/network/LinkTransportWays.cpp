@@ -116,18 +116,14 @@ WayResult LinkTransport::Pass(const RemoteRing::Delivery& delivery) {
     return result;
 }
 
-void LinkTransport::SendDeliveries(std::uint64_t now) {
-    RemoteRing::Delivery delivery;
-    while (parts.ring.Take(delivery)) {
-        // Behind a system exclusive that waits only what may stand inside it goes at once.
-        const bool waits = staged.Has(delivery.to.from) && delivery.bytes.front() < kFirstRealtimeByte;
-        if (waits || Pass(delivery) == WayResult::NoRoom) {
-            staged.Put(delivery);
-        } else {
-            parts.ring.PassedOn(delivery.to, delivery.bytes.size());
-        }
+void LinkTransport::Deliver(const RemoteRing::Delivery& delivery) {
+    // Behind a system exclusive that waits only what may stand inside it goes at once.
+    const bool waits = staged.Has(delivery.to.from) && delivery.bytes.front() < kFirstRealtimeByte;
+    if (waits || Pass(delivery) == WayResult::NoRoom) {
+        staged.Put(delivery);
+    } else {
+        parts.ring.PassedOn(delivery.to, delivery.bytes.size());
     }
-    SendDirty(now);
 }
 
 void LinkTransport::FlushStaged(std::uint64_t) {

@@ -133,6 +133,13 @@ void NetworkHub::Act() {
     link.HandleTimeout(now);
 }
 
+void NetworkHub::Deliver() {
+    for (RemoteRing::Delivery delivery; parts.ring.Take(delivery);) {
+        link.Deliver(delivery);
+    }
+    link.SendDelivered(BootMicroseconds());
+}
+
 std::optional<std::uint64_t> NetworkHub::NextTime() const {
     const std::optional<std::uint64_t> first = discovery.PollTimeout();
     const std::optional<std::uint64_t> second = link.PollTimeout(BootMicroseconds());

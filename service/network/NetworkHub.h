@@ -77,7 +77,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     int EventDescriptor() const override { return parts.socket.EventDescriptor(); }
     void Read() override;
     void Act() override;
-    void Deliver() override { link.SendDeliveries(BootMicroseconds()); }
+    void Deliver() override;
     std::optional<std::uint64_t> NextTime() const override;
     bool TakeChanged() override;
 

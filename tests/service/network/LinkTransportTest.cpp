@@ -67,7 +67,10 @@ class Computer : public LinkTransport::Gate {
         engine.TakeArrivals(0);
         engine.Run(wire.Now() + 1, heard);
         if (link) {
-            link->SendDeliveries(Now());
+            for (RemoteRing::Delivery delivery; ring.Take(delivery);) {
+                link->Deliver(delivery);
+            }
+            link->SendDelivered(Now());
         }
     }
     void Step() {
