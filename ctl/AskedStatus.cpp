@@ -1,6 +1,6 @@
 #include "ctl/AskedStatus.h"
 
-#include "ctl/WholeAnswer.h"
+#include "client/WholeAnswer.h"
 
 namespace vexil {
 

@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "client/ServiceClient.h"
+#include "client/StatusReport.h"
 #include "ctl/CtlResult.h"
-#include "ctl/ServiceClient.h"
-#include "ctl/StatusReport.h"
 
 namespace vexil {
 

@@ -22,4 +22,9 @@ CtlResult FailUsage(const std::string& problem, const std::string& help) {
     return Fail(kCtlUsage, problem + "\nTry '" + help + "'.");
 }
 
+CtlResult Unanswered(const ServiceAnswer& answer) {
+    return Fail(answer.outcome == ServiceAnswer::Outcome::Absent ? kCtlNoService : kCtlFailed,
+                answer.problem);
+}
+
 }  // namespace vexil

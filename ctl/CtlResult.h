@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "client/ServiceClient.h"
+
 namespace vexil {
 
 // Exit statuses.
@@ -24,5 +26,7 @@ std::string ErrorLines(const std::string& text);
 CtlResult Fail(int status, const std::string& text);
 // Wrong usage; `help` is the command line that tells the right one.
 CtlResult FailUsage(const std::string& problem, const std::string& help = "vexil3ctl --help");
+// A command that ends because the service has not answered.
+CtlResult Unanswered(const ServiceAnswer& answer);
 
 }  // namespace vexil

@@ -5,11 +5,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "ctl/NetworkReport.h"
+#include "client/NetworkReport.h"
+#include "client/ServiceClient.h"
+#include "client/WholeAnswer.h"
+#include "ctl/NetworkText.h"
 #include "ctl/SecretInput.h"
-#include "ctl/ServiceClient.h"
 #include "ctl/TerminalText.h"
-#include "ctl/WholeAnswer.h"
 
 namespace vexil {
 

@@ -4,10 +4,10 @@
 
 #include <optional>
 
+#include "client/ServiceClient.h"
+#include "client/StatusReport.h"
 #include "config/DriverConfiguration.h"
-#include "ctl/ServiceClient.h"
 #include "ctl/SettingsCheck.h"
-#include "ctl/StatusReport.h"
 #include "ctl/StoredSettings.h"
 #include "ctl/WholeFile.h"
 #include "platform/linux/preferences/PlistPreferenceDomains.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "ctl/StatusReport.h"
+#include "client/StatusReport.h"
 
 namespace vexil {
 

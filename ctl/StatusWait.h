@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "client/ServiceClient.h"
 #include "ctl/Console.h"
 #include "ctl/CtlResult.h"
-#include "ctl/ServiceClient.h"
 
 namespace vexil {
 

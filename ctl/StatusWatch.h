@@ -3,9 +3,9 @@
 
 #include <chrono>
 
+#include "client/ServiceClient.h"
 #include "ctl/Console.h"
 #include "ctl/CtlResult.h"
-#include "ctl/ServiceClient.h"
 
 namespace vexil {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "ctl/Ctl.h"
+#include "tests/client/SampleStatus.h"
 #include "tests/ctl/CtlFolder.h"
-#include "tests/ctl/SampleStatus.h"
 #include "tests/ctl/ScriptedConsole.h"
 #include "tests/platform_linux/ControlSocketService.h"
 

@@ -1,4 +1,4 @@
-#include "ctl/ServiceClient.h"
+#include "client/ServiceClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -8,7 +8,7 @@
 #include "ctl/SessionText.h"
 #include "ctl/TerminalText.h"
 #include "shared/System/PrintableText.h"
-#include "tests/ctl/SampleStatus.h"
+#include "tests/client/SampleStatus.h"
 
 namespace vexil {
 namespace {

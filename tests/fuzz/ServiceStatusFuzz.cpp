@@ -4,8 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "ctl/NetworkReport.h"
-#include "ctl/StatusReport.h"
+#include "client/NetworkReport.h"
+#include "client/StatusReport.h"
+#include "ctl/NetworkText.h"
 #include "ctl/StatusText.h"
 #include "ctl/TerminalText.h"
 #include "ctl/TextTable.h"

@@ -49,14 +49,17 @@ ALLOWED = {
     "service": BACKENDS | LINUX | {"platform/linux/network", "driver", "service/control", "service/network",
                                    "service/network/rtp", "service/backends", "service/backends/alsa", "service/backends/jack",
                                    "service/backends/none"},
-    "ctl": {"shared/System", "config", "driver"} | LINUX,
+    # What a program knows of the service that runs: for the command line and the window.
+    "client": {"shared/System", "config", "driver"} | LINUX,
+    "ctl": {"shared/System", "config", "driver", "client"} | LINUX,
 }
 # Tests and benchmarks may include the whole core and what belongs to tests. Those that may know a platform or the service:
 USERS = {"tests", "bench"}
 PLATFORM_USERS = {
-    "platform/linux": {"tests/platform_linux", "tests/doubles", "tests/fuzz", "tests/service", "tests/ctl", "bench"},
+    "platform/linux": {"tests/platform_linux", "tests/doubles", "tests/fuzz", "tests/service", "tests/client", "tests/ctl", "bench"},
     "platform/qt": {"tests/widgets", "tests/scenarios", "bench"},
     "service": {"tests/service", "tests/doubles", "tests/fuzz", "bench"},
+    "client": {"tests/client", "tests/ctl", "tests/fuzz", "bench"},
     "ctl": {"tests/ctl", "tests/fuzz"},
 }
 
@@ -65,7 +68,7 @@ OUTSIDE = [
     ("Qt", re.compile(r"Q[A-Za-z0-9/_]+|q[a-z0-9_]+\.h|private/q.*"),
      {"platform/qt", "platform/qt/main.cpp", "tests/widgets", "tests/scenarios", "bench"}),
     ("sockets", re.compile(r"sys/(socket|un)\.h|netinet/.*|arpa/.*|net/.*|netdb\.h"),
-     LINUX | {"platform/linux/network", "service", "service/control", "service/network/NetworkAddress.cpp", "ctl",
+     LINUX | {"platform/linux/network", "service", "service/control", "service/network/NetworkAddress.cpp", "client", "ctl",
               "tests", "bench"}),
     ("systemd and D-Bus", re.compile(r"(systemd|dbus)/.*"),
      {"platform/linux/desktop", "platform/linux/network", "service", "service/control", "tests/platform_linux", "tests/service"}),
@@ -84,7 +87,7 @@ LIBC = {
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*(?:include|import)[ \t]*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 SOURCES = {".h", ".hpp", ".cpp", ".cc", ".cxx", ".c"}
-TREES = ("shared", "config", "driver", "panel", "platform", "tests", "bench", "service", "ctl")
+TREES = ("shared", "config", "driver", "panel", "platform", "tests", "bench", "service", "client", "ctl")
 
 
 def room_of(path):

@@ -10,7 +10,7 @@ import pathlib
 import re
 import sys
 
-ROOMS = ("shared", "config", "driver", "panel", "platform", "service", "ctl")
+ROOMS = ("shared", "config", "driver", "panel", "platform", "service", "client", "ctl")
 
 # Headers that declare a name of std. Any of them will do.
 STANDARD = {

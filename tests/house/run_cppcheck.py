@@ -10,7 +10,7 @@ import shutil
 import subprocess
 import sys
 
-TREES = ["shared", "config", "driver", "panel", "platform", "service", "ctl", "bench"]
+TREES = ["shared", "config", "driver", "panel", "platform", "service", "client", "ctl", "bench"]
 # virtualCallInConstructor: the calls are meant to be this class's own. legacyUninitvar: placement new is taken for a read.
 SUPPRESSED = ["missingIncludeSystem", "virtualCallInConstructor", "legacyUninitvar"]
 

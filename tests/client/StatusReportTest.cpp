@@ -1,8 +1,8 @@
-#include "ctl/StatusReport.h"
+#include "client/StatusReport.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/ctl/SampleStatus.h"
+#include "tests/client/SampleStatus.h"
 
 namespace vexil {
 namespace {

@@ -1,4 +1,4 @@
-#include "ctl/ServiceClient.h"
+#include "client/ServiceClient.h"
 
 #include <cerrno>
 #include <cstring>
@@ -39,11 +39,6 @@ ServiceAnswer Answer(const ControlReply& reply, std::size_t longest) {
 }
 
 }  // namespace
-
-CtlResult Unanswered(const ServiceAnswer& answer) {
-    return Fail(answer.outcome == ServiceAnswer::Outcome::Absent ? kCtlNoService : kCtlFailed,
-                answer.problem);
-}
 
 ServiceClient::ServiceClient(const Paths& paths, std::chrono::milliseconds replyTime)
     : path(paths.control + "/" + kControlName),

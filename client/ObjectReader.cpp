@@ -1,4 +1,4 @@
-#include "ctl/ObjectReader.h"
+#include "client/ObjectReader.h"
 
 namespace vexil {
 

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "ctl/CtlResult.h"
 #include "driver/ControlChannel.h"
 #include "platform/linux/Paths.h"
 
@@ -24,9 +23,6 @@ struct ServiceAnswer {
     std::string problem;  // unless answered: why, without an end
     std::string data;     // when answered
 };
-
-// A command that ends because the service has not answered.
-CtlResult Unanswered(const ServiceAnswer& answer);
 
 class ServiceClient {
   public:

@@ -1,4 +1,4 @@
-#include "ctl/WholeAnswer.h"
+#include "client/WholeAnswer.h"
 
 #include <gmock/gmock.h>
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ctl/ServiceClient.h"
+#include "client/ServiceClient.h"
 
 namespace vexil {
 

@@ -1,10 +1,10 @@
-#include "ctl/StatusReport.h"
+#include "client/StatusReport.h"
 
 #include <limits>
 #include <utility>
 
+#include "client/ObjectReader.h"
 #include "config/DriverConfiguration.h"
-#include "ctl/ObjectReader.h"
 
 namespace vexil {
 

@@ -1,5 +1,4 @@
-// What the service answers to a network command, read from its JSON text with every field checked, and for a
-// person's eyes.
+// What the service answers to a network command, read from its JSON text with every field checked.
 #pragma once
 
 #include <cstdint>
@@ -38,9 +37,5 @@ struct NetworkChange {
     std::string refused;  // or why nothing was changed
 };
 std::optional<NetworkChange> ReadNetworkChange(std::string_view json, std::string& problem);
-
-// How this computer speaks, then one line for each computer: at most 80 columns, printable characters only.
-// Days are those of the local time.
-std::string NetworkListText(const NetworkList& list);
 
 }  // namespace vexil
