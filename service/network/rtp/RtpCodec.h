@@ -143,10 +143,9 @@ class RtpCommandReader {
   private:
     bool TakeDelta();
     std::optional<MidiPiece> TakeCommand();
-    std::optional<MidiPiece> TakeChannelMessage(std::uint8_t status);
+    std::optional<MidiPiece> TakeChannelMessage(std::uint8_t byte);
     std::optional<MidiPiece> TakeSystemMessage(std::uint8_t status);
     std::optional<MidiPiece> TakeExclusive();
-    std::optional<MidiPiece> BeginExclusive(bool first);
     std::optional<MidiPiece> Message(std::uint8_t status, std::size_t dataBytes);
     std::optional<MidiPiece> Fail();
 
@@ -185,6 +184,8 @@ class ExclusiveOutput {
     bool isFirst = false;      // no segment of the message has been given
 };
 
+inline constexpr std::size_t kSmallestRtpPacket = 14;
+
 // Writes one packet: first the commands, then the journal. No running status. Each Add returns whether the
 // whole of it fitted; what does not fit leaves the packet as it was.
 class RtpPacketWriter {
@@ -213,11 +214,11 @@ class RtpPacketWriter {
     void PutBytes(ByteView bytes);
 
     std::span<std::uint8_t> buffer;
-    std::size_t limit;   // the list ends here at the latest
-    std::uint32_t last;  // the timestamp of the newest command
+    std::size_t limit = 0;   // the list ends here at the latest
+    std::uint32_t last = 0;  // the timestamp of the newest command
     bool beginsTimed = false;
     std::size_t size = kListPlace;
+    std::size_t listSize = 0;  // after EndList
 };
-inline constexpr std::size_t kSmallestRtpPacket = 14;
 
 }  // namespace vexil
