@@ -186,8 +186,8 @@ class ExclusiveOutput {
 
 inline constexpr std::size_t kSmallestRtpPacket = 14;
 
-// Writes one packet: first the commands, then the journal. No running status. Each Add returns whether the
-// whole of it fitted; what does not fit leaves the packet as it was.
+// Writes one packet. No running status. Each Add returns whether the whole of it fitted; what does not fit
+// leaves the packet as it was.
 class RtpPacketWriter {
   public:
     // `out` has room for an empty packet at least, kSmallestRtpPacket; no more than its size is written.
@@ -201,10 +201,8 @@ class RtpPacketWriter {
     bool AddSegment(std::uint32_t timestamp, const ExclusiveSegment& segment);
     bool HasCommands() const { return size > kListPlace; }
 
-    // After the last command: where the journal is to be written.
-    std::span<std::uint8_t> EndList();
-    // After EndList: the size of the packet with `journalSize` bytes of journal; 0: it has none.
-    std::size_t Finish(std::size_t journalSize);
+    // The size of the whole packet. `journal` is at most `journalRoom` long; empty: the packet has none.
+    std::size_t Finish(ByteView journal);
 
   private:
     static constexpr std::size_t kListPlace = 14;  // behind the header and the longer form of the length
@@ -218,7 +216,6 @@ class RtpPacketWriter {
     std::uint32_t last = 0;  // the timestamp of the newest command
     bool beginsTimed = false;
     std::size_t size = kListPlace;
-    std::size_t listSize = 0;  // after EndList
 };
 
 }  // namespace vexil

@@ -103,24 +103,21 @@ bool RtpPacketWriter::AddSegment(std::uint32_t timestamp, const ExclusiveSegment
     return true;
 }
 
-std::span<std::uint8_t> RtpPacketWriter::EndList() {
-    listSize = size - kListPlace;
-    if (listSize <= rtp::kShortListSize) {
+std::size_t RtpPacketWriter::Finish(ByteView journal) {
+    const std::size_t listSize = size - kListPlace;
+    const bool isLong = listSize > rtp::kShortListSize;
+    if (isLong) {
+        buffer[rtp::kHeaderSize + 1] = static_cast<std::uint8_t>(listSize);
+    } else {
         std::copy_n(buffer.begin() + kListPlace, listSize, buffer.begin() + kListPlace - 1);
         --size;
     }
-    return buffer.subspan(size);
-}
-
-std::size_t RtpPacketWriter::Finish(std::size_t journalSize) {
-    const bool isLong = listSize > rtp::kShortListSize;
     buffer[rtp::kHeaderSize] = static_cast<std::uint8_t>(
-        (isLong ? rtp::kLongLength | listSize >> 8 : listSize) | (journalSize > 0 ? rtp::kHasJournal : 0U) |
+        (isLong ? rtp::kLongLength | listSize >> 8 : listSize) | (journal.empty() ? 0U : rtp::kHasJournal) |
         (beginsTimed ? rtp::kBeginsTimed : 0U));
-    if (isLong) {
-        buffer[rtp::kHeaderSize + 1] = static_cast<std::uint8_t>(listSize);
-    }
-    return size + journalSize;
+    Require(journal.size() <= buffer.size() - size, "the journal has its room");
+    PutBytes(journal);
+    return size;
 }
 
 }  // namespace vexil

@@ -301,10 +301,7 @@ class Written {
 
     RtpPacketWriter& Writer() { return writer; }
     Bytes Finish(const Bytes& journal = {}) {
-        const auto room = writer.EndList();
-        EXPECT_GE(room.size(), journal.size());
-        std::copy(journal.begin(), journal.end(), room.begin());
-        bytes.resize(writer.Finish(journal.size()));
+        bytes.resize(writer.Finish(journal));
         return bytes;
     }
 
