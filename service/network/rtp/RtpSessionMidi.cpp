@@ -139,8 +139,7 @@ std::size_t RtpSession::WritePacket(std::uint64_t now, std::span<std::uint8_t> o
     if (!hasCommands && (isConfirmed || now < guardAt)) {
         return 0;
     }
-    writer.EndList();
-    const std::size_t size = writer.Finish(0);
+    const std::size_t size = writer.Finish({});
     sequence = next;
     if (hasCommands) {
         unconfirmed = sequence;
