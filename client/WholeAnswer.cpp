@@ -1,7 +1,7 @@
 #include "client/WholeAnswer.h"
 
 #include <nlohmann/json.hpp>
-#include <optional>
+#include <utility>
 
 namespace vexil {
 
@@ -38,33 +38,40 @@ void Join(Json& whole, const Json& more, const std::vector<std::string>& lists) 
 
 }  // namespace
 
+WholeAnswer::WholeAnswer(std::vector<std::string> namesOfLists) : lists(std::move(namesOfLists)) {}
+
+std::optional<std::uint32_t> WholeAnswer::Add(const std::string& answer) {
+    constexpr int kMostAnswers = 64;  // of 64 KiB each
+    const bool isFirst = answers++ == 0;
+    // Most answers are whole, and need not be read for that.
+    if (isFirst && answer.find("\"next\"") == std::string::npos) {
+        text = answer;
+        return std::nullopt;
+    }
+    const Json more = Json::parse(answer, nullptr, false);
+    if (isFirst || !more.is_object()) {
+        text = answer;
+    } else {
+        Json whole = Json::parse(text, nullptr, false);
+        Join(whole, more, lists);
+        text = whole.dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
+    const std::optional<std::uint32_t> next = answers < kMostAnswers ? NextOf(more, first) : std::nullopt;
+    first = next.value_or(first);
+    return next;
+}
+
 ServiceAnswer AskWhole(const std::function<ServiceAnswer(std::uint32_t first)>& ask,
                        const std::vector<std::string>& lists) {
-    constexpr int kMostAnswers = 64;  // of 64 KiB each
-    ServiceAnswer whole = ask(0);
-    if (whole.outcome != ServiceAnswer::Outcome::Answered) {
-        return whole;
-    }
-    Json joined = Json::parse(whole.data, nullptr, false);
-    std::uint32_t first = 0;
-    for (int answers = 1; answers < kMostAnswers; ++answers) {
-        const std::optional<std::uint32_t> next = NextOf(joined, first);
-        if (!next) {
-            break;
-        }
-        const ServiceAnswer answer = ask(*next);
+    WholeAnswer whole(lists);
+    for (std::optional<std::uint32_t> next = 0; next;) {
+        ServiceAnswer answer = ask(*next);
         if (answer.outcome != ServiceAnswer::Outcome::Answered) {
             return answer;
         }
-        const Json more = Json::parse(answer.data, nullptr, false);
-        if (!more.is_object()) {
-            return answer;
-        }
-        Join(joined, more, lists);
-        whole.data = joined.dump(-1, ' ', false, Json::error_handler_t::replace);
-        first = *next;
+        next = whole.Add(answer.data);
     }
-    return whole;
+    return {ServiceAnswer::Outcome::Answered, {}, whole.Text()};
 }
 
 }  // namespace vexil

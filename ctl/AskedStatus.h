@@ -22,4 +22,7 @@ struct AskedStatus {
 
 AskedStatus AskForStatus(const ServiceClient& client);
 
+// A status that has come, JSON text, or what is wrong with it.
+AskedStatus ReadAskedStatus(const std::string& json);
+
 }  // namespace vexil

@@ -25,6 +25,10 @@ class Console {
     virtual void HoldInterrupts() = 0;
     // Returns after that time; false at once when Ctrl-C was pressed while interrupts are held.
     virtual bool Wait(std::chrono::milliseconds time) = 0;
+    enum class Woken { Ready, Time, Interrupt };
+    // Waits until the descriptor is readable, the time is over (null: without end), or Ctrl-C is pressed
+    // while interrupts are held.
+    virtual Woken WaitFor(int descriptor, std::optional<std::chrono::milliseconds> time) = 0;
 
     // What is read is typed by a person at a terminal.
     virtual bool IsTyped() const = 0;

@@ -115,6 +115,20 @@ bool StandardConsole::Wait(std::chrono::milliseconds time) {
     }
 }
 
+Console::Woken StandardConsole::WaitFor(int descriptor, std::optional<std::chrono::milliseconds> time) {
+    const Deadline end = Clock::now() + time.value_or(std::chrono::milliseconds(0));
+    pollfd states[] = {{interrupts.IsOpen() ? interrupts.Number() : -1, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    for (;;) {
+        const int result = poll(states, 2, time ? MillisecondsUntil(end) : -1);
+        if (result > 0) {
+            return states[0].revents != 0 ? Woken::Interrupt : Woken::Ready;
+        }
+        if (result == 0 && time && Clock::now() >= end) {
+            return Woken::Time;
+        }
+    }
+}
+
 bool StandardConsole::IsTyped() const {
     return isatty(input) == 1;
 }

@@ -19,6 +19,7 @@ class StandardConsole : public Console {
     Clock::time_point Now() const override { return Clock::now(); }
     void HoldInterrupts() override;
     bool Wait(std::chrono::milliseconds time) override;
+    Woken WaitFor(int descriptor, std::optional<std::chrono::milliseconds> time) override;
     bool IsTyped() const override;
     // Signals that come meanwhile take effect when the terminal shows again what is typed.
     std::optional<std::string> ReadHiddenLine(const std::string& prompt) override;

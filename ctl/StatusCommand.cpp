@@ -16,7 +16,7 @@ CtlResult RunStatus(const CommandLine& line, const CtlSurroundings& surroundings
     }
     const ServiceClient client(surroundings.paths);
     if (line.Has("--watch")) {
-        return WatchStatus(client, surroundings.console);
+        return WatchStatus(surroundings.paths, surroundings.console);
     }
     if (line.Has("--wait")) {
         const std::optional<std::chrono::seconds> patience = ReadPatience(line.options.at("--wait"));

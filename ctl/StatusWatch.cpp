@@ -1,7 +1,10 @@
 #include "ctl/StatusWatch.h"
 
+#include <chrono>
 #include <cstring>
+#include <optional>
 
+#include "client/StatusSubscription.h"
 #include "ctl/AskedStatus.h"
 #include "ctl/StatusText.h"
 #include "shared/System/PrintableText.h"
@@ -28,18 +31,45 @@ std::string Redrawn(const std::string& text) {
     return drawn + "\x1b[J";
 }
 
+// As it is some time after it came.
+StatusReport Later(StatusReport report, std::chrono::seconds time) {
+    for (SessionReport& session : report.sessions) {
+        session.seconds += static_cast<std::uint64_t>(time.count());
+    }
+    return report;
+}
+
 class Watch {
   public:
     explicit Watch(Console& statusConsole) : console(statusConsole), redraws(console.CanRedraw()) {}
 
-    // 0 or an errno value.
-    int Show(const AskedStatus& asked) {
+    void Take(const StatusNews& news) {
+        came = console.Now();
+        if (news.service == StatusNews::Service::Running) {
+            asked = ReadAskedStatus(news.status);
+        } else {
+            asked = {};
+            asked.problem = news.problem;
+        }
+    }
+
+    // How things stand now. 0 or an errno value.
+    int Show() {
         if (!asked.report) {
             const std::string text = "There is no status: " + asked.problem + ". The watch goes on.\n";
             return ShowText(text, text);
         }
-        const std::string text = StatusText(*asked.report);
+        const auto age = std::chrono::duration_cast<std::chrono::seconds>(console.Now() - came);
+        const std::string text = StatusText(redraws ? Later(*asked.report, age) : *asked.report);
         return ShowText(text, redraws ? text : StatusText(WithoutMoments(*asked.report)));
+    }
+
+    // When what is shown becomes another by itself; null: never.
+    std::optional<std::chrono::milliseconds> Lasts() const {
+        if (!redraws || !asked.report || asked.report->sessions.empty()) {
+            return std::nullopt;
+        }
+        return std::chrono::seconds(1);
     }
 
   private:
@@ -56,19 +86,30 @@ class Watch {
 
     Console& console;
     const bool redraws;
+    AskedStatus asked;
+    Console::Clock::time_point came;
     std::string last;
 };
 
 }  // namespace
 
-CtlResult WatchStatus(const ServiceClient& client, Console& console) {
+CtlResult WatchStatus(const Paths& paths, Console& console) {
     console.HoldInterrupts();
+    StatusSubscription subscription(paths);
     Watch watch(console);
-    do {
-        if (const int error = watch.Show(AskForStatus(client))) {
+    bool isShown = false;
+    Console::Woken woken = Console::Woken::Ready;
+    while (woken != Console::Woken::Interrupt) {
+        if (woken == Console::Woken::Ready && subscription.Serve()) {
+            watch.Take(subscription.News());
+            isShown = true;
+        }
+        const int error = isShown ? watch.Show() : 0;
+        if (error != 0) {
             return Fail(kCtlFailed, "standard output: " + std::string(std::strerror(error)));
         }
-    } while (console.Wait(kWatchInterval));
+        woken = console.WaitFor(subscription.EventDescriptor(), watch.Lasts());
+    }
     return {};
 }
 

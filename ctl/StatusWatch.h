@@ -1,20 +1,16 @@
 // "vexil3ctl status --watch": the status anew whenever it has changed, until Ctrl-C.
 #pragma once
 
-#include <chrono>
-
-#include "client/ServiceClient.h"
 #include "ctl/Console.h"
 #include "ctl/CtlResult.h"
+#include "platform/linux/Paths.h"
 
 namespace vexil {
 
-// From one look at the status to the next.
-inline constexpr std::chrono::milliseconds kWatchInterval{500};
-
-// Shows the status on the console: on a terminal in place of the one before, else behind an empty line. For
-// how long a session has been in its state, and its round trip, are no change there. While there is no status
-// that is said, and the watch goes on. Ends with Ctrl-C, done, or when nothing can be shown, failed.
-CtlResult WatchStatus(const ServiceClient& client, Console& console);
+// Shows the status on the console: on a terminal in place of the one before, else behind an empty line. The
+// service says when it has changed; nobody asks it meanwhile. For how long a session has been in its state,
+// and its round trip, are no change; on a terminal the first goes on by itself. While there is no status that
+// is said, and the watch goes on. Ends with Ctrl-C, done, or when nothing can be shown, failed.
+CtlResult WatchStatus(const Paths& paths, Console& console);
 
 }  // namespace vexil

@@ -23,7 +23,7 @@ std::vector<std::uint8_t> Pack(std::initializer_list<std::uint32_t> header,
 }
 
 bool IsKind(std::uint32_t kind) {
-    return kind >= kControlAttach && kind <= kControlNetwork;
+    return kind >= kControlAttach && kind <= kControlWatch;
 }
 
 bool HasPayload(std::uint32_t kind) {
@@ -53,7 +53,9 @@ std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t>
     if (!IsKind(request.kind) || request.length > kMaxControlData) {
         return std::nullopt;
     }
-    if ((request.kind == kControlAttach || request.kind == kControlReload) && request.length != 0) {
+    const bool isShort =
+        request.kind == kControlAttach || request.kind == kControlReload || request.kind == kControlWatch;
+    if (isShort && request.length != 0) {
         return std::nullopt;
     }
     if (request.payload.size() != (HasPayload(request.kind) ? request.length : 0)) {

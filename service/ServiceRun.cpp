@@ -44,6 +44,9 @@ class Run {
         while (!service.MayStop()) {
             loop.Round();
             service.Settle();
+            if (server) {
+                server->TellWatchers();
+            }
             notifier.Status(service.Summary());
         }
         service.Stop();
@@ -70,6 +73,7 @@ class Run {
         loop.Add({network.EventDescriptor(), [this] { service.ServeNetwork(); },
                   [this] { return network.Timeout(); }});
         loop.Add({service.LoopDescriptor(), [this] { service.ServeLoops(); }});
+        loop.Add({service.TrafficDescriptor(), [this] { service.ServeTraffic(); }});
         loop.Add({storeWatch.EventDescriptor(), [this] { storeWatch.Serve(); },
                   [this] { return server ? storeWatch.Timeout() : -1; }});
         // The kernel tells a change of the host name as urgent data of this file.

@@ -143,7 +143,7 @@ bool ControlServer::AcceptOne() {
     }
     const std::uint64_t key = nextKey++;
     if (AddEvents(connection.Number(), key)) {
-        clients[key] = {std::move(connection), peer.pid, round};
+        clients[key] = {std::move(connection), peer.pid, round, false, std::nullopt};
     } else {
         CloseConnection(std::move(connection), closer);
     }
@@ -190,6 +190,10 @@ ControlServer::Outcome ControlServer::ServeOne(std::uint64_t key, Client& client
     if (length < kControlRequestHeaderSize) {
         return Outcome::Over;  // the end of the connection, or nothing that could be answered
     }
+    // Replies come in the order of the requests: a further one ends a wait.
+    if (!EndWait(client)) {
+        return Outcome::Unread;
+    }
     std::optional<ControlRequest> request;
     if (length <= packet.size()) {
         request = UnpackControlRequest({packet.data(), length});
@@ -200,6 +204,9 @@ ControlServer::Outcome ControlServer::ServeOne(std::uint64_t key, Client& client
 }
 
 bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlRequest& request) {
+    if (request.kind == kControlWatch) {
+        return Watch(client, request);
+    }
     const bool isAttached = attached == key;
     int error = 0;
     std::vector<std::uint8_t> data;
@@ -231,6 +238,44 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
             break;
     }
     return Send(client, request.sequence, error, data);
+}
+
+bool ControlServer::Watch(Client& client, const ControlRequest& request) {
+    const bool isFirst = !IsWatched();
+    client.watches = true;
+    if (isFirst) {
+        driver.StatusWatched(true);
+    }
+    client.wait = {request.sequence, request.number};
+    return request.number == driver.StatusNumber() || EndWait(client);
+}
+
+bool ControlServer::EndWait(Client& client) {
+    if (!client.wait) {
+        return true;
+    }
+    std::vector<std::uint8_t> number(4);
+    PutLittleEndian(number.data(), driver.StatusNumber(), number.size());
+    const std::uint32_t sequence = client.wait->sequence;
+    client.wait.reset();
+    return Send(client, sequence, 0, number);
+}
+
+void ControlServer::TellWatchers() {
+    const std::uint32_t number = driver.StatusNumber();
+    std::vector<std::uint64_t> unread;
+    for (auto& [key, client] : clients) {
+        if (client.wait && client.wait->known != number && !EndWait(client)) {
+            unread.push_back(key);
+        }
+    }
+    for (const std::uint64_t key : unread) {
+        Close(key);
+    }
+}
+
+bool ControlServer::IsWatched() const {
+    return std::any_of(clients.begin(), clients.end(), [](const auto& each) { return each.second.watches; });
 }
 
 int ControlServer::AnswerNetwork(const ControlRequest& request, std::vector<std::uint8_t>& data) {
@@ -295,8 +340,12 @@ void ControlServer::Close(std::uint64_t key) {
     if (client == clients.end()) {
         return;
     }
+    const bool hasWatched = client->second.watches;
     CloseConnection(std::move(client->second.socket), closer);
     clients.erase(client);
+    if (hasWatched && !IsWatched()) {
+        driver.StatusWatched(false);
+    }
     if (attached == key) {
         attached.reset();
         driver.PanelDetached();

@@ -42,6 +42,10 @@ class ControlServer {
         virtual int Reload() = 0;
         // What the user wants of the network: at least one word, each not empty. The answer is JSON text.
         virtual std::string Network(const std::vector<std::string>& words) = 0;
+        // Whether any client waits for changes of the status, from now on.
+        virtual void StatusWatched(bool watched) = 0;
+        // Of the status as it is: another number since it has changed while it was watched; never 0.
+        virtual std::uint32_t StatusNumber() = 0;
         // A process was turned away: it belongs to another user than may use this service.
         virtual void ClientRefused(pid_t process, uid_t user) = 0;
     };
@@ -71,12 +75,22 @@ class ControlServer {
     int Timeout() const;
     // One round: whoever has gone, then a request of each client, then new connections. Never blocks.
     void Serve();
+    // Answers those who wait for a change of the status, when it has another number than they know. To be
+    // called after everything that may have changed it.
+    void TellWatchers();
 
   private:
+    // A watch that is not answered yet.
+    struct Wait {
+        std::uint32_t sequence = 0;
+        std::uint32_t known = 0;  // number of the status
+    };
     struct Client {
         Descriptor socket;
         pid_t process = 0;
         std::uint64_t lastHeard = 0;  // round of its last packet
+        bool watches = false;         // has asked for changes of the status
+        std::optional<Wait> wait;
     };
     using Clients = std::map<std::uint64_t, Client>;  // by a number that is never used again
 
@@ -96,6 +110,10 @@ class ControlServer {
     // One packet of the client, if there is one.
     Outcome ServeOne(std::uint64_t key, Client& client);
     bool Answer(std::uint64_t key, Client& client, const ControlRequest& request);
+    bool Watch(Client& client, const ControlRequest& request);
+    // Ends the client's wait, if there is one, with the status's number. False when it does not take that.
+    bool EndWait(Client& client);
+    bool IsWatched() const;
     int AnswerNetwork(const ControlRequest& request, std::vector<std::uint8_t>& data);
     int Attach(std::uint64_t key, const Client& client, std::uint32_t unit);
     static bool Send(const Client& client, std::uint32_t sequence, int error,

@@ -12,7 +12,6 @@
 #include "service/control/OptionPayloads.h"
 #include "service/control/RemoteRoutes.h"
 #include "service/control/RouteText.h"
-#include "service/control/Status.h"
 #include "shared/System/Deadline.h"
 
 namespace vexil {
@@ -86,12 +85,16 @@ int UntilOver(DriverService::Clock::time_point end, DriverService::Clock::time_p
 DriverService::DriverService(Parts serviceParts)
     : parts(std::move(serviceParts)),
       store(parts.preferences),
-      engineControl(parts.engine, parts.backend, parts.driver) {
+      engineControl(parts.engine, parts.backend, parts.driver),
+      changes({[this] { return Told(MakeStatusDigest); }, [this] { return Traffic(); },
+               [this] { parts.engine.AwaitTraffic(); }, parts.now}) {
     parts.engine.SetSuspicionWaker(&suspicion);
+    parts.engine.SetTrafficWaker(&traffic);
 }
 
 DriverService::~DriverService() {
     parts.engine.SetSuspicionWaker(nullptr);
+    parts.engine.SetTrafficWaker(nullptr);
 }
 
 void DriverService::Start() {
@@ -118,6 +121,7 @@ void DriverService::Settle() {
             publishBy = parts.now() + kLongestRelease;
         }
     }
+    changes.Settle();
 }
 
 int DriverService::Timeout() const {
@@ -128,10 +132,15 @@ int DriverService::Timeout() const {
         return UntilOver(*publishBy, parts.now(), kReleasePoll);
     }
     int timeout = engineControl.HasUnposted() ? kPostPoll : -1;
+    const auto shorten = [&timeout](int left) {
+        if (left >= 0) {
+            timeout = timeout < 0 ? left : std::min(timeout, left);
+        }
+    };
     if (const auto untilTurn = engineControl.UntilNextTurn()) {
-        const int left = MillisecondsOf(*untilTurn);
-        timeout = timeout < 0 ? left : std::min(timeout, left);
+        shorten(MillisecondsOf(*untilTurn));
     }
+    shorten(changes.Timeout());
     return timeout;
 }
 
@@ -168,6 +177,11 @@ void DriverService::ServeLoops() {
         report.Loop(port, routes.routes[static_cast<std::size_t>(port)], parts.engine.SuspectedRate(port),
                     parts.now());
     }
+}
+
+void DriverService::ServeTraffic() {
+    traffic.Take();
+    changes.Carried();
 }
 
 void DriverService::ServeNetwork() {
@@ -303,12 +317,24 @@ std::vector<HostRecord> DriverService::Computers() const {
 }
 
 std::string DriverService::Status(std::size_t first) {
+    return Told([first](const StatusSources& sources) { return MakeStatus(sources, first); });
+}
+
+std::string DriverService::Told(const std::function<std::string(const StatusSources&)>& make) const {
     const std::vector<HostRecord> hosts = Computers();
     const RemoteStatus remote = parts.network == nullptr ? RemoteStatus() : parts.network->Status();
-    return MakeStatus(
-        {hosts, remote, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
-         parts.network, attached, wireless, sendGranularity, memory, controlPath},
-        first);
+    return make({hosts, remote, names, configuration, routes, tests, localNames, parts.engine, parts.backend,
+                 parts.network, attached, wireless, sendGranularity, memory, controlPath, changes.Looks()});
+}
+
+std::uint64_t DriverService::Traffic() const {
+    std::uint64_t bytes = 0;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        bytes += parts.engine.CountersOfSource(port).bytes;
+        bytes += parts.engine.CountersOfSource(kTestSourceBase + port).bytes;
+        bytes += parts.engine.CountersOfInput(port).bytes;
+    }
+    return bytes;
 }
 
 int DriverService::Reload() {

@@ -23,11 +23,13 @@
 #include "config/PreferenceDomains.h"
 #include "service/control/ControlServer.h"
 #include "service/control/EngineControl.h"
+#include "service/control/EngineEvent.h"
 #include "service/control/HostRecords.h"
 #include "service/control/RemoteNetwork.h"
 #include "service/control/ServiceReport.h"
+#include "service/control/Status.h"
+#include "service/control/StatusChanges.h"
 #include "service/control/StoredConfiguration.h"
-#include "service/control/SuspicionEvent.h"
 #include "service/control/TestOutputs.h"
 
 namespace vexil {
@@ -87,6 +89,9 @@ class DriverService : public ControlServer::Mediator {
     // The log tells of loops that the engine has come to suspect: for when this descriptor is readable.
     int LoopDescriptor() const { return suspicion.EventDescriptor(); }
     void ServeLoops();
+    // Whoever waits for it hears that messages are carried: for when this descriptor is readable.
+    int TrafficDescriptor() const { return traffic.EventDescriptor(); }
+    void ServeTraffic();
     // Takes up what has happened between this computer and others: for when its descriptor is readable or its
     // time is over.
     void ServeNetwork();
@@ -107,6 +112,8 @@ class DriverService : public ControlServer::Mediator {
     std::string Status(std::size_t first) override;
     int Reload() override;
     std::string Network(const std::vector<std::string>& words) override;
+    void StatusWatched(bool watched) override { changes.SetWatched(watched); }
+    std::uint32_t StatusNumber() override { return changes.Number(); }
     void ClientRefused(pid_t process, uid_t user) override;
 
   private:
@@ -131,6 +138,10 @@ class DriverService : public ControlServer::Mediator {
     // Works the routes out anew, and tells the network what is wanted of it.
     void MakeRoutes();
     void TellNetwork();
+    // What `make` makes of all that a status is made of.
+    std::string Told(const std::function<std::string(const StatusSources&)>& make) const;
+    // Grows with every message that the engine carries.
+    std::uint64_t Traffic() const;
     Route TestRoute(int port) const;
     std::vector<HostRecord> Computers() const;
     // Bit p: programs hear the input of port p, and are to go on doing so.
@@ -162,7 +173,9 @@ class DriverService : public ControlServer::Mediator {
     bool wireless = false;
     std::uint32_t sendGranularity = 0;
     ServiceReport report;
-    SuspicionEvent suspicion;
+    EngineEvent suspicion;
+    EngineEvent traffic;
+    StatusChanges changes;
     std::string memory;
     std::string controlPath;
 };

@@ -192,28 +192,47 @@ Json Head(const StatusSources& sources) {
                          {"port", remote.port},     {"avahi", remote.avahi},     {"remarks", remote.remarks}};
     status["memory"] = sources.memory;
     status["control"] = sources.control;
+    status["looks"] = sources.looks;
     status["hosts"] = Json::array();
     status["sessions"] = Json::array();
     status[kPorts] = Json::array();
     return status;
 }
 
-}  // namespace
-
-std::string MakeStatus(const StatusSources& sources, std::size_t first) {
-    const PortStatus portStatus(sources);
+// Of all lists, in their order. What it refers to must outlive it.
+std::vector<Entry> Entries(const StatusSources& sources, const PortStatus& portStatus) {
     std::vector<Entry> entries;
     for (const HostRecord& host : sources.hosts) {
-        entries.push_back({"hosts", [&] { return Host(host); }});
+        entries.push_back({"hosts", [&host] { return Host(host); }});
     }
     for (const RemoteSession& session : sources.remote.sessions) {
-        entries.push_back({"sessions", [&] { return Session(session); }});
+        entries.push_back({"sessions", [&session] { return Session(session); }});
     }
     for (int port = 0; port < kMaxPorts; ++port) {
         if (portStatus.IsUsed(port)) {
             entries.push_back({kPorts, [&portStatus, port] { return portStatus.Make(port); }});
         }
     }
+    return entries;
+}
+
+// Leaves out what is no change of the status.
+void EraseMoments(Json& json) {
+    for (const char* key : {"seconds", "roundTrip", "messages", "bytes", "filtered", "dropped", "looks"}) {
+        json.erase(key);
+    }
+    for (const char* side : {"output", "input", "test"}) {
+        if (json.contains(side)) {
+            EraseMoments(json[side]);
+        }
+    }
+}
+
+}  // namespace
+
+std::string MakeStatus(const StatusSources& sources, std::size_t first) {
+    const PortStatus portStatus(sources);
+    const std::vector<Entry> entries = Entries(sources, portStatus);
 
     Json status = Head(sources);
     constexpr std::size_t kRoomForWhatIsLeft = 64;
@@ -236,6 +255,19 @@ std::string MakeStatus(const StatusSources& sources, std::size_t first) {
         status[entries[at].list].push_back(std::move(json));
     }
     return Text(status);
+}
+
+std::string MakeStatusDigest(const StatusSources& sources) {
+    const PortStatus portStatus(sources);
+    Json head = Head(sources);
+    EraseMoments(head);
+    std::string digest = Text(head);
+    for (const Entry& entry : Entries(sources, portStatus)) {
+        Json json = entry.make();
+        EraseMoments(json);
+        digest += Text(json);
+    }
+    return digest;
 }
 
 }  // namespace vexil

@@ -31,6 +31,7 @@ struct StatusSources {
     std::uint32_t sendGranularity = 0;  // in force, not as configured
     std::string memory;                 // "locked", or why it is not
     std::string control;                // path of the control channel's socket
+    std::uint32_t looks = 0;            // at the counters, while somebody waits for changes
 };
 
 // The status, or as much of it as kMaxControlData holds: hosts, sessions and ports are one list, from whose
@@ -38,5 +39,9 @@ struct StatusSources {
 // "portsLeftOut" how many ports are left. An entry that no answer could hold is passed over. Bytes that are
 // no UTF-8 become U+FFFD.
 std::string MakeStatus(const StatusSources& sources, std::size_t first = 0);
+
+// A text that differs when the status has changed: all of it but counters of messages, and what is a little
+// different at each moment.
+std::string MakeStatusDigest(const StatusSources& sources);
 
 }  // namespace vexil

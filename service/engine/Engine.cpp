@@ -87,6 +87,10 @@ class Engine::State {
         if (sources.TakeSuspicionsChanged() && suspicionWaker != nullptr) {
             suspicionWaker->Wake();
         }
+        if (sources.TakeCarried() && trafficAwaited.load(std::memory_order_relaxed) &&
+            trafficWaker != nullptr && trafficAwaited.exchange(false)) {
+            trafficWaker->Wake();
+        }
     }
 
     SpscQueue<Command, kCommands> commands;
@@ -104,6 +108,8 @@ class Engine::State {
     SilentSink silence;
     EngineSink* remoteSink = &silence;
     EngineWaker* suspicionWaker = nullptr;
+    EngineWaker* trafficWaker = nullptr;
+    std::atomic<bool> trafficAwaited{false};
     std::uint64_t taken = 0;  // commands
     // Bytes of system exclusive that arrived for each taken source, and bit s: not all of them are passed on.
     std::array<std::uint32_t, kTakenSources> arrived{};
@@ -181,6 +187,14 @@ void Engine::SetRemoteSink(EngineSink* sink) {
 
 void Engine::SetSuspicionWaker(EngineWaker* waker) {
     state->suspicionWaker = waker;
+}
+
+void Engine::SetTrafficWaker(EngineWaker* waker) {
+    state->trafficWaker = waker;
+}
+
+void Engine::AwaitTraffic() {
+    state->trafficAwaited.store(true);
 }
 
 bool Engine::PostWays(const WayTable& outputs) {

@@ -69,6 +69,9 @@ class Engine {
     // Who is woken, on the engine thread, when SuspectedRate has become another than 0 for a source, or 0
     // again; null, as at first: nobody. Set while no thread drives the engine.
     void SetSuspicionWaker(EngineWaker* waker);
+    // Who is woken, on the engine thread, as AwaitTraffic asks for it; null, as at first: nobody. Set while
+    // no thread drives the engine.
+    void SetTrafficWaker(EngineWaker* waker);
 
     // Control thread. Each posts a command; false when the queue is full (the engine thread has stopped
     // running), in which case nothing was posted and the caller tries again later.
@@ -100,6 +103,8 @@ class Engine {
     // Messages in the last second of an output with all its writers, a test output or a taken source that is
     // suspected to be part of a loop; 0 where none is suspected. Any thread.
     std::uint64_t SuspectedRate(int source) const;
+    // The turn that takes the next message wakes the traffic waker, once.
+    void AwaitTraffic();
 
     // The network's thread. What it posts is carried out in its order.
 

@@ -72,6 +72,7 @@ void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& pie
     Source& writer = Of(source);
     Origin& origin = OriginOf(writer);
     origin.messages.Add(piece.first ? 1 : 0);
+    carried = true;
     if (LeadsNowhere(origin.way)) {
         origin.filtered.Add(piece.first ? 1 : 0);
         return;

@@ -82,6 +82,8 @@ class SourceTable {
     }
     // Whether a suspicion has come or gone since the last call.
     bool TakeSuspicionsChanged() { return std::exchange(suspicionsChanged, false); }
+    // Whether a message was taken since the last call.
+    bool TakeCarried() { return std::exchange(carried, false); }
 
   private:
     struct Source {
@@ -120,6 +122,7 @@ class SourceTable {
     std::vector<int> owing;              // sources that owe a release
     std::vector<std::int16_t> suspects;  // origins of which a loop is suspected
     bool suspicionsChanged = false;
+    bool carried = false;
 };
 
 }  // namespace vexil

@@ -118,6 +118,13 @@ TYPED_TEST(ConsoleContract, AWaitTakesItsTime) {
     EXPECT_GE(this->console.Now() - before, 20ms);
 }
 
+TYPED_TEST(ConsoleContract, WaitsUntilADescriptorIsReadableOrTheTimeIsOver) {
+    Pipe pipe;
+    EXPECT_EQ(Console::Woken::Time, this->console.WaitFor(pipe.Reading(), 1ms));
+    ASSERT_EQ(0, WriteAll(pipe.Writing(), "x"));
+    EXPECT_EQ(Console::Woken::Ready, this->console.WaitFor(pipe.Reading(), std::nullopt));
+}
+
 TEST(StandardConsole, AnInterruptThatIsHeldEndsTheWait) {
     StandardBed bed;
     sigset_t before{};
@@ -125,6 +132,7 @@ TEST(StandardConsole, AnInterruptThatIsHeldEndsTheWait) {
     bed.Get().HoldInterrupts();
     EXPECT_TRUE(bed.Get().Wait(1ms));
     kill(getpid(), SIGINT);
+    EXPECT_EQ(Console::Woken::Interrupt, bed.Get().WaitFor(-1, std::nullopt));
     EXPECT_FALSE(bed.Get().Wait(1h));
     // It takes no effect any more: the mask is the process's.
     signal(SIGINT, SIG_IGN);

@@ -2,8 +2,12 @@
 // is shown fails on demand.
 #pragma once
 
+#include <gtest/gtest.h>
+#include <poll.h>
+
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +40,30 @@ class ScriptedConsole : public Console {
         now += time;
         return true;
     }
+    // Does the next thing that happens meanwhile once something more was shown. When nothing is left to
+    // happen, and as much was shown as is waited for, Ctrl-C is pressed, where it is held.
+    Woken WaitFor(int descriptor, std::optional<std::chrono::milliseconds> time) override {
+        patience.push_back(time);
+        if (shown.size() > shownBefore) {
+            shownBefore = shown.size();
+            if (!meanwhile.empty()) {
+                meanwhile.front()();
+                meanwhile.pop_front();
+            }
+        }
+        if (holdsInterrupts && meanwhile.empty() && shown.size() >= shownAtLast) {
+            return Woken::Interrupt;
+        }
+        pollfd state{descriptor, POLLIN, 0};
+        constexpr int kLongest = 20'000;
+        const auto wait = static_cast<int>(time.value_or(std::chrono::milliseconds(kLongest)).count());
+        if (poll(&state, 1, wait) > 0) {
+            return Woken::Ready;
+        }
+        now += time.value_or(std::chrono::milliseconds(0));
+        EXPECT_TRUE(time) << "nothing came";
+        return time ? Woken::Time : Woken::Interrupt;
+    }
     bool IsTyped() const override { return isTyped; }
     std::optional<std::string> ReadHiddenLine(const std::string& prompt) override {
         if (isTyped) {
@@ -58,8 +86,13 @@ class ScriptedConsole : public Console {
     std::vector<std::string> shown;
     std::vector<std::string> prompts;
     std::vector<std::chrono::milliseconds> waits;
+    std::vector<std::optional<std::chrono::milliseconds>> patience;  // of WaitFor
+    std::size_t shownAtLast = 0;
     bool holdsInterrupts = false;
     Clock::time_point now{std::chrono::hours(1)};
+
+  private:
+    std::size_t shownBefore = 0;
 };
 
 }  // namespace vexil

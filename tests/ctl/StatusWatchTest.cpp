@@ -11,7 +11,6 @@ namespace {
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -26,88 +25,97 @@ class StatusWatchTest : public CtlFixture {
         status["attached"] = false;
         return status;
     }
-    std::function<void()> Become(const json& status) {
-        return [this, status] { Serve(status.dump()); };
+    // A service whose status becomes the next of these as soon as it was read.
+    void Watched(const std::vector<std::string>& statuses) {
+        service.SetHook([statuses, current = std::uint32_t{0}](const Seen& request) mutable {
+            if (request.kind == kControlWatch && request.number < statuses.size()) {
+                current = request.number;
+                const auto number = static_cast<std::uint8_t>(current + 1);
+                ControlSocketService::Reply(request, 0, {number, 0, 0, 0});
+            } else if (request.kind == kControlStatus) {
+                Answer(request, statuses[current]);
+            }
+            return true;  // nothing changes any more
+        });
+        if (!isServing) {
+            service.Start();
+        }
+        isServing = true;
+    }
+    CtlResult Watch(std::size_t shownAtLast) {
+        console.shownAtLast = shownAtLast;
+        return Run({"status", "--watch"});
+    }
+    std::string Absence() const {
+        return "There is no status: no service is running at " + folder.SocketPath() +
+               ". The watch goes on.\n";
     }
 };
 
-TEST_F(StatusWatchTest, ShowsTheStatusAgainOnlyWhenItHasChanged) {
-    Serve();
-    console.meanwhile = {[] {}, Become(Changed()), [] {}};
-    const CtlResult result = Run({"status", "--watch"});
+TEST_F(StatusWatchTest, ShowsTheStatusWhenTheServiceSaysThatItHasChanged) {
+    Watched({SampleStatus().dump(), Changed().dump()});
+    const CtlResult result = Watch(2);
     EXPECT_EQ(result.status, kCtlDone);
     EXPECT_EQ(result.output + result.errors, "");
     EXPECT_THAT(console.shown, ElementsAre(TextOf(SampleStatus()), "\n" + TextOf(Changed())));
-    EXPECT_THAT(console.waits, testing::Each(std::chrono::milliseconds(500)));
+    EXPECT_THAT(console.patience, testing::Each(std::nullopt)) << "nothing is asked again and again";
 }
 
 TEST_F(StatusWatchTest, EndsWithAnInterrupt) {
-    Serve();
-    EXPECT_EQ(Run({"status", "--watch"}).status, kCtlDone);
+    Watched({SampleStatus().dump()});
+    EXPECT_EQ(Watch(1).status, kCtlDone);
     EXPECT_TRUE(console.holdsInterrupts);
-    EXPECT_THAT(console.waits, SizeIs(1));
 }
 
 TEST_F(StatusWatchTest, TimeThatPassesIsNoChange) {
-    Serve();
     json later = SampleStatus();
     later["sessions"][0]["seconds"] = 1000;
     later["sessions"][0]["roundTrip"] = 999;
-    console.meanwhile = {Become(later)};
-    Run({"status", "--watch"});
-    EXPECT_THAT(console.shown, SizeIs(1));
-    console.isTerminal = true;
-    Serve();
-    console.shown.clear();
-    console.meanwhile = {Become(later)};
-    Run({"status", "--watch"});
-    EXPECT_THAT(console.shown, SizeIs(2)) << "on a terminal it costs nobody a line";
+    Watched({SampleStatus().dump(), later.dump(), Changed().dump()});
+    Watch(2);
+    EXPECT_THAT(console.shown, ElementsAre(TextOf(SampleStatus()), "\n" + TextOf(Changed())));
 }
 
-TEST_F(StatusWatchTest, ATerminalIsRedrawn) {
-    Serve();
+TEST_F(StatusWatchTest, OnATerminalTheTimeOfASessionGoesOn) {
+    Watched({SampleStatus().dump()});
     console.isTerminal = true;
-    Run({"status", "--watch"});
-    ASSERT_THAT(console.shown, SizeIs(1));
+    Watch(2);
+    ASSERT_THAT(console.shown, SizeIs(2));
+    EXPECT_THAT(console.shown[0], HasSubstr(" 7s "));
+    EXPECT_THAT(console.shown[1], HasSubstr(" 8s "));
     EXPECT_THAT(console.shown[0], StartsWith("\x1b[HVexil III 3.3.900 on studio\x1b[K\n"));
     EXPECT_THAT(console.shown[0], testing::EndsWith("\x1b[K\n\x1b[J"));
 }
 
 TEST_F(StatusWatchTest, SaysThatTheServiceHasGoneAndGoesOnWhenItIsBack) {
-    Serve();
-    console.meanwhile = {[this] { EndService(); }, [] {}, Become(SampleStatus())};
-    EXPECT_EQ(Run({"status", "--watch"}).status, kCtlDone);
-    EXPECT_THAT(console.shown, ElementsAre(TextOf(SampleStatus()),
-                                           "\nThere is no status: no service is running at " +
-                                               folder.SocketPath() + ". The watch goes on.\n",
-                                           "\n" + TextOf(SampleStatus())));
+    Watched({SampleStatus().dump()});
+    console.meanwhile = {[this] { EndService(); }, [this] { Watched({SampleStatus().dump()}); }};
+    EXPECT_EQ(Watch(3).status, kCtlDone);
+    EXPECT_THAT(console.shown,
+                ElementsAre(TextOf(SampleStatus()), "\n" + Absence(), "\n" + TextOf(SampleStatus())));
 }
 
 TEST_F(StatusWatchTest, BeginsBeforeTheServiceDoes) {
-    console.meanwhile = {Become(SampleStatus())};
-    EXPECT_EQ(Run({"status", "--watch"}).status, kCtlDone);
-    ASSERT_THAT(console.shown, SizeIs(2));
-    EXPECT_THAT(console.shown[0], StartsWith("There is no status: no service is running"));
+    console.meanwhile = {[this] { Watched({SampleStatus().dump()}); }};
+    EXPECT_EQ(Watch(2).status, kCtlDone);
+    EXPECT_THAT(console.shown, ElementsAre(Absence(), "\n" + TextOf(SampleStatus())));
 }
 
 TEST_F(StatusWatchTest, EndsWhereNothingCanBeShown) {
-    Serve();
+    Watched({SampleStatus().dump()});
     console.showError = ENOSPC;
-    const CtlResult result = Run({"status", "--watch"});
+    const CtlResult result = Watch(1);
     EXPECT_EQ(result.status, kCtlFailed);
     EXPECT_EQ(result.errors, "vexil3ctl: standard output: No space left on device\n");
-    EXPECT_THAT(console.waits, IsEmpty());
 }
 
 TEST_F(StatusWatchTest, ControlCharactersOfTheServiceReachNoTerminal) {
     json status = SampleStatus();
     status["host"] = "a\x1b[2Jb";
-    Serve(status.dump());
+    Watched({status.dump(), "{\x1b[2J"});
     console.isTerminal = true;
-    Run({"status", "--watch"});
+    Watch(2);
     EXPECT_THAT(console.shown.at(0), HasSubstr("on a?[2Jb"));
-    Serve("{\x1b[2J");
-    Run({"status", "--watch"});
     EXPECT_THAT(console.shown.at(1), HasSubstr("There is no status: the service's status makes no sense"));
 }
 

@@ -11,8 +11,8 @@ import subprocess
 import time
 
 import running_service
-from running_service import (ATTACH, GET, LONGEST_DATA, RELOAD, SET, STATUS, UNIT, Client, packet_list, request,
-                             test_record, wait_until)
+from running_service import (ATTACH, GET, LONGEST_DATA, RELOAD, SET, STATUS, UNIT, WATCH, Client, packet_list,
+                             request, test_record, wait_until)
 
 
 class Channel(running_service.ServiceTest):
@@ -53,6 +53,36 @@ class Channel(running_service.ServiceTest):
         panel.wait()
         wait_until(lambda: not client.status()["attached"])
         self.assertEqual([port["port"] for port in client.status()["ports"]], [11])
+
+    def test_a_watch_tells_of_a_panel_and_of_music(self):
+        panel, watcher = self.panel(), self.client()
+        known = 0
+
+        def watched():
+            """Waits for a change; the status then."""
+            nonlocal known
+            error, number = watcher.ask(WATCH, known)
+            self.assertEqual(error, 0)
+            known = int.from_bytes(number, "little")
+            return watcher.status()
+
+        def watch_until(condition):
+            status = watched()
+            while not condition(status):
+                status = watched()
+            return status
+
+        watch_until(lambda status: status["attached"])
+        self.assertEqual(panel.set(192, test_record(5, "localhost", 1)), 0)
+        self.assertEqual(panel.set(193, struct.pack("<I", 5)), 0)
+        watch_until(lambda status: [port["port"] for port in status["ports"]] == [11, 16])
+        looks = watcher.status()["looks"]
+        self.assertEqual(panel.set(5, packet_list(b"\x90\x3c\x40")), 0)
+        status = watch_until(lambda status: status["looks"] > looks and status["ports"][1]["test"]["messages"] == 1)
+        # There is a look that finds nothing new.
+        watch_until(lambda later: later["looks"] > status["looks"])
+        panel.close()
+        watch_until(lambda status: not status["attached"])
 
     def test_sequences_come_back(self):
         client = self.client()

@@ -318,6 +318,11 @@ class Manager(running_service.ServiceTest):
         self.surroundings.store(stored.defaults())
         service = self.start()
         self.panel()
+        # Nor for whoever waits for a change of its status.
+        watcher = self.client()
+        error, number = watcher.ask(running_service.WATCH)
+        self.assertEqual(error, 0)
+        watcher.send(running_service.request(1, running_service.WATCH, int.from_bytes(number, "little")))
         # What its start has brought comes first, on a busy computer a while after it.
         wait_until(lambda: self.rests(service))
 

@@ -70,6 +70,58 @@ TEST_F(ControlServerTest, OptionsWithoutAttachmentFail) {
     EXPECT_THAT(driver.asked, IsEmpty());
 }
 
+TEST_F(ControlServerTest, AWatchIsAnsweredWhenTheStatusHasAnotherNumberThanTheClientKnows) {
+    const auto client = Connect();
+    EXPECT_EQ((Reply{77, 0, {1, 0, 0, 0}}), Ask(*client, kControlWatch, 0));
+    ASSERT_TRUE(client->Send(78, kControlWatch, 1));
+    Serve();
+    server->TellWatchers();
+    EXPECT_EQ(std::nullopt, client->Receive());
+    driver.statusNumber = 0x203;
+    server->TellWatchers();
+    EXPECT_EQ((Reply{78, 0, {3, 2, 0, 0}}), client->Receive());
+    driver.statusNumber = 4;
+    server->TellWatchers();
+    EXPECT_EQ(std::nullopt, client->Receive()) << "it has not asked again";
+    EXPECT_EQ((Reply{77, 0, {4, 0, 0, 0}}), Ask(*client, kControlWatch, 3));
+}
+
+TEST_F(ControlServerTest, AFurtherRequestEndsAWait) {
+    const auto client = Connect();
+    ASSERT_TRUE(client->Send(1, kControlWatch, 1));
+    Serve();
+    ASSERT_TRUE(client->Send(2, kControlStatus, 0, 65536));
+    Serve();
+    EXPECT_EQ((Reply{1, 0, {1, 0, 0, 0}}), client->Receive());
+    EXPECT_EQ((Reply{2, 0, {'{', '}'}}), client->Receive());
+}
+
+TEST_F(ControlServerTest, TheDriverHearsWhetherAnybodyWatches) {
+    const auto one = Connect();
+    const auto other = Connect();
+    ASSERT_TRUE(one->Send(1, kControlWatch, 1));
+    ASSERT_TRUE(other->Send(1, kControlWatch, 1));
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("watched"));
+    one->Close();
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("watched"));
+    other->Close();
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("watched", "unwatched"));
+}
+
+TEST_F(ControlServerTest, AWatcherThatHasGoneIsNoLongerTold) {
+    const auto client = Connect();
+    ASSERT_TRUE(client->Send(1, kControlWatch, 1));
+    Serve();
+    client->Close();
+    driver.statusNumber = 2;
+    server->TellWatchers();
+    Serve();
+    EXPECT_THAT(driver.asked, ElementsAre("watched", "unwatched"));
+}
+
 TEST_F(ControlServerTest, StatusAndReloadNeedNoAttachment) {
     const auto panel = Attached();
     const auto client = Connect();

@@ -1,5 +1,6 @@
 // What the options do with the configuration: endpoints, and the order in which a change is taken up.
 #include <gmock/gmock.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -608,6 +609,38 @@ TEST_F(DriverServiceTest, EndsAfterAMomentWhereTheMidiSystemHangs) {
     EXPECT_FALSE(service.MayStop());
     now += 1ms;
     EXPECT_TRUE(service.MayStop());
+}
+
+TEST_F(DriverServiceTest, TheNumberOfTheStatusTellsWhoeverWatchesOfChangesAndOfMusic) {
+    Patch(0, 1);
+    Start();
+    const auto player = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    service.StatusWatched(true);
+    const auto changes = [&](const std::function<void()>& act) {
+        now += 1s;
+        service.Settle();  // what happened before
+        const std::uint32_t before = service.StatusNumber();
+        act();
+        now += 1s;
+        service.Settle();
+        return service.StatusNumber() != before;
+    };
+    EXPECT_FALSE(changes([] {}));
+    EXPECT_EQ(service.Timeout(), -1);
+    EXPECT_TRUE(changes([&] { service.PanelAttached(1); }));
+    const auto isReadable = [&] {
+        pollfd state{service.TrafficDescriptor(), POLLIN, 0};
+        return poll(&state, 1, 0) > 0;
+    };
+    EXPECT_FALSE(isReadable());
+    player->Write(kNoteOn);
+    Turn();
+    EXPECT_TRUE(isReadable());
+    EXPECT_TRUE(changes([&] { service.ServeTraffic(); }));
+    EXPECT_FALSE(isReadable());
+    service.StatusWatched(false);
+    EXPECT_EQ(service.Timeout(), -1);
 }
 
 }  // namespace

@@ -14,12 +14,13 @@ namespace vexil {
 class RecordingMediator : public ControlServer::Mediator {
   public:
     // What was asked, in order: "attached", "detached", "set 191: 19 00 00 00", "get 202", "status",
-    // "reload", "network pin studio", "refused".
+    // "reload", "network pin studio", "watched", "unwatched", "refused".
     std::vector<std::string> asked;
     std::map<std::uint32_t, int> errors;  // of set and get options
     std::vector<std::uint8_t> data = {1, 2, 3};
     std::string status = "{}";
     std::string networkAnswer = "{}";
+    std::uint32_t statusNumber = 1;
 
     void PanelAttached(pid_t) override { asked.push_back("attached"); }
     void PanelDetached() override { asked.push_back("detached"); }
@@ -53,6 +54,8 @@ class RecordingMediator : public ControlServer::Mediator {
         asked.push_back(line);
         return networkAnswer;
     }
+    void StatusWatched(bool watched) override { asked.push_back(watched ? "watched" : "unwatched"); }
+    std::uint32_t StatusNumber() override { return statusNumber; }
     void ClientRefused(pid_t, uid_t) override { asked.push_back("refused"); }
 };
 

@@ -33,7 +33,7 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
         "options": {"wireless": false, "launchMonitor": true, "logging": true, "showConnectors": true,
                     "sendGranularity": 2},
         "network": {"speaks": "off", "problem": "", "key": "", "port": 0, "avahi": "", "remarks": []},
-        "memory": "locked", "control": "/run/x",
+        "memory": "locked", "control": "/run/x", "looks": 0,
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
         "sessions": [], "ports": []})"),

@@ -1,4 +1,4 @@
-// Wakes the control thread when the engine has come to suspect a loop, or does so no longer.
+// Wakes the control thread when something has happened in the engine that it is to look at.
 #pragma once
 
 #include <sys/eventfd.h>
@@ -8,7 +8,7 @@
 
 namespace vexil {
 
-class SuspicionEvent : public EngineWaker {
+class EngineEvent : public EngineWaker {
   public:
     // Any thread.
     void Wake() override { static_cast<void>(::eventfd_write(event.Number(), 1)); }
