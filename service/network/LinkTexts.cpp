@@ -77,7 +77,8 @@ std::string ConnectionProblemText(const LinkPeerState& state, const std::string&
         case LinkPeerState::Kind::Unheard:
             return "The computer " + Quoted(name) + " no longer hears this one.";
         case LinkPeerState::Kind::Ended:
-            return "Vexil III has ended on the computer " + Quoted(name) + ".";
+            return state.isSession ? "The session " + Quoted(name) + " has ended."
+                                   : "Vexil III has ended on the computer " + Quoted(name) + ".";
         case LinkPeerState::Kind::Refused:
             return RefusalText(state, name);
         case LinkPeerState::Kind::Searching:
@@ -91,7 +92,10 @@ bool IsPassing(const LinkPeerState& state) {
            (state.kind == LinkPeerState::Kind::Calling && !state.silent);
 }
 
-std::string WayProblemText(WayProblem problem, const std::string& name, int port) {
+std::string WayProblemText(WayProblem problem, const std::string& name, int port, bool isSession) {
+    if (isSession && problem == WayProblem::TargetPortUnused) {
+        return Quoted(name) + " has one port, " + std::to_string(ShownPortNumber(0)) + ".";
+    }
     const std::string there = "Port " + std::to_string(ShownPortNumber(port)) + " of " + Quoted(name);
     switch (problem) {
         case WayProblem::None:

@@ -18,6 +18,7 @@ std::string ConnectionProblemText(const LinkPeerState& state, const std::string&
 bool IsPassing(const LinkPeerState& state);
 
 // Why a way to the input of a port (0 to 63) over there is not heard, as one sentence; empty when it is.
-std::string WayProblemText(WayProblem problem, const std::string& name, int port);
+// `isSession`: over there is an RTP-MIDI session, which has one port.
+std::string WayProblemText(WayProblem problem, const std::string& name, int port, bool isSession = false);
 
 }  // namespace vexil

@@ -34,18 +34,10 @@ class LinkTransport final : public Transport {
     static constexpr std::size_t kMostHalfOpen = 16;
     static constexpr std::size_t kMostCandidates = 6;
 
-    // Who may come in, and what the inputs listen to. Asked on the thread that drives the transport.
-    class Gate {
+    class Gate : public TransportGate {
       public:
-        virtual ~Gate() = default;
-        // Whether anything that an address sends is answered.
-        virtual bool MayCall(const NetworkAddress& from) = 0;
         // Whether a computer with this key and name is let in; the name is empty as long as it is not known.
         virtual Refusal Judge(const KeyHash& key, std::string_view name) = 0;
-        // Whether what a source of a peer plays is heard at an input.
-        virtual WayVerdict JudgeWay(std::string_view name, const NetworkAddress& from, int source,
-                                    int input) = 0;
-        virtual std::uint64_t Random() = 0;
     };
 
     // What it works with; all outlive it.

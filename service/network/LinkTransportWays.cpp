@@ -8,23 +8,7 @@ namespace vexil {
 
 namespace {
 
-constexpr std::uint8_t kExclusiveBegin = 0xF0;
-constexpr std::uint8_t kExclusiveEnd = 0xF7;
 constexpr std::uint8_t kFirstRealtimeByte = 0xF8;
-
-// As the engine delivers: a whole message, or a piece of system exclusive, which begins with F0, a data byte
-// or F7.
-MidiPiece PieceOf(ByteView bytes) {
-    MidiPiece piece;
-    piece.bytes = bytes;
-    piece.systemExclusive =
-        bytes.front() < 0x80 || bytes.front() == kExclusiveBegin || bytes.front() == kExclusiveEnd;
-    if (piece.systemExclusive) {
-        piece.first = bytes.front() == kExclusiveBegin;
-        piece.last = bytes.back() == kExclusiveEnd;
-    }
-    return piece;
-}
 
 auto FindWay(std::vector<LinkWayOut>& ways, int source, int input) {
     return std::find_if(ways.begin(), ways.end(),
@@ -110,8 +94,8 @@ WayResult LinkTransport::Pass(const RemoteRing::Delivery& delivery) {
     }
     const std::uint64_t steady = delivery.time - static_cast<std::uint64_t>(parts.engine.ClockLead());
     const std::uint64_t due = (steady - static_cast<std::uint64_t>(steadyLead)) / 1000;
-    const WayResult result =
-        peer->link.Association().Send(due, delivery.to.from, delivery.to.port, PieceOf(delivery.bytes));
+    const WayResult result = peer->link.Association().Send(due, delivery.to.from, delivery.to.port,
+                                                           PieceOfDelivery(delivery.bytes));
     peer->dirty = peer->dirty || result == WayResult::Taken;
     return result;
 }

@@ -4,6 +4,25 @@
 
 namespace vexil {
 
+namespace {
+
+constexpr std::uint8_t kExclusiveBegin = 0xF0;
+constexpr std::uint8_t kExclusiveEnd = 0xF7;
+
+}  // namespace
+
+MidiPiece PieceOfDelivery(ByteView bytes) {
+    MidiPiece piece;
+    piece.bytes = bytes;
+    piece.systemExclusive =
+        bytes.front() < 0x80 || bytes.front() == kExclusiveBegin || bytes.front() == kExclusiveEnd;
+    if (piece.systemExclusive) {
+        piece.first = bytes.front() == kExclusiveBegin;
+        piece.last = bytes.back() == kExclusiveEnd;
+    }
+    return piece;
+}
+
 LinkWaysIn::LinkWaysIn(Engine& itsEngine) : engine(itsEngine), ways(kTakenSources) {
     owed.reserve(kTakenSources);
 }

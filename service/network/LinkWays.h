@@ -14,6 +14,7 @@
 
 #include "service/engine/ByteRing.h"
 #include "service/engine/Engine.h"
+#include "service/engine/MidiParser.h"
 #include "service/engine/RemoteRing.h"
 #include "service/network/LinkCodec.h"
 
@@ -39,6 +40,10 @@ struct LinkWayIn {
     int input = 0;   // here
     WayProblem problem = WayProblem::None;
 };
+
+// What the engine has delivered: a whole message, or a piece of system exclusive, which begins with F0, a
+// data byte or F7.
+MidiPiece PieceOfDelivery(ByteView bytes);
 
 // The ways that come in: each one that is let in has a source of the engine.
 class LinkWaysIn {

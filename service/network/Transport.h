@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "service/engine/RemoteRing.h"
@@ -50,8 +51,9 @@ struct LinkPeerState {
         Refused,
     };
 
-    int computer = 0;      // its number; 0: nobody here has asked for it
-    std::string peerName;  // as it says; empty: not known
+    int computer = 0;        // its number; 0: nobody here has asked for it
+    bool isSession = false;  // an RTP-MIDI session, which has one port and no key
+    std::string peerName;    // as it says; empty: not known
     Kind kind = Kind::Searching;
     Refusal refusal = Refusal::None;     // Refused
     bool refusedThere = false;           // by the other computer
@@ -63,6 +65,18 @@ struct LinkPeerState {
     LinkCounters counters;               // Up
     std::vector<LinkWayOut> waysOut;
     std::vector<LinkWayIn> waysIn;
+};
+
+// Who may come in by any door, and what the inputs listen to. Asked on the thread that drives the door.
+class TransportGate {
+  public:
+    virtual ~TransportGate() = default;
+    // Whether anything that an address sends is answered.
+    virtual bool MayCall(const NetworkAddress& from) = 0;
+    // Whether what a source of a peer plays is heard at an input.
+    virtual WayVerdict JudgeWay(std::string_view name, const NetworkAddress& from, int source, int input) = 0;
+    // A random number that nobody can foresee.
+    virtual std::uint64_t Random() = 0;
 };
 
 class Transport {
@@ -102,6 +116,15 @@ class Transport {
     virtual bool TakeChanged() = 0;
     // Computers in the order of their numbers, then peers that nobody here has asked for.
     virtual std::vector<LinkPeerState> States() const = 0;
+};
+
+// A door that has sockets of its own.
+class OwnSocketsTransport : public Transport {
+  public:
+    // Readable when Read is to be called; the same one for as long as this object lives.
+    virtual int EventDescriptor() const = 0;
+    // Takes all datagrams that have arrived.
+    virtual void Read(std::uint64_t now) = 0;
 };
 
 }  // namespace vexil
