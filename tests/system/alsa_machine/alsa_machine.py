@@ -53,7 +53,7 @@ def _qemu(kernel, initramfs, folder, memory):
     return [
         "qemu-system-x86_64", "-accel", "tcg,thread=multi", "-cpu", "max", "-smp", "2", "-m", str(memory), "-nodefaults",
         "-no-reboot", "-display", "none", "-kernel", str(kernel), "-initrd", str(initramfs),
-        "-append", "console=ttyS0 panic=-1 quiet",
+        "-append", "console=ttyS0 panic=-1 quiet mitigations=off",
         "-serial", f"file:{folder / 'console'}",
         "-chardev", "stdio,id=output,signal=off", "-serial", "chardev:output",
         "-serial", f"file:{folder / 'state'}",
