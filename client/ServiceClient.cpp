@@ -54,6 +54,10 @@ ServiceAnswer ServiceClient::AskReload() const {
     return Ask({kSequence, kControlReload, 0, 0, {}}, 0);
 }
 
+ServiceAnswer ServiceClient::AskPanic() const {
+    return Ask({kSequence, kControlPanic, 0, 0, {}}, kMaxControlData);
+}
+
 ServiceAnswer ServiceClient::AskNetwork(const std::vector<std::string>& words) const {
     const std::optional<std::vector<std::uint8_t>> payload = PackControlWords(words);
     if (!payload) {

@@ -39,6 +39,8 @@ class ServiceClient {
     ServiceAnswer AskStatus(std::uint32_t first = 0) const;
     // Tells the service to read its configuration again.
     ServiceAnswer AskReload() const;
+    // Has the service end every note: JSON text, not yet checked.
+    ServiceAnswer AskPanic() const;
     // A network command: JSON text, not yet checked. See docs/control-channel.md.
     ServiceAnswer AskNetwork(const std::vector<std::string>& words) const;
 

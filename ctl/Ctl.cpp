@@ -2,6 +2,7 @@
 
 #include "ctl/Command.h"
 #include "ctl/NetworkCommand.h"
+#include "ctl/PanicCommand.h"
 #include "ctl/SettingsCommands.h"
 #include "ctl/StatusCommand.h"
 #include "shared/System/PrintableText.h"
@@ -19,6 +20,7 @@ constexpr const char* kHelp =
     "  hosts             show the computers that the service knows\n"
     "  network           show and change whom the service plays to and hears, and where it speaks;\n"
     "                    'vexil3ctl network --help' tells the commands behind it\n"
+    "  panic             end every note: here, and where this computer plays to others\n"
     "  load FILE         store the settings of FILE and have the service take them up\n"
     "  check FILE        tell what in FILE means nothing, and change nothing\n"
     "  save FILE         write the stored settings into FILE\n"
@@ -43,6 +45,7 @@ const std::vector<Command>& Commands() {
          .options = {"--json", "--file"},
          .mostWords = Command::kAnyWords,
          .run = RunNetwork},
+        {.name = "panic", .run = RunPanic},
         {.name = "load",
          .options = {"--replace"},
          .leastWords = 1,

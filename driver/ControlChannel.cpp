@@ -23,11 +23,15 @@ std::vector<std::uint8_t> Pack(std::initializer_list<std::uint32_t> header,
 }
 
 bool IsKind(std::uint32_t kind) {
-    return kind >= kControlAttach && kind <= kControlWatch;
+    return kind >= kControlAttach && kind <= kControlPanic;
 }
 
 bool HasPayload(std::uint32_t kind) {
     return kind == kControlSetOption || kind == kControlNetwork;
+}
+
+bool HasLength(std::uint32_t kind) {
+    return kind != kControlAttach && kind != kControlReload && kind != kControlWatch && kind != kControlPanic;
 }
 
 }  // namespace
@@ -53,9 +57,7 @@ std::optional<ControlRequest> UnpackControlRequest(std::span<const std::uint8_t>
     if (!IsKind(request.kind) || request.length > kMaxControlData) {
         return std::nullopt;
     }
-    const bool isShort =
-        request.kind == kControlAttach || request.kind == kControlReload || request.kind == kControlWatch;
-    if (isShort && request.length != 0) {
+    if (!HasLength(request.kind) && request.length != 0) {
         return std::nullopt;
     }
     if (request.payload.size() != (HasPayload(request.kind) ? request.length : 0)) {

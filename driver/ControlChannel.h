@@ -5,7 +5,7 @@
 //   request: sequence, kind, number, length, then for a set option and a network command `length` bytes of
 //            payload
 //   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, 0 unless a get, a status, a
-//            network command or a watch succeeded
+//            network command, a watch or a panic succeeded
 //
 // The panel chooses the sequence, the reply returns it. Example: as its request 7 a panel sends option 191
 // with the value 25, and the driver takes it:
@@ -44,6 +44,8 @@ inline constexpr std::uint32_t kControlNetwork = 6;
 // Watch: the reply comes when the status has another number than the client knows, and its data is that
 // number: 4 bytes. number: the one that the client knows, 0 at first; length 0.
 inline constexpr std::uint32_t kControlWatch = 7;
+// Panic: every note ends everywhere; the reply's data is JSON text. number and length 0.
+inline constexpr std::uint32_t kControlPanic = 8;
 
 inline constexpr std::size_t kControlRequestHeaderSize = 16;
 inline constexpr std::size_t kControlReplyHeaderSize = 12;

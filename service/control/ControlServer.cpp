@@ -233,6 +233,11 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
         case kControlNetwork:
             error = AnswerNetwork(request, data);
             break;
+        case kControlPanic: {
+            const std::string done = driver.Panic();
+            data.assign(done.begin(), done.end());
+            break;
+        }
         default:  // kControlReload: there is no other kind
             error = driver.Reload();
             break;

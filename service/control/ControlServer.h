@@ -46,6 +46,8 @@ class ControlServer {
         virtual void StatusWatched(bool watched) = 0;
         // Of the status as it is: another number since it has changed while it was watched; never 0.
         virtual std::uint32_t StatusNumber() = 0;
+        // Ends every note everywhere. The answer is JSON text.
+        virtual std::string Panic() = 0;
         // A process was turned away: it belongs to another user than may use this service.
         virtual void ClientRefused(pid_t process, uid_t user) = 0;
     };

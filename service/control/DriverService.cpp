@@ -351,6 +351,20 @@ std::string DriverService::Network(const std::vector<std::string>& words) {
     return answer;
 }
 
+std::string DriverService::Panic() {
+    const std::uint64_t inputs = parts.backend.IsRunning() ? HeardInputs() : 0;
+    engineControl.Panic(inputs);
+    const auto isRemote = [](const Route& route) {
+        return GetsThrough(route) && route.destination.kind == Destination::Kind::Remote;
+    };
+    const auto ways = std::count_if(routes.routes.begin(), routes.routes.end(), isRemote) +
+                      std::count_if(testRoutes.begin(), testRoutes.end(), isRemote);
+    const std::string done =
+        PanicText(std::popcount(inputs), static_cast<int>(ways), parts.backend.Problem());
+    report.Panic(done);
+    return NetworkDone(done);
+}
+
 void DriverService::TakeUp(const DriverConfiguration& read, bool granularity) {
     configuration = read;
     report.SetEnabled((configuration.MiscOptions & kEnableLogging) != 0);

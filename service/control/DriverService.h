@@ -114,6 +114,7 @@ class DriverService : public ControlServer::Mediator {
     std::string Network(const std::vector<std::string>& words) override;
     void StatusWatched(bool watched) override { changes.SetWatched(watched); }
     std::uint32_t StatusNumber() override { return changes.Number(); }
+    std::string Panic() override;
     void ClientRefused(pid_t process, uid_t user) override;
 
   private:

@@ -53,6 +53,11 @@ void EngineControl::ReleaseAll() {
     Settle();
 }
 
+void EngineControl::Panic(std::uint64_t inputs) {
+    panicUnposted = panicUnposted.value_or(0) | inputs;
+    Settle();
+}
+
 void EngineControl::Settle() {
     PostAll();
     if (!backend.IsRunning()) {
@@ -73,7 +78,8 @@ std::optional<std::chrono::nanoseconds> EngineControl::UntilNextTurn() const {
 }
 
 bool EngineControl::HasUnposted() const {
-    return routesUnposted || quantizationUnposted || releaseUnposted || testWaysUnposted != 0;
+    return routesUnposted || quantizationUnposted || releaseUnposted || panicUnposted ||
+           testWaysUnposted != 0;
 }
 
 bool EngineControl::IsCaughtUp() const {
@@ -99,6 +105,9 @@ void EngineControl::PostAll() {
     // Last, for it ends what the others have begun.
     if (releaseUnposted) {
         releaseUnposted = !engine.PostReleaseAll();
+    }
+    if (panicUnposted && engine.PostPanic(*panicUnposted)) {
+        panicUnposted.reset();
     }
 }
 

@@ -31,6 +31,8 @@ class EngineControl {
     // False when the engine cannot take the bytes now; nothing is played then.
     bool PlayTest(int port, std::span<const std::uint8_t> bytes);
     void ReleaseAll();
+    // As Engine::PostPanic.
+    void Panic(std::uint64_t inputs);
 
     // To be called after everything that happens on the control thread.
     void Settle();
@@ -57,7 +59,8 @@ class EngineControl {
     bool routesUnposted = true;
     bool quantizationUnposted = true;
     bool releaseUnposted = false;
-    std::uint64_t testWaysUnposted = 0;  // bit p: of the port of index p
+    std::optional<std::uint64_t> panicUnposted;  // the inputs that it is for
+    std::uint64_t testWaysUnposted = 0;          // bit p: of the port of index p
 };
 
 }  // namespace vexil

@@ -81,4 +81,21 @@ std::string LoopText(int port, const Route& route, std::uint64_t suspectedRate) 
            std::to_string(suspectedRate) + " messages a second: a loop?";
 }
 
+std::string PanicText(int inputs, int ways, const std::string& midiProblem) {
+    const auto count = [](int number, const char* one, const char* more) {
+        return std::to_string(number) + (number == 1 ? one : more);
+    };
+    std::string places;
+    if (inputs != 0) {
+        places = " at " + count(inputs, " input", " inputs");
+    }
+    if (ways != 0) {
+        places += (places.empty() ? " on " : " and on ") +
+                  count(ways, " way to another computer", " ways to other computers");
+    }
+    return "All notes are off" +
+           (places.empty() ? "; no input here and no other computer hears any" : places) + "." +
+           (midiProblem.empty() ? "" : " " + midiProblem);
+}
+
 }  // namespace vexil

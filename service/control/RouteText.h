@@ -21,5 +21,8 @@ std::string RouteProblemText(const Route& route, const DriverConfiguration& conf
 // That the route of an output is suspected to be part of a loop, as one sentence; empty when it is not, as
 // Engine::SuspectedRate says.
 std::string LoopText(int port, const Route& route, std::uint64_t suspectedRate);
+// What a panic has done: at so many inputs here, and on so many ways to other computers. `midiProblem`: why
+// no MIDI system is running; empty when one is.
+std::string PanicText(int inputs, int ways, const std::string& midiProblem);
 
 }  // namespace vexil

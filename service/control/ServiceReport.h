@@ -30,6 +30,8 @@ class ServiceReport {
     void Configuration(const DriverConfiguration& configuration, const RouteTable& routes);
     void Quantization(std::uint32_t tenths) const;
     void Wireless(bool on) const;
+    // What a panic has done, as PanicText has it.
+    void Panic(const std::string& done) const { Line("Panic: " + done); }
     void PanelAttached(pid_t process) const;
     void PanelDetached() const;
     // A refusal is told whatever is switched on.

@@ -23,12 +23,13 @@ constexpr std::size_t kCommands = 256;
 constexpr std::size_t kArrivalBytes = std::size_t{1} << 20;
 
 struct Command {
-    enum class Kind : std::uint8_t { Ways, Way, TestBytes, Quantization, WriterGone, ReleaseAll };
+    enum class Kind : std::uint8_t { Ways, Way, TestBytes, Quantization, WriterGone, ReleaseAll, Panic };
 
     Kind kind = Kind::Ways;
     int source = 0;
     Way way;
     std::uint32_t sendGranularity = 0;
+    std::uint64_t inputs = 0;
     WayTable ways{};
     std::size_t length = 0;
     std::array<std::uint8_t, kLongestTestBytes> bytes{};
@@ -139,6 +140,9 @@ void Engine::State::CarryOut(const Command& command, std::uint64_t now) {
         case Command::Kind::ReleaseAll:
             sources.EndAllStreams(now);
             break;
+        case Command::Kind::Panic:
+            sources.Silence(command.inputs, now);
+            break;
     }
 }
 
@@ -241,6 +245,13 @@ bool Engine::PostWriterGone(int port) {
 bool Engine::PostReleaseAll() {
     Command command;
     command.kind = Command::Kind::ReleaseAll;
+    return state->Post(command);
+}
+
+bool Engine::PostPanic(std::uint64_t inputs) {
+    Command command;
+    command.kind = Command::Kind::Panic;
+    command.inputs = inputs;
     return state->Post(command);
 }
 

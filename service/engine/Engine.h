@@ -89,6 +89,10 @@ class Engine {
     bool PostWriterGone(int port);
     // Ends every way, as before the service stops.
     bool PostReleaseAll();
+    // Ends every note everywhere: releases what sounds on any way, which goes on afterwards, and tells the
+    // inputs in the mask (bit p: of port p) and the ways to other computers to end what they have besides
+    // (see Silencing.h).
+    bool PostPanic(std::uint64_t inputs);
     // Who is to be woken after each post; null, as at first: nobody, the engine thread calls often enough.
     void SetWaker(EngineWaker* waker);
     // Number of commands posted and carried out so far; equal when the engine has caught up. A way that a

@@ -16,6 +16,9 @@ inline constexpr int kTakenSources = 512;
 inline constexpr int kWriterSourceBase = kTakenSourceBase + kTakenSources;
 inline constexpr int kWriterSources = 512;
 
-inline constexpr int kSourceCount = kWriterSourceBase + kWriterSources;
+// What silences the input of a port: nobody writes to it.
+inline constexpr int kSilencerBase = kWriterSourceBase + kWriterSources;
+
+inline constexpr int kSourceCount = kSilencerBase + kMaxPorts;
 
 }  // namespace vexil

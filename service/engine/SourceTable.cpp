@@ -1,9 +1,12 @@
 #include "service/engine/SourceTable.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <utility>
 
 #include "service/engine/MidiStatus.h"
+#include "service/engine/Silencing.h"
 
 namespace vexil {
 
@@ -30,7 +33,7 @@ SourceTable::SourceTable(std::size_t queueBytes)
     leaving.reserve(kSourceCount);
     owing.reserve(kSourceCount);
     suspects.reserve(kWriterSourceBase);
-    for (int source = kSourceCount; source-- > kWriterSourceBase;) {
+    for (int source = kSilencerBase; source-- > kWriterSourceBase;) {
         freeWriters.push_back(source);
     }
 }
@@ -137,7 +140,7 @@ void SourceTable::SetWays(const WayTable& ways, std::uint64_t now) {
     for (int port = 0; port < kMaxPorts; ++port) {
         redirect(port);
     }
-    for (int source = kWriterSourceBase; source < kSourceCount; ++source) {
+    for (int source = kWriterSourceBase; source < kSilencerBase; ++source) {
         redirect(source);
     }
 }
@@ -181,11 +184,43 @@ void SourceTable::MessagesLost(int source, std::uint64_t now, std::uint64_t mess
 }
 
 void SourceTable::EndAllStreams(std::uint64_t now) {
-    for (int source = 0; source < kSourceCount; ++source) {
+    for (int source = 0; source < kSilencerBase; ++source) {
         if (Of(source).isOpen) {
             EndStream(source, now);
         }
     }
+}
+
+void SourceTable::Silence(std::uint64_t inputs, std::uint64_t now) {
+    EndAllStreams(now);
+    for (int source = 0; source < kTakenSourceBase; ++source) {
+        const Source& writer = Of(source);
+        Origin& origin = OriginOf(writer);
+        if (origin.way.to.kind == Destination::Kind::Remote && !PushSilence(source, writer.lastDue)) {
+            origin.dropped.Add(1);
+        }
+    }
+    for (std::uint64_t left = inputs; left != 0; left &= left - 1) {
+        const int port = std::countr_zero(left);
+        const int silencer = kSilencerBase + port;
+        // One that waits for room says the same.
+        if (!merger.IsWaiting(silencer)) {
+            merger.EndWay(silencer, now, Destination::Input(port));
+            PushSilence(silencer, now);  // its own room is enough
+            merger.EndWay(silencer, now, Destination{});
+        }
+    }
+}
+
+// False when there is no room for all of it.
+bool SourceTable::PushSilence(int source, std::uint64_t due) {
+    for (std::size_t index = 0; index < kSilencingMessages; ++index) {
+        const std::array<std::uint8_t, 3> message = SilencingMessage(index);
+        if (!merger.Push(source, due, {message})) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::optional<int> SourceTable::TakeWriter(int port) {
@@ -245,11 +280,14 @@ std::optional<std::uint64_t> SourceTable::NextDue() const {
 }
 
 void SourceTable::Forget() {
-    for (int source = 0; source < kSourceCount; ++source) {
+    for (int source = 0; source < kSilencerBase; ++source) {
         Source& writer = Of(source);
         writer.parser.Reset();
         writer.owesRelease = false;
         OriginOf(writer).dropped.Add(merger.Forget(source));
+    }
+    for (int silencer = kSilencerBase; silencer < kSourceCount; ++silencer) {
+        merger.Forget(silencer);  // nobody is there who would miss it
     }
     owing.clear();
     ForgetTimes();

@@ -40,6 +40,8 @@ class SourceTable {
     void OneWriterGone(int source, std::uint64_t now);
     void MessagesLost(int source, std::uint64_t now, std::uint64_t messages);
     void EndAllStreams(std::uint64_t now);
+    // As Engine::PostPanic.
+    void Silence(std::uint64_t inputs, std::uint64_t now);
 
     // A writer source of an output; none when all are taken.
     std::optional<int> TakeWriter(int port);
@@ -110,6 +112,7 @@ class SourceTable {
     std::uint64_t DueTime(const Source& source, bool immediate, std::uint64_t time,
                           const MidiPiece& piece) const;
     void EndWay(int source, std::uint64_t now);
+    bool PushSilence(int source, std::uint64_t due);
     void Suspect(std::int16_t origin);
     void EndSilentExclusives(std::uint64_t end);
 

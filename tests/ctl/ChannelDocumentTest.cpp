@@ -101,7 +101,8 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
           Request(3, kControlReload, 0), Request(4, kControlStatus, 0, {}, 16),
           Request(5, kControlStatus, 0, {}, kMaxControlData),
           Request(6, kControlNetwork, 0, {'l', 'i', 's', 't', 0}),
-          Request(7, kControlNetwork, 0, {'l', 'i', 's', 't'})}},
+          Request(7, kControlNetwork, 0, {'l', 'i', 's', 't'}), Request(8, kControlWatch, 0),
+          Request(9, kControlPanic, 0)}},
     };
     std::map<std::string, std::vector<Bytes>> found;
     for (const Line& line : Conversation()) {
@@ -122,7 +123,7 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
 TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
     const std::map<std::string, std::vector<std::uint32_t>> errors = {
         {"A<", {0, 0, 0, 0, 0, 0, ENXIO, 0, 0, ENOPROTOOPT, EINVAL}},
-        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0, 0, EINVAL}},
+        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0, 0, EINVAL, 0, 0}},
     };
     std::map<std::string, std::uint32_t> sequences;
     int checked = 0;

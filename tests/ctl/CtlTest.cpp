@@ -33,6 +33,7 @@ TEST_F(CtlTest, WrongUsageIsSaid) {
     ExpectUsageError({"-v"}, "there is no option '-v'");
     ExpectUsageError({"reload", "--json"}, "'reload' takes no --json");
     ExpectUsageError({"defaults", "--replace"}, "'defaults' takes no --replace");
+    ExpectUsageError({"panic", "11"}, "'11' is one argument too many");
     ExpectUsageError({"defaults", "a"}, "'a' is one argument too many");
     ExpectUsageError({"check"}, "'check' needs a file");
     ExpectUsageError({"load"}, "'load' needs a file");
@@ -87,12 +88,32 @@ TEST_F(CtlTest, HostsAreShown) {
 }
 
 TEST_F(CtlTest, WithoutAServiceThereIsAStatusOfItsOwn) {
-    for (const char* command : {"status", "hosts", "reload"}) {
+    for (const char* command : {"status", "hosts", "panic", "reload"}) {
         const CtlResult result = Run({command});
         EXPECT_EQ(result.status, kCtlNoService) << command;
         EXPECT_EQ(result.output, "");
         EXPECT_EQ(result.errors, "vexil3ctl: no service is running at " + folder.SocketPath() + "\n");
     }
+}
+
+TEST_F(CtlTest, PanicSaysWhatTheServiceHasDone) {
+    service.SetHook([](const Seen& request) {
+        Answer(request,
+               request.kind == kControlPanic ? R"({"done": "All notes are off at 2 inputs."})" : "{}");
+        return true;
+    });
+    service.Start();
+    const CtlResult result = Run({"panic"});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_EQ(result.output, "All notes are off at 2 inputs.\n");
+    EXPECT_THAT(Kinds(), testing::ElementsAre(kControlPanic));
+}
+
+TEST_F(CtlTest, APanicThatTheServiceRefusesFails) {
+    Serve();
+    const CtlResult result = Run({"panic"});
+    EXPECT_EQ(result.status, kCtlFailed);
+    EXPECT_EQ(result.errors, "vexil3ctl: the service refuses: Operation not permitted\n");
 }
 
 TEST_F(CtlTest, AStatusThatMakesNoSenseIsRefusedInBothForms) {

@@ -71,12 +71,12 @@ TEST(ControlChannel, RequestsOfAnotherLengthThanTheySayAreNone) {
 
 TEST(ControlChannel, RequestsOfAnUnknownKindAreNone) {
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 0)));
-    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 7)));
+    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 9)));
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 7, 1)));
 }
 
-TEST(ControlChannel, AttachAndReloadRequestsHaveLengthZero) {
-    for (const std::uint32_t kind : {kControlAttach, kControlReload}) {
+TEST(ControlChannel, RequestsWithoutDataHaveLengthZero) {
+    for (const std::uint32_t kind : {kControlAttach, kControlReload, kControlWatch, kControlPanic}) {
         const auto packet = PackControlRequest({.sequence = 1, .kind = kind, .number = 175});
         const auto request = UnpackControlRequest(packet);
         ASSERT_TRUE(request);

@@ -188,6 +188,9 @@ void CarryOut(Driver& driver, Model& model, Done& done, const ControlRequest& re
         case kControlReload:
             Check(driver.service.Reload() == 0, "a reload succeeds");
             break;
+        case kControlPanic:
+            Check(nlohmann::json::parse(driver.service.Panic()).contains("done"), "a panic is answered");
+            break;
         case kControlNetwork:
             if (const auto words = UnpackControlWords(request.payload)) {
                 Check(nlohmann::json::parse(driver.service.Network(*words)).contains("problem"),

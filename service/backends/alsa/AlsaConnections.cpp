@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "service/backends/Silencing.h"
+#include "service/backends/FirstReaders.h"
 #include "shared/System/svLog.h"
 
 namespace vexil {

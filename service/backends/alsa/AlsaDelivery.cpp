@@ -6,7 +6,7 @@
 #include <array>
 #include <bit>
 
-#include "service/backends/Silencing.h"
+#include "service/engine/Silencing.h"
 
 namespace vexil {
 
@@ -127,21 +127,18 @@ void AlsaDelivery::BeginCycle(std::uint64_t now) {
 
 // As far as the readers have room.
 void AlsaDelivery::SilenceReaders() {
-    constexpr std::uint8_t kControlChange = 0xB0;
-    constexpr std::size_t kChannels = 16;
     silencing |= toSilence.exchange(0);
     for (std::uint64_t left = silencing; left != 0; left &= left - 1) {
         const int port = std::countr_zero(left);
         std::size_t& done = silenced[static_cast<std::size_t>(port)];
-        for (; done < kChannels * kSilencing.size() && Room(Destination::Input(port)) >= 3; ++done) {
-            const std::array message = {static_cast<std::uint8_t>(kControlChange | done / kSilencing.size()),
-                                        kSilencing[done % kSilencing.size()], std::uint8_t{0}};
+        for (; done < kSilencingMessages && Room(Destination::Input(port)) >= 3; ++done) {
+            const std::array message = SilencingMessage(done);
             snd_seq_event_t event;
             if (readers.HasReaders(port) && codec.Encode(message, event)) {
                 Send(port, event, true);
             }
         }
-        if (done == kChannels * kSilencing.size()) {
+        if (done == kSilencingMessages) {
             done = 0;
             silencing &= ~(std::uint64_t{1} << port);
         }

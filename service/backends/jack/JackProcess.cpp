@@ -9,7 +9,7 @@
 #include <limits>
 #include <string_view>
 
-#include "service/backends/Silencing.h"
+#include "service/engine/Silencing.h"
 
 namespace vexil {
 
@@ -144,16 +144,10 @@ void JackProcess::PrepareInputs(jack_nframes_t frames) {
 }
 
 void JackProcess::SilenceReaders() {
-    constexpr std::uint8_t kControlChange = 0xB0;
-    constexpr int kChannels = 16;
     for (std::uint64_t left = toSilence.exchange(0, std::memory_order_acquire); left != 0; left &= left - 1) {
         const auto port = static_cast<std::size_t>(std::countr_zero(left));
-        for (int channel = 0; buffers[port] != nullptr && channel < kChannels; ++channel) {
-            for (const std::uint8_t controller : kSilencing) {
-                Put(port, 0,
-                    std::array{static_cast<std::uint8_t>(kControlChange | channel), controller,
-                               std::uint8_t{0}});
-            }
+        for (std::size_t index = 0; buffers[port] != nullptr && index < kSilencingMessages; ++index) {
+            Put(port, 0, SilencingMessage(index));
         }
     }
 }

@@ -17,7 +17,7 @@
 #include "config/DriverConfiguration.h"
 #include "service/backends/ClientName.h"
 #include "service/backends/EndpointNames.h"
-#include "service/backends/Silencing.h"
+#include "service/backends/FirstReaders.h"
 #include "shared/System/Deadline.h"
 #include "shared/System/svLog.h"
 

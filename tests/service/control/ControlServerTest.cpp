@@ -177,6 +177,14 @@ TEST_F(ControlServerTest, NetworkAnswersThatNoReplyHoldsFail) {
     EXPECT_EQ((Reply{77, EMSGSIZE, {}}), Command(*client, {'p', 0}));
 }
 
+TEST_F(ControlServerTest, PanicNeedsNoAttachment) {
+    const auto panel = Attached();
+    const auto client = Connect();
+    const std::string answer = R"({"done":"It is quiet."})";
+    EXPECT_EQ((Reply{77, 0, Bytes(answer.begin(), answer.end())}), Ask(*client, kControlPanic, 0));
+    EXPECT_THAT(driver.asked, ElementsAre("panic"));
+}
+
 TEST_F(ControlServerTest, UnitIsAttachedOnce) {
     const auto panel = Attached();
     const auto second = Connect();

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "service/engine/Silencing.h"
 #include "tests/service/control/ServiceFixture.h"
 
 namespace vexil {
@@ -184,6 +185,47 @@ TEST_F(DriverServiceTest, PatchesOnePortToAnother) {
     player->Write(kNoteOn);
     Turn();
     EXPECT_EQ(kNoteOn, listener->Read());
+}
+
+TEST_F(DriverServiceTest, APanicReleasesAndSilencesTheInputsThatAreHeard) {
+    Patch(0, 1);
+    stored.InputPorts |= Bit(5);
+    Start();
+    const auto player = backend.NewProgram();
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(player->WriteTo("vexil3:Port 11"));
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 12"));
+    player->Write(kNoteOn);
+    Turn();
+    EXPECT_EQ(R"({"done":"All notes are off at 2 inputs."})", service.Panic());
+    Turn();
+    const Bytes heard = listener->Read();
+    ASSERT_EQ(heard.size(), 6 + 3 * kSilencingMessages);
+    EXPECT_THAT(Bytes(heard.begin(), heard.begin() + 9),
+                ElementsAre(0x90, 60, 100, 0x80, 60, 64, 0xB0, 64, 0));
+}
+
+TEST_F(DriverServiceTest, APanicTellsOfWaysToOtherComputersAndOfAMidiSystemThatIsAway) {
+    stored.OutputPorts = Bit(0);
+    stored.InputPorts = Bit(5);
+    stored.Hosts[0].DstHost = "stage";
+    network.answers["stage"] = {3, "", false};
+    Start();
+    EXPECT_EQ(R"({"done":"All notes are off at 1 input and on 1 way to another computer."})",
+              service.Panic());
+    backend.LoseSystem();
+    service.ServeBackend();
+    EXPECT_EQ(
+        R"({"done":"All notes are off on 1 way to another computer. The MIDI system in memory is away."})",
+        service.Panic());
+}
+
+TEST_F(DriverServiceTest, APanicStandsInTheLog) {
+    Start();
+    log.Clear();
+    service.Panic();
+    EXPECT_THAT(log.Text(),
+                HasSubstr("Panic: All notes are off; no input here and no other computer hears any."));
 }
 
 TEST_F(DriverServiceTest, ReloadTouchesOnlyWhatChanged) {

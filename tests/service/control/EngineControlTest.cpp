@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "service/engine/Silencing.h"
 #include "service/engine/TimedDriver.h"
 #include "tests/doubles/ManualEngineClock.h"
 #include "tests/doubles/MemoryMidiBackend.h"
@@ -32,6 +33,21 @@ class EngineControlTest : public ::testing::Test {
 TEST_F(EngineControlTest, WithoutAMidiSystemEverythingIsCarriedOutAtOnce) {
     control.SetTestRoute(0, Route{});
     EXPECT_TRUE(control.IsCaughtUp());
+}
+
+TEST_F(EngineControlTest, APanicThatFoundNoRoomIsPostedOnceThereIsSome) {
+    backend.Publish({{7, false, "Port 18", false}});
+    backend.Start(engine);
+    const auto listener = backend.NewProgram();
+    ASSERT_TRUE(listener->ReadFrom("vexil3:Port 18"));
+    FillQueue();
+    control.Panic(std::uint64_t{1} << 7);
+    for (int round = 0; round < 3; ++round) {
+        backend.Cycle();
+        control.Settle();
+    }
+    EXPECT_TRUE(control.IsCaughtUp());
+    EXPECT_EQ(3 * kSilencingMessages, listener->Read().size());
 }
 
 TEST_F(EngineControlTest, WhatFoundNoRoomIsPostedAndCarriedOutInTheTurnInWhichTheMidiSystemHasGone) {

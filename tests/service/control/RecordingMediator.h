@@ -14,7 +14,7 @@ namespace vexil {
 class RecordingMediator : public ControlServer::Mediator {
   public:
     // What was asked, in order: "attached", "detached", "set 191: 19 00 00 00", "get 202", "status",
-    // "reload", "network pin studio", "watched", "unwatched", "refused".
+    // "reload", "network pin studio", "watched", "unwatched", "panic", "refused".
     std::vector<std::string> asked;
     std::map<std::uint32_t, int> errors;  // of set and get options
     std::vector<std::uint8_t> data = {1, 2, 3};
@@ -56,6 +56,10 @@ class RecordingMediator : public ControlServer::Mediator {
     }
     void StatusWatched(bool watched) override { asked.push_back(watched ? "watched" : "unwatched"); }
     std::uint32_t StatusNumber() override { return statusNumber; }
+    std::string Panic() override {
+        asked.push_back("panic");
+        return R"({"done":"It is quiet."})";
+    }
     void ClientRefused(pid_t, uid_t) override { asked.push_back("refused"); }
 };
 
