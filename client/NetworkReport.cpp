@@ -16,6 +16,7 @@ std::optional<NetworkList> ReadNetworkList(std::string_view json, std::string& p
         read.secret = list.Flag("secret");
         read.problem = list.Text("problem");
         read.avahi = list.Has("avahi") ? list.Text("avahi") : "";
+        read.rtp = list.Has("rtp") && list.Flag("rtp");
         list.Elements("computers", std::numeric_limits<std::size_t>::max(), [&](ObjectReader computer) {
             read.computers.push_back({computer.Text("name"), computer.Text("address"), computer.Text("key"),
                                       computer.Number("since"), computer.Text("state")});

@@ -24,6 +24,7 @@ struct NetworkList {
     std::string allow;
     bool secret = false;
     std::string problem;
+    bool rtp = false;   // it speaks RTP-MIDI as well
     std::string avahi;  // why it does not find computers
     std::vector<KnownComputer> computers;
 };

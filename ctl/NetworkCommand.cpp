@@ -32,6 +32,7 @@ const char* const kNetworkHelp =
     "                        FILE or of what is piped in\n"
     "  no-secret             remove the secret\n"
     "  allow WHO             let in any computer, only known ones (pinned), or those with the secret\n"
+    "  rtp on|off            also speak RTP-MIDI, as Macs, iPads and other devices do\n"
     "  new-key               make a new key for this computer\n";
 
 namespace {
@@ -51,6 +52,7 @@ constexpr NetworkCommand kNetworkCommands[] = {{"list", 0, 0, ""},
                                                {"secret", 0, 0, ""},
                                                {"no-secret", 0, 0, ""},
                                                {"allow", 1, 1, "any, known or secret"},
+                                               {"rtp", 1, 1, "on or off"},
                                                {"new-key", 0, 0, ""}};
 
 // Whether all names with commas between them are interfaces that this computer has.

@@ -50,6 +50,7 @@ std::string NetworkListText(const NetworkList& list) {
     text += LabelledText("Own key", list.key.empty() ? "none" : Printable(list.key));
     text += LabelledText("Lets in", AllowText(list.allow));
     text += LabelledText("Secret", list.secret ? "set: everybody must know it" : "not set");
+    text += LabelledText("RTP-MIDI", list.rtp ? "on" : "off");
     if (list.computers.empty()) {
         return text + "\nNo other computer is known.\n";
     }

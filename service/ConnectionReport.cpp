@@ -31,7 +31,8 @@ void ConnectionReport::Sessions(std::uint64_t now, const std::vector<RemoteSessi
             Line(now, enabled,
                  "Connected with \"" + NameText(session.computer) + "\" at " + session.address +
                      (session.interface.empty() ? "" : " by " + session.interface) +
-                     (session.wireless ? ", wireless" : "") + ", key " + session.key + ".");
+                     (session.wireless ? ", wireless" : "") +
+                     (session.key.empty() ? ", by RTP-MIDI." : ", key " + session.key + "."));
         }
     }
     connected = std::move(next);

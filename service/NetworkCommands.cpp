@@ -63,6 +63,9 @@ std::string NetworkCommands::Run(const std::vector<std::string>& words) {
     if (command == "allow") {
         return Allow(first);
     }
+    if (command == "rtp") {
+        return SetRtp(first);
+    }
     if (command == "new-key") {
         return MakeNewKey();
     }
@@ -84,6 +87,7 @@ std::string NetworkCommands::List(const std::string& first) const {
     overview.key = status.key;
     overview.allow = AllowedText(settings.access.allowed);
     overview.secret = settings.secret.has_value();
+    overview.rtp = settings.rtp && MaySpeakRtp(settings);
     overview.problem = status.problem;
     overview.avahi = status.avahi;
     overview.computers = Computers(settings.access, status);
@@ -289,7 +293,10 @@ std::string NetworkCommands::SetSecret(const std::optional<std::string>& secret)
         return NetworkProblem(kNotStored);
     }
     service.TurnAnew();
-    return NetworkDone(secret ? "The secret is set." : "No secret is needed any more.");
+    return NetworkDone(!secret ? "No secret is needed any more."
+                       : settings.rtp
+                           ? "The secret is set. RTP-MIDI, which knows no secrets, is off meanwhile."
+                           : "The secret is set.");
 }
 
 std::string NetworkCommands::Allow(const std::string& who) {
@@ -302,6 +309,31 @@ std::string NetworkCommands::Allow(const std::string& who) {
     return StoreAccess(access, *allowed == Allowed::Any     ? "Every computer that is not blocked is let in."
                                : *allowed == Allowed::Known ? "Computers whose key is remembered are let in."
                                                             : "Computers that know the secret are let in.");
+}
+
+std::string NetworkCommands::SetRtp(const std::string& onOrOff) {
+    if (onOrOff != "on" && onOrOff != "off") {
+        return NetworkProblem("\"on\" or \"off\" is needed.");
+    }
+    NetworkSettings settings = service.parts.store.Settings();
+    settings.rtp = onOrOff == "on";
+    if (settings.rtp && !MaySpeakRtp(settings)) {
+        return NetworkProblem(
+            settings.secret ? "RTP-MIDI knows no secrets; \"vexil3ctl network no-secret\" removes the one "
+                              "that is set."
+                            : "By RTP-MIDI nobody proves who he is; \"vexil3ctl network allow any\" lets "
+                              "every computer in.");
+    }
+    if (!service.parts.store.Save(settings)) {
+        return NetworkProblem(kNotStored);
+    }
+    service.TurnAnew();
+    if (!service.problem.empty()) {
+        return NetworkProblem(service.problem);
+    }
+    return NetworkDone(!settings.rtp            ? "RTP-MIDI is off."
+                       : service.speaks.IsOff() ? "RTP-MIDI is on as soon as MIDI between computers is."
+                                                : "RTP-MIDI is on.");
 }
 
 std::string NetworkCommands::MakeNewKey() {

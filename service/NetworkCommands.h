@@ -32,6 +32,7 @@ class NetworkCommands {
     std::string Unblock(const std::string& nameOrKey);
     std::string SetSecret(const std::optional<std::string>& secret);
     std::string Allow(const std::string& who);
+    std::string SetRtp(const std::string& onOrOff);
     std::string MakeNewKey();
 
     std::vector<KnownKey> KnownKeys() const;

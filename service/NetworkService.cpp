@@ -89,6 +89,7 @@ const std::vector<NetworkInterface>& NetworkService::ListOf(const Running& runni
 void NetworkService::TurnOn() {
     problem.clear();
     remark.clear();
+    rtpRemark.clear();
     if (speaks.IsOff() || stopped || MustWait()) {
         return;
     }
@@ -126,6 +127,19 @@ void NetworkService::TurnOn() {
         ring.PassedOn(old.to, old.bytes.size());
     }
     running = std::move(next);
+    if (SpeaksRtp()) {
+        const auto open = [this](std::uint16_t port) -> std::unique_ptr<DatagramSocket> {
+            auto socket = UdpSocket::Open({port, speaks});
+            if (const auto* failure = std::get_if<UdpFailure>(&socket)) {
+                rtpRemark = failure->sentence + "; a port of this computer is not offered by RTP-MIDI.";
+                return nullptr;
+            }
+            return std::move(std::get<std::unique_ptr<UdpSocket>>(socket));
+        };
+        running->rtp = std::make_unique<RtpTransport>(
+            RtpTransport::Parts{parts.engine, ring, running->hub->Gate(), open, parts.rtpPort}, name);
+        running->hub->SetSecondDoor(running->rtp.get());
+    }
     TellInterfaces();
     running->hub->SetInputs({wishes.configuration, wishes.heard});
     running->hub->Start();
@@ -134,6 +148,27 @@ void NetworkService::TurnOn() {
     Watch(running->thread->EventDescriptor());
     Watch(running->interfaces->EventDescriptor());
     StartServices();
+}
+
+bool NetworkService::SpeaksRtp() const {
+    const NetworkSettings& settings = parts.store.Settings();
+    return settings.rtp && MaySpeakRtp(settings);
+}
+
+void NetworkService::OfferSessions(std::uint64_t now) {
+    if (!running->rtp) {
+        return;
+    }
+    std::uint64_t ports = wishes.configuration.InputPorts;
+    for (const RemoteTargets::Target& target : targets.Targets()) {
+        for (const auto& [source, input] : target.ways) {
+            ports |= target.isSession ? std::uint64_t{1} << source % kMaxPorts : 0;
+        }
+    }
+    if (ports != running->rtp->Offered()) {
+        rtpRemark.clear();
+        running->rtp->SetOffered(now, ports);
+    }
 }
 
 void NetworkService::StartServices() {
@@ -269,7 +304,7 @@ void NetworkService::Refresh() {
     bool browses = false;
     {
         const std::lock_guard lock(running->thread->Lock());
-        states = running->hub->Link().States();
+        states = running->hub->States();
         for (const LinkPeerState& state : states) {
             if (state.computer != 0 && state.answered) {
                 targets.Learn(state.computer, *state.answered);
@@ -277,13 +312,14 @@ void NetworkService::Refresh() {
         }
         NotePins();
         FindTargets(now);
+        OfferSessions(now);
         TellTargets(now);
         KeepInDirectory();
         if (targets.IsAnyUnannounced() && now >= browseAt) {
             browses = running->hub->Finder().Browse(now);
             browseAt = now + kAskAgain;
         }
-        states = running->hub->Link().States();
+        states = running->hub->States();
         const ComputerDirectory& directory = running->hub->Directory();
         sharedNames = directory.SharedNames();
         refused = running->hub->RefusedKeys();
@@ -311,35 +347,40 @@ void NetworkService::Report(std::uint64_t now) {
 
 void NetworkService::FindTargets(std::uint64_t now) {
     const LocalNames local(wishes.names);
-    targets.Find(now, {local, ListOf(*running), running->hub->Directory(), running->socket->Port()},
+    targets.Find(now,
+                 {local, ListOf(*running), running->hub->Directory(), running->socket->Port(),
+                  running->rtp != nullptr},
                  running->hub->Access());
 }
 
 void NetworkService::TellTargets(std::uint64_t now) {
-    LinkTransport& link = running->hub->Link();
+    NetworkHub& hub = *running->hub;
     std::map<int, RemoteTargets::Target> next;
     for (const RemoteTargets::Target& target : targets.Targets()) {
         next[target.number] = target;
     }
-    // What ends comes first: a way may go on under another number.
+    // What ends comes first: a way may go on under another number, and a number by another door.
     for (const auto& [number, target] : told) {
-        const auto wanted = next.find(number);
+        const auto same = next.find(number);
+        const auto wanted =
+            same != next.end() && same->second.isSession == target.isSession ? same : next.end();
         for (const auto& [source, input] : target.ways) {
             const bool isWanted =
                 wanted != next.end() && std::find(wanted->second.ways.begin(), wanted->second.ways.end(),
                                                   std::pair(source, input)) != wanted->second.ways.end();
             if (!isWanted) {
-                link.EndWay(now, number, source, input);
+                hub.DoorOf(number).EndWay(now, number, source, input);
             }
         }
         if (wanted == next.end()) {
-            link.RemoveComputer(now, number);
+            hub.DoorOf(number).RemoveComputer(now, number);
         }
     }
     for (const auto& [number, target] : next) {
-        link.SetComputer(now, number, target.link);
+        hub.SetDoor(number, target.isSession);
+        hub.DoorOf(number).SetComputer(now, number, target.link);
         for (const auto& [source, input] : target.ways) {
-            link.OpenWay(now, number, source, input);
+            hub.DoorOf(number).OpenWay(now, number, source, input);
         }
     }
     told = std::move(next);
@@ -372,6 +413,10 @@ void NetworkService::TakeUpAccess() {
         const std::lock_guard lock(running->thread->Lock());
         running->hub->Access().Set(parts.store.Settings().access);
         running->hub->AccessChangedByUser();
+    }
+    if (SpeaksRtp() != (running->rtp != nullptr)) {
+        TurnAnew();
+        return;
     }
     Refresh();
 }
@@ -524,8 +569,13 @@ RemoteAnswer NetworkService::Find(const RemoteWish& wish) const {
                 false};
     }
     const RemoteTargets::Found found = targets.Of(wish.computer);
-    std::string why = ConnectionProblem(found, wish.computer);
     const LinkPeerState* state = StateOf(found.number);
+    if (state != nullptr && state->isSession && wish.port != kSessionPort) {
+        // Known without asking, whether or not the session is up.
+        const std::string name = NameText(wish.computer);
+        return {found.number, WayProblemText(WayProblem::TargetPortUnused, name, wish.port, true), false};
+    }
+    std::string why = ConnectionProblem(found, wish.computer);
     bool isPassing = found.state == RemoteTargets::State::Waiting ||
                      found.state == RemoteTargets::State::LookedUp ||
                      (found.state == RemoteTargets::State::Known && (state == nullptr || IsPassing(*state)));
@@ -536,7 +586,7 @@ RemoteAnswer NetworkService::Find(const RemoteWish& wish) const {
         const std::string name = NameText(wish.computer);
         isPassing = way == state->waysOut.end() || !way->answered;
         why = isPassing ? "\"" + name + "\" has not answered for this port yet."
-                        : WayProblemText(way->problem, name, wish.port);
+                        : WayProblemText(way->problem, name, wish.port, state->isSession);
     }
     return {found.number, why, isPassing};
 }
@@ -584,9 +634,11 @@ RemoteSession NetworkService::SessionOf(const LinkPeerState& state) const {
     session.late = state.counters.late;
     const std::string name = NameText(session.computer);
     for (const LinkWayOut& way : state.waysOut) {
-        const std::string why = !session.up     ? session.problem
-                                : !way.answered ? "\"" + name + "\" has not answered for this port yet."
-                                                : WayProblemText(way.problem, name, way.input);
+        const bool isRefused = way.answered && way.problem != WayProblem::None;
+        const std::string why = !session.up && !isRefused ? session.problem
+                                : !way.answered
+                                    ? "\"" + name + "\" has not answered for this port yet."
+                                    : WayProblemText(way.problem, name, way.input, state.isSession);
         session.ways.push_back(
             {way.source % kMaxPorts, way.input, false, way.source >= kTestSourceBase, why});
     }
@@ -612,13 +664,15 @@ RemoteStatus NetworkService::Status() const {
     std::vector<LinkPeerState> present;
     {
         const std::lock_guard lock(running->thread->Lock());
-        present = running->hub->Link().States();
+        present = running->hub->States();
     }
     for (const LinkPeerState& state : present) {
         status.sessions.push_back(SessionOf(state));
     }
-    if (!remark.empty()) {
-        status.remarks.push_back(remark);
+    for (const std::string& each : {remark, rtpRemark}) {
+        if (!each.empty()) {
+            status.remarks.push_back(each);
+        }
     }
     if (!running->thread->RealtimeProblem().empty()) {
         status.remarks.push_back(running->thread->RealtimeProblem());

@@ -33,6 +33,7 @@
 #include "service/network/PriorityMutex.h"
 #include "service/network/RemoteTargets.h"
 #include "service/network/ServiceDiscovery.h"
+#include "service/network/rtp/RtpTransport.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -50,6 +51,7 @@ class NetworkService : public RemoteNetwork {
         SpeakerTurn* turn = nullptr;     // of the drivers of this computer; null: it need not wait for others
         // Makes the system's DNS-SD; empty: other computers are found without it.
         std::function<std::unique_ptr<ServiceDiscovery>()> makeServiceDiscovery = {};
+        std::uint16_t rtpPort = kRtpPort;  // UDP, of the first port's sessions
     };
 
     // While no thread drives the engine. Off until the first wishes. `speaks`: instead of what is stored, for
@@ -94,6 +96,7 @@ class NetworkService : public RemoteNetwork {
         std::unique_ptr<UdpSocket> socket;
         std::unique_ptr<Interfaces> interfaces;
         std::unique_ptr<NetworkHub> hub;
+        std::unique_ptr<RtpTransport> rtp;  // null: it does not speak RTP-MIDI
         std::unique_ptr<NetworkThread> thread;
         std::unique_ptr<ServiceHints> services;
     };
@@ -115,6 +118,9 @@ class NetworkService : public RemoteNetwork {
     void TellInterfaces();
     void FindTargets(std::uint64_t now);
     void TellTargets(std::uint64_t now);
+    // Opens the UDP ports of the ports that take or make sessions.
+    void OfferSessions(std::uint64_t now);
+    bool SpeaksRtp() const;
     void NotePins();
     void KeepInDirectory();
     // Works out anew who is wanted, tells the thread, and takes what it has to tell.
@@ -142,6 +148,7 @@ class NetworkService : public RemoteNetwork {
     bool stopped = false;
     std::string problem;
     std::string remark;  // of the socket
+    std::string rtpRemark;
     std::unique_ptr<Running> running;
     // As they were told to the thread.
     std::map<int, RemoteTargets::Target> told;

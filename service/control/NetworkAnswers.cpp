@@ -26,7 +26,7 @@ std::string Sentence(const char* field, const std::string& sentence) {
 std::string NetworkList(const NetworkOverview& overview, std::size_t first) {
     Json list = {{"speaks", overview.speaks}, {"port", overview.port},     {"key", overview.key},
                  {"allow", overview.allow},   {"secret", overview.secret}, {"problem", overview.problem},
-                 {"avahi", overview.avahi}};
+                 {"avahi", overview.avahi},   {"rtp", overview.rtp}};
     list["computers"] = Json::array();
     constexpr std::size_t kRoomForNext = 32;
     const std::size_t headLength = Text(list).size() + kRoomForNext;

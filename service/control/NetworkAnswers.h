@@ -24,6 +24,7 @@ struct NetworkOverview {
     std::string key;         // of this computer, short form; empty: it has no key
     std::string allow;       // who is let in: "any", "known", "secret"
     bool secret = false;     // one is set
+    bool rtp = false;        // it speaks RTP-MIDI as well
     std::string problem;     // why it does not speak, though it is to; else empty
     std::string avahi;       // why Avahi does not find computers; empty: it does, or need not
     std::vector<NetworkComputer> computers;

@@ -16,6 +16,9 @@ namespace vexil {
 // UDP port of the link; the number of ours that docs/link-protocol.md gives. No other protocol is registered
 // there.
 inline constexpr std::uint16_t kLinkPort = 11188;
+// Those of RTP-MIDI sessions: two for each port, the first for control, the one above for data.
+inline constexpr std::uint16_t kRtpPort = 5004;
+inline constexpr std::uint16_t kLastRtpPort = kRtpPort + 2 * 64 - 1;
 
 enum class SendResult : std::uint8_t {
     Sent,         // the system has taken it

@@ -109,6 +109,10 @@ bool EndsInNumber(std::string_view name) {
                                         [](char character) { return character >= '0' && character <= '9'; });
 }
 
+bool MeansSession(const Parts& parts, const NameSurroundings& surroundings) {
+    return surroundings.hasSessions && parts.port >= kRtpPort && parts.port <= kLastRtpPort;
+}
+
 NamedTarget LiteralTarget(const NetworkAddress& address, const Parts& parts,
                           const NameSurroundings& surroundings) {
     NamedTarget target;
@@ -121,16 +125,18 @@ NamedTarget LiteralTarget(const NetworkAddress& address, const Parts& parts,
     }
     target.kind = TargetKind::Literal;
     target.port = parts.port == 0 ? kLinkPort : parts.port;
+    target.isSession = MeansSession(parts, surroundings);
     target.addresses = AddressesOf(address.WithPort(target.port), parts, surroundings.interfaces);
     return target;
 }
 
-NamedTarget ResolvableTarget(const Parts& parts) {
+NamedTarget ResolvableTarget(const Parts& parts, const NameSurroundings& surroundings) {
     NamedTarget target;
     target.kind = TargetKind::Impossible;
     if (!parts.hasScope && !parts.inBrackets && IsHostName(parts.host)) {
         target.kind = TargetKind::Resolvable;
         target.port = parts.port == 0 ? kLinkPort : parts.port;
+        target.isSession = MeansSession(parts, surroundings);
         target.hostNames.emplace_back(parts.host);
         if (parts.host.find('.') == std::string_view::npos) {
             target.hostNames.push_back(std::string(parts.host) + ".local");
@@ -181,7 +187,7 @@ NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundin
         target.kind = TargetKind::Impossible;
         return target;
     }
-    return address ? LiteralTarget(*address, *parts, surroundings) : ResolvableTarget(*parts);
+    return address ? LiteralTarget(*address, *parts, surroundings) : ResolvableTarget(*parts, surroundings);
 }
 
 }  // namespace vexil

@@ -34,6 +34,7 @@ struct NamedTarget {
     // Resolvable: what to look up, in this order, and the port with which each address is called.
     std::vector<std::string> hostNames;
     std::uint16_t port = 0;
+    bool isSession = false;  // Literal, Resolvable: an RTP-MIDI session is meant, by its port
 };
 
 struct NameSurroundings {
@@ -41,6 +42,7 @@ struct NameSurroundings {
     const std::vector<NetworkInterface>& interfaces;  // that are up
     const ComputerDirectory& directory;
     std::uint16_t ownPort = 0;  // on which this computer hears; 0: on none
+    bool hasSessions = false;   // this computer speaks RTP-MIDI: its UDP ports mean sessions
 };
 
 // Whether a text means this computer: one of its names, or an address of its own without a port or with

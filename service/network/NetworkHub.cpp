@@ -1,9 +1,11 @@
 #include "service/network/NetworkHub.h"
 
+#include <sys/epoll.h>
 #include <sys/random.h>
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "service/routes/SourceFilter.h"
@@ -48,6 +50,7 @@ NetworkHub::NetworkHub(const Parts& hubParts, const Self& itself)
       discovery(*this, directory, access),
       link({parts.engine, parts.ring, parts.socket, parts.sealing, *this}, ComputerIdOf(itself.key),
            itself.names.front()),
+      waited(hubParts.socket.EventDescriptor()),
       ownName(itself.names.front()),
       self(AnswerOf(itself, ownName, hubParts.socket.Port())) {
     directory.SetOwn({self.id, ownName, {}, {}});
@@ -59,8 +62,52 @@ void NetworkHub::Start() {
     SendFound();
 }
 
+void NetworkHub::SetSecondDoor(OwnSocketsTransport* door) {
+    const auto watch = [this](int operation, int descriptor) {
+        epoll_event event{};
+        event.events = EPOLLIN;
+        epoll_ctl(sockets.Number(), operation, descriptor, &event);
+    };
+    if (door != nullptr && sockets.Number() == -1) {
+        sockets = Descriptor(epoll_create1(EPOLL_CLOEXEC));
+        watch(EPOLL_CTL_ADD, parts.socket.EventDescriptor());
+    }
+    if (second != nullptr) {
+        watch(EPOLL_CTL_DEL, second->EventDescriptor());
+    }
+    second = door;
+    if (second != nullptr) {
+        watch(EPOLL_CTL_ADD, second->EventDescriptor());
+    }
+    // The descriptor of both stays open: the thread may be waiting for it at this moment.
+    waited = second != nullptr ? sockets.Number() : parts.socket.EventDescriptor();
+    changed = true;
+}
+
+void NetworkHub::SetDoor(int number, bool isSecond) {
+    bySecond[static_cast<std::size_t>(number)] = isSecond;
+}
+
+Transport& NetworkHub::DoorOf(int number) {
+    const bool isSecond = second != nullptr && number >= 1 && number <= Transport::kMostComputers &&
+                          bySecond[static_cast<std::size_t>(number)];
+    return isSecond ? static_cast<Transport&>(*second) : link;
+}
+
+std::vector<LinkPeerState> NetworkHub::States() const {
+    std::vector<LinkPeerState> states = link.States();
+    if (second != nullptr) {
+        std::vector<LinkPeerState> others = second->States();
+        std::move(others.begin(), others.end(), std::back_inserter(states));
+    }
+    return states;
+}
+
 void NetworkHub::Stop() {
     link.SayBye(BootMicroseconds());
+    if (second != nullptr) {
+        second->SayBye(BootMicroseconds());
+    }
     discovery.Stop(BootMicroseconds());
     SendFound();
 }
@@ -68,6 +115,9 @@ void NetworkHub::Stop() {
 void NetworkHub::SetInputs(const InputRules& rules) {
     inputs = rules;
     link.JudgeWaysAgain(BootMicroseconds());
+    if (second != nullptr) {
+        second->JudgeWaysAgain(BootMicroseconds());
+    }
 }
 
 void NetworkHub::SetInterfaces(const std::vector<NetworkInterface>& interfaces) {
@@ -118,6 +168,10 @@ void NetworkHub::Read() {
         }
         link.HandleDatagram(now, *received, datagram);
     }
+    if (second != nullptr) {
+        second->SetSteadyLead(SteadyLeadNanoseconds());
+        second->Read(BootMicroseconds());
+    }
 }
 
 void NetworkHub::Act() {
@@ -131,24 +185,37 @@ void NetworkHub::Act() {
         }
     }
     link.HandleTimeout(now);
+    if (second != nullptr) {
+        second->HandleTimeout(now);
+    }
 }
 
 void NetworkHub::Deliver() {
     for (RemoteRing::Delivery delivery; parts.ring.Take(delivery);) {
-        link.Deliver(delivery);
+        DoorOf(delivery.to.computer).Deliver(delivery);
     }
     link.SendDelivered(BootMicroseconds());
+    if (second != nullptr) {
+        second->SendDelivered(BootMicroseconds());
+    }
 }
 
 std::optional<std::uint64_t> NetworkHub::NextTime() const {
-    const std::optional<std::uint64_t> first = discovery.PollTimeout();
-    const std::optional<std::uint64_t> second = link.PollTimeout(BootMicroseconds());
-    return first && second ? std::min(first, second) : first ? first : second;
+    std::optional<std::uint64_t> first = discovery.PollTimeout();
+    const auto at = [&first](std::optional<std::uint64_t> time) {
+        first = first && time ? std::min(*first, *time) : first ? first : time;
+    };
+    at(link.PollTimeout(BootMicroseconds()));
+    if (second != nullptr) {
+        at(second->PollTimeout(BootMicroseconds()));
+    }
+    return first;
 }
 
 bool NetworkHub::TakeChanged() {
     const bool linkChanged = link.TakeChanged();
-    return std::exchange(changed, false) || linkChanged;
+    const bool secondChanged = second != nullptr && second->TakeChanged();
+    return std::exchange(changed, false) || linkChanged || secondChanged;
 }
 
 void NetworkHub::SendFound() {

@@ -1,8 +1,10 @@
-// What the network's thread works with: the socket, the computers that are found and named, who may send, and
-// the link. Whoever holds the thread's lock may use it.
+// What the network's thread works with: the socket, the computers that are found and named, who may send, the
+// link, and a second door where there is one. Whoever holds the thread's lock may use it.
 #pragma once
 
 #include <array>
+#include <atomic>
+#include <bitset>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,7 +16,9 @@
 #include "service/network/Discovery.h"
 #include "service/network/LinkTransport.h"
 #include "service/network/NetworkThread.h"
+#include "service/network/Transport.h"
 #include "service/routes/HostNames.h"
+#include "shared/System/Descriptor.h"
 
 namespace vexil {
 
@@ -57,6 +61,16 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     // Where other computers may be, as DNS-SD says (Discovery::SetHints).
     void SetHints(std::vector<NetworkAddress> hints);
 
+    // The door beside the link; null, as at first: there is none. It outlives its time here.
+    void SetSecondDoor(OwnSocketsTransport* door);
+    // By which door the computer of a number is reached; at first by the link.
+    void SetDoor(int number, bool isSecond);
+    Transport& DoorOf(int number);
+    // Who may come in, for the second door.
+    TransportGate& Gate() { return *this; }
+    // Of all doors.
+    std::vector<LinkPeerState> States() const;
+
     // What callers have to prove; null: nothing.
     void SetSecret(const std::optional<StretchedSecret>& secret);
     // A computer has a route or an association here.
@@ -74,7 +88,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     const ComputerDirectory& Directory() const { return directory; }
 
     // Of NetworkWork.
-    int EventDescriptor() const override { return parts.socket.EventDescriptor(); }
+    int EventDescriptor() const override { return waited; }
     void Read() override;
     void Act() override;
     void Deliver() override;
@@ -95,6 +109,10 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     ComputerDirectory directory;
     Discovery discovery;
     LinkTransport link;
+    OwnSocketsTransport* second = nullptr;
+    std::bitset<Transport::kMostComputers + 1> bySecond;
+    Descriptor sockets;       // of both doors; none while there is one door
+    std::atomic<int> waited;  // the thread reads it without the lock
     InputRules inputs;
     bool changed = false;
     const std::string ownName;

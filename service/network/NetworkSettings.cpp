@@ -93,6 +93,11 @@ class SettingsReader {
             settings.access.allowed = allowed.value_or(Allowed::Any);
             return allowed.has_value() && ++allows == 1;
         }
+        if (word == "rtp") {
+            const bool isFirst = !settings.rtp;
+            settings.rtp = rest == "on";
+            return isFirst && settings.rtp;
+        }
         if (word == "secret") {
             const bool isFirst = !settings.secret;
             settings.secret = ReadHexadecimal(rest);
@@ -128,6 +133,9 @@ std::string WriteNetworkSettings(const NetworkSettings& settings) {
     std::string text(kSettingsMark);
     text += "speak " + settings.speaks.Text() + "\n";
     text += std::string("allow ") + AllowedText(settings.access.allowed) + "\n";
+    if (settings.rtp) {
+        text += "rtp on\n";
+    }
     if (settings.secret) {
         text += "secret " + Hexadecimal(*settings.secret) + "\n";
     }

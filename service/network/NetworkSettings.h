@@ -4,6 +4,7 @@
 //   vexil3 network 1
 //   speak eth0,wlan0
 //   allow any
+//   rtp on                                     (absent: off)
 //   secret 64 hexadecimal digits               (of the stretched secret)
 //   pin 64 digits SECONDS-SINCE-1970 NAME      (the key; the rest of the line is the name)
 //   block 64 digits SECONDS-SINCE-1970 NAME
@@ -22,9 +23,16 @@ namespace vexil {
 struct NetworkSettings {
     InterfaceChoice speaks;  // off at first: nothing is sent before somebody asks for it
     AccessList access;
+    bool rtp = false;  // it also speaks RTP-MIDI, where access allows that
     std::optional<StretchedSecret> secret;
     bool operator==(const NetworkSettings&) const = default;
 };
+
+// Whether it may speak RTP-MIDI, in which nobody proves who he is: neither while a secret is set nor while
+// only some are let in.
+inline bool MaySpeakRtp(const NetworkSettings& settings) {
+    return !settings.secret && settings.access.allowed == Allowed::Any;
+}
 
 std::string WriteNetworkSettings(const NetworkSettings& settings);
 // Null when any line is malformed, "speak" or "allow" is absent or there twice, or there are too many keys.

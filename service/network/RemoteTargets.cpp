@@ -32,6 +32,9 @@ bool IsSamePlace(const LinkCandidate& one, const LinkCandidate& other) {
 }
 
 bool IsSameComputer(const RemoteTargets::Target& one, const RemoteTargets::Target& other) {
+    if (one.isSession != other.isSession) {
+        return false;
+    }
     if (one.id && other.id) {
         return *one.id == *other.id;
     }
@@ -89,6 +92,9 @@ std::optional<ComputerId> IdAt(const std::vector<NetworkAddress>& addresses,
 // Set by name, and nobody knows where it is. Who answered before does not help: a directory that begins anew
 // has nobody in it.
 bool IsUnannounced(const RemoteTargets::Target& target, const ComputerDirectory& directory) {
+    if (target.isSession) {
+        return false;  // it is set with its port, and does not answer to the link's questions
+    }
     const bool isPlaced = target.id && (!target.link.candidates.empty() || directory.FindId(*target.id));
     return !target.link.name.empty() && !isPlaced;
 }
@@ -164,6 +170,7 @@ RemoteTargets::Candidate RemoteTargets::Look(const Wanted& wanted, const NameSur
     target.texts = {wanted.text};
     target.ways = wanted.ways;
     target.link.needed = wanted.needed;
+    target.isSession = named.isSession;
     std::vector<NetworkAddress> addresses = named.addresses;
     switch (named.kind) {
         case TargetKind::None:
@@ -203,7 +210,7 @@ RemoteTargets::Candidate RemoteTargets::Look(const Wanted& wanted, const NameSur
     }
     target.link.pinned =
         target.link.name.empty() ? std::vector<KeyHash>() : PinnedUnder(target.link.name, access);
-    if (!target.id) {
+    if (!target.id && !target.isSession) {
         const auto who = learned.find(wanted.text);
         target.id = who == learned.end() ? IdAt(addresses, surroundings.directory) : who->second;
     }

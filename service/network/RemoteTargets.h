@@ -47,6 +47,7 @@ class RemoteTargets {
     struct Target {
         int number = 0;
         LinkTarget link;
+        bool isSession = false;                 // by RTP-MIDI; else by the link
         std::optional<ComputerId> id;           // of one that is in the directory
         std::vector<std::pair<int, int>> ways;  // source and input, each once
         std::vector<std::string> texts;         // as it was set

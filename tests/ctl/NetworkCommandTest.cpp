@@ -66,6 +66,7 @@ TEST_F(NetworkCommandTest, ListsTheComputers) {
 Own key        0123456789abcdef
 Lets in        every computer that is not blocked
 Secret         not set
+RTP-MIDI       off
 
 COMPUTER               ADDRESS              KEY              SINCE      STATE
 stage                  192.168.1.6:11188    0011223344556677 2026-11-22 up
@@ -82,6 +83,7 @@ TEST_F(NetworkCommandTest, SaysWhatHoldsForAllComputers) {
     list["problem"] = "The port is taken.";
     list["allow"] = "known";
     list["secret"] = true;
+    list["rtp"] = true;
     list["computers"] = json::array();
     AnswerWith(list.dump());
     EXPECT_EQ(Run({"network"}).output, R"(Speaks         on eth0, wlan0
@@ -89,6 +91,7 @@ TEST_F(NetworkCommandTest, SaysWhatHoldsForAllComputers) {
 Own key        0123456789abcdef
 Lets in        computers whose key is pinned
 Secret         set: everybody must know it
+RTP-MIDI       on
 
 No other computer is known.
 )");
@@ -186,6 +189,7 @@ TEST_F(NetworkCommandTest, WrongUsageIsSaid) {
     ExpectNetworkUsage({"forget"}, "'network forget' needs the name of a computer");
     ExpectNetworkUsage({"block"}, "'network block' needs the name or the key of a computer");
     ExpectNetworkUsage({"allow"}, "'network allow' needs any, known or secret");
+    ExpectNetworkUsage({"rtp"}, "'network rtp' needs on or off");
     ExpectNetworkUsage({"speak"}, "'network speak' needs on, off, lo or names of interfaces");
     ExpectNetworkUsage({"list", "5"}, "'5' is one argument too many");
     ExpectNetworkUsage({"new-key", "--json"}, "'network new-key' takes no --json");

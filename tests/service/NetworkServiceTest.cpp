@@ -551,5 +551,33 @@ TEST(ConnectionReportTest, ItsLinesAreBounded) {
     EXPECT_EQ(lines(), 1);
 }
 
+TEST_F(NetworkServiceTest, RtpIsSwitchedOnAndOffAndStored) {
+    Computer computer("laptop");
+    EXPECT_FALSE(computer.Do({"list"})["rtp"].get<bool>());
+    EXPECT_EQ(computer.Do({"rtp", "on"})["done"], "RTP-MIDI is on.");
+    EXPECT_TRUE(computer.Do({"list"})["rtp"].get<bool>());
+    EXPECT_TRUE(computer.store.Settings().rtp);
+    EXPECT_EQ(computer.Do({"rtp", "off"})["done"], "RTP-MIDI is off.");
+    EXPECT_FALSE(computer.store.Settings().rtp);
+    EXPECT_EQ(computer.Do({"rtp", "maybe"})["problem"], "\"on\" or \"off\" is needed.");
+}
+
+TEST_F(NetworkServiceTest, RtpIsOffWhileASecretIsSetOrOnlySomeAreLetIn) {
+    Computer computer("laptop");
+    computer.Do({"rtp", "on"});
+    computer.Do({"secret", "eight and more"});
+    EXPECT_FALSE(computer.Do({"list"})["rtp"].get<bool>());
+    EXPECT_THAT(computer.Do({"rtp", "on"})["problem"].get<std::string>(),
+                testing::StartsWith("RTP-MIDI knows no secrets"));
+    computer.Do({"no-secret"});
+    EXPECT_TRUE(computer.Do({"list"})["rtp"].get<bool>());
+    computer.Do({"allow", "known"});
+    EXPECT_FALSE(computer.Do({"list"})["rtp"].get<bool>());
+    EXPECT_THAT(computer.Do({"rtp", "on"})["problem"].get<std::string>(),
+                testing::StartsWith("By RTP-MIDI nobody proves who he is"));
+    computer.Do({"allow", "any"});
+    EXPECT_TRUE(computer.Do({"list"})["rtp"].get<bool>());
+}
+
 }  // namespace
 }  // namespace vexil

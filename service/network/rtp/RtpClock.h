@@ -1,6 +1,7 @@
 // The clock commands of an RTP-MIDI session: when this computer asks, what it answers, and when its peer is
 // dead. Whoever called asks at once, every half second six times, then every 4 s, and every second while a
-// note sounds. Whoever was called asks only to learn whether the peer is still there.
+// note sounds. Whoever was called asks at once, to learn whether the peer answers, and later only whether it
+// is still there.
 //
 // Pure; times are microseconds; nothing is allocated.
 #pragma once
@@ -25,7 +26,9 @@ class RtpClock {
     // Unheard for so long since it was asked, a peer is dead: while a note sounds, and otherwise.
     static constexpr std::uint64_t kDeadSounding = 2 * kSecond;
     static constexpr std::uint64_t kDead = 3 * kSecond;
-    // The same for a caller that has never answered: it has to ask within a minute.
+    // The same for a caller that has never answered a question: it has to ask within a minute, and most ask
+    // every 10 s.
+    static constexpr std::uint64_t kDeadCallerSounding = 25 * kSecond;
     static constexpr std::uint64_t kDeadCaller = 70 * kSecond;
     // Questions of the peer are answered so often in a second, at most.
     static constexpr std::uint32_t kMostAnswers = 20;
@@ -52,7 +55,7 @@ class RtpClock {
     // When Ask is due.
     std::uint64_t NextAsk() const {
         if (!isCaller && !hasAnswered) {
-            return asked < kTries ? std::max(begun, lastAsk) + kSecond : ~std::uint64_t{0};
+            return asked == 0 ? begun : asked < kTries ? lastAsk + kSecond : ~std::uint64_t{0};
         }
         if (askedSince != 0) {
             return lastAsk + (sounding ? kSecond / 4 : kSecond / 2);
@@ -66,7 +69,7 @@ class RtpClock {
     // When the peer is dead, if nothing is heard until then.
     std::uint64_t DeadAt() const {
         if (!isCaller && !hasAnswered) {
-            return lastHeard + kDeadCaller;
+            return lastHeard + (sounding ? kDeadCallerSounding : kDeadCaller);
         }
         return askedSince == 0 ? ~std::uint64_t{0} : askedSince + (sounding ? kDeadSounding : kDead);
     }

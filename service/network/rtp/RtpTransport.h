@@ -31,8 +31,6 @@
 
 namespace vexil {
 
-// The UDP port of the first port's control socket.
-inline constexpr std::uint16_t kRtpPort = 5004;
 // The one port of a session, as ports are numbered inside: 11 for people.
 inline constexpr int kSessionPort = 0;
 

@@ -30,7 +30,7 @@ TEST(NetworkAnswers, AListHasEveryField) {
     overview.problem = "The port is taken.";
     overview.avahi = "No Avahi.";
     EXPECT_EQ(json::parse(R"({"speaks": "on", "port": 11188, "key": "0123456789abcdef", "allow": "any",
-                              "secret": true, "problem": "The port is taken.", "avahi": "No Avahi.",
+                              "secret": true, "problem": "The port is taken.", "avahi": "No Avahi.", "rtp": false,
                               "computers": [{"name": "studio0", "address": "192.168.1.5:11188",
                                              "key": "ab12cd34ef56ab78", "since": 1790000000,
                                              "state": "pinned"}]})"),

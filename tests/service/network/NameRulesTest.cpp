@@ -133,5 +133,17 @@ TEST_F(NameRulesTest, WhatNoHostCanBeCalledIsNotLookedUp) {
     EXPECT_TRUE(IsHostName(std::string(253, 'a')));
 }
 
+TEST_F(NameRulesTest, TheUdpPortsOfRtpMeanASessionOnlyWhereItIsSpoken) {
+    for (const bool isSpoken : {false, true}) {
+        const NameSurroundings surroundings{local, interfaces, directory, kLinkPort, isSpoken};
+        for (const char* text : {"192.168.1.9:5004", "ipad.local:5131", "[fe80::1%eth0]:5006"}) {
+            EXPECT_EQ(FindTarget(text, surroundings).isSession, isSpoken) << text;
+        }
+        for (const char* text : {"192.168.1.9", "192.168.1.9:5003", "ipad.local:5132", "ipad.local"}) {
+            EXPECT_FALSE(FindTarget(text, surroundings).isSession) << text;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vexil

@@ -27,6 +27,7 @@ TEST(NetworkSettings, AllThatIsWrittenIsReadAgain) {
     settings.access.pins = {{KeyOf(1), "my studio", 1'800'000'000}, {KeyOf(2), " \xC3\xA4\xFF", 0}};
     settings.access.blocked = {{KeyOf(0xAB), "barn", 7}};
     settings.secret = StretchedSecret{1, 2, 3};
+    settings.rtp = true;
     const std::string text = WriteNetworkSettings(settings);
     const auto read = ReadNetworkSettings(text);
     ASSERT_TRUE(read);
@@ -36,6 +37,19 @@ TEST(NetworkSettings, AllThatIsWrittenIsReadAgain) {
     for (std::size_t size = 0; size < text.size(); ++size) {
         const auto cut = ReadNetworkSettings(text.substr(0, size));
         EXPECT_TRUE(!cut || text[size - 1] == '\n') << size;
+    }
+}
+
+TEST(NetworkSettings, RtpIsOffAtFirstAndMayOnlyBeSpokenWhereEverybodyIsLetInWithoutASecret) {
+    NetworkSettings settings;
+    EXPECT_FALSE(settings.rtp);
+    EXPECT_TRUE(MaySpeakRtp(settings));
+    settings.secret = StretchedSecret{1};
+    EXPECT_FALSE(MaySpeakRtp(settings));
+    settings.secret.reset();
+    for (const Allowed allowed : {Allowed::Known, Allowed::Secret}) {
+        settings.access.allowed = allowed;
+        EXPECT_FALSE(MaySpeakRtp(settings));
     }
 }
 
@@ -53,6 +67,8 @@ TEST(NetworkSettings, WhatIsMalformedIsNotRead) {
                                    head + "speak \nallow any\n",
                                    head + "speak off\nallow all\n",
                                    whole + "\n",
+                                   whole + "rtp off\n",
+                                   whole + "rtp on\nrtp on\n",
                                    whole + "secret 12\n",
                                    whole + "secret " + kA + "\nsecret " + kA + "\n",
                                    whole + "secret " + std::string(63, 'a') + "g\n",

@@ -397,17 +397,28 @@ TEST_F(RtpSessionPeer, StormOfQuestionsIsAnswered20TimesASecondAndTheSessionLive
     EXPECT_THAT(here.heard, ElementsAre(kNoteOn));
 }
 
+TEST_F(RtpSessionPeer, CallerThatFallsSilentAtOnceWithANoteIsLostAfter3Seconds) {
+    BeCalled();
+    peer.SayList(1, kNoteOn);
+    Pass(1000);
+    peer.answersClock = false;
+    Pass(3 * kSecond + kSecond / 10);
+    EXPECT_THAT(here.events, ElementsAre(EventKind::Up, EventKind::Lost));
+}
+
 TEST_F(RtpSessionPeer, CallerThatAnswersNoQuestionIsKeptAsLongAsItAsksWithinAMinute) {
     peer.answersClock = false;
     BeCalled();
-    peer.SayList(1, kNoteOn);
     for (int minute = 0; minute < 3; ++minute) {
         Pass(59 * kSecond);
         peer.SayClock(0, {1, 0, 0});
         Pass(1000);
     }
     EXPECT_THAT(here.events, ElementsAre(EventKind::Up));
-    Pass(71 * kSecond);
+    peer.SayList(1, kNoteOn);
+    Pass(24 * kSecond);
+    EXPECT_THAT(here.events, ElementsAre(EventKind::Up));
+    Pass(2 * kSecond);
     EXPECT_THAT(here.events, ElementsAre(EventKind::Up, EventKind::Lost));
     EXPECT_THAT(peer.Commands(Kind::Bye), SizeIs(1));
 }
