@@ -294,9 +294,9 @@ TEST(RtpPacket, PiecesOfALongSegmentAreCut) {
 
 constexpr std::size_t kJournalRoom = 100;
 
-class Written {
+class WrittenPacket {
   public:
-    explicit Written(std::size_t size = kLongestRtpDatagram)
+    explicit WrittenPacket(std::size_t size = kLongestRtpDatagram)
         : bytes(size), writer(bytes, RtpHeader{0x1234, kTime, 0xAABBCCDD}, kJournalRoom) {}
 
     RtpPacketWriter& Writer() { return writer; }
@@ -311,7 +311,7 @@ class Written {
 };
 
 TEST(RtpPacketWriter, AMessageIsWrittenWithoutADeltaTimeAndWithAShortLength) {
-    Written packet;
+    WrittenPacket packet;
     EXPECT_FALSE(packet.Writer().HasCommands());
     EXPECT_TRUE(packet.Writer().AddMessage(kTime, Bytes{0x90, 0x3C, 0x64}));
     EXPECT_TRUE(packet.Writer().HasCommands());
@@ -319,13 +319,13 @@ TEST(RtpPacketWriter, AMessageIsWrittenWithoutADeltaTimeAndWithAShortLength) {
 }
 
 TEST(RtpPacketWriter, AnEmptyPacketHasALengthOfZero) {
-    EXPECT_EQ(Written().Finish(), Packet({0x00}));
-    EXPECT_EQ(Written(kSmallestRtpPacket).Finish(), Packet({0x00}));
-    EXPECT_EQ(Written().Finish({0x20, 0x12, 0x34}), Packet({0x40, 0x20, 0x12, 0x34}));
+    EXPECT_EQ(WrittenPacket().Finish(), Packet({0x00}));
+    EXPECT_EQ(WrittenPacket(kSmallestRtpPacket).Finish(), Packet({0x00}));
+    EXPECT_EQ(WrittenPacket().Finish({0x20, 0x12, 0x34}), Packet({0x40, 0x20, 0x12, 0x34}));
 }
 
 TEST(RtpPacketWriter, EveryMessageHasItsStatusAndADeltaTimeFromTheOneBefore) {
-    Written packet;
+    WrittenPacket packet;
     packet.Writer().AddMessage(kTime + 10, Bytes{0x90, 0x3C, 0x64});
     packet.Writer().AddMessage(kTime + 138, Bytes{0x90, 0x40, 0x64});
     packet.Writer().AddMessage(kTime + 100, Bytes{0x90, 0x43, 0x64});  // earlier: due with the one before
@@ -334,7 +334,7 @@ TEST(RtpPacketWriter, EveryMessageHasItsStatusAndADeltaTimeFromTheOneBefore) {
 }
 
 TEST(RtpPacketWriter, AListOfMoreThanFifteenBytesHasALongLength) {
-    Written packet;
+    WrittenPacket packet;
     Bytes expected = {0xC0, 0x13};
     for (std::uint8_t note = 0x3C; note < 0x41; ++note) {
         packet.Writer().AddMessage(kTime, Bytes{0x90, note, 0x64});
@@ -348,7 +348,7 @@ TEST(RtpPacketWriter, AListOfMoreThanFifteenBytesHasALongLength) {
 }
 
 TEST(RtpPacketWriter, WhatDoesNotFitLeavesThePacketAsItWas) {
-    Written packet(kSmallestRtpPacket + kJournalRoom + 8);
+    WrittenPacket packet(kSmallestRtpPacket + kJournalRoom + 8);
     EXPECT_TRUE(packet.Writer().AddMessage(kTime, Bytes{0x90, 0x3C, 0x64}));
     EXPECT_TRUE(packet.Writer().AddMessage(kTime, Bytes{0x90, 0x3D, 0x64}));
     EXPECT_FALSE(packet.Writer().AddMessage(kTime, Bytes{0xF8}));
@@ -356,7 +356,7 @@ TEST(RtpPacketWriter, WhatDoesNotFitLeavesThePacketAsItWas) {
 }
 
 TEST(RtpPacketWriter, ADelayThatADeltaTimeCannotSayDoesNotFit) {
-    Written packet;
+    WrittenPacket packet;
     EXPECT_FALSE(packet.Writer().AddMessage(kTime + (1U << 28), Bytes{0xF8}));
     EXPECT_TRUE(packet.Writer().AddMessage(kTime + (1U << 28) - 1, Bytes{0xF8}));
     ExclusiveInput exclusive;
@@ -376,7 +376,7 @@ TEST(RtpPacketWriter, SystemExclusiveIsCutIntoSegmentsOfAtMost512Bytes) {
         const ByteView all = message;
         output.Take({first ? all.first(cut) : all.subspan(cut), true, first, !first});
         while (const auto segment = output.Next()) {
-            Written packet;
+            WrittenPacket packet;
             EXPECT_TRUE(packet.Writer().AddSegment(kTime, *segment));
             const Bytes datagram = packet.Finish();
             EXPECT_LE(datagram.size(), 14U + 512);
