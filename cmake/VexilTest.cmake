@@ -19,8 +19,8 @@ macro(vexil_wanted)
 endmacro()
 
 # vexil_test_program(NAME LABEL label... [SOURCES ...] [TOGETHER ...] LIBRARIES ...): a program of the tests with one of these labels.
-# Where the build has no such tests, it is made only when it is asked for by name. Sources that stand behind TOGETHER are compiled eight
-# at a time where VEXIL_COMPILE_TOGETHER asks for it: no two of them may define the same name in their unnamed namespaces.
+# Where the build has no such tests, it is made only when it is asked for by name. Sources that stand behind TOGETHER are compiled
+# as one where VEXIL_COMPILE_TOGETHER asks for it: no two of them may define the same name in their unnamed namespaces.
 function(vexil_test_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LABEL;SOURCES;TOGETHER;LIBRARIES")
   add_executable(${name} ${arg_SOURCES} ${arg_TOGETHER})
