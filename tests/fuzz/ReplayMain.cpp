@@ -1,7 +1,9 @@
-// Runs a fuzz target without a fuzzer: on every file of the folders that are named on the command line, then
-// on mutations of them. The mutations are the same in every run.
+// Usage: PROGRAM MUTATIONS FOLDER...
+// Runs a fuzz target without a fuzzer: on every file of the folders, then on as many mutations of them. The
+// mutations are the same in every run.
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,7 +15,6 @@
 
 namespace {
 
-constexpr int kMutations = 20000;
 constexpr std::size_t kLongestInput = 4096;
 
 using Generator = std::minstd_rand;  // the same numbers with every library
@@ -56,8 +57,13 @@ void Run(const std::string& input) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+    const int mutations = argumentCount > 1 ? std::atoi(arguments[1]) : 0;
+    if (mutations <= 0) {
+        std::fprintf(stderr, "no number of mutations\n");
+        return 1;
+    }
     std::vector<std::filesystem::path> files;
-    for (int index = 1; index < argumentCount; ++index) {
+    for (int index = 2; index < argumentCount; ++index) {
         for (const auto& entry : std::filesystem::directory_iterator(arguments[index])) {
             files.push_back(entry.path());
         }
@@ -74,11 +80,11 @@ int main(int argumentCount, char** arguments) {
         return 1;
     }
     Generator generator;
-    for (int count = 0; count < kMutations; ++count) {
+    for (int count = 0; count < mutations; ++count) {
         const std::string& seed = seeds[Below(generator, seeds.size())];
         const std::string& other = seeds[Below(generator, seeds.size())];
         Run(Mutated(seed, other, generator));
     }
-    std::printf("%zu seeds and %d mutations\n", seeds.size(), kMutations);
+    std::printf("%zu seeds and %d mutations\n", seeds.size(), mutations);
     return 0;
 }
