@@ -169,11 +169,10 @@ void RtpSession::HearCommand(std::uint64_t now, RtpPort port, const SessionComma
                 Put(RtpPort::Data, *answer);
             }
             break;
-        case SessionCommandKind::Feedback: {
-            const std::uint16_t has = FeedbackSequence(command.feedback, sequence);
-            isConfirmed = isConfirmed || static_cast<std::int16_t>(has - unconfirmed) >= 0;
+        case SessionCommandKind::Feedback:
+            journalOut.Confirm(command.feedback);
+            guarding = guarding && journalOut.NeedsGuard();
             break;
-        }
         case SessionCommandKind::BitrateLimit:
             exclusiveRate = std::clamp(command.bitrate / kBitsPerByte, kSlowestExclusive, kExclusiveRate);
             break;
@@ -233,11 +232,10 @@ void RtpSession::BecomeUp(std::uint64_t now, bool hasCalled) {
     exclusiveSource = -1;
     exclusiveAt = now;
     exclusiveRate = kExclusiveRate;
-    sequence = static_cast<std::uint16_t>(mediator.Random());
-    isConfirmed = true;
+    journalOut = JournalSender(static_cast<std::uint16_t>(mediator.Random()));
+    guarding = false;
     sent.Clear();
-    hasReceived = false;
-    hasOdd = false;
+    journalIn = JournalReceiver();
     feedbackAt = 0;
     lastFeedback = now;
     exclusiveIn = ExclusiveInput();
@@ -259,7 +257,7 @@ void RtpSession::End(std::uint64_t now, RtpEvent::Kind why) {
     isFrontCut = false;
     exclusiveOut = ExclusiveOutput();
     realtimeCount = 0;
-    isConfirmed = true;
+    guarding = false;
     Report(why);
     if (wanted && !answered) {
         BeginCalling(now);
@@ -306,8 +304,10 @@ void RtpSession::HandleTimeout(std::uint64_t now) {
     if (feedbackAt != 0 && now >= feedbackAt) {
         SessionCommand feedback;
         feedback.kind = SessionCommandKind::Feedback;
-        feedback.feedback = FeedbackOf(highest);
-        Put(RtpPort::Control, feedback);
+        if (const std::optional<std::uint16_t> known = journalIn.Known()) {
+            feedback.feedback = FeedbackOf(*known);
+            Put(RtpPort::Control, feedback);
+        }
         feedbackAt = 0;
         lastFeedback = now;
     }
@@ -336,7 +336,7 @@ std::optional<std::uint64_t> RtpSession::PollTimeout(std::uint64_t now) const {
         if (feedbackAt != 0) {
             at(feedbackAt);
         }
-        if (!isConfirmed) {
+        if (guarding) {
             at(guardAt);
         }
         if (realtimeCount != 0) {

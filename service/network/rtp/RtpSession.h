@@ -1,5 +1,6 @@
 // One session of RTP-MIDI between a port of this computer and a port of another: calls it, takes its call,
-// keeps time, sends what the port plays, and hands on what the peer plays.
+// keeps time, sends what the port plays with a journal for what may be lost, and hands on what the peer
+// plays, put right where packets were lost.
 //
 // Datagrams and times go in, datagrams and events come out: hand in what has arrived (Take..., Hear...), come
 // back at PollTimeout (HandleTimeout), send what there is (PollTransmit, until it gives nothing), take what
@@ -23,6 +24,8 @@
 #include "service/engine/ByteRing.h"
 #include "service/engine/MidiParser.h"
 #include "service/engine/NoteTracker.h"
+#include "service/network/rtp/JournalReceiver.h"
+#include "service/network/rtp/JournalSender.h"
 #include "service/network/rtp/RtpClock.h"
 #include "service/network/rtp/RtpCodec.h"
 
@@ -54,7 +57,7 @@ enum class RtpTaken : std::uint8_t {
     NoRoom,  // keep it
 };
 
-class RtpSession {
+class RtpSession : private RepairListener {
   public:
     static constexpr std::uint64_t kSecond = 1'000'000;
     // An invitation is sent again every second so often, then every 2 s.
@@ -149,11 +152,13 @@ class RtpSession {
     void HearAccepted(std::uint64_t now, RtpPort port, const SessionCommand& command);
     void HearRefused(std::uint64_t now, const SessionCommand& command);
     void Hear(const MidiPiece& piece);
-    bool TakeSequence(std::uint16_t sequence, bool& hasGap);
+    void EndExclusive();
+    void Repair(ByteView message) override;
     void NoteFeedback(std::uint64_t now, bool soon);
 
     void NoteSounding();
     bool TakeFront();
+    bool AddMessage(std::uint64_t now, ByteView message, RtpPacketWriter& writer);
     bool AddFront(std::uint64_t now, RtpPacketWriter& writer);
     bool AddExclusive(std::uint64_t now, RtpPacketWriter& writer);
     bool IsPacketDue(std::uint64_t now) const;
@@ -201,18 +206,14 @@ class RtpSession {
     std::uint64_t lastDue = 0;
     std::uint64_t exclusiveAt = 0;  // when the next segment may leave
     std::uint32_t exclusiveRate = kExclusiveRate;
-    std::uint16_t sequence = 0;
-    std::uint16_t unconfirmed = 0;  // the last packet with commands
-    bool isConfirmed = true;
+    JournalSender journalOut{0};
+    bool guarding = false;  // packets without commands follow
     std::uint32_t guards = 0;
     std::uint64_t guardAt = 0;
     NoteTracker sent;
 
     // What comes in.
-    bool hasReceived = false;
-    std::uint16_t highest = 0;
-    std::uint16_t oddNext = 0;  // what would follow the last packet that was out of line
-    bool hasOdd = false;
+    JournalReceiver journalIn;
     std::uint64_t feedbackAt = 0;  // 0: none is due
     std::uint64_t lastFeedback = 0;
     ExclusiveInput exclusiveIn;

@@ -10,14 +10,11 @@ namespace {
 constexpr std::uint8_t kFirstRealtimeByte = 0xF8;
 constexpr std::array<std::uint8_t, 1> kExclusiveEnd = {0xF7};
 constexpr std::uint64_t kSecond = RtpSession::kSecond;
-// As long as the peer has not said that the last commands have come, packets without any follow after these
-// times, then every second: they show the peer that packets are missing.
+// As long as the peer has not said that the last commands have come, packets without any repeat the
+// journal after these times, then every second.
 constexpr std::array<std::uint64_t, 6> kGuardAfter = {25'000, 50'000, 100'000, 200'000, 400'000, 800'000};
 // Peers that never say what has come are guarded so often.
 constexpr std::uint32_t kMostGuards = 10;
-
-// A packet that is no further behind the newest one was overtaken, or came twice.
-constexpr std::int16_t kMostMisplaced = 100;
 
 bool IsRealtime(const MidiPiece& piece) {
     return !piece.systemExclusive && piece.bytes.front() >= kFirstRealtimeByte;
@@ -88,10 +85,9 @@ bool RtpSession::AddFront(std::uint64_t now, RtpPacketWriter& writer) {
     if (front->exclusive) {
         return AddExclusive(now, writer);
     }
-    if (!writer.AddMessage(TimestampAt(now), frontBytes)) {
+    if (!AddMessage(now, frontBytes, writer)) {
         return false;
     }
-    sent.Heard(frontBytes);
     front.reset();
     return true;
 }
@@ -106,6 +102,8 @@ bool RtpSession::AddExclusive(std::uint64_t now, RtpPacketWriter& writer) {
         if (!writer.AddSegment(TimestampAt(now), *segment)) {
             return false;
         }
+        MidiPiece piece{segment->data, true, segment->first, segment->last};
+        journalOut.Sent(TimestampAt(now), piece);
         const std::uint64_t bytes = segment->data.size() + 2;
         exclusiveAt = std::max(now, exclusiveAt) + bytes * kSecond / exclusiveRate;
         segment = exclusiveOut.Next();
@@ -119,15 +117,27 @@ bool RtpSession::AddExclusive(std::uint64_t now, RtpPacketWriter& writer) {
 }
 
 bool RtpSession::IsPacketDue(std::uint64_t now) const {
-    return realtimeCount != 0 || (front && now >= FrontTime()) || (!isConfirmed && now >= guardAt);
+    return realtimeCount != 0 || (front && now >= FrontTime()) || (guarding && now >= guardAt);
+}
+
+bool RtpSession::AddMessage(std::uint64_t now, ByteView message, RtpPacketWriter& writer) {
+    if (!writer.AddMessage(TimestampAt(now), message)) {
+        return false;
+    }
+    MidiPiece piece;
+    piece.bytes = message;
+    journalOut.Sent(TimestampAt(now), piece);
+    sent.Heard(message);
+    return true;
 }
 
 std::size_t RtpSession::WritePacket(std::uint64_t now, std::span<std::uint8_t> out) {
-    const auto next = static_cast<std::uint16_t>(sequence + 1);
-    RtpPacketWriter writer(out, {next, TimestampAt(now), ssrc}, 0);
+    const std::uint32_t timestamp = TimestampAt(now);
+    std::array<std::uint8_t, kLongestJournal> journal;
+    const std::size_t journalSize = journalOut.Write(timestamp, journal);
+    RtpPacketWriter writer(out, {journalOut.NextSequence(), timestamp, ssrc}, journalSize);
     std::size_t added = 0;
-    while (added < realtimeCount &&
-           writer.AddMessage(TimestampAt(now), std::span(realtime).subspan(added, 1))) {
+    while (added < realtimeCount && AddMessage(now, std::span(realtime).subspan(added, 1), writer)) {
         ++added;
     }
     std::move(realtime.begin() + static_cast<std::ptrdiff_t>(added),
@@ -135,21 +145,11 @@ std::size_t RtpSession::WritePacket(std::uint64_t now, std::span<std::uint8_t> o
     realtimeCount -= added;
     while (AddFront(now, writer)) {
     }
-    const bool hasCommands = writer.HasCommands();
-    if (!hasCommands && (isConfirmed || now < guardAt)) {
-        return 0;
-    }
-    const std::size_t size = writer.Finish({});
-    sequence = next;
-    if (hasCommands) {
-        unconfirmed = sequence;
-        isConfirmed = false;
-        guards = 0;
-    } else {
-        ++guards;
-    }
+    guards = writer.HasCommands() ? 0 : guards + 1;
+    const std::size_t size = writer.Finish(std::span(journal).first(journalSize));
+    journalOut.EndPacket();
+    guarding = journalOut.NeedsGuard() && guards < kMostGuards;
     guardAt = now + (guards < kGuardAfter.size() ? kGuardAfter[guards] : kSecond);
-    isConfirmed = isConfirmed || guards == kMostGuards;
     NoteSounding();
     return size;
 }
@@ -164,10 +164,8 @@ std::optional<RtpSession::Transmit> RtpSession::PollTransmit(std::uint64_t now, 
             next.command.kind == SessionCommandKind::Invitation && next.port == RtpPort::Control;
         return Transmit{WriteSessionCommand(next.command, out), next.port, invites};
     }
-    if (up && (TakeFront() || !isConfirmed || realtimeCount != 0) && IsPacketDue(now)) {
-        if (const std::size_t size = WritePacket(now, out); size != 0) {
-            return Transmit{size, RtpPort::Data, false};
-        }
+    if (up && (TakeFront() || guarding || realtimeCount != 0) && IsPacketDue(now)) {
+        return Transmit{WritePacket(now, out), RtpPort::Data, false};
     }
     return std::nullopt;
 }
@@ -177,33 +175,27 @@ void RtpSession::NoteSounding() {
 }
 
 void RtpSession::Hear(const MidiPiece& piece) {
+    journalIn.Heard(piece);
     if (!piece.systemExclusive) {
         heard.Heard(piece.bytes);
     }
     mediator.Hear(piece);
 }
 
-// Whether a packet counts. One that comes behind a newer one does not. Two that
-// follow each other out of line are a peer that counts anew.
-bool RtpSession::TakeSequence(std::uint16_t number, bool& hasGap) {
-    const auto ahead = static_cast<std::int16_t>(number - highest);
-    hasGap = hasReceived && ahead != 1;
-    if (hasReceived && ahead <= 0) {
-        const bool isOdd = ahead < -kMostMisplaced;
-        const bool followsOdd = isOdd && hasOdd && number == oddNext;
-        oddNext = static_cast<std::uint16_t>(number + 1);
-        hasOdd = isOdd;
-        if (!followsOdd) {
-            ++counters.late;
-            return false;
-        }
-    } else if (hasGap) {
-        counters.missing += static_cast<std::uint64_t>(ahead - 1);
+void RtpSession::EndExclusive() {
+    if (const std::optional<MidiPiece> end = exclusiveIn.End()) {
+        ++counters.cutExclusive;
+        Hear(*end);
     }
-    hasOdd = false;
-    hasReceived = true;
-    highest = number;
-    return true;
+}
+
+// What puts right what lost packets have left wrong. It is heard in front of the packet that ends the loss.
+void RtpSession::Repair(ByteView message) {
+    EndExclusive();
+    heard.Heard(message);
+    MidiPiece piece;
+    piece.bytes = message;
+    mediator.Hear(piece);
 }
 
 void RtpSession::HearPacket(std::uint64_t now, const RtpPacket& packet) {
@@ -211,15 +203,15 @@ void RtpSession::HearPacket(std::uint64_t now, const RtpPacket& packet) {
         return;
     }
     clock.Heard(now);
-    bool hasGap = false;
-    if (!TakeSequence(packet.header.sequence, hasGap)) {
+    const JournalReceiver::Arrival arrival = journalIn.Arrived(packet, *this);
+    counters.missing = journalIn.Lost();
+    if (arrival == JournalReceiver::Arrival::Old) {
+        ++counters.late;
         return;
     }
+    const bool hasGap = arrival != JournalReceiver::Arrival::Next;
     if (hasGap) {
-        if (const std::optional<MidiPiece> end = exclusiveIn.End()) {
-            ++counters.cutExclusive;
-            Hear(*end);
-        }
+        EndExclusive();
     }
     RtpCommandReader reader(packet, exclusiveIn);
     while (const std::optional<RtpCommand> command = reader.Next()) {

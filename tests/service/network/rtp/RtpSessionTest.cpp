@@ -3,6 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+#include <random>
+#include <set>
+
 #include "tests/service/network/rtp/SessionWorld.h"
 
 namespace vexil {
@@ -179,6 +183,77 @@ TEST_F(RtpSessionPair, LossOf10PercentNeitherEndsAnIdleSessionNorOneWithANote) {
     Pass(600 * kSecond);
     EXPECT_THAT(here.events, ElementsAre(EventKind::Up));
     EXPECT_THAT(there.events, ElementsAre(EventKind::Up));
+}
+
+// The notes that sound, the controllers and the program after what was played.
+struct Standing {
+    void Take(const Bytes& message) {
+        const int kind = message[0] & 0xF0;
+        if (kind == 0x90 && message[2] != 0) {
+            notes.insert(message[1]);
+        } else if (kind == 0x80 || kind == 0x90) {
+            notes.erase(message[1]);
+        } else if (kind == 0xB0) {
+            controllers[message[1]] = message[2];
+        } else if (kind == 0xC0) {
+            program = message[1];
+        }
+    }
+    bool operator==(const Standing&) const = default;
+    std::set<int> notes;
+    std::map<int, int> controllers;
+    int program = -1;
+};
+
+TEST_F(RtpSessionPair, WhatWasLostIsPutRightWithin200MillisecondsAndNoNoteIsPlayedTwice) {
+    here.Want();
+    Pass(kSecond);
+    std::mt19937 random(7);
+    Standing played;
+    for (int phrase = 0; phrase < 60; ++phrase) {
+        wire.conditions.loss = 0.3;
+        for (int each = 0; each < 20; ++each) {
+            const auto key = static_cast<std::uint8_t>(60 + random() % 4);
+            const Bytes message = played.notes.count(key) != 0 ? Bytes{0x80, key, 64}
+                                  : random() % 4 == 0
+                                      ? Bytes{0xB0, 7, static_cast<std::uint8_t>(random() % 128)}
+                                  : random() % 8 == 0 ? Bytes{0xC0, static_cast<std::uint8_t>(random() % 128)}
+                                                      : Bytes{0x90, key, 100};
+            played.Take(message);
+            here.Play(message);
+            Pass(random() % 8000);
+        }
+        wire.conditions.loss = 0;
+        Pass(kSecond / 5);
+        Standing heard;
+        std::map<int, int> begun;
+        for (const Bytes& message : there.heard) {
+            heard.Take(message);
+            if ((message[0] & 0xF0) == 0x90 && message[2] != 0) {
+                EXPECT_EQ(begun[message[1]]++, 0) << "phrase " << phrase << ", note " << int{message[1]};
+            } else if ((message[0] & 0xF0) == 0x80) {
+                begun[message[1]] = 0;
+            }
+        }
+        ASSERT_EQ(heard.notes, played.notes) << "phrase " << phrase;
+        ASSERT_EQ(heard.controllers, played.controllers) << "phrase " << phrase;
+        ASSERT_EQ(heard.program, played.program) << "phrase " << phrase;
+    }
+    EXPECT_GT(there.session.Counters().missing, 100U);
+}
+
+TEST_F(RtpSessionPair, LostEndOfALastNoteComesWithin100Milliseconds) {
+    here.Want();
+    Pass(kSecond);
+    here.Play(kNoteOn);
+    Pass(kSecond);
+    wire.conditions.cut = true;
+    here.Play(kNoteOff);
+    Pass(2000);
+    wire.conditions.cut = false;
+    Pass(kSecond / 10);
+    ASSERT_THAT(there.heard, SizeIs(2));
+    EXPECT_EQ(there.heard[1][0], 0x80);
 }
 
 class RtpSessionPeer : public ::testing::Test {
