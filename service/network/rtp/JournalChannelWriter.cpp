@@ -186,6 +186,11 @@ bool JournalChannel::WriteNotes(const JournalTime& time, RtpByteWriter& writer) 
         writer.PutByte((time.timestamp - onTimes[note] <= kLatestNote ? kPlayNow : 0) | velocities[note]);
     }
     const bool hasOffs = low < offs.size();
+    // Bytes without an off are allowed. An analyser that is widely used (tshark 4.0) needs as many bytes as
+    // there are logs.
+    while (hasOffs && high - low + 1 < std::min(logs, offs.size())) {
+        (high + 1 < offs.size() ? ++high : --low);
+    }
     for (std::size_t byte = low; hasOffs && byte <= high; ++byte) {
         writer.PutByte(offs[byte]);
     }

@@ -147,12 +147,8 @@ std::optional<MidiPiece> RtpCommandReader::TakeCommand() {
     if (byte == kStartOfExclusive || byte == kEndOfExclusive) {
         isInSegment = true;
         isFirst = byte == kStartOfExclusive;
-        if (isFirst) {
-            exclusive.isUnderWay = true;
-        } else {
+        if (!isFirst) {
             rest = rest.subspan(1);
-            // A segment may be cut behind its first byte.
-            isInSegment = !rest.empty();
         }
         return std::nullopt;
     }
@@ -200,29 +196,23 @@ std::optional<MidiPiece> RtpCommandReader::TakeExclusive() {
     const std::uint8_t tail = length < limit ? rest[length] : kFirstRealtime;
     const bool isEnd = tail == kEndOfExclusive;
     const bool isDropped = tail == kCancelled || tail == kEndWasDropped;
-    const bool isTail = isEnd || isDropped || tail == kSegmentGoesOn;
+    bool isTail = isEnd || isDropped || tail == kSegmentGoesOn;
     if (!isTail && tail < kFirstRealtime) {
         return Fail();
     }
-    const bool wasHeard = exclusive.IsUnderWay() && !(isFirst && tail == kCancelled);
+    const bool isHeard = isFirst ? tail != kCancelled : exclusive.IsUnderWay();
+    if (isHeard && tail == kEndWasDropped && length > 0) {
+        isTail = false;  // it comes by itself, and its end then comes out so
+    }
     const MidiPiece piece{rest.first(length + (isEnd ? 1 : 0)), true, isFirst, isEnd};
-    if (isDropped && wasHeard && length > 0 && tail == kEndWasDropped) {
-        rest = rest.subspan(length);  // the end comes out by itself
-        isFirst = false;
-        return piece;
-    }
     rest = rest.subspan(length + (isTail ? 1 : 0));
-    isInSegment = !isTail && !rest.empty();
+    isInSegment = !isTail;
     isFirst = false;
-    if (!wasHeard) {
-        exclusive.isUnderWay = false;
-        return std::nullopt;
-    }
-    if (isDropped) {
+    if (isTail && isDropped) {
         return exclusive.End();
     }
-    exclusive.isUnderWay = !isEnd;
-    return piece.bytes.empty() ? std::nullopt : std::optional(piece);
+    exclusive.isUnderWay = isHeard && !isEnd;
+    return isHeard && !piece.bytes.empty() ? std::optional(piece) : std::nullopt;
 }
 
 std::optional<MidiPiece> RtpCommandReader::Message(std::uint8_t status, std::size_t dataBytes) {

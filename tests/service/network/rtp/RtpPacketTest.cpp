@@ -256,6 +256,10 @@ TEST(RtpPacket, AStatusByteInASegmentIsMalformedAndEndsTheMessage) {
                 ElementsAre("1000 ( F0 01", "1000 F7 )"));
 }
 
+TEST(RtpPacket, AMessageThatIsMalformedFromItsBeginningIsNotHeard) {
+    EXPECT_THAT(BeforeTheFault({0xF0, 1, 0x90, 0x3C, 0x64}), IsEmpty());
+}
+
 TEST(RtpPacket, EndGivesTheEndOfWhatIsUnderWayOnce) {
     ExclusiveInput exclusive;
     EXPECT_FALSE(exclusive.End());
