@@ -1,6 +1,7 @@
 #include "bench/LinkBench.h"
 
 #include <arpa/inet.h>
+#include <linux/sock_diag.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <pthread.h>
@@ -165,10 +166,33 @@ bool Computer::Deliver(int port, std::span<const std::uint8_t> message) {
     return true;
 }
 
-std::uint64_t Computer::Lost() {
+LinkCounters Computer::Counters() {
     const std::lock_guard lock(thread->Lock());
-    const std::vector<LinkPeerState> states = hub->Link().States();
-    return states.empty() ? 0 : states[0].counters.lost;
+    LinkCounters sum;
+    for (const LinkPeerState& state : hub->Link().States()) {
+        sum.lost += state.counters.lost;
+        sum.cutWays += state.counters.cutWays;
+        sum.repeated += state.counters.repeated;
+        sum.duplicates += state.counters.duplicates;
+        sum.late += state.counters.late;
+        sum.roundTrip = std::max(sum.roundTrip, state.counters.roundTrip);
+    }
+    return sum;
+}
+
+std::uint64_t Computer::DroppedByEngine() const {
+    std::uint64_t dropped = 0;
+    for (int source = kTakenSourceBase; source < kTakenSourceBase + kTakenSources; ++source) {
+        dropped += engine.CountersOfSource(source).dropped;
+    }
+    return dropped;
+}
+
+std::uint64_t Computer::DroppedBySocket() const {
+    std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+    socklen_t size = sizeof memory;
+    getsockopt(socket->EventDescriptor(), SOL_SOCKET, SO_MEMINFO, memory.data(), &size);
+    return memory[SK_MEMINFO_DROPS];
 }
 
 std::uint64_t Computer::CountHeard() const {

@@ -68,10 +68,15 @@ class Computer {
     // accepted. False when that takes longer than 10 s.
     bool LeadTo(const Computer& other, int ports);
     // What an engine would do: a message of an output is delivered to the network now. False when there is
-    // no room.
+    // no room. The network hears of it at the end of the turn.
     bool Deliver(int port, std::span<const std::uint8_t> message);
-    // Messages that were lost for want of room, as status tells it.
-    std::uint64_t Lost();
+    void EndTurn() { ring.EndTurn(); }
+    // What the link counts of all peers together.
+    LinkCounters Counters();
+    // Messages that came in and that the engine had no room for.
+    std::uint64_t DroppedByEngine() const;
+    // Datagrams for which the socket had no room.
+    std::uint64_t DroppedBySocket() const;
 
     // From now on the time of each message that the inputs hear, in all, is kept, up to so many.
     void Listen(std::size_t most);
@@ -84,7 +89,7 @@ class Computer {
       public:
         explicit Work(Computer& itsComputer) : computer(itsComputer) {}
         int EventDescriptor() const override { return computer.hub->EventDescriptor(); }
-        void Read() override { computer.hub->Read(); }
+        bool Read() override { return computer.hub->Read(); }
         void Act() override { computer.hub->Act(); }
         void Deliver() override {
             computer.hub->Deliver();

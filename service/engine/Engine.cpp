@@ -366,6 +366,7 @@ void Engine::GiveBackWriter(int source, std::uint64_t time) {
 
 void Engine::Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit) {
     state->sources.Run(end, sink, *state->remoteSink, limit);
+    state->remoteSink->EndTurn();
     state->TellPassedOn();
     state->EndTurn();
 }

@@ -20,6 +20,8 @@ class EngineSink {
     // another source between them; a realtime message may stand between two pieces). Never more than Room.
     // Times of one destination never go back.
     virtual void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) = 0;
+    // The engine has delivered all that it had in this turn: whoever waits for it may be woken, once.
+    virtual void EndTurn() {}
 };
 
 // Where nobody listens: takes everything.

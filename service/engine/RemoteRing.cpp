@@ -1,6 +1,7 @@
 #include "service/engine/RemoteRing.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vexil {
 
@@ -14,7 +15,11 @@ std::size_t RemoteRing::Room(const Destination& to) const {
 
 void RemoteRing::Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) {
     delivered[to.from] += kCostOfDelivery + static_cast<std::uint32_t>(bytes.size());
-    if (ring.Put({time, to}, bytes)) {
+    isReaderAsleep = ring.Put({time, to}, bytes) || isReaderAsleep;
+}
+
+void RemoteRing::EndTurn() {
+    if (std::exchange(isReaderAsleep, false)) {
         waker.Wake();
     }
 }

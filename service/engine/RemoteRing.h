@@ -28,12 +28,14 @@ class RemoteRing : public EngineSink {
     static constexpr std::size_t kSourceBytes = std::size_t{24} << 10;
 
     // `bytes` is what the ring holds, with 24 for each delivery. `reader` is woken, on the engine's thread,
-    // when something comes into a ring that was empty; it must outlive this object.
+    // at the end of a turn in which something came into a ring that was empty: it finds all of the turn
+    // together. It must outlive this object.
     RemoteRing(std::size_t bytes, EngineWaker& reader);
 
     // The engine's thread.
     std::size_t Room(const Destination& to) const override;
     void Deliver(const Destination& to, std::uint64_t time, std::span<const std::uint8_t> bytes) override;
+    void EndTurn() override;
 
     // The reader's thread: takes the oldest delivery. False when the ring is empty. The bytes last until the
     // next call.
@@ -52,6 +54,7 @@ class RemoteRing : public EngineSink {
 
     EngineWaker& waker;
     ByteRing<Head> ring;
+    bool isReaderAsleep = false;  // perhaps; engine thread
     // For each port and test output, what was delivered and what of it was passed on so far.
     std::array<std::uint32_t, kTakenSourceBase> delivered{};  // engine thread
     std::array<std::atomic<std::uint32_t>, kTakenSourceBase> passedOn{};

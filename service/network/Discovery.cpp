@@ -358,6 +358,9 @@ std::optional<Discovery::Transmit> Discovery::PollTransmit(std::span<std::uint8_
 }
 
 std::optional<std::uint64_t> Discovery::PollTimeout() const {
+    if (!pending.empty() || !events.empty()) {
+        return 0;
+    }
     std::optional<std::uint64_t> first = announceAgain;
     for (const std::optional<std::uint64_t>& time : {NextHintRound(), dropAt}) {
         if (time) {

@@ -103,6 +103,8 @@ class Discovery {
     };
     // Writes one datagram; null when there is nothing to send. `out` is kLongestDatagram long.
     std::optional<Transmit> PollTransmit(std::span<std::uint8_t> out);
+    // When HandleTimeout is to be called, or there is something to send or to tell: at once, then; null: not
+    // before something happens.
     std::optional<std::uint64_t> PollTimeout() const;
     std::optional<DiscoveryEvent> PollEvent();
 

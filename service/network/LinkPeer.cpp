@@ -191,8 +191,10 @@ void LinkPeer::HandleTimeout(std::uint64_t now) {
         }
     }
     if (!association.IsUp() || IsUsed()) {
-        usedAt = now;
-    } else if (now - usedAt >= kUnusedFor) {
+        unusedSince = 0;
+    } else if (unusedSince == 0) {
+        unusedSince = now;
+    } else if (now - unusedSince >= kUnusedFor) {
         association.SayBye({ByeReason::Unused, Refusal::None});
     }
     const std::optional<std::uint64_t> renewal = RenewalDue();
@@ -270,6 +272,12 @@ std::optional<std::uint64_t> LinkPeer::PollTimeout(std::uint64_t now) const {
     }
     if (const auto renewal = RenewalDue()) {
         at(*renewal);
+    }
+    const bool isUnused = association.IsUp() && !IsUsed();
+    if (isUnused != (unusedSince != 0)) {
+        at(0);
+    } else if (isUnused) {
+        at(unusedSince + kUnusedFor);
     }
     return first;
 }

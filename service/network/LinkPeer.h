@@ -118,7 +118,7 @@ class LinkPeer {
     std::uint32_t carrier = 0;  // session in which the association sends
     std::uint64_t carrierSince = 0;
     bool needed = false;
-    std::uint64_t usedAt = 0;  // when there was a way last
+    std::uint64_t unusedSince = 0;  // up, and nobody needs it; 0: it is needed
     // An address to which the peer may have moved.
     LinkAddress candidate{};
     std::uint64_t candidateToken = 0;

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint64_t kSecond = 1'000'000;
 constexpr std::uint64_t kWirelessLater = 20'000;  // than by wire
-constexpr std::uint64_t kExclusivePoll = 2'000;
 // Datagrams from addresses at which no peer is, tried on each association.
 constexpr std::uint32_t kTriesPerSecond = 200;
 
@@ -368,6 +367,7 @@ void LinkTransport::HandleTimeout(std::uint64_t now) {
             SendQueries(now, *computer, false);
         }
     }
+    exclusivePollAt = now + LinkWaysIn::kPoll;
     if (waysIn.IsWaiting()) {
         waysIn.Retry(SteadyTime(now));
         waysIn.TakePassedOn([&](const LinkWaysIn::Way& way, std::uint32_t bytes) {
@@ -400,7 +400,7 @@ std::optional<std::uint64_t> LinkTransport::PollTimeout(std::uint64_t now) const
         }
     }
     if (waysIn.IsWaiting()) {
-        at(now + kExclusivePoll);
+        at(exclusivePollAt);
     }
     return first;
 }

@@ -145,6 +145,7 @@ class LinkTransport final : public Transport {
     bool changed = false;
     bool stopping = false;
     std::uint64_t dropped = 0;
+    std::uint64_t exclusivePollAt = 0;  // when to look again which of it the engine has passed on
     DatagramRate rate;                  // of calls
     std::uint64_t second = 0;           // when the present one began
     std::uint32_t triedThisSecond = 0;  // datagrams from unknown addresses

@@ -23,23 +23,25 @@ MidiPiece PieceOfDelivery(ByteView bytes) {
     return piece;
 }
 
-LinkWaysIn::LinkWaysIn(Engine& itsEngine) : engine(itsEngine), ways(kTakenSources) {
+LinkWaysIn::LinkWaysIn(Engine& itsEngine) : engine(itsEngine), ways(kTakenSources), rows(kRows, -1) {
     owed.reserve(kTakenSources);
 }
 
+// Sources of one peer mostly lead to as many inputs: they lie in rows of their own.
+std::int16_t& LinkWaysIn::RowOf(const void* peer, std::uint8_t source, std::uint8_t input) {
+    const std::uint64_t mixed = (reinterpret_cast<std::uintptr_t>(peer) >> 4) * 0x9E3779B97F4A7C15 >> 32;
+    return rows[(mixed + std::size_t{source} * 67 + input) % kRows];
+}
+
 LinkWaysIn::Way* LinkWaysIn::Find(const void* peer, std::uint8_t source, std::uint8_t input) {
-    const auto is = [&](const Way& way) {
-        return way.peer == peer && way.source == source && way.input == input;
-    };
-    if (is(ways[lastFound])) {
-        return &ways[lastFound];
+    for (std::int16_t place = RowOf(peer, source, input); place >= 0;) {
+        Way& way = ways[static_cast<std::size_t>(place)];
+        if (way.peer == peer && way.source == source && way.input == input) {
+            return &way;
+        }
+        place = way.next;
     }
-    const auto found = std::find_if(ways.begin(), ways.end(), is);
-    if (found == ways.end()) {
-        return nullptr;
-    }
-    lastFound = static_cast<std::size_t>(found - ways.begin());
-    return &*found;
+    return nullptr;
 }
 
 bool LinkWaysIn::Take(Way& way, std::uint64_t time) {
@@ -79,6 +81,8 @@ WayProblem LinkWaysIn::Open(const void* peer, std::uint8_t source, std::uint8_t 
         return WayProblem::TooManyWays;
     }
     *free = Way{peer, source, input, verdict};
+    std::int16_t& row = RowOf(peer, source, input);
+    free->next = std::exchange(row, static_cast<std::int16_t>(free - ways.begin()));
     if (verdict.problem == WayProblem::None && !Take(*free, time)) {
         free->verdict.problem = WayProblem::TooManyWays;
     }
@@ -113,6 +117,11 @@ std::uint32_t LinkWaysIn::Free(Way& way, std::uint64_t time) {
     GiveBack(way, time);
     const std::uint32_t bytes = way.leftOut;
     anyOutstanding -= bytes;
+    std::int16_t* link = &RowOf(way.peer, way.source, way.input);
+    while (*link != &way - ways.data()) {
+        link = &ways[static_cast<std::size_t>(*link)].next;
+    }
+    *link = way.next;
     way = Way();
     return bytes;
 }

@@ -60,6 +60,7 @@ class LinkWaysIn {
         std::uint32_t passedOn = 0;     // as the engine said last
         std::uint32_t leftOut =
             0;  // bytes of system exclusive that did not reach the engine, or left with its source
+        std::int16_t next = -1;  // in its row of `rows`
     };
 
     // Opens a way; what the peer is to be told of it: no source is left when it is TooManyWays.
@@ -99,7 +100,8 @@ class LinkWaysIn {
     }
     // Sources that could not be given back for want of room are, if there is room now.
     void Retry(std::uint64_t time);
-    // TakePassedOn and Retry are to be called again soon.
+    // TakePassedOn and Retry are to be called again soon: after so many microseconds.
+    static constexpr std::uint64_t kPoll = 2'000;
     bool IsWaiting() const { return anyOutstanding != 0 || !owed.empty(); }
 
     template <class Each>
@@ -122,15 +124,18 @@ class LinkWaysIn {
     std::uint64_t Lost() const { return lost; }
 
   private:
+    std::int16_t& RowOf(const void* peer, std::uint8_t source, std::uint8_t input);
     Way* Find(const void* peer, std::uint8_t source, std::uint8_t input);
     bool Take(Way& way, std::uint64_t time);
     void GiveBack(Way& way, std::uint64_t time);
     std::uint32_t Free(Way& way, std::uint64_t time);
 
     Engine& engine;
+    static constexpr std::size_t kRows = 1024;  // twice as many as there are ways
+
     std::vector<Way> ways;
-    std::size_t lastFound = 0;
-    std::vector<int> owed;  // sources to give back
+    std::vector<std::int16_t> rows;  // where a way is found: the first of each row, among `ways`; -1: empty
+    std::vector<int> owed;           // sources to give back
     std::size_t anyOutstanding = 0;
     std::uint64_t lost = 0;
 };

@@ -14,6 +14,9 @@ namespace vexil {
 
 namespace {
 
+constexpr int kMostAtATime = 64;
+constexpr std::size_t kDeliveriesAtATime = 1024;
+
 // As it stands on the wire.
 WayProblem WayProblemOf(RouteProblem problem) {
     switch (problem) {
@@ -158,9 +161,17 @@ void NetworkHub::AccessChangedByUser() {
     SendFound();
 }
 
-void NetworkHub::Read() {
+bool NetworkHub::Read() {
     link.SetSteadyLead(SteadyLeadNanoseconds());
-    while (const std::optional<ReceivedDatagram> received = parts.socket.Receive(buffer)) {
+    for (int count = 0; count < kMostAtATime; ++count) {
+        const std::optional<ReceivedDatagram> received = parts.socket.Receive(buffer);
+        if (!received) {
+            if (second != nullptr) {
+                second->SetSteadyLead(SteadyLeadNanoseconds());
+                second->Read(BootMicroseconds());
+            }
+            return false;
+        }
         const ByteView datagram = ByteView(buffer).first(received->size);
         const std::uint64_t now = BootMicroseconds();
         if (KindOfDatagram(datagram) == DatagramKind::Plain) {
@@ -168,10 +179,7 @@ void NetworkHub::Read() {
         }
         link.HandleDatagram(now, *received, datagram);
     }
-    if (second != nullptr) {
-        second->SetSteadyLead(SteadyLeadNanoseconds());
-        second->Read(BootMicroseconds());
-    }
+    return true;
 }
 
 void NetworkHub::Act() {
@@ -191,9 +199,22 @@ void NetworkHub::Act() {
 }
 
 void NetworkHub::Deliver() {
-    for (RemoteRing::Delivery delivery; parts.ring.Take(delivery);) {
-        DoorOf(delivery.to.computer).Deliver(delivery);
+    link.SetSteadyLead(SteadyLeadNanoseconds());
+    if (second != nullptr) {
+        second->SetSteadyLead(SteadyLeadNanoseconds());
     }
+    RemoteRing::Delivery delivery;
+    for (std::size_t count = 1; parts.ring.Take(delivery); ++count) {
+        DoorOf(delivery.to.computer).Deliver(delivery);
+        // A thread that had to wait may find more than a door keeps before it sends.
+        if (count % kDeliveriesAtATime == 0) {
+            SendDelivered();
+        }
+    }
+    SendDelivered();
+}
+
+void NetworkHub::SendDelivered() {
     link.SendDelivered(BootMicroseconds());
     if (second != nullptr) {
         second->SendDelivered(BootMicroseconds());

@@ -89,7 +89,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
 
     // Of NetworkWork.
     int EventDescriptor() const override { return waited; }
-    void Read() override;
+    bool Read() override;
     void Act() override;
     void Deliver() override;
     std::optional<std::uint64_t> NextTime() const override;
@@ -102,6 +102,7 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     void NoteRefused(std::string_view name, const KeyHash& key);
     std::uint64_t Random() override;
     void SendFound();
+    void SendDelivered();
 
     const Parts parts;
     const LocalNames names;

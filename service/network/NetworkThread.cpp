@@ -20,6 +20,8 @@ namespace {
 
 constexpr int kPriority = 55;  // below the MIDI thread's
 constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+// So often Read is called before anything else is done: more datagrams than a socket keeps.
+constexpr int kMostParts = 64;
 
 std::uint64_t Nanoseconds(clockid_t clock) {
     timespec time{};
@@ -73,53 +75,96 @@ NetworkThread::NetworkThread(NetworkWork& networkWork, NetworkDriver& engineDriv
 
 NetworkThread::~NetworkThread() {
     driver.SetThread(nullptr);
-    ending.store(true, std::memory_order_release);
+    ending.store(true);
     Wake();
     thread.join();
 }
 
 void NetworkThread::Wake() {
-    Raise(wakeEvent.Number());
+    woken.store(true);
+    if (sleeps.exchange(false)) {
+        Raise(wakeEvent.Number());
+    }
 }
 
 void NetworkThread::TakeEvent() const {
     Drain(news.Number());
 }
 
-void NetworkThread::Arm(std::optional<std::uint64_t> time) const {
-    itimerspec when{};
-    if (time) {
-        const std::uint64_t at = std::max<std::uint64_t>(*time, 1);
-        when.it_value.tv_sec = static_cast<time_t>(at / kMicrosecondsPerSecond);
-        when.it_value.tv_nsec = static_cast<long>(at % kMicrosecondsPerSecond * 1000);
+void NetworkThread::Arm(std::optional<std::uint64_t> time) {
+    const std::uint64_t at = time ? std::max<std::uint64_t>(*time, 1) : 0;
+    if (at == armedAt) {
+        return;
     }
+    armedAt = at;
+    itimerspec when{};
+    when.it_value.tv_sec = static_cast<time_t>(at / kMicrosecondsPerSecond);
+    when.it_value.tv_nsec = static_cast<long>(at % kMicrosecondsPerSecond * 1000);
     timerfd_settime(timer.Number(), TFD_TIMER_ABSTIME, &when, nullptr);
 }
 
 void NetworkThread::Main() {
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
-    while (!ending.load(std::memory_order_acquire)) {
-        Round();
-        pollfd waited[] = {{work.EventDescriptor(), POLLIN, 0},
-                           {wakeEvent.Number(), POLLIN, 0},
-                           {timer.Number(), POLLIN, 0}};
-        poll(waited, 3, -1);
-        Drain(wakeEvent.Number());
-        Drain(timer.Number());
+    for (bool hasArrived = true;; hasArrived = Sleep()) {
+        // Whoever wakes it from here on has it go round once more.
+        woken.store(false);
+        if (ending.load()) {
+            return;
+        }
+        Round(hasArrived);
     }
 }
 
-void NetworkThread::Round() {
-    const std::lock_guard lock(mutex);
-    work.Read();
-    work.Act();
+// Whether datagrams may have arrived.
+bool NetworkThread::Sleep() {
+    sleeps.store(true);
+    pollfd waited[] = {
+        {work.EventDescriptor(), POLLIN, 0}, {wakeEvent.Number(), POLLIN, 0}, {timer.Number(), POLLIN, 0}};
+    poll(waited, 3, woken.load() ? 0 : -1);
+    // Who has taken the mark away raises the event, perhaps in a moment.
+    if (!sleeps.exchange(false) || waited[1].revents != 0) {
+        Drain(wakeEvent.Number());
+    }
+    if (waited[2].revents != 0) {
+        Drain(timer.Number());
+        armedAt = 0;
+    }
+    return waited[0].revents != 0;
+}
+
+// Turns the engine, if no MIDI system does. Microseconds at which it is to be turned again; null: not before
+// something happens.
+std::optional<std::uint64_t> NetworkThread::Turn() {
     const std::optional<std::chrono::nanoseconds> turn = driver.TurnOfThread();
     work.Deliver();
+    if (!turn) {
+        return std::nullopt;
+    }
+    return BootMicroseconds() +
+           static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(*turn).count());
+}
+
+void NetworkThread::Round(bool reads) {
+    const std::lock_guard lock(mutex);
+    // What the engine has delivered is what the thread is woken for most often.
+    work.Deliver();
+    std::optional<std::uint64_t> turn;
+    // What arrives is heard soon, also while very much does.
+    for (int part = 0; part < kMostParts; ++part) {
+        reads = reads && work.Read();
+        turn = Turn();
+        if (!reads) {
+            break;
+        }
+    }
     std::optional<std::uint64_t> next = work.NextTime();
+    if (next && *next <= BootMicroseconds()) {
+        work.Act();
+        turn = Turn();
+        next = work.NextTime();
+    }
     if (turn) {
-        const auto later = std::chrono::ceil<std::chrono::microseconds>(*turn).count();
-        const std::uint64_t at = BootMicroseconds() + static_cast<std::uint64_t>(later);
-        next = next ? std::min(*next, at) : at;
+        next = next ? std::min(*next, *turn) : turn;
     }
     Arm(next);
     if (work.TakeChanged()) {

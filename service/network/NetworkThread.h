@@ -24,13 +24,14 @@ class NetworkWork {
     virtual ~NetworkWork() = default;
     // Readable when Read is to be called.
     virtual int EventDescriptor() const = 0;
-    // Takes all datagrams that have arrived.
-    virtual void Read() = 0;
-    // Does what is due. After Read, and before the engine takes what has arrived.
+    // Takes datagrams that have arrived, a few at a time. Whether there may be more.
+    virtual bool Read() = 0;
+    // Does what is due. The engine takes what comes of it afterwards.
     virtual void Act() = 0;
     // Sends what the engine has delivered.
     virtual void Deliver() = 0;
-    // Microseconds of CLOCK_BOOTTIME at which Act is to be called again; null: not before something happens.
+    // Microseconds of CLOCK_BOOTTIME at which Act is to be called; null: not before something happens. It is
+    // not called earlier, but perhaps later: not before all that had arrived was read.
     virtual std::optional<std::uint64_t> NextTime() const = 0;
     // Whether the control thread is to hear that something has changed; once for each change.
     virtual bool TakeChanged() = 0;
@@ -47,7 +48,7 @@ class NetworkThread : public EngineWaker {
     NetworkThread(NetworkWork& networkWork, NetworkDriver& engineDriver);
     ~NetworkThread() override;
 
-    // Any thread: there is something to do.
+    // Any thread: there is something to do. Costs a system call only where the thread sleeps.
     void Wake() override;
     PriorityMutex& Lock() { return mutex; }
     // Readable when something has changed, for the control thread; TakeEvent makes it unreadable.
@@ -58,8 +59,10 @@ class NetworkThread : public EngineWaker {
 
   private:
     void Main();
-    void Round();
-    void Arm(std::optional<std::uint64_t> time) const;
+    void Round(bool reads);
+    std::optional<std::uint64_t> Turn();
+    bool Sleep();
+    void Arm(std::optional<std::uint64_t> time);
 
     NetworkWork& work;
     NetworkDriver& driver;
@@ -67,7 +70,12 @@ class NetworkThread : public EngineWaker {
     Descriptor wakeEvent;
     Descriptor timer;
     Descriptor news;
+    // Whoever wakes the thread says so first and looks then whether it sleeps; the thread the other way
+    // round.
+    std::atomic<bool> woken{false};
+    std::atomic<bool> sleeps{false};
     std::atomic<bool> ending{false};
+    std::uint64_t armedAt = 0;  // 0: the timer is not armed
     std::string realtimeProblem;
     std::thread thread;
 };

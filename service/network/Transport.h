@@ -105,7 +105,8 @@ class Transport {
     // Driving it.
 
     virtual void HandleTimeout(std::uint64_t now) = 0;
-    // When HandleTimeout is to be called; null: not before something happens.
+    // When HandleTimeout is to be called, which it is not before: a time that stays while nothing happens;
+    // null: not before something happens.
     virtual std::optional<std::uint64_t> PollTimeout(std::uint64_t now) const = 0;
     // What the engine has delivered to a computer of this door. The door tells the ring when it has gone on
     // its way. SendDelivered is called behind the last of those that came together.

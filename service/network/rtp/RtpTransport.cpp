@@ -239,6 +239,7 @@ void RtpTransport::HandleTimeout(std::uint64_t now) {
         peers[place]->session.HandleTimeout(now);
         Serve(now, *peers[place]);
     }
+    exclusivePollAt = now + LinkWaysIn::kPoll;
     if (waysIn.IsWaiting()) {
         waysIn.Retry(SteadyTime(now));
         // A session has no word for how much it may be sent.
@@ -249,14 +250,13 @@ void RtpTransport::HandleTimeout(std::uint64_t now) {
 }
 
 std::optional<std::uint64_t> RtpTransport::PollTimeout(std::uint64_t now) const {
-    constexpr std::uint64_t kExclusivePoll = 2'000;
     std::optional<std::uint64_t> first;
     for (const auto& peer : peers) {
         const std::optional<std::uint64_t> due = peer->session.PollTimeout(now);
         first = first && due ? std::min(*first, *due) : first ? first : due;
     }
     if (waysIn.IsWaiting()) {
-        first = std::min(first.value_or(~std::uint64_t{0}), now + kExclusivePoll);
+        first = std::min(first.value_or(~std::uint64_t{0}), exclusivePollAt);
     }
     return first;
 }

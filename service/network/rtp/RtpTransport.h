@@ -142,7 +142,8 @@ class RtpTransport final : public OwnSocketsTransport {
     LinkWaysIn waysIn;
     bool changed = false;
     bool stopping = false;
-    std::uint64_t hearingAt = 0;  // when what is heard now has come
+    std::uint64_t hearingAt = 0;        // when what is heard now has come
+    std::uint64_t exclusivePollAt = 0;  // when to look again which system exclusive the engine has passed on
     std::uint64_t dropped = 0;
     DatagramRate rate;  // of invitations
     std::array<std::uint8_t, 2048> in{};

@@ -30,17 +30,42 @@ TEST(RemoteRingTest, WhatIsDeliveredIsTakenInItsOrder) {
     EXPECT_FALSE(ring.Take(taken));
 }
 
-TEST(RemoteRingTest, TheReaderIsWokenOnceUntilItHasEmptiedTheRing) {
+TEST(RemoteRingTest, TheReaderIsWokenAtTheEndOfATurnAndNotAgainUntilItHasEmptiedTheRing) {
     CountingWaker waker;
     RemoteRing ring(4096, waker);
     ring.Deliver(kThere, 5, Bytes{0xF8});
     ring.Deliver(kThere, 5, Bytes{0xF8});
+    EXPECT_EQ(waker.wakes, 0);
+    ring.EndTurn();
+    EXPECT_EQ(waker.wakes, 1);
+    ring.Deliver(kThere, 5, Bytes{0xF8});
+    ring.EndTurn();
     EXPECT_EQ(waker.wakes, 1);
     RemoteRing::Delivery taken;
     while (ring.Take(taken)) {
     }
+    ring.EndTurn();
+    EXPECT_EQ(waker.wakes, 1);
     ring.Deliver(kThere, 5, Bytes{0xF8});
+    ring.EndTurn();
     EXPECT_EQ(waker.wakes, 2);
+}
+
+TEST(RemoteRingTest, TheEngineEndsItsTurn) {
+    CountingWaker waker;
+    RemoteRing ring(4096, waker);
+    Engine engine;
+    engine.SetRemoteSink(&ring);
+    WayTable ways;
+    ways[3] = {kThere};
+    ASSERT_TRUE(engine.PostWays(ways));
+    engine.TakeCommands(1);
+    engine.Write(3, 1, Bytes{0x90, 60, 100});
+    engine.Write(3, 2, Bytes{0x90, 61, 100});
+    EXPECT_EQ(waker.wakes, 0);
+    SilentSink nobody;
+    engine.Run(kForever, nobody);
+    EXPECT_EQ(waker.wakes, 1);
 }
 
 TEST(RemoteRingTest, RoomShrinksToNothingAndComesBack) {

@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <poll.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -146,6 +148,36 @@ TEST_F(NetworkHubTest, ANoteOfOneComputerIsHeardOnTheOther) {
     EXPECT_EQ(laptop->State().peerName, "studio");
     laptop->Play({0x90, 60, 100});
     EXPECT_TRUE(HoldsWithin(std::chrono::seconds(30), [&] { return studio->Heard() == 1; }));
+}
+
+TEST_F(NetworkHubTest, WhatTheEngineDeliveredWhileTheThreadHadToWaitIsHeardWhole) {
+    constexpr int kSources = 8;
+    constexpr std::size_t kEach = 1000;
+    laptop->LeadTo(*studio);
+    laptop->With([](NetworkHub& hub) {
+        for (int source = 0; source < kSources; ++source) {
+            hub.Link().OpenWay(BootMicroseconds(), 1, source, kInput);
+        }
+        return 0;
+    });
+    ASSERT_TRUE(HoldsWithin(std::chrono::seconds(30), [&] {
+        const LinkPeerState state = laptop->State();
+        return state.waysOut.size() == kSources + 1 &&
+               std::all_of(state.waysOut.begin(), state.waysOut.end(),
+                           [](const LinkWayOut& way) { return way.answered; });
+    }));
+    laptop->With([this](NetworkHub& hub) {
+        const std::array<std::uint8_t, 3> message = {0xB0, 7, 100};
+        for (std::size_t number = 0; number < kSources * kEach; ++number) {
+            const Destination to = Destination::Remote(1, kInput, static_cast<int>(number % kSources));
+            EXPECT_GE(laptop->ring.Room(to), message.size());
+            laptop->ring.Deliver(to, laptop->clock.Now(), message);
+        }
+        hub.Deliver();
+        return 0;
+    });
+    EXPECT_TRUE(HoldsWithin(std::chrono::seconds(30), [&] { return studio->Heard() == kSources * kEach; }));
+    EXPECT_EQ(laptop->State().counters.lost, 0U);
 }
 
 TEST_F(NetworkHubTest, AChangeIsToldToTheControlThread) {
