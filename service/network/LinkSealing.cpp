@@ -33,6 +33,8 @@ constexpr std::size_t kCookieSize = 32;
 // How a call looks from outside: a handshake record of the first epoch with a client's hello in it.
 constexpr std::uint8_t kHandshakeRecord = 22;
 constexpr std::size_t kEpochAt = 3;
+constexpr std::size_t kSealedLengthAt = 11;
+constexpr std::size_t kSealedHeaderSize = 13;
 constexpr std::size_t kMessageTypeAt = 13;
 constexpr std::uint8_t kClientHello = 1;
 constexpr std::size_t kClientRandomAt = 27;
@@ -184,6 +186,20 @@ std::size_t TakeOut(Wire& wire, std::span<std::uint8_t> out) {
     return fits ? size : 0;
 }
 
+bool IsOneRecord(ByteView datagram) {
+    return datagram.size() >= kSealedHeaderSize &&
+           datagram.size() - kSealedHeaderSize ==
+               static_cast<std::size_t>(datagram[kSealedLengthAt] << 8 | datagram[kSealedLengthAt + 1]);
+}
+
+// A datagram has one record; what a peer puts behind it is left out.
+void SkipRest(SSL* ssl) {
+    std::array<std::uint8_t, kLongestDatagram> rest;  // NOLINT: nobody reads it
+    while (SSL_has_pending(ssl) == 1 && SSL_read(ssl, rest.data(), static_cast<int>(rest.size())) > 0) {
+    }
+    ERR_clear_error();
+}
+
 int TakeAnyCertificate(X509_STORE_CTX*, void*) {
     return 1;  // the handshake proves that the peer has the key; which key it is, others judge
 }
@@ -284,17 +300,17 @@ std::size_t SealedSession::HandleDatagram(ByteView datagram, std::span<std::uint
         channel->GoOn();
     } else {
         const int count = SSL_read(channel->ssl.get(), body.data(), static_cast<int>(body.size()));
-        size = count > 0 ? static_cast<std::size_t>(count) : 0;
-        const int error = SSL_get_error(channel->ssl.get(), count);
-        if (count <= 0 && error != SSL_ERROR_WANT_READ) {
-            channel->state = State::Failed;  // a sealed alert: the peer gave up
+        if (count > 0) {
+            size = static_cast<std::size_t>(count);
+        } else {
+            if (SSL_get_error(channel->ssl.get(), count) != SSL_ERROR_WANT_READ) {
+                channel->state = State::Failed;  // a sealed alert: the peer gave up
+            }
+            ERR_clear_error();
         }
-        // A datagram has one record; what a peer puts behind it is left out.
-        std::array<std::uint8_t, kLongestDatagram> rest{};
-        while (SSL_has_pending(channel->ssl.get()) == 1 &&
-               SSL_read(channel->ssl.get(), rest.data(), static_cast<int>(rest.size())) > 0) {
+        if (!IsOneRecord(datagram)) {
+            SkipRest(channel->ssl.get());
         }
-        ERR_clear_error();
     }
     wire.hasIn = false;
     wire.in = {};
@@ -310,8 +326,11 @@ std::size_t SealedSession::Seal(ByteView body, std::span<std::uint8_t> out) {
     wire.directSize = 0;
     const int count = SSL_write(channel->ssl.get(), body.data(), static_cast<int>(body.size()));
     wire.direct = {};
-    ERR_clear_error();
-    return count > 0 ? wire.directSize : 0;
+    if (count <= 0) {
+        ERR_clear_error();
+        return 0;
+    }
+    return wire.directSize;
 }
 
 std::size_t SealedSession::PollTransmit(std::span<std::uint8_t> out) {

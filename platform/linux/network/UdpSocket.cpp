@@ -247,7 +247,6 @@ struct UdpSocket::Batch {
         std::array<std::uint8_t, kBufferSize> bytes;
         alignas(cmsghdr) Control control;
         sockaddr_storage from;
-        iovec vector;
     };
     struct Origin {
         std::uint32_t interface = 0;
@@ -255,19 +254,25 @@ struct UdpSocket::Batch {
         std::int64_t stamp = 0;  // CLOCK_REALTIME; 0: the kernel gave no time
     };
 
-    void Prepare() {
+    Batch() {
         for (std::size_t place = 0; place < kBatch; ++place) {
             Slot& slot = slots[place];
-            slot.vector = {slot.bytes.data(), slot.bytes.size()};
+            vectors[place] = {slot.bytes.data(), slot.bytes.size()};
             msghdr& header = messages[place].msg_hdr;
-            header = {};
             header.msg_name = &slot.from;
-            header.msg_namelen = sizeof slot.from;
-            header.msg_iov = &slot.vector;
+            header.msg_iov = &vectors[place];
             header.msg_iovlen = 1;
             header.msg_control = slot.control.data();
-            header.msg_controllen = slot.control.size();
+            Prepare(place);
         }
+    }
+
+    // What the kernel changes where it has put a datagram.
+    void Prepare(std::size_t place) {
+        msghdr& header = messages[place].msg_hdr;
+        header.msg_namelen = sizeof(sockaddr_storage);
+        header.msg_controllen = sizeof(Control);
+        header.msg_flags = 0;
     }
 
     Origin OriginOf(std::size_t place) {
@@ -298,6 +303,7 @@ struct UdpSocket::Batch {
     }
 
     std::array<Slot, kBatch> slots{};
+    std::array<iovec, kBatch> vectors{};
     std::array<mmsghdr, kBatch> messages{};
     std::size_t count = 0;
     std::size_t next = 0;
@@ -432,9 +438,11 @@ int UdpSocket::Transmit(const NetworkAddress& to, const NetworkAddress& own, Byt
 
 bool UdpSocket::Fill() {
     Batch& read = *batch;
+    for (std::size_t place = 0; place < read.count; ++place) {
+        read.Prepare(place);
+    }
     read.next = 0;
     read.count = 0;
-    read.Prepare();
     // An error that the kernel kept for the socket says nothing of the datagrams behind it.
     constexpr int kErrors = 8;
     int count = -1;
