@@ -20,6 +20,10 @@ constexpr int kMarkShift = 6;                   // a mark is a time in units of 
 constexpr std::uint64_t kMarkSlack = 100;       // by which a mark may be early
 constexpr std::uint64_t kShortestQuiet = 1900;  // between two times that one record goes for a gap
 constexpr std::size_t kBodiesOfRepeat = 16;
+// Of a short way that loses datagrams: what arrived is acknowledged before the first repeat.
+constexpr std::uint64_t kFirstRepeatOfLossy = 1200;
+constexpr std::uint64_t kSecondRepeatOfLossy = 1000;  // after the first
+constexpr std::uint64_t kLosesFor = 1'000'000;        // it counts as such after each loss
 // The socket's buffer of an ordinary user holds some 90 full datagrams.
 constexpr std::size_t kMostBurst = 48;
 constexpr std::uint64_t kBurstTime = 1000;
@@ -57,6 +61,8 @@ void SendWindow::Reset() {
     repeat = {};
     repeatDue = 0;
     interval = 0;
+    losesUntil = 0;
+    isSecondSoon = false;
 }
 
 std::size_t SendWindow::PieceRoom() const {
@@ -156,6 +162,10 @@ std::uint64_t SendWindow::FirstInterval() const {
     return std::max(times->shortest, roundTrips + times->above);
 }
 
+std::uint64_t SendWindow::FirstRepeat(std::uint64_t now) const {
+    return Loses(now) ? std::min(kFirstRepeatOfLossy, times->first) : times->first;
+}
+
 std::uint64_t SendWindow::QuietTime() const {
     return std::max(kShortestQuiet, roundTrip);
 }
@@ -236,7 +246,9 @@ bool SendWindow::FillFresh(std::uint64_t now, BodyWriter& body) {
         return false;
     }
     interval = 0;
-    repeatDue = now + times->first;
+    freshAt = now;
+    repeatDue = now + FirstRepeat(now);
+    isSecondSoon = false;
     repeat = {};
     return true;
 }
@@ -300,14 +312,26 @@ void SendWindow::FillYoungest(std::uint64_t now, std::uint32_t before, BodyWrite
     }
 }
 
+// When what was not acknowledged goes again after this repeat.
+void SendWindow::NextRepeat(std::uint64_t now) {
+    if (IsShort() && now - freshAt >= kRepeatTimes.first) {
+        losesUntil = now + kLosesFor;
+    }
+    if (interval == 0 && !isSecondSoon && Loses(now)) {
+        isSecondSoon = true;
+        repeatDue = now + kSecondRepeatOfLossy;
+        return;
+    }
+    interval = interval == 0 ? FirstInterval()
+                             : std::min(interval + interval / 2, std::max(times->longest, FirstInterval()));
+    repeatDue = now + interval;
+}
+
 void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
     if (repeatDue != 0 && now >= repeatDue) {
         repeat = {ring.Oldest(), fresh};
         repeatBodies = 0;
-        interval = interval == 0
-                       ? FirstInterval()
-                       : std::min(interval + interval / 2, std::max(times->longest, FirstInterval()));
-        repeatDue = now + interval;
+        NextRepeat(now);
     }
     if (repeat.at == repeat.end) {
         return;
@@ -315,9 +339,10 @@ void SendWindow::FillRepeat(std::uint64_t now, BodyWriter& body) {
     if (Distance(ring.Oldest(), repeat.at) > 0) {
         repeat.at = ring.Oldest();
     }
+    const std::uint64_t quiet = Loses(now) ? kSecondRepeatOfLossy : times->first;
     for (; Distance(repeat.end, repeat.at) > 0; ++repeat.at) {
         const StoredRecord& record = At(repeat.at);
-        if (!IsAcknowledged(record) && SinceSent(now, record) + kMarkSlack >= times->first &&
+        if (!IsAcknowledged(record) && SinceSent(now, record) + kMarkSlack >= quiet &&
             !Write(now, repeat.at, body)) {
             if (++repeatBodies >= kBodiesOfRepeat) {
                 break;

@@ -99,6 +99,32 @@ TEST(SendWindow, WhatIsNotAcknowledgedIsRepeatedMoreAndMoreSeldom) {
     EXPECT_THAT(intervals, testing::ElementsAre(2000, 6000, 9000, 13'500, 20'250, 30'375, 45'562, 50'000));
 }
 
+TEST(SendWindow, OnAShortWayThatLosesDatagramsTheFirstRepeatsComeSooner) {
+    SendWindow window;
+    window.SetRoundTrip(200);
+    const auto timesOfRepeats = [&window](std::uint64_t begin) {
+        PushNote(window);
+        EXPECT_EQ(Sent(window, begin).size(), 1U);
+        std::vector<std::uint64_t> times;
+        for (int count = 0; count < 3; ++count) {
+            const std::uint64_t due = window.NextTimeout().value_or(begin);
+            EXPECT_EQ(Sent(window, due).size(), 1U);
+            times.push_back(due - begin);
+        }
+        return times;
+    };
+    EXPECT_THAT(timesOfRepeats(10'000), testing::ElementsAre(2000, 3000, 9000));
+    window.Acknowledge(20'000, 1);
+    EXPECT_THAT(timesOfRepeats(30'000), testing::ElementsAre(1200, 2200, 8200));
+    window.Acknowledge(40'000, 2);
+    // A second without a loss.
+    EXPECT_THAT(timesOfRepeats(1'050'000), testing::ElementsAre(2000, 3000, 9000));
+    window.Acknowledge(1'060'000, 3);
+    // Where an acknowledgement takes longer its absence says nothing.
+    window.SetRoundTrip(5000);
+    EXPECT_THAT(timesOfRepeats(1'100'000), testing::ElementsAre(2000, 13'500, 30'750));
+}
+
 TEST(SendWindow, AReportedGapGoesAtOnceAndNotAgainWithinARoundTrip) {
     SendWindow window;
     window.SetRoundTrip(5000);
