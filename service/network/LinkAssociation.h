@@ -27,6 +27,7 @@
 #include "service/network/FullDatagrams.h"
 #include "service/network/LinkCodec.h"
 #include "service/network/LinkGreeting.h"
+#include "service/network/LinkTimes.h"
 #include "service/network/PeerClock.h"
 #include "service/network/WaysIn.h"
 #include "service/network/WaysOut.h"
@@ -131,6 +132,11 @@ class LinkAssociation {
         in.PiecesPassedOn(source, input, bytes);
     }
 
+    // Whether the peer is to be told that this computer lives. Early: also if it could wait a little, so that
+    // all peers are told in one wake-up.
+    bool IsAliveDue(std::uint64_t now) const { return up && now - lastSent >= AliveInterval(); }
+    void SayAliveEarly(std::uint64_t now) { aliveDue = aliveDue || (up && now - lastSent >= kEarlyAlive); }
+
     // Ends the association, saying why; the bye goes three times.
     void SayBye(const Bye& bye);
     // This computer has another name.
@@ -160,6 +166,9 @@ class LinkAssociation {
     void Report(const LinkEvent& event);
     LinkGreeting* Find(std::uint32_t session);
 
+    std::uint64_t AliveInterval() const {
+        return current.start.role == SessionRole::Caller ? kAliveInterval : kCalledAliveInterval;
+    }
     BodyHeader HeaderAt(std::uint64_t now) const;
     std::optional<Transmit> TransmitBye(std::uint64_t now, std::span<std::uint8_t> out);
     std::optional<Transmit> TransmitHello(std::uint64_t now, std::span<std::uint8_t> out);

@@ -63,7 +63,7 @@ bool LinkAssociation::HasToSend(std::uint64_t now) const {
     const bool helloDue = current.SaysHello() && now >= current.due;
     const bool probes = now - lastHeard >= kProbeAfter && now >= probeDue;
     return aliveDue || probeToAnswer || helloDue || probes || (ackDue != 0 && now >= ackDue) ||
-           now - lastSent >= kAliveInterval || out.Window().WantsToSend(now);
+           IsAliveDue(now) || out.Window().WantsToSend(now);
 }
 
 // What went again in vain goes in small datagrams: where full ones vanish these arrive.
@@ -86,7 +86,7 @@ std::optional<LinkAssociation::Transmit> LinkAssociation::PollTransmit(std::uint
     out.MoveDue(now);
     PushStates(now);
     while (HasToSend(now)) {
-        const bool goesEmpty = aliveDue || (ackDue != 0 && now >= ackDue) || now - lastSent >= kAliveInterval;
+        const bool goesEmpty = aliveDue || (ackDue != 0 && now >= ackDue) || IsAliveDue(now);
         BodyWriter writer(body, HeaderAt(now));
         if (current.SaysHello()) {
             writer.AddHello(current.Write(ownName));
@@ -157,7 +157,7 @@ std::optional<std::uint64_t> LinkAssociation::PollTimeout() const {
     }
     at(lastHeard + kLostAfter);
     at(std::max(lastHeard + kProbeAfter, probeDue));
-    at(lastSent + kAliveInterval);
+    at(lastSent + AliveInterval());
     // Without room for a state the peer's next acknowledgement comes first.
     const bool tells = (nameUntold || in.HasStatesToTell()) && out.Window().IsRelaxed();
     if (aliveDue || probeToAnswer || tells) {

@@ -342,8 +342,14 @@ void LinkTransport::HandleSealed(std::uint64_t now, const ReceivedDatagram& rece
 }
 
 void LinkTransport::HandleTimeout(std::uint64_t now) {
+    const bool isAnyAliveDue = std::any_of(peers.begin(), peers.end(), [now](const auto& peer) {
+        return peer->link.Association().IsAliveDue(now);
+    });
     for (std::size_t place = 0; place < peers.size(); ++place) {
         peers[place]->link.HandleTimeout(now);
+        if (isAnyAliveDue) {
+            peers[place]->link.Association().SayAliveEarly(now);
+        }
         Serve(now, *peers[place]);
     }
     DropPeers(now);
