@@ -39,6 +39,17 @@ HostRecord RecordOf(const ComputerEntry& entry) {
     return record;
 }
 
+HostRecord RecordOf(const AnnouncedSession& session) {
+    HostRecord record;
+    record.name = session.name;
+    record.port = session.addresses.front().port;
+    record.enabled = session.isThere;
+    if (session.addresses.front().family == AddressFamily::V4) {
+        std::copy_n(session.addresses.front().bytes.begin(), record.address.size(), record.address.begin());
+    }
+    return record;
+}
+
 }  // namespace
 
 std::uint64_t NetworkService::SecondsSince1970() {
@@ -176,18 +187,68 @@ void NetworkService::StartServices() {
     const bool isTold = speaks.Which() != InterfaceChoice::Kind::Loopback && parts.makeServiceDiscovery;
     running->services = std::make_unique<ServiceHints>(isTold ? parts.makeServiceDiscovery() : nullptr);
     Watch(running->services->EventDescriptor());
+    if (running->rtp) {
+        running->sessions =
+            std::make_unique<ServiceHints>(isTold ? parts.makeServiceDiscovery() : nullptr, true);
+        Watch(running->sessions->EventDescriptor());
+    }
     TellServices();
+    TellSessions();
 }
 
 void NetworkService::TellServices() {
-    running->services->Set(speaks, SpokenInterfaces(), wishes.names.front(), Port());
+    running->services->Set(speaks, SpokenInterfaces(), {wishes.names.front(), Port()});
     TakeHints();
+}
+
+// DNS-SD begins anew when this computer offers other ports, and its system may end: a session to which a way
+// leads is where it was until somebody says something else.
+void NetworkService::TakeSessions() {
+    std::vector<AnnouncedSession> next = SessionsOf(running->sessions->Found());
+    for (AnnouncedSession& before : announced) {
+        const bool isNeeded = std::any_of(told.begin(), told.end(), [&before](const auto& each) {
+            return each.second.isSession && each.second.link.name == before.name;
+        });
+        const bool isKnown = std::any_of(next.begin(), next.end(), [&before](const AnnouncedSession& each) {
+            return FoldHostName(each.name) == FoldHostName(before.name);
+        });
+        if (isNeeded && !isKnown) {
+            before.isThere = false;
+            next.push_back(std::move(before));
+        }
+    }
+    announced = std::move(next);
+}
+
+// Each port that is offered is a session of its own.
+void NetworkService::TellSessions() {
+    if (!running->sessions) {
+        return;
+    }
+    ServiceWish offer;
+    offer.type = kSessionType;
+    for (int port = 0; port < kMaxPorts; ++port) {
+        if ((running->rtp->Offered() >> port & 1) == 0) {
+            continue;
+        }
+        const auto udp = static_cast<std::uint16_t>(parts.rtpPort + 2 * port);
+        if (offer.name.empty()) {
+            offer.name = running->rtp->SessionName(port);
+            offer.port = udp;
+        } else {
+            offer.further.push_back({running->rtp->SessionName(port), udp});
+        }
+    }
+    running->sessions->Set(speaks, SpokenInterfaces(), std::move(offer));
 }
 
 void NetworkService::TakeHints() {
     if (running->services->Serve()) {
         const std::lock_guard lock(running->thread->Lock());
         running->hub->SetHints(running->services->Hints());
+    }
+    if (running->sessions && running->sessions->Serve()) {
+        TakeSessions();
     }
 }
 
@@ -224,6 +285,7 @@ void NetworkService::End() {
     marks.clear();
     states.clear();
     computers.clear();
+    announced.clear();
     sharedNames.clear();
     refused.clear();
     browseAt = 0;
@@ -330,11 +392,36 @@ void NetworkService::Refresh() {
             computers.push_back(RecordOf(*entry));
         }
     }
+    ListSessions();
+    TellSessions();
     running->thread->Wake();
     if (browses) {
         running->services->LookAgain();
     }
     Report(now);
+}
+
+// Sessions stand behind the computers, as far as the list has room.
+void NetworkService::ListSessions() {
+    std::size_t room = kHostInfosSize;
+    const auto take = [&room](std::size_t bytes) {
+        const bool fits = bytes <= room;
+        room -= fits ? bytes : 0;
+        return fits;
+    };
+    take(wishes.names.front().size() + kRecordOverhead + 1);
+    for (const HostRecord& computer : computers) {
+        take(computer.name.size() + kRecordOverhead);
+    }
+    for (const AnnouncedSession& session : announced) {
+        const std::string folded = FoldHostName(session.name);
+        const bool isListed = std::any_of(
+            computers.begin(), computers.end(),
+            [&folded](const HostRecord& computer) { return FoldHostName(computer.name) == folded; });
+        if (!isListed && take(session.name.size() + kRecordOverhead)) {
+            computers.push_back(RecordOf(session));
+        }
+    }
 }
 
 void NetworkService::Report(std::uint64_t now) {
@@ -349,7 +436,7 @@ void NetworkService::FindTargets(std::uint64_t now) {
     const LocalNames local(wishes.names);
     targets.Find(now,
                  {local, ListOf(*running), running->hub->Directory(), running->socket->Port(),
-                  running->rtp != nullptr},
+                  running->rtp != nullptr, running->sessions ? &announced : nullptr},
                  running->hub->Access());
 }
 
@@ -504,6 +591,9 @@ void NetworkService::Browse() {
     running->thread->Wake();
     if (begins) {
         running->services->LookAgain();
+        if (running->sessions) {
+            running->sessions->LookAgain();
+        }
     }
 }
 

@@ -99,12 +99,17 @@ class NetworkService : public RemoteNetwork {
         std::unique_ptr<RtpTransport> rtp;  // null: it does not speak RTP-MIDI
         std::unique_ptr<NetworkThread> thread;
         std::unique_ptr<ServiceHints> services;
+        std::unique_ptr<ServiceHints> sessions;  // of RTP-MIDI; null: it does not speak that
     };
 
     std::vector<NetworkInterface> SpokenInterfaces() const;
     // DNS-SD: what it is told, and what it tells.
     void StartServices();
     void TellServices();
+    void TellSessions();
+    void ListSessions();
+    // What DNS-SD says of sessions now.
+    void TakeSessions();
     void TakeHints();
     // Opens the socket and starts the thread, and the opposite. Anew: with other settings.
     void TurnOn();
@@ -156,6 +161,7 @@ class NetworkService : public RemoteNetwork {
     // As the thread told them last.
     std::vector<LinkPeerState> states;
     std::vector<HostRecord> computers;
+    std::vector<AnnouncedSession> announced;  // sessions of others
     std::vector<std::string> sharedNames;
     std::vector<RefusedKey> refused;
     ConnectionReport report;

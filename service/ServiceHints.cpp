@@ -1,6 +1,7 @@
 #include "service/ServiceHints.h"
 
 #include <optional>
+#include <utility>
 
 #include "shared/System/svLog.h"
 
@@ -13,13 +14,14 @@ constexpr const char* kIsThere = "Avahi is there; it finds other computers, too.
 }  // namespace
 
 void ServiceHints::Set(const InterfaceChoice& choice, const std::vector<NetworkInterface>& spoken,
-                       const std::string& name, std::uint16_t port) {
+                       ServiceWish offer) {
     if (!seam) {
         return;
     }
     std::optional<ServiceWish> wish;
+    offer.interfaces.clear();
     if (choice.Which() == InterfaceChoice::Kind::All) {
-        wish = {name, port, {}};
+        wish = std::move(offer);
     } else if (choice.Which() == InterfaceChoice::Kind::Listed) {
         std::vector<std::uint32_t> indices;
         for (const NetworkInterface& interface : spoken) {
@@ -28,7 +30,8 @@ void ServiceHints::Set(const InterfaceChoice& choice, const std::vector<NetworkI
             }
         }
         if (!indices.empty()) {
-            wish = {name, port, indices};
+            wish = std::move(offer);
+            wish->interfaces = std::move(indices);
         }
     }
     seam->Set(wish);
@@ -47,7 +50,7 @@ bool ServiceHints::Serve() {
     const std::string problem = seam->Problem();
     const bool isOn = seam->CurrentState() == ServiceDiscovery::State::On;
     const std::string line = !problem.empty() ? problem : isOn ? kIsThere : "";
-    if (!line.empty() && line != told) {
+    if (!quiet && !line.empty() && line != told) {
         LogPrintf("%s\n", line.c_str());
         told = line;
     }
@@ -56,6 +59,10 @@ bool ServiceHints::Serve() {
 
 std::vector<NetworkAddress> ServiceHints::Hints() const {
     return seam ? seam->Hints() : std::vector<NetworkAddress>();
+}
+
+std::vector<FoundService> ServiceHints::Found() const {
+    return seam ? seam->Found() : std::vector<FoundService>();
 }
 
 }  // namespace vexil

@@ -17,13 +17,13 @@ namespace vexil {
 
 class ServiceHints {
   public:
-    // Null: other computers are found without DNS-SD.
-    explicit ServiceHints(std::unique_ptr<ServiceDiscovery> discovery) : seam(std::move(discovery)) {}
+    // Null: other computers are found without DNS-SD. `isQuiet`: nothing of it is told in the log.
+    explicit ServiceHints(std::unique_ptr<ServiceDiscovery> discovery, bool isQuiet = false)
+        : seam(std::move(discovery)), quiet(isQuiet) {}
 
-    // This computer's name and port, and where it speaks: only on networks, never on loopback alone.
-    // `spoken`: the interfaces of the choice that are up.
-    void Set(const InterfaceChoice& choice, const std::vector<NetworkInterface>& spoken,
-             const std::string& name, std::uint16_t port);
+    // What this computer offers, and where it speaks: only on networks, never on loopback alone. `spoken`:
+    // the interfaces of the choice that are up; those of `offer` count for nothing.
+    void Set(const InterfaceChoice& choice, const std::vector<NetworkInterface>& spoken, ServiceWish offer);
     void LookAgain();
 
     // -1: there is nothing to serve.
@@ -31,11 +31,13 @@ class ServiceHints {
     // True when Hints may have changed.
     bool Serve();
     std::vector<NetworkAddress> Hints() const;
+    std::vector<FoundService> Found() const;
     // As ServiceDiscovery has it.
     std::string Problem() const { return seam ? seam->Problem() : ""; }
 
   private:
     const std::unique_ptr<ServiceDiscovery> seam;
+    const bool quiet;
     std::string told;  // by the log, last
 };
 

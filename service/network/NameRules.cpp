@@ -113,6 +113,17 @@ bool MeansSession(const Parts& parts, const NameSurroundings& surroundings) {
     return surroundings.hasSessions && parts.port >= kRtpPort && parts.port <= kLastRtpPort;
 }
 
+const AnnouncedSession* FindSession(std::string_view text, const NameSurroundings& surroundings) {
+    if (surroundings.sessions == nullptr) {
+        return nullptr;
+    }
+    const std::string folded = FoldHostName(text);
+    const auto place = std::find_if(
+        surroundings.sessions->begin(), surroundings.sessions->end(),
+        [&folded](const AnnouncedSession& session) { return FoldHostName(session.name) == folded; });
+    return place == surroundings.sessions->end() ? nullptr : &*place;
+}
+
 NamedTarget LiteralTarget(const NetworkAddress& address, const Parts& parts,
                           const NameSurroundings& surroundings) {
     NamedTarget target;
@@ -146,6 +157,31 @@ NamedTarget ResolvableTarget(const Parts& parts, const NameSurroundings& surroun
 }
 
 }  // namespace
+
+std::vector<AnnouncedSession> SessionsOf(const std::vector<FoundService>& found) {
+    std::vector<AnnouncedSession> sessions;
+    for (const FoundService& service : found) {
+        if (!ComputerDirectory::IsListedName(service.name)) {
+            continue;
+        }
+        const std::string folded = FoldHostName(service.name);
+        const auto same = std::find_if(
+            sessions.begin(), sessions.end(),
+            [&folded](const AnnouncedSession& session) { return FoldHostName(session.name) == folded; });
+        AnnouncedSession& session =
+            same == sessions.end() ? sessions.emplace_back(AnnouncedSession{service.name, {}}) : *same;
+        session.addresses.push_back(service.address);
+    }
+    for (AnnouncedSession& session : sessions) {
+        std::stable_partition(
+            session.addresses.begin(), session.addresses.end(),
+            [](const NetworkAddress& address) { return address.family == AddressFamily::V4; });
+        if (session.addresses.size() > ComputerEntry::kMostAddresses) {
+            session.addresses.resize(ComputerEntry::kMostAddresses);
+        }
+    }
+    return sessions;
+}
 
 bool IsHostName(std::string_view text) {
     return !text.empty() && text.size() <= kLongestHostName && text.front() != '.' && !EndsInNumber(text) &&
@@ -181,6 +217,13 @@ NamedTarget FindTarget(std::string_view text, const NameSurroundings& surroundin
         target.id = entry->id;
         target.addresses = entry->addresses;
         target.port = entry->port;
+        return target;
+    }
+    if (const AnnouncedSession* session = FindSession(text, surroundings)) {
+        target.kind = TargetKind::Session;
+        target.isSession = true;
+        target.sessionName = session->name;
+        target.addresses = session->addresses;
         return target;
     }
     if (!parts) {

@@ -184,6 +184,9 @@ RemoteTargets::Candidate RemoteTargets::Look(const Wanted& wanted, const NameSur
                 target.link.name = entry->name;
             }
             break;
+        case TargetKind::Session:
+            target.link.name = named.sessionName;
+            break;
         case TargetKind::Literal:
             break;
         case TargetKind::Resolvable: {

@@ -17,13 +17,31 @@ namespace vexil {
 
 // The service that a driver is to others.
 inline constexpr const char* kServiceType = "_vexil3._udp";
+// Those that RTP-MIDI sessions are.
+inline constexpr const char* kSessionType = "_apple-midi._udp";
+
+// A service that this computer offers.
+struct OfferedService {
+    std::string name;        // where it is taken, another one is published
+    std::uint16_t port = 0;  // UDP
+    bool operator==(const OfferedService&) const = default;
+};
 
 // How this computer is to be known, and where others are looked for.
 struct ServiceWish {
-    std::string name;        // of this computer, not empty; where it is taken, another one is published
+    std::string name;        // of this computer; empty: nothing is published, others are looked for alone
     std::uint16_t port = 0;  // UDP
-    std::vector<std::uint32_t> interfaces;  // by index; empty: all
+    std::vector<std::uint32_t> interfaces = {};  // by index; empty: all
+    std::string type = kServiceType;             // of all services that are published and looked for
+    std::vector<OfferedService> further = {};    // beside the first
     bool operator==(const ServiceWish&) const = default;
+};
+
+// A service of another computer.
+struct FoundService {
+    std::string name;  // any text
+    NetworkAddress address;
+    auto operator<=>(const FoundService&) const = default;
 };
 
 class ServiceDiscovery {
@@ -53,6 +71,8 @@ class ServiceDiscovery {
     // Where others are said to be, each once, with their ports and the interface by which they are; at most
     // kMostHints. This computer is not among them. Empty unless On.
     virtual std::vector<NetworkAddress> Hints() const = 0;
+    // The same with the names of the services, in the order of their names.
+    virtual std::vector<FoundService> Found() const = 0;
     // Why it does not work, or does not wholly, as one sentence; empty when it does, and while it is Off or
     // has not been waiting for long.
     virtual std::string Problem() const = 0;

@@ -27,6 +27,9 @@ class FaultyServiceDiscovery : public ServiceDiscovery {
     std::vector<NetworkAddress> Hints() const override {
         return failing ? std::vector<NetworkAddress>() : wrapped.Hints();
     }
+    std::vector<FoundService> Found() const override {
+        return failing ? std::vector<FoundService>() : wrapped.Found();
+    }
     std::string Problem() const override {
         return CurrentState() == State::Missing ? "There is no DNS-SD." : wrapped.Problem();
     }

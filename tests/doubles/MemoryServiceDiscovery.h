@@ -55,16 +55,23 @@ class MemoryServiceDiscovery : public ServiceDiscovery {
     State CurrentState() const override { return !wish ? State::Off : present ? State::On : State::Missing; }
     std::vector<NetworkAddress> Hints() const override {
         std::vector<NetworkAddress> hints;
+        for (const FoundService& each : Found()) {
+            hints.push_back(each.address);
+        }
+        return hints;
+    }
+    std::vector<FoundService> Found() const override {
+        std::vector<FoundService> found;
         for (const auto& [name, address] : offers) {
             const bool isLooked =
                 CurrentState() == State::On &&
                 (wish->interfaces.empty() ||
                  std::count(wish->interfaces.begin(), wish->interfaces.end(), address.interface) > 0);
-            if (isLooked && hints.size() < kMostHints) {
-                hints.push_back(address);
+            if (isLooked && found.size() < kMostHints) {
+                found.push_back({name, address});
             }
         }
-        return hints;
+        return found;
     }
     std::string Problem() const override {
         return CurrentState() == State::Missing ? "There is no DNS-SD." : "";

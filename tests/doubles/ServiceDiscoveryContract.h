@@ -85,6 +85,8 @@ TYPED_TEST_P(ServiceDiscoveryContract, WhereOthersAreIsToldAndThatTheyAreNoLonge
     EXPECT_TRUE(this->Becomes([this] { return this->Seam().Hints().size() == 2; }));
     EXPECT_TRUE(this->Becomes([this] { return this->hasTold; }));
     EXPECT_THAT(this->Seam().Hints(), testing::UnorderedElementsAre(this->kAttic, this->kBarn));
+    EXPECT_THAT(this->Seam().Found(),
+                testing::ElementsAre(FoundService{"attic", this->kAttic}, FoundService{"barn", this->kBarn}));
     this->hasTold = false;
     this->subject->Withdraw("attic");
     EXPECT_TRUE(this->Becomes([this] { return this->Seam().Hints().size() == 1; }));
@@ -105,6 +107,19 @@ TYPED_TEST_P(ServiceDiscoveryContract, AnotherWishReplacesTheFirst) {
     this->Begin(this->kWish);
     this->Begin({"stage", 5000, {}});
     EXPECT_TRUE(this->Becomes([this] { return this->Seam().Hints().size() == 1; }));
+}
+
+TYPED_TEST_P(ServiceDiscoveryContract, SeveralServicesOfAnotherTypeArePublished) {
+    this->subject->Offer("attic", this->kAttic);
+    this->Begin({"studio 11", 5004, {}, kSessionType, {{"studio 12", 5006}, {"studio 13", 5008}}});
+    EXPECT_TRUE(this->Becomes([this] { return this->Seam().Found().size() == 1; }));
+}
+
+TYPED_TEST_P(ServiceDiscoveryContract, WithoutANameOthersAreLookedForAndNothingIsPublished) {
+    this->subject->Offer("attic", this->kAttic);
+    this->Seam().Set(ServiceWish{"", 0, {}, kSessionType, {}});
+    EXPECT_TRUE(this->Becomes([this] { return this->Seam().Found().size() == 1; }));
+    EXPECT_EQ(this->subject->Published().value_or(ServiceWish()).name, "");
 }
 
 TYPED_TEST_P(ServiceDiscoveryContract, WithoutAWishNothingIsPublishedAndNobodyIsLookedFor) {
@@ -147,6 +162,8 @@ TYPED_TEST_P(ServiceDiscoveryContract, WithoutItsSystemItIsMissing) {
 REGISTER_TYPED_TEST_SUITE_P(ServiceDiscoveryContract, NothingHappensBeforeItIsWished,
                             ThisComputerIsPublishedAndNoHint, WhereOthersAreIsToldAndThatTheyAreNoLonger,
                             NamedInterfacesAreTheOnlyOnes, AnotherWishReplacesTheFirst,
+                            SeveralServicesOfAnotherTypeArePublished,
+                            WithoutANameOthersAreLookedForAndNothingIsPublished,
                             WithoutAWishNothingIsPublishedAndNobodyIsLookedFor,
                             ThatItsSystemGoesAndComesIsNoticed, WithoutItsSystemItIsMissing);
 

@@ -304,6 +304,35 @@ TEST_F(NetworkServiceTest, WhereDnsSdSaysThatAComputerIsItIsAskedAndListed) {
     stage.engine.SetRemoteSink(nullptr);
 }
 
+TEST_F(NetworkServiceTest, SessionsAreLookedForAndListedWhileRtpIsSpoken) {
+    std::vector<MemoryServiceDiscovery*> made;
+    Computer stage("stage", std::nullopt);
+    NetworkService finder({stage.engine, stage.driver, stage.store, stage.resolver, MakeNetwork, 0, nullptr,
+                           [&made] {
+                               auto next = std::make_unique<MemoryServiceDiscovery>();
+                               made.push_back(next.get());
+                               return next;
+                           }},
+                          InterfaceChoice::FromText("lo,none0"));
+    finder.SetWishes(stage.wishes);
+    ASSERT_THAT(made, SizeIs(1));
+    finder.Command({"rtp", "on"});
+    ASSERT_THAT(made, SizeIs(3));  // the network began anew
+    MemoryServiceDiscovery& sessions = *made[2];
+    EXPECT_EQ(sessions.Published(), (ServiceWish{"", 0, {1}, kSessionType, {}}));
+    sessions.Offer("iPad", NetworkAddress::V4({127, 0, 0, 9}, 5004, 1));
+    finder.Serve();
+    ASSERT_THAT(finder.Computers(), SizeIs(1));
+    EXPECT_EQ(finder.Computers()[0].name, "iPad");
+    EXPECT_EQ(finder.Computers()[0].port, 5004);
+    sessions.Withdraw("iPad");
+    finder.Serve();
+    EXPECT_THAT(finder.Computers(), SizeIs(0));
+    finder.Command({"rtp", "off"});
+    EXPECT_THAT(made, SizeIs(4));
+    stage.engine.SetRemoteSink(nullptr);
+}
+
 TEST_F(NetworkServiceTest, WithinThisComputerAloneNoDnsSdIsMade) {
     int made = 0;
     Computer stage("stage", std::nullopt);

@@ -25,7 +25,7 @@ class ServiceHintsTest : public testing::Test {
                 spoken.push_back(each);
             }
         }
-        hints.Set(choice, spoken, "studio", 11188);
+        hints.Set(choice, spoken, {"studio", 11188});
     }
     std::string Log() {
         hints.Serve();
@@ -73,7 +73,7 @@ TEST_F(ServiceHintsTest, TheLogIsToldOnceWhenTheSystemsPartComesAndGoes) {
 
 TEST(ServiceHints, WithoutDnsSdThereIsNothingToSay) {
     ServiceHints none(nullptr);
-    none.Set(InterfaceChoice::All(), {}, "studio", 11188);
+    none.Set(InterfaceChoice::All(), {}, {"studio", 11188});
     none.LookAgain();
     EXPECT_EQ(none.EventDescriptor(), -1);
     EXPECT_FALSE(none.Serve());

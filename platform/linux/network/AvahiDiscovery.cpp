@@ -151,7 +151,7 @@ void AvahiDiscovery::Fail(std::string& problem, const char* what, const std::str
 void AvahiDiscovery::Browse() {
     for (const std::int32_t interface : Interfaces()) {
         BusMessage call = MakeServerCall("ServiceBrowserNew");
-        if (!call || sd_bus_message_append(call.get(), "iissu", interface, kAny, kServiceType, "",
+        if (!call || sd_bus_message_append(call.get(), "iissu", interface, kAny, wish->type.c_str(), "",
                                            std::uint32_t{0}) < 0) {
             return;
         }
@@ -182,7 +182,7 @@ void AvahiDiscovery::TakeServerState(std::int32_t told) {
         return;
     }
     Withdraw();
-    if (told == kServerRunning) {
+    if (told == kServerRunning && !wish->name.empty()) {
         Publish();
     }
 }
@@ -220,21 +220,25 @@ void AvahiDiscovery::Publish() {
 void AvahiDiscovery::FillGroup() {
     const int turn = ++publishTurn;
     for (const std::int32_t interface : Interfaces()) {
-        AddService(turn, interface);
+        AddService(turn, interface, {wish->name, wish->port});
+        for (const OfferedService& service : wish->further) {
+            AddService(turn, interface, service);
+        }
     }
     bus.Call(MakeGroupCall("Commit"), [](sd_bus_message* /*answer*/) {});
 }
 
-void AvahiDiscovery::AddService(int turn, std::int32_t interface) {
+void AvahiDiscovery::AddService(int turn, std::int32_t interface, const OfferedService& service) {
     BusMessage call = MakeGroupCall("AddService");
-    const std::string name = PublishedName();
+    const std::string name = PublishedName(service.name);
     const std::string_view text = "txtvers=1";
-    const bool isFilled = call &&
-                          sd_bus_message_append(call.get(), "iiussssq", interface, kAny, std::uint32_t{0},
-                                                name.c_str(), kServiceType, "", "", wish->port) >= 0 &&
-                          sd_bus_message_open_container(call.get(), 'a', "ay") >= 0 &&
-                          sd_bus_message_append_array(call.get(), 'y', text.data(), text.size()) >= 0 &&
-                          sd_bus_message_close_container(call.get()) >= 0;
+    const bool isFilled =
+        call &&
+        sd_bus_message_append(call.get(), "iiussssq", interface, kAny, std::uint32_t{0}, name.c_str(),
+                              wish->type.c_str(), "", "", service.port) >= 0 &&
+        sd_bus_message_open_container(call.get(), 'a', "ay") >= 0 &&
+        sd_bus_message_append_array(call.get(), 'y', text.data(), text.size()) >= 0 &&
+        sd_bus_message_close_container(call.get()) >= 0;
     if (!isFilled) {
         // A name that is no text.
         Fail(publishProblem, kNotAnnounced, "its name cannot be told");
@@ -263,10 +267,10 @@ void AvahiDiscovery::PublishAsAnother() {
     Publish();
 }
 
-std::string AvahiDiscovery::PublishedName() const {
+std::string AvahiDiscovery::PublishedName(const std::string& asWished) const {
     const std::string behind = nameAttempt == 1 ? "" : " #" + std::to_string(nameAttempt);
     std::string name;
-    for (std::string_view left = wish->name; !left.empty();) {
+    for (std::string_view left = asWished; !left.empty();) {
         std::string character = "?";  // the bus ends a connection that sends bytes that are no text
         if (const std::optional<char32_t> taken = TakeUtf8(left)) {
             character.clear();
@@ -331,7 +335,7 @@ void AvahiDiscovery::TakeItem(sd_bus_message* signal, bool isNew) {
     const char* type = "";
     const char* domain = "";
     if (sd_bus_message_read(signal, "iisss", &item.interface, &item.protocol, &name, &type, &domain) < 0 ||
-        TextOf(type) != kServiceType) {
+        !wish || TextOf(type) != wish->type) {
         return;
     }
     item.name = name;
@@ -359,9 +363,9 @@ void AvahiDiscovery::LookUpNext() {
             continue;
         }
         BusMessage call = MakeServerCall("ResolveService");
-        if (!call ||
-            sd_bus_message_append(call.get(), "iisssiu", item.interface, item.protocol, item.name.c_str(),
-                                  kServiceType, item.domain.c_str(), item.protocol, kLookUpNoText) < 0) {
+        if (!call || sd_bus_message_append(call.get(), "iisssiu", item.interface, item.protocol,
+                                           item.name.c_str(), wish->type.c_str(), item.domain.c_str(),
+                                           item.protocol, kLookUpNoText) < 0) {
             continue;
         }
         ++lookUps;
@@ -436,6 +440,18 @@ std::vector<NetworkAddress> AvahiDiscovery::Hints() const {
     std::sort(hints.begin(), hints.end());
     hints.erase(std::unique(hints.begin(), hints.end()), hints.end());
     return hints;
+}
+
+std::vector<FoundService> AvahiDiscovery::Found() const {
+    std::vector<FoundService> found;
+    for (const auto& [item, place] : items) {
+        if (place.address.IsThere()) {
+            found.push_back({item.name, place.address});
+        }
+    }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
 }
 
 std::string AvahiDiscovery::Problem() const {

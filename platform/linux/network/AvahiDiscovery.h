@@ -30,6 +30,7 @@ class AvahiDiscovery : public ServiceDiscovery {
     bool Serve() override;
     State CurrentState() const override { return state; }
     std::vector<NetworkAddress> Hints() const override;
+    std::vector<FoundService> Found() const override;
     std::string Problem() const override;
 
   private:
@@ -57,9 +58,9 @@ class AvahiDiscovery : public ServiceDiscovery {
     void Publish();
     void Withdraw();
     void FillGroup();
-    void AddService(int turn, std::int32_t interface);
+    void AddService(int turn, std::int32_t interface, const OfferedService& service);
     void PublishAsAnother();
-    std::string PublishedName() const;
+    std::string PublishedName(const std::string& asWished) const;
     void Fail(std::string& problem, const char* what, const std::string& why);
 
     void TakeSignal(sd_bus_message* signal);

@@ -376,6 +376,7 @@ LinkPeerState RtpTransport::StateOf(const Computer& computer) const {
             state.peerName = peer->name;
             state.since = peer->upSince;
             state.address = peer->control;
+            state.counters.roundTrip = peer->session.Clock().RoundTrip().value_or(0);
         } else if (!isAnyUp && peer->session.IsRefused()) {
             state.kind = LinkPeerState::Kind::Refused;
             state.refusal = Refusal::NotAllowed;

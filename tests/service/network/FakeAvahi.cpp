@@ -88,8 +88,8 @@ void FakeAvahi::SayItem(const char* member, const std::string& name, int interfa
             const int protocol =
                 offers.contains(name) && offers.at(name).family == AddressFamily::V6 ? kIp6 : kIp4;
             EXPECT_GE(sd_bus_message_new_signal(bus, &signal, kBrowserPath, kBrowser, member), 0);
-            EXPECT_GE(sd_bus_message_append(signal, "iisssu", interface, protocol, name.c_str(), kServiceType,
-                                            "local", 0U),
+            EXPECT_GE(sd_bus_message_append(signal, "iisssu", interface, protocol, name.c_str(),
+                                            browsedType.c_str(), "local", 0U),
                       0);
             EXPECT_GE(sd_bus_send_to(bus, signal, client.c_str(), nullptr), 0);
             sd_bus_message_unref(signal);
@@ -134,15 +134,17 @@ int FakeAvahi::TakeService(sd_bus_message* message) {
     EXPECT_GE(sd_bus_message_read(message, "iiussssq", &interface, &protocol, &flags, &name, &type, &domain,
                                   &host, &port),
               0);
-    EXPECT_STREQ(type, kServiceType);
+    EXPECT_EQ(type, browsedType);
     if (std::count(taken.begin(), taken.end(), name) > 0) {
         return sd_bus_reply_method_errorf(message, "org.freedesktop.Avahi.CollisionError",
                                           "Local name collision");
     }
     if (!added) {
-        added = {name, port, {}};
+        added = {name, port, {}, type, {}};
+    } else if (added->name != name) {
+        added->further.push_back({name, port});
     }
-    if (interface != kAny) {
+    if (interface != kAny && added->name == name) {
         added->interfaces.push_back(static_cast<std::uint32_t>(interface));
     }
     return sd_bus_reply_method_return(message, "");
@@ -163,8 +165,9 @@ int FakeAvahi::Resolve(sd_bus_message* message) const {
     const std::uint32_t flags = isOwn ? kLocalAndOurOwn : 0;
     sd_bus_message* answer = nullptr;
     EXPECT_GE(sd_bus_message_new_method_return(message, &answer), 0);
-    EXPECT_GE(sd_bus_message_append(answer, "iissssisqaayu", interface, protocol, name, kServiceType, "local",
-                                    "host.local", protocol, address.Text().c_str(), address.port, 0, flags),
+    EXPECT_GE(sd_bus_message_append(answer, "iissssisqaayu", interface, protocol, name, browsedType.c_str(),
+                                    "local", "host.local", protocol, address.Text().c_str(), address.port, 0,
+                                    flags),
               0);
     const int sent = sd_bus_send(bus, answer, nullptr);
     sd_bus_message_unref(answer);
@@ -190,7 +193,10 @@ int FakeAvahi::Take(sd_bus_message* message) {
     const char* const sender = sd_bus_message_get_sender(message);
     if (Is(message, kServer, "ServiceBrowserNew")) {
         int interface = 0;
-        EXPECT_GE(sd_bus_message_read(message, "i", &interface), 0);
+        int protocol = 0;
+        const char* browsedFor = "";
+        EXPECT_GE(sd_bus_message_read(message, "iis", &interface, &protocol, &browsedFor), 0);
+        browsedType = browsedFor;
         client = sender;
         browsed.push_back(interface);
         const int sent = sd_bus_reply_method_return(message, "o", kBrowserPath);
@@ -218,7 +224,7 @@ int FakeAvahi::Take(sd_bus_message* message) {
     }
     if (Is(message, kGroup, "Commit")) {
         published = added;
-        SayNew(published->name, 2, kServiceType, kLocalAndOurOwn);
+        SayNew(published->name, 2, browsedType.c_str(), kLocalAndOurOwn);
         return sd_bus_reply_method_return(message, "");
     }
     if (Is(message, kGroup, "Reset")) {

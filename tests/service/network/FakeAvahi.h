@@ -63,6 +63,7 @@ class FakeAvahi {
     std::string client;
     std::map<std::string, NetworkAddress> offers;
     std::vector<int> browsed;  // interfaces
+    std::string browsedType = kServiceType;
     std::optional<ServiceWish> added;
     std::optional<ServiceWish> published;
     int state = 2;

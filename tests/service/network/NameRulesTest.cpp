@@ -145,5 +145,34 @@ TEST_F(NameRulesTest, TheUdpPortsOfRtpMeanASessionOnlyWhereItIsSpoken) {
     }
 }
 
+TEST_F(NameRulesTest, AnAnnouncedSessionIsFoundByItsNameBehindTheComputers) {
+    Hear(7, "studio");
+    const NetworkAddress there = NetworkAddress::V4({192, 168, 1, 9}, 5004, 2);
+    const std::vector<AnnouncedSession> sessions = {
+        {"iPad of Jo", {there}}, {"studio", {there}}, {"laptop", {there}}};
+    const NameSurroundings surroundings{local, interfaces, directory, kLinkPort, true, &sessions};
+    const NamedTarget target = FindTarget("IPAD of jo", surroundings);
+    EXPECT_EQ(target.kind, TargetKind::Session);
+    EXPECT_TRUE(target.isSession);
+    EXPECT_EQ(target.sessionName, "iPad of Jo");
+    EXPECT_EQ(target.addresses, std::vector{there});
+    EXPECT_EQ(FindTarget("studio", surroundings).kind, TargetKind::Directory);
+    EXPECT_EQ(FindTarget("laptop", surroundings).kind, TargetKind::Local);
+    EXPECT_EQ(Find("iPad of Jo").kind, TargetKind::Impossible);
+}
+
+TEST(SessionsOf, EachNameIsThereOnceWithItsAddressesIPv4First) {
+    const auto v6 = NetworkAddress::V6({0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}, 5004, 2);
+    const auto v4 = NetworkAddress::V4({192, 168, 1, 9}, 5004, 2);
+    const std::vector<AnnouncedSession> sessions =
+        SessionsOf({{"iPad", v6}, {"iPad", v4}, {"Mac", v4}, {"\x01", v4}, {"", v4}});
+    EXPECT_EQ(sessions, (std::vector<AnnouncedSession>{{"iPad", {v4, v6}}, {"Mac", {v4}}}));
+    std::vector<FoundService> many;
+    for (std::uint8_t each = 1; each < 20; ++each) {
+        many.push_back({"iPad", NetworkAddress::V4({192, 168, 1, each}, 5004, 2)});
+    }
+    EXPECT_EQ(SessionsOf(many).at(0).addresses.size(), ComputerEntry::kMostAddresses);
+}
+
 }  // namespace
 }  // namespace vexil

@@ -18,6 +18,7 @@ IS_THERE = "Avahi is there; it finds other computers, too.\n"
 # One browse in a tenth of a second counts.
 BROWSE = 0.12
 IDLE = 1.0
+TEST = 5
 # Who has not answered by then is no longer listed.
 PATIENCE = 0.6
 cache = sys.argv.pop(2)
@@ -134,6 +135,22 @@ class AvahiTest(network_bed.NetworkTest):
         self.assert_within(2 * BROWSE + 0.5, time.monotonic() - begun, "two browses beside an Avahi that stands still")
         ours.go_on()
         self.list_at_the_second_browse(self.laptop, "studio")
+
+    def test_a_session_of_rtp_midi_is_listed_and_reached_by_its_name(self):
+        self.avahi_on(self.laptop, self.studio)
+        self.studio.store(network_bed.hearing(0))
+        self.studio.start_service("--network", "on")
+        self.start(self.laptop)
+        for computer in (self.laptop, self.studio):
+            self.assertIn("done", computer.ask("rtp", "on"))
+        self.wait(lambda: "studio 11" in self.laptop.listed(), "the session in the list")
+        self.laptop.open_test(TEST, "studio 11", 0)
+        self.wait_heard_there(self.laptop, TEST)
+        # The port of the laptop that plays is a session now, too.
+        self.wait(lambda: f"laptop {TEST + 11}" in self.studio.listed(), "the laptop's session in the list")
+        self.wait(lambda: "studio 11" in self.laptop.listed(), "the session in the list")
+        self.laptop.play(TEST, network_bed.note_on(60))
+        self.wait(lambda: self.studio.status()["ports"][0]["input"]["messages"] == 1, "the note")
 
     def test_only_where_the_driver_speaks_it_is_published(self):
         self.laptop.add_card("spare", "10.78.0.1")
