@@ -92,9 +92,11 @@ void NetworkHub::SetDoor(int number, bool isSecond) {
 }
 
 Transport& NetworkHub::DoorOf(int number) {
-    const bool isSecond = second != nullptr && number >= 1 && number <= Transport::kMostComputers &&
-                          bySecond[static_cast<std::size_t>(number)];
-    return isSecond ? static_cast<Transport&>(*second) : link;
+    if (second != nullptr && number >= 1 && number <= Transport::kMostComputers &&
+        bySecond[static_cast<std::size_t>(number)]) {
+        return *second;
+    }
+    return link;
 }
 
 std::vector<LinkPeerState> NetworkHub::States() const {

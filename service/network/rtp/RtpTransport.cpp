@@ -38,6 +38,8 @@ bool RtpTransport::OpenSockets(int port) {
         if (socket.EventDescriptor() != -1) {
             epoll_event event{};
             event.events = EPOLLIN;
+            event.data.u32 = static_cast<std::uint32_t>(2 * port + (which == RtpPort::Data ? 1 : 0));
+            ++watched;
             epoll_ctl(events.Number(), EPOLL_CTL_ADD, socket.EventDescriptor(), &event);
         }
     }
@@ -52,6 +54,9 @@ void RtpTransport::CloseSockets(std::uint64_t now, int port) {
             peer->session.SayBye(now);
             Serve(now, *peer);
         }
+    }
+    for (const RtpPort which : {RtpPort::Control, RtpPort::Data}) {
+        watched -= SocketOf(port, which)->EventDescriptor() != -1 ? 1U : 0U;
     }
     // Closed, they are no longer watched.
     sockets[static_cast<std::size_t>(port)] = Sockets();
@@ -82,22 +87,29 @@ bool RtpTransport::SetOffered(std::uint64_t now, std::uint64_t ports) {
 }
 
 void RtpTransport::Read(std::uint64_t now) {
-    if (offered == 0) {
-        return;
+    // Of up to 128 sockets, those that have something; in memory, where nothing is watched, all of them.
+    std::array<epoll_event, 2 * kMaxPorts> ready{};
+    const int count = watched == 0 ? 0 : epoll_wait(events.Number(), ready.data(), ready.size(), 0);
+    for (int each = 0; each < count; ++each) {
+        const std::uint32_t place = ready[static_cast<std::size_t>(each)].data.u32;
+        ReadSocket(now, static_cast<int>(place / 2), place % 2 == 0 ? RtpPort::Control : RtpPort::Data);
     }
-    for (int port = 0; port < kMaxPorts; ++port) {
-        for (const RtpPort which : {RtpPort::Control, RtpPort::Data}) {
-            DatagramSocket* socket = SocketOf(port, which);
-            while (socket != nullptr) {
-                const std::optional<ReceivedDatagram> received = socket->Receive(in);
-                if (!received) {
-                    break;
-                }
-                HandleDatagram(now, port, which, *received, ByteView(in).first(received->size));
-            }
-        }
+    for (int port = 0; watched == 0 && port < kMaxPorts; ++port) {
+        ReadSocket(now, port, RtpPort::Control);
+        ReadSocket(now, port, RtpPort::Data);
     }
     DropPeers(now);
+}
+
+void RtpTransport::ReadSocket(std::uint64_t now, int port, RtpPort which) {
+    DatagramSocket* socket = SocketOf(port, which);
+    while (socket != nullptr) {
+        const std::optional<ReceivedDatagram> received = socket->Receive(in);
+        if (!received) {
+            return;
+        }
+        HandleDatagram(now, port, which, *received, ByteView(in).first(received->size));
+    }
 }
 
 RtpTransport::Peer* RtpTransport::FindPeer(int port, const NetworkAddress& from, std::uint32_t ssrc) const {

@@ -106,6 +106,7 @@ class RtpTransport final : public OwnSocketsTransport {
     void Unwant(std::uint64_t now, Computer& computer, int port);
     Computer* ComputerAt(const NetworkAddress& control, std::string_view name) const;
 
+    void ReadSocket(std::uint64_t now, int port, RtpPort which);
     void HandleDatagram(std::uint64_t now, int port, RtpPort which, const ReceivedDatagram& received,
                         ByteView datagram);
     void HandleInvitation(std::uint64_t now, int port, RtpPort which, const ReceivedDatagram& received,
@@ -135,6 +136,7 @@ class RtpTransport final : public OwnSocketsTransport {
     Descriptor events;
     std::int64_t steadyLead = 0;
     std::uint64_t offered = 0;
+    std::size_t watched = 0;  // sockets in `events`
     std::array<Sockets, kMaxPorts> sockets;
     std::array<std::unique_ptr<Computer>, kMostComputers> computers;
     std::vector<std::unique_ptr<Peer>> peers;
