@@ -1,16 +1,16 @@
 #include "client/ServiceClient.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "driver/DriverOptions.h"
-#include "platform/linux/control/ControlConnection.h"
+#include "driver/LittleEndian.h"
 
 namespace vexil {
 
 namespace {
-
-constexpr std::uint32_t kSequence = 1;  // a connection carries one request
 
 ServiceAnswer Failure(std::string problem) {
     return {ServiceAnswer::Outcome::Failed, std::move(problem), {}};
@@ -67,13 +67,34 @@ ServiceAnswer ServiceClient::AskNetwork(const std::vector<std::string>& words) c
     return Ask({kSequence, kControlNetwork, 0, length, *payload}, kMaxControlData);
 }
 
+ServiceAnswer ServiceClient::Monitor(std::uint64_t ports, std::unique_ptr<ControlConnection>& stream) const {
+    std::array<std::uint8_t, sizeof ports> mask{};
+    PutLittleEndian(mask.data(), ports, mask.size());
+    stream.reset();
+    const int descriptor = ControlConnection::NewSocket();
+    if (descriptor == -1) {
+        return Failure("no socket can be opened", errno);
+    }
+    auto connection = std::make_unique<ControlConnection>(descriptor);
+    ServiceAnswer answer = AskOn(*connection, {kSequence, kControlMonitor, 0, mask.size(), mask}, 0);
+    if (answer.outcome == ServiceAnswer::Outcome::Answered) {
+        stream = std::move(connection);
+    }
+    return answer;
+}
+
 ServiceAnswer ServiceClient::Ask(const ControlRequest& request, std::size_t longest) const {
-    const Deadline deadline = std::chrono::steady_clock::now() + patience;
     const int descriptor = ControlConnection::NewSocket();
     if (descriptor == -1) {
         return Failure("no socket can be opened", errno);
     }
     ControlConnection connection(descriptor);
+    return AskOn(connection, request, longest);
+}
+
+ServiceAnswer ServiceClient::AskOn(ControlConnection& connection, const ControlRequest& request,
+                                   std::size_t longest) const {
+    const Deadline deadline = std::chrono::steady_clock::now() + patience;
     if (const int error = connection.Connect(path)) {
         if (error == ENOENT || error == ENOTDIR || error == ECONNREFUSED) {
             return {ServiceAnswer::Outcome::Absent, "no service is running at " + path, {}};

@@ -4,12 +4,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "driver/ControlChannel.h"
 #include "platform/linux/Paths.h"
+#include "platform/linux/control/ControlConnection.h"
 
 namespace vexil {
 
@@ -28,6 +30,8 @@ class ServiceClient {
   public:
     // A service that is started by the connection itself has to be ready within that time as well.
     static constexpr std::chrono::milliseconds kPatience{3000};
+    // Of every request: a connection carries one.
+    static constexpr std::uint32_t kSequence = 1;
 
     // `replyTime`: no question takes longer, whatever the service does.
     explicit ServiceClient(const Paths& paths, std::chrono::milliseconds replyTime = kPatience);
@@ -44,9 +48,16 @@ class ServiceClient {
     // A network command: JSON text, not yet checked. See docs/control-channel.md.
     ServiceAnswer AskNetwork(const std::vector<std::string>& words) const;
 
+    // Monitors the ports of a mask: what passes them comes through `stream`, in replies to kSequence, as
+    // driver/MonitorPackets.h has it. `stream` becomes null unless that was answered.
+    ServiceAnswer Monitor(std::uint64_t ports, std::unique_ptr<ControlConnection>& stream) const;
+
   private:
     // `longest`: the most bytes of an answer.
     ServiceAnswer Ask(const ControlRequest& request, std::size_t longest) const;
+    // On a connection that is made for it.
+    ServiceAnswer AskOn(ControlConnection& connection, const ControlRequest& request,
+                        std::size_t longest) const;
 
     std::string path;
     std::optional<std::uint32_t> serviceUser;  // may serve here besides root and this process's own

@@ -1,6 +1,7 @@
 #include "ctl/Ctl.h"
 
 #include "ctl/Command.h"
+#include "ctl/MonitorCommand.h"
 #include "ctl/NetworkCommand.h"
 #include "ctl/PanicCommand.h"
 #include "ctl/SettingsCommands.h"
@@ -20,6 +21,7 @@ constexpr const char* kHelp =
     "  hosts             show the computers that the service knows\n"
     "  network           show and change whom the service plays to and hears, and where it speaks;\n"
     "                    'vexil3ctl network --help' tells the commands behind it\n"
+    "  monitor [PORT...] show the messages that go through these ports, or all, until Ctrl-C\n"
     "  panic             end every note: here, and where this computer plays to others\n"
     "  load FILE         store the settings of FILE and have the service take them up\n"
     "  check FILE        tell what in FILE means nothing, and change nothing\n"
@@ -27,7 +29,7 @@ constexpr const char* kHelp =
     "  defaults          store the default settings and have the service take them up\n"
     "  reload            have the service read the stored settings again\n"
     "\n"
-    "  --json            status, hosts, network: as the service tells it, for programs\n"
+    "  --json            status, hosts, network, monitor: as the service tells it, for programs\n"
     "  --watch           status: show it anew whenever it has changed, until Ctrl-C\n"
     "  --wait [SECONDS]  status: wait until every route gets through, at most 30 seconds or so many\n"
     "  --file FILE       network secret: the secret is the first line of FILE\n"
@@ -45,6 +47,7 @@ const std::vector<Command>& Commands() {
          .options = {"--json", "--file"},
          .mostWords = Command::kAnyWords,
          .run = RunNetwork},
+        {.name = "monitor", .options = {"--json"}, .mostWords = Command::kAnyWords, .run = RunMonitor},
         {.name = "panic", .run = RunPanic},
         {.name = "load",
          .options = {"--replace"},

@@ -23,11 +23,11 @@ std::vector<std::uint8_t> Pack(std::initializer_list<std::uint32_t> header,
 }
 
 bool IsKind(std::uint32_t kind) {
-    return kind >= kControlAttach && kind <= kControlPanic;
+    return kind >= kControlAttach && kind <= kControlMonitor;
 }
 
 bool HasPayload(std::uint32_t kind) {
-    return kind == kControlSetOption || kind == kControlNetwork;
+    return kind == kControlSetOption || kind == kControlNetwork || kind == kControlMonitor;
 }
 
 bool HasLength(std::uint32_t kind) {

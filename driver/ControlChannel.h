@@ -1,9 +1,9 @@
 // The packets of the control channel, over which a panel and a driver that is not a kernel's exchange the
-// socket options. Pure bytes, used on both sides. One request is one packet and is answered by one packet;
-// integers are unsigned, 32 bits, little-endian.
+// socket options. Pure bytes, used on both sides. One request is one packet and is answered by one packet,
+// a monitor by more; integers are unsigned, 32 bits, little-endian.
 //
-//   request: sequence, kind, number, length, then for a set option and a network command `length` bytes of
-//            payload
+//   request: sequence, kind, number, length, then for a set option, a network command and a monitor
+//            `length` bytes of payload
 //   reply:   sequence, error (0 or a Linux errno), length, then `length` bytes, 0 unless a get, a status, a
 //            network command, a watch or a panic succeeded
 //
@@ -46,6 +46,10 @@ inline constexpr std::uint32_t kControlNetwork = 6;
 inline constexpr std::uint32_t kControlWatch = 7;
 // Panic: every note ends everywhere; the reply's data is JSON text. number and length 0.
 inline constexpr std::uint32_t kControlPanic = 8;
+// Monitor: from now on the client is sent what passes the ports of a mask, in replies with this request's
+// sequence, whose data MonitorPackets.h gives. The payload is the mask, 8 bytes, bit p for the port of index
+// p; 0 ends it. number: 0; length: 8.
+inline constexpr std::uint32_t kControlMonitor = 9;
 
 inline constexpr std::size_t kControlRequestHeaderSize = 16;
 inline constexpr std::size_t kControlReplyHeaderSize = 12;

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 #include "service/MemoryLock.h"
 #include "service/PollLoop.h"
@@ -74,6 +75,8 @@ class Run {
                   [this] { return network.Timeout(); }});
         loop.Add({service.LoopDescriptor(), [this] { service.ServeLoops(); }});
         loop.Add({service.TrafficDescriptor(), [this] { service.ServeTraffic(); }});
+        loop.Add({service.MonitorDescriptor(), [this] { PassMonitored(); },
+                  [this] { return service.MonitorTimeout(); }});
         loop.Add({storeWatch.EventDescriptor(), [this] { storeWatch.Serve(); },
                   [this] { return server ? storeWatch.Timeout() : -1; }});
         // The kernel tells a change of the host name as urgent data of this file.
@@ -112,6 +115,13 @@ class Run {
     void ServeClients() {
         if (server) {
             server->Serve();
+        }
+    }
+
+    void PassMonitored() {
+        const std::optional<MonitorBatch> batch = service.TakeMonitored();
+        if (server && batch) {
+            server->Pass(*batch);
         }
     }
 

@@ -25,7 +25,7 @@ import stored_configuration as stored
 
 SKIPPED = 77
 CONTROL = "vexil3/com.sonavert.driver.vexil3"
-ATTACH, SET, GET, STATUS, RELOAD, NETWORK, WATCH = 1, 2, 3, 4, 5, 6, 7
+ATTACH, SET, GET, STATUS, RELOAD, NETWORK, WATCH, PANIC, MONITOR = 1, 2, 3, 4, 5, 6, 7, 8, 9
 UNIT = 175
 LONGEST_DATA = 65536
 PATIENCE = 30.0  # seconds; a busy computer is slow

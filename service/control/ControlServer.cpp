@@ -97,6 +97,13 @@ void ControlServer::Serve() {
         }
     }
     for (const epoll_event& event : seen) {
+        const std::uint64_t key = event.data.u64;
+        const auto client = (event.events & EPOLLOUT) != 0 ? clients.find(key) : clients.end();
+        if (client != clients.end()) {
+            SendMonitored(key, client->second, MonitorPacket(client->second.leftOut));
+        }
+    }
+    for (const epoll_event& event : seen) {
         // A copy: the system packs its events, so that a reference to the key is not aligned.
         const std::uint64_t key = event.data.u64;
         const auto client = clients.find(key);
@@ -170,6 +177,17 @@ bool ControlServer::AddEvents(int descriptor, std::uint64_t key) const {
     return epoll_ctl(events.Number(), EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
+void ControlServer::AwaitRoom(std::uint64_t key, Client& client) const {
+    const bool isOwed = client.leftOut != 0;
+    if (std::exchange(client.awaitsRoom, isOwed) == isOwed) {
+        return;
+    }
+    epoll_event event{};
+    event.events = EPOLLIN | EPOLLRDHUP | (isOwed ? EPOLLOUT : 0U);
+    event.data.u64 = key;
+    epoll_ctl(events.Number(), EPOLL_CTL_MOD, client.socket.Number(), &event);
+}
+
 // The connections wait in the listener's queue meanwhile; asking for them at once again would be a busy loop.
 void ControlServer::PauseListening() {
     epoll_ctl(events.Number(), EPOLL_CTL_DEL, listeningSocket, nullptr);
@@ -233,6 +251,9 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
         case kControlNetwork:
             error = AnswerNetwork(request, data);
             break;
+        case kControlMonitor:
+            error = Monitor(client, request);
+            break;
         case kControlPanic: {
             const std::string done = driver.Panic();
             data.assign(done.begin(), done.end());
@@ -242,7 +263,10 @@ bool ControlServer::Answer(std::uint64_t key, Client& client, const ControlReque
             error = driver.Reload();
             break;
     }
-    return Send(client, request.sequence, error, data);
+    const bool isSent = Send(client, request.sequence, error, data);
+    // The reply comes before what is monitored.
+    TellWhetherMonitored();
+    return isSent;
 }
 
 bool ControlServer::Watch(Client& client, const ControlRequest& request) {
@@ -294,6 +318,55 @@ int ControlServer::AnswerNetwork(const ControlRequest& request, std::vector<std:
     }
     data.assign(answer.begin(), answer.end());
     return 0;
+}
+
+int ControlServer::Monitor(Client& client, const ControlRequest& request) {
+    if (request.payload.size() != sizeof client.monitored || request.number != 0) {
+        return EINVAL;
+    }
+    client.monitored = Uint32At(request.payload.data()) | std::uint64_t{Uint32At(&request.payload[4])} << 32;
+    client.monitorSequence = request.sequence;
+    return 0;
+}
+
+void ControlServer::TellWhetherMonitored() {
+    const bool isAny = std::any_of(clients.begin(), clients.end(),
+                                   [](const auto& client) { return client.second.monitored != 0; });
+    if (std::exchange(isMonitored, isAny) != isAny) {
+        driver.Monitored(isAny);
+    }
+}
+
+void ControlServer::Pass(const MonitorBatch& batch) {
+    for (auto& [key, client] : clients) {
+        if (client.monitored != 0) {
+            PassTo(key, client, batch);
+        }
+    }
+}
+
+void ControlServer::PassTo(std::uint64_t key, Client& client, const MonitorBatch& batch) {
+    client.leftOut += static_cast<std::uint32_t>(batch.leftOut);
+    MonitorPacket monitored(client.leftOut);
+    for (const MonitoredPiece& piece : batch.pieces) {
+        if ((client.monitored >> piece.port & 1) != 0 && !monitored.Add(piece)) {
+            SendMonitored(key, client, monitored);
+            monitored = MonitorPacket(client.leftOut);
+            monitored.Add(piece);
+        }
+    }
+    if (monitored.Count() != 0 || client.leftOut != 0) {
+        SendMonitored(key, client, monitored);
+    }
+}
+
+void ControlServer::SendMonitored(std::uint64_t key, Client& client, const MonitorPacket& monitored) {
+    if (Send(client, client.monitorSequence, 0, monitored.Data())) {
+        client.leftOut = 0;
+    } else {
+        client.leftOut += monitored.Count();
+    }
+    AwaitRoom(key, client);
 }
 
 int ControlServer::Attach(std::uint64_t key, const Client& client, std::uint32_t unit) {
@@ -348,6 +421,7 @@ void ControlServer::Close(std::uint64_t key) {
     const bool hasWatched = client->second.watches;
     CloseConnection(std::move(client->second.socket), closer);
     clients.erase(client);
+    TellWhetherMonitored();
     if (hasWatched && !IsWatched()) {
         driver.StatusWatched(false);
     }

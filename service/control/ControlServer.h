@@ -2,9 +2,10 @@
 // of attachment, and answers. What the options do is the mediator's business. driver/ControlChannel.h gives
 // the packets.
 //
-// Nobody is waited for. A client that does not read its replies is closed. A malformed request is answered
-// with EINVAL when it has a sequence; otherwise its connection is closed. Requests of one client are carried
-// out in their order, one in each round, so that no client keeps the others waiting.
+// Nobody is waited for. A client that does not read its replies is closed; one that does not read what it
+// monitors loses some of it. A malformed request is answered with EINVAL when it has a sequence; otherwise
+// its connection is closed. Requests of one client are carried out in their order, one in each round, so that
+// no client keeps the others waiting.
 //
 // One thread.
 #pragma once
@@ -21,6 +22,7 @@
 
 #include "driver/ControlChannel.h"
 #include "service/control/DescriptorCloser.h"
+#include "service/control/MessageMonitor.h"
 #include "shared/System/Descriptor.h"
 
 namespace vexil {
@@ -48,6 +50,8 @@ class ControlServer {
         virtual std::uint32_t StatusNumber() = 0;
         // Ends every note everywhere. The answer is JSON text.
         virtual std::string Panic() = 0;
+        // Somebody watches the messages from now on, or nobody any longer: what passes is for Pass.
+        virtual void Monitored(bool on) = 0;
         // A process was turned away: it belongs to another user than may use this service.
         virtual void ClientRefused(pid_t process, uid_t user) = 0;
     };
@@ -81,6 +85,10 @@ class ControlServer {
     // called after everything that may have changed it.
     void TellWatchers();
 
+    // Sends the messages to the clients that monitor them. Who does not read loses some, and is told how many
+    // when there is room again.
+    void Pass(const MonitorBatch& batch);
+
   private:
     // A watch that is not answered yet.
     struct Wait {
@@ -93,6 +101,10 @@ class ControlServer {
         std::uint64_t lastHeard = 0;  // round of its last packet
         bool watches = false;         // has asked for changes of the status
         std::optional<Wait> wait;
+        std::uint64_t monitored = 0;  // bit p: what passes the port of index p is for it
+        std::uint32_t monitorSequence = 0;
+        std::uint32_t leftOut = 0;  // pieces that it lost and was not told of
+        bool awaitsRoom = false;    // for that
     };
     using Clients = std::map<std::uint64_t, Client>;  // by a number that is never used again
 
@@ -101,6 +113,8 @@ class ControlServer {
     bool AcceptOne();
     void MakeRoom();
     bool AddEvents(int descriptor, std::uint64_t key) const;
+    // Has Serve called when a client has room again to which something is owed, and only then.
+    void AwaitRoom(std::uint64_t key, Client& client) const;
     void PauseListening();
 
     enum class Outcome {
@@ -117,6 +131,10 @@ class ControlServer {
     bool EndWait(Client& client);
     bool IsWatched() const;
     int AnswerNetwork(const ControlRequest& request, std::vector<std::uint8_t>& data);
+    int Monitor(Client& client, const ControlRequest& request);
+    void TellWhetherMonitored();
+    void PassTo(std::uint64_t key, Client& client, const MonitorBatch& batch);
+    void SendMonitored(std::uint64_t key, Client& client, const MonitorPacket& monitored);
     int Attach(std::uint64_t key, const Client& client, std::uint32_t unit);
     static bool Send(const Client& client, std::uint32_t sequence, int error,
                      std::span<const std::uint8_t> data = {});
@@ -132,6 +150,7 @@ class ControlServer {
     Clients clients;
     std::uint64_t nextKey = 1;
     std::uint64_t round = 0;
+    bool isMonitored = false;
     std::optional<std::uint64_t> attached;                             // key of the panel's connection
     std::optional<std::chrono::steady_clock::time_point> listenAgain;  // while no connections are taken
     std::vector<std::uint8_t> packet;

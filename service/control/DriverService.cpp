@@ -87,7 +87,8 @@ DriverService::DriverService(Parts serviceParts)
       store(parts.preferences),
       engineControl(parts.engine, parts.backend, parts.driver),
       changes({[this] { return Told(MakeStatusDigest); }, [this] { return Traffic(); },
-               [this] { parts.engine.AwaitTraffic(); }, parts.now}) {
+               [this] { parts.engine.AwaitTraffic(); }, parts.now}),
+      monitor(parts.engine, parts.now) {
     parts.engine.SetSuspicionWaker(&suspicion);
     parts.engine.SetTrafficWaker(&traffic);
 }

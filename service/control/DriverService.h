@@ -25,6 +25,7 @@
 #include "service/control/EngineControl.h"
 #include "service/control/EngineEvent.h"
 #include "service/control/HostRecords.h"
+#include "service/control/MessageMonitor.h"
 #include "service/control/RemoteNetwork.h"
 #include "service/control/ServiceReport.h"
 #include "service/control/Status.h"
@@ -92,6 +93,11 @@ class DriverService : public ControlServer::Mediator {
     // Whoever waits for it hears that messages are carried: for when this descriptor is readable.
     int TrafficDescriptor() const { return traffic.EventDescriptor(); }
     void ServeTraffic();
+    // What passes through the engine while somebody watches; null while it is not yet time to look. For when
+    // the descriptor is readable or the time is over.
+    int MonitorDescriptor() const { return monitor.EventDescriptor(); }
+    int MonitorTimeout() const { return monitor.Timeout(); }
+    std::optional<MonitorBatch> TakeMonitored() { return monitor.Take(); }
     // Takes up what has happened between this computer and others: for when its descriptor is readable or its
     // time is over.
     void ServeNetwork();
@@ -115,6 +121,7 @@ class DriverService : public ControlServer::Mediator {
     void StatusWatched(bool watched) override { changes.SetWatched(watched); }
     std::uint32_t StatusNumber() override { return changes.Number(); }
     std::string Panic() override;
+    void Monitored(bool on) override { monitor.Set(on); }
     void ClientRefused(pid_t process, uid_t user) override;
 
   private:
@@ -177,6 +184,7 @@ class DriverService : public ControlServer::Mediator {
     EngineEvent suspicion;
     EngineEvent traffic;
     StatusChanges changes;
+    MessageMonitor monitor;
     std::string memory;
     std::string controlPath;
 };

@@ -12,6 +12,7 @@
 #include "service/engine/ByteRing.h"
 #include "service/engine/SourceTable.h"
 #include "service/engine/SpscQueue.h"
+#include "service/engine/TappedSink.h"
 
 namespace vexil {
 
@@ -39,7 +40,7 @@ struct Command {
 
 class Engine::State {
   public:
-    explicit State(std::size_t queueBytes) : sources(queueBytes) {
+    explicit State(std::size_t queueBytes) : sources(queueBytes, tap) {
         freeSources.reserve(kTakenSources);
         for (int source = kTakenSourceBase + kTakenSources; source-- > kTakenSourceBase;) {
             freeSources.push_back(source);
@@ -105,6 +106,7 @@ class Engine::State {
     std::atomic<std::int64_t> clockLead{0};
     std::array<std::atomic<std::uint32_t>, kTakenSources> passedOn{};
 
+    MessageTap tap;
     SourceTable sources;
     SilentSink silence;
     EngineSink* remoteSink = &silence;
@@ -279,6 +281,10 @@ std::uint64_t Engine::SuspectedRate(int source) const {
     return state->sources.SuspectedRate(source);
 }
 
+MessageTap& Engine::Tap() {
+    return state->tap;
+}
+
 std::optional<int> Engine::TakeSource(const Way& way, std::uint64_t time) {
     state->CollectSources();
     if (state->freeSources.empty()) {
@@ -365,7 +371,12 @@ void Engine::GiveBackWriter(int source, std::uint64_t time) {
 }
 
 void Engine::Run(std::uint64_t end, EngineSink& sink, TurnLimit* limit) {
-    state->sources.Run(end, sink, *state->remoteSink, limit);
+    if (state->tap.IsOpen()) {
+        TappedSink seen(state->tap, sink);
+        state->sources.Run(end, seen, *state->remoteSink, limit);
+    } else {
+        state->sources.Run(end, sink, *state->remoteSink, limit);
+    }
     state->remoteSink->EndTurn();
     state->TellPassedOn();
     state->EndTurn();

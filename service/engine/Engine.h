@@ -22,6 +22,7 @@
 
 #include "service/engine/Counter.h"
 #include "service/engine/EngineSink.h"
+#include "service/engine/MessageTap.h"
 #include "service/engine/SourceNumbers.h"
 #include "service/engine/TurnLimit.h"
 #include "service/engine/Way.h"
@@ -109,6 +110,9 @@ class Engine {
     std::uint64_t SuspectedRate(int source) const;
     // The turn that takes the next message wakes the traffic waker, once.
     void AwaitTraffic();
+
+    // What passes through the engine, for somebody who watches.
+    MessageTap& Tap();
 
     // The network's thread. What it posts is carried out in its order.
 

@@ -23,8 +23,8 @@ bool LeavesSomethingBehind(const MidiPiece& piece) {
 
 }  // namespace
 
-SourceTable::SourceTable(std::size_t queueBytes)
-    : sources(kSourceCount), origins(kWriterSourceBase), merger(queueBytes) {
+SourceTable::SourceTable(std::size_t queueBytes, MessageTap& messageTap)
+    : sources(kSourceCount), origins(kWriterSourceBase), tap(messageTap), merger(queueBytes) {
     for (int source = 0; source < kWriterSourceBase; ++source) {
         Of(source).origin = static_cast<std::int16_t>(source);
         Of(source).isOpen = source < kTakenSourceBase;
@@ -76,6 +76,9 @@ void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& pie
     Origin& origin = OriginOf(writer);
     origin.messages.Add(piece.first ? 1 : 0);
     carried = true;
+    if (tap.IsOpen()) {
+        ShowPiece(source, time, piece);
+    }
     if (LeadsNowhere(origin.way)) {
         origin.filtered.Add(piece.first ? 1 : 0);
         return;
@@ -102,6 +105,16 @@ void SourceTable::TakePiece(int source, std::uint64_t time, const MidiPiece& pie
     // is always room.
     if (LeavesSomethingBehind(piece)) {
         EndWay(source, due);
+    }
+}
+
+// What comes from other computers is seen where an input hears it.
+void SourceTable::ShowPiece(int source, std::uint64_t time, const MidiPiece& piece) {
+    const int origin = Of(source).origin;
+    if (origin < kTakenSourceBase) {
+        tap.Put({time, origin < kTestSourceBase ? TapSide::Output : TapSide::Test,
+                 static_cast<std::uint8_t>(origin % kMaxPorts), static_cast<std::uint16_t>(source),
+                 piece.bytes});
     }
 }
 

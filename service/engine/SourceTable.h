@@ -13,6 +13,7 @@
 #include "service/engine/Counter.h"
 #include "service/engine/LoopWatch.h"
 #include "service/engine/Merger.h"
+#include "service/engine/MessageTap.h"
 #include "service/engine/MidiParser.h"
 #include "service/engine/SourceNumbers.h"
 #include "service/engine/Way.h"
@@ -21,7 +22,8 @@ namespace vexil {
 
 class SourceTable {
   public:
-    explicit SourceTable(std::size_t queueBytes);
+    // The tap must outlive this object.
+    SourceTable(std::size_t queueBytes, MessageTap& messageTap);
 
     // As Engine's.
     void Write(int source, std::uint64_t time, std::span<const std::uint8_t> bytes);
@@ -109,6 +111,8 @@ class SourceTable {
     Source& Of(int source) { return sources[static_cast<std::size_t>(source)]; }
     Origin& OriginOf(const Source& source) { return origins[static_cast<std::size_t>(source.origin)]; }
     void TakePiece(int source, std::uint64_t time, const MidiPiece& piece);
+    // Not part of what each message costs while nobody watches.
+    [[gnu::noinline]] void ShowPiece(int source, std::uint64_t time, const MidiPiece& piece);
     std::uint64_t DueTime(const Source& source, bool immediate, std::uint64_t time,
                           const MidiPiece& piece) const;
     void EndWay(int source, std::uint64_t now);
@@ -118,6 +122,7 @@ class SourceTable {
 
     std::vector<Source> sources;
     std::vector<Origin> origins;
+    MessageTap& tap;
     Merger merger;
     std::uint64_t quantum = 0;
     std::vector<int> freeWriters;

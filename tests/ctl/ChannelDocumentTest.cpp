@@ -102,7 +102,7 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
           Request(5, kControlStatus, 0, {}, kMaxControlData),
           Request(6, kControlNetwork, 0, {'l', 'i', 's', 't', 0}),
           Request(7, kControlNetwork, 0, {'l', 'i', 's', 't'}), Request(8, kControlWatch, 0),
-          Request(9, kControlPanic, 0)}},
+          Request(9, kControlPanic, 0), Request(10, kControlMonitor, 0, {0, 2, 0, 0, 0, 0, 0, 0})}},
     };
     std::map<std::string, std::vector<Bytes>> found;
     for (const Line& line : Conversation()) {
@@ -123,7 +123,7 @@ TEST(ChannelDocument, ItsRequestsAreWhatTheCodecPacks) {
 TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
     const std::map<std::string, std::vector<std::uint32_t>> errors = {
         {"A<", {0, 0, 0, 0, 0, 0, ENXIO, 0, 0, ENOPROTOOPT, EINVAL}},
-        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0, 0, EINVAL, 0, 0}},
+        {"B<", {EBUSY, ENOTCONN, 0, EMSGSIZE, 0, 0, EINVAL, 0, 0, 0}},
     };
     std::map<std::string, std::uint32_t> sequences;
     int checked = 0;
@@ -139,7 +139,7 @@ TEST(ChannelDocument, ItsRepliesWithoutDataAreWhatTheCodecPacks) {
         EXPECT_EQ(BytesOf(line), PackControlReply({sequence, errors.at(line.who)[sequence - 1], {}}));
         ++checked;
     }
-    EXPECT_EQ(checked, 15);
+    EXPECT_EQ(checked, 16);
 }
 
 // The values of the table of errors.

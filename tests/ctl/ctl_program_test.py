@@ -322,6 +322,31 @@ class WithService(unittest.TestCase):
         watching.send_signal(signal.SIGINT)
         self.assertEqual(watching.wait(), 0)
 
+    def test_the_monitor_shows_what_is_played_and_how_a_panic_ends_it(self):
+        self.run_ctl("load", self.settings)
+        watching = subprocess.Popen([PROGRAMS[0], "monitor", "11", "12"], env=self.place.environment,
+                                    stdout=subprocess.PIPE, text=True)
+        self.addCleanup(watching.stdout.close)
+        self.addCleanup(watching.wait)
+        self.addCleanup(watching.kill)
+        panel = self.place.attach()
+
+        def set_option(option, payload):
+            reply = self.place.exchange(panel, struct.pack("<IIII", 2, 2, option, len(payload)) + payload)
+            self.assertEqual(reply, struct.pack("<III", 2, 0, 0))
+
+        self.assertTrue(watching.stdout.readline().startswith("TIME "))
+        set_option(192, bytes([0xC0, 0, 0, 1]) + b"localhost\0\0\0")
+        set_option(193, struct.pack("<I", 0))
+        set_option(0, struct.pack("<IQH", 1, 0, 3) + b"\x90\x3c\x40")
+        played = r"\A\d\d:\d\d:\d\d\.\d{3} %s +1 note on C4 velocity 64 +90 3c 40\n\Z"
+        self.assertRegex(watching.stdout.readline(), played % "11   test")
+        self.assertRegex(watching.stdout.readline(), played % "12   in   Port 12")
+        self.assertRegex(self.run_ctl("panic"), r"\AAll notes are off.*\n\Z")
+        self.assertRegex(watching.stdout.readline(), r" 12   in   Port 12 +1 note off C4 velocity 64 +80 3c 40\n\Z")
+        watching.send_signal(signal.SIGINT)
+        self.assertEqual(watching.wait(), 0)
+
     def test_network_commands_reach_the_service(self):
         done = self.place.ctl("network", "forget", "a computer of which nobody knows")
         self.assertEqual((done.returncode, done.stdout), (1, ""))

@@ -71,7 +71,7 @@ TEST(ControlChannel, RequestsOfAnotherLengthThanTheySayAreNone) {
 
 TEST(ControlChannel, RequestsOfAnUnknownKindAreNone) {
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 0)));
-    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 9)));
+    EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 4, 10)));
     EXPECT_FALSE(UnpackControlRequest(With(kGetPacket, 7, 1)));
 }
 

@@ -14,7 +14,8 @@ namespace vexil {
 class RecordingMediator : public ControlServer::Mediator {
   public:
     // What was asked, in order: "attached", "detached", "set 191: 19 00 00 00", "get 202", "status",
-    // "reload", "network pin studio", "watched", "unwatched", "panic", "refused".
+    // "reload", "network pin studio", "watched", "unwatched", "panic", "monitored",
+    // "unmonitored", "refused".
     std::vector<std::string> asked;
     std::map<std::uint32_t, int> errors;  // of set and get options
     std::vector<std::uint8_t> data = {1, 2, 3};
@@ -60,6 +61,7 @@ class RecordingMediator : public ControlServer::Mediator {
         asked.push_back("panic");
         return R"({"done":"It is quiet."})";
     }
+    void Monitored(bool on) override { asked.push_back(on ? "monitored" : "unmonitored"); }
     void ClientRefused(pid_t, uid_t) override { asked.push_back("refused"); }
 };
 
