@@ -4,7 +4,9 @@
 
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -37,12 +39,26 @@ class Folder {
     std::string path;
 };
 
+int storeError = 0;  // errno with which the disk of everybody's store refuses what is written; 0: it takes it
+
+ssize_t WriteToStore(int file, const void* bytes, std::size_t count) {
+    errno = storeError;
+    return storeError != 0 ? -1 : write(file, bytes, count);
+}
+
+DurabilityCalls CallsOfStore() {
+    DurabilityCalls calls = SystemDurabilityCalls();
+    calls.write = WriteToStore;
+    return calls;
+}
+
 class Computer {
   public:
     explicit Computer(const std::string& itsName,
                       const std::optional<InterfaceChoice>& speaks = InterfaceChoice::Loopback())
         : name(itsName),
-          store({folder.path + "/network", "host1", "machine1"}, [](const std::string&) {}),
+          store(
+              {folder.path + "/network", "host1", "machine1"}, [](const std::string&) {}, CallsOfStore()),
           network({engine, driver, store, resolver, [] { return std::make_unique<NetlinkInterfaces>(); }, 0},
                   speaks) {
         wishes.names = {name};
@@ -443,6 +459,32 @@ TEST_F(NetworkServiceTest, ASecretIsNeededOfEverybody) {
     ASSERT_TRUE(laptop.Do({"secret", "correct horse"}).contains("done"));
     EXPECT_TRUE(Becomes([this] { return laptop.Problem().empty(); })) << laptop.Problem();
     EXPECT_EQ(laptop.Do({"list"})["secret"], true);
+}
+
+TEST_F(NetworkServiceTest, ASecretThatCannotBeStoredIsSaidAndTheOldOneStays) {
+    ASSERT_TRUE(studio.Do({"secret", "correct horse"}).contains("done"));
+    ASSERT_TRUE(laptop.Do({"secret", "correct horse"}).contains("done"));
+    Connect();
+    const NetworkSettings before = studio.store.Settings();
+    for (const int error : {ENOSPC, EROFS}) {
+        storeError = error;
+        for (const std::vector<std::string>& words :
+             {std::vector<std::string>{"secret", "another horse"}, std::vector<std::string>{"no-secret"}}) {
+            EXPECT_EQ(studio.Do(words)["problem"], "That could not be stored; nothing has changed.");
+        }
+        storeError = 0;
+        EXPECT_EQ(studio.Do({"list"})["secret"], true);
+        EXPECT_EQ(studio.store.Settings(), before);
+        KeyStore stored({studio.folder.path + "/network", "host1", "machine1"}, [](const std::string&) {});
+        EXPECT_EQ(stored.Settings(), before);
+    }
+    // It is the old one that a caller has to prove.
+    ASSERT_TRUE(laptop.Do({"secret", "another horse"}).contains("done"));
+    const std::string there = "\"" + studio.Address() + "\"";
+    EXPECT_TRUE(Becomes([&] { return laptop.Problem() == "Another secret is set on " + there + "."; }))
+        << laptop.Problem();
+    ASSERT_TRUE(laptop.Do({"secret", "correct horse"}).contains("done"));
+    EXPECT_TRUE(Becomes([this] { return laptop.Problem().empty(); })) << laptop.Problem();
 }
 
 TEST_F(NetworkServiceTest, OnlyKnownKeysAreLetInWhereTheUserWantsIt) {
