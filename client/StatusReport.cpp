@@ -114,6 +114,11 @@ NetworkReport ReadNetwork(ObjectReader network) {
     report.port = network.Number16("port");
     report.avahi = network.Has("avahi") ? network.Text("avahi") : "";
     report.remarks = network.Texts("remarks");
+    if (network.Has("refused")) {
+        network.Elements("refused", kEndless, [&](ObjectReader refusal) {
+            report.refused.push_back({refusal.Text("name"), refusal.Text("key")});
+        });
+    }
     return report;
 }
 
@@ -132,6 +137,8 @@ SessionReport ReadSession(ObjectReader session) {
     report.interface = session.Text("interface");
     report.wireless = session.Flag("wireless");
     report.key = session.Text("key");
+    report.since = session.Has("since") ? session.Number("since") : 0;
+    report.needs = session.Has("needs") ? session.Text("needs") : "";
     report.seconds = session.Number("seconds");
     if (!session.IsNull("roundTrip")) {
         report.roundTrip = session.Number32("roundTrip");
@@ -165,6 +172,7 @@ StatusReport ReadStatus(ObjectReader status) {
 
     report.memory = status.Text("memory");
     report.control = status.Text("control");
+    report.looks = status.Has("looks") ? status.Number("looks") : 0;
     if (status.Has("network")) {
         report.network = ReadNetwork(status.Object("network"));
     }

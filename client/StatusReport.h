@@ -73,6 +73,12 @@ struct PortReport {
     std::optional<TestReport> test;
 };
 
+// A computer that is not let in because its name belongs to another key.
+struct RefusalReport {
+    std::string name;
+    std::string key;  // short form
+};
+
 // MIDI between this computer and others.
 struct NetworkReport {
     std::string speaks;   // "off", "lo", "on", or names of interfaces with commas
@@ -81,6 +87,7 @@ struct NetworkReport {
     std::uint16_t port = 0;
     std::string avahi;  // why it does not find computers
     std::vector<std::string> remarks;
+    std::vector<RefusalReport> refused;  // earlier services tell none
 };
 
 struct WayReport {
@@ -101,6 +108,8 @@ struct SessionReport {
     std::string interface;
     bool wireless = false;
     std::string key;                         // short form
+    std::uint64_t since = 0;                 // when the key was remembered: seconds since 1970, or 0
+    std::string needs;                       // of the user here: "key", "secret" or nothing
     std::uint64_t seconds = 0;               // in that state
     std::optional<std::uint32_t> roundTrip;  // microseconds
     std::uint64_t repaired = 0;
@@ -128,6 +137,8 @@ struct StatusReport {
 
     std::string memory;   // "locked" or why not
     std::string control;  // path of the socket
+    // How often the service has looked at its counters for those who watch; earlier services never do.
+    std::uint64_t looks = 0;
 
     std::optional<NetworkReport> network;  // earlier services have none
     std::vector<HostReport> hosts;

@@ -70,6 +70,13 @@ bool StatusSubscription::Serve() {
     return std::exchange(hasNews, false);
 }
 
+void StatusSubscription::Refresh() {
+    if (step != Step::Unconnected) {
+        Leave();
+        Connect();
+    }
+}
+
 void StatusSubscription::Connect() {
     int error = TryToConnect();
     // It may have come just before it was watched for.
@@ -119,12 +126,16 @@ void StatusSubscription::Absent(const std::string& problem) {
     Tell(StatusNews::Service::Absent, problem);
 }
 
-void StatusSubscription::Ended() {
+void StatusSubscription::Leave() {
     epoll_ctl(events.Number(), EPOLL_CTL_DEL, connection.Number(), nullptr);
     connection.ShutDown();
     step = Step::Unconnected;
     answer.reset();
     SetTimer(0ms);
+}
+
+void StatusSubscription::Ended() {
+    Leave();
     quickEnds = std::chrono::steady_clock::now() - connected < kQuickEnd ? quickEnds + 1 : 0;
     if (quickEnds <= kMostQuickEnds) {
         Connect();

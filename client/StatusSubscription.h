@@ -41,6 +41,8 @@ class StatusSubscription {
     // Takes what has come; the first call connects. True when the news are others.
     bool Serve();
     const StatusNews& News() const { return news; }
+    // Asks anew, over a connection anew: for when the service may no longer answer.
+    void Refresh();
 
   private:
     enum class Step {
@@ -56,6 +58,7 @@ class StatusSubscription {
     int TryToConnect();
     void ConnectLater();
     void Absent(const std::string& problem);
+    void Leave();
     void Ended();
     void TakePackets();
     void Take(const ControlReply& reply);

@@ -713,6 +713,8 @@ RemoteSession NetworkService::SessionOf(const LinkPeerState& state) const {
         session.wireless = interface->wireless;
     }
     session.key = state.key ? ShortKeyText(*state.key) : "";
+    session.since = state.key ? RememberedSince(*state.key) : 0;
+    session.needs = session.problem.empty() ? "" : NeedsText(state);
     const std::uint64_t now = BootMicroseconds();
     session.seconds =
         state.since == 0 || state.since > now ? 0 : (now - state.since) / kMicrosecondsPerSecond;
@@ -737,6 +739,15 @@ RemoteSession NetworkService::SessionOf(const LinkPeerState& state) const {
                                 WayProblemText(way.problem, wishes.names.front(), way.input)});
     }
     return session;
+}
+
+std::uint64_t NetworkService::RememberedSince(const KeyHash& key) const {
+    for (const RememberedKey& pin : parts.store.Settings().access.pins) {
+        if (pin.key == key) {
+            return pin.since;
+        }
+    }
+    return 0;
 }
 
 RemoteStatus NetworkService::Status() const {
@@ -778,6 +789,7 @@ RemoteStatus NetworkService::Status() const {
         }
     }
     for (const RefusedKey& each : refused) {
+        status.refused.push_back({each.name, ShortKeyText(each.key)});
         status.remarks.push_back("A computer with another key than before calls itself \"" +
                                  NameText(each.name) +
                                  "\" and is not let in; \"vexil3ctl network pin\" "

@@ -138,6 +138,8 @@ class NetworkService : public RemoteNetwork {
     std::string ConnectionProblem(const RemoteTargets::Found& found, const std::string& computer) const;
     std::string NameOf(const LinkPeerState& state) const;
     RemoteSession SessionOf(const LinkPeerState& state) const;
+    // When a key was remembered: seconds since 1970, or 0.
+    std::uint64_t RememberedSince(const KeyHash& key) const;
     const NetworkInterface* InterfaceToward(const NetworkAddress& address) const;
     static const std::vector<NetworkInterface>& ListOf(const Running& running);
 

@@ -58,12 +58,20 @@ struct RemoteSession {
     std::string interface;      // by which it is reached; empty when unknown
     bool wireless = false;      // that interface is wireless
     std::string key;            // short form, when it is up
+    std::uint64_t since = 0;    // when its key was remembered: seconds since 1970, or 0
+    std::string needs;          // of the user here, to get up: "key" (to be accepted), "secret", or nothing
     std::uint64_t seconds = 0;  // for how long it has been in that state
     std::optional<std::uint32_t> roundTrip;  // microseconds, when up and measured
     std::uint64_t repaired = 0;              // records that were sent to it again
     std::uint64_t lost = 0;                  // messages to it that found no room
     std::uint64_t late = 0;                  // note-ons from it that came too late to be played
     std::vector<RemoteWay> ways;
+};
+
+// A computer that is not let in because its name belongs to another key.
+struct RemoteRefusal {
+    std::string name;
+    std::string key;  // short form
 };
 
 struct RemoteStatus {
@@ -73,6 +81,7 @@ struct RemoteStatus {
     std::uint16_t port = 0;  // UDP; 0: it does not speak
     std::string avahi;       // why it does not find computers, as one sentence; empty: it does, or need not
     std::vector<std::string> remarks;  // what the user should know besides, each as one sentence
+    std::vector<RemoteRefusal> refused;
     std::vector<RemoteSession> sessions;
 };
 

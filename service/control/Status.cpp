@@ -157,6 +157,8 @@ Json Session(const RemoteSession& session) {
         {"computer", session.computer}, {"state", session.state},     {"up", session.up},
         {"problem", session.problem},   {"address", session.address}, {"interface", session.interface},
         {"wireless", session.wireless}, {"key", session.key},         {"seconds", session.seconds}};
+    json["since"] = session.since;
+    json["needs"] = session.needs;
     json["roundTrip"] = session.roundTrip ? Json(*session.roundTrip) : Json(nullptr);
     json["repaired"] = session.repaired;
     json["lost"] = session.lost;
@@ -190,6 +192,10 @@ Json Head(const StatusSources& sources) {
     const RemoteStatus& remote = sources.remote;
     status["network"] = {{"speaks", remote.speaks}, {"problem", remote.problem}, {"key", remote.key},
                          {"port", remote.port},     {"avahi", remote.avahi},     {"remarks", remote.remarks}};
+    Json& refused = status["network"]["refused"] = Json::array();
+    for (const RemoteRefusal& each : remote.refused) {
+        refused.push_back({{"name", each.name}, {"key", each.key}});
+    }
     status["memory"] = sources.memory;
     status["control"] = sources.control;
     status["looks"] = sources.looks;

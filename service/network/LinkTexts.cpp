@@ -65,6 +65,18 @@ const char* StateText(LinkPeerState::Kind kind) {
     return "searching";
 }
 
+const char* NeedsText(const LinkPeerState& state) {
+    if (state.kind != LinkPeerState::Kind::Refused) {
+        return "";
+    }
+    const bool isSecret = state.refusal == Refusal::SecretWrong ||
+                          (state.refusal == Refusal::SecretNeeded && state.refusedThere);
+    if (isSecret) {
+        return "secret";
+    }
+    return state.refusal == Refusal::OtherKey && !state.refusedThere ? "key" : "";
+}
+
 std::string ConnectionProblemText(const LinkPeerState& state, const std::string& name) {
     switch (state.kind) {
         case LinkPeerState::Kind::Up:

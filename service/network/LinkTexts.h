@@ -12,6 +12,9 @@ namespace vexil {
 const char* StateText(LinkPeerState::Kind kind);
 
 // Why a computer is not connected, as one sentence; empty when it is. `name`: as it was set.
+// What the user of this computer can do for a connection that is refused: "key" (accept the one that
+// answers), "secret" (enter the one that is wanted), or nothing.
+const char* NeedsText(const LinkPeerState& state);
 std::string ConnectionProblemText(const LinkPeerState& state, const std::string& name);
 
 // Whether that is about to change by itself: it needs no line in a log.

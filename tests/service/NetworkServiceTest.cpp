@@ -424,6 +424,8 @@ TEST_F(NetworkServiceTest, AnotherKeyUnderAKnownNameIsRefusedUntilItIsAccepted) 
     })) << laptop.Problem();
     EXPECT_TRUE(Becomes([this] { return !studio.network.Status().remarks.empty(); }));
     EXPECT_THAT(studio.network.Status().remarks, Contains(HasSubstr("calls itself \"laptop\"")));
+    ASSERT_THAT(studio.network.Status().refused, SizeIs(1));
+    EXPECT_EQ(studio.network.Status().refused[0].name, "laptop");
     EXPECT_TRUE(studio.Do({"pin", "laptop"}).contains("done"));
     EXPECT_THAT(studio.store.Settings().access.pins, SizeIs(2)) << "a set of keys";
     // It would be called again after 30 s; who wants it sooner says so.
@@ -453,6 +455,8 @@ TEST_F(NetworkServiceTest, ASecretIsNeededOfEverybody) {
     laptop.LeadTo(studio.Address());
     EXPECT_TRUE(Becomes([&] { return laptop.Problem() == there + " wants a secret, and none is set here."; }))
         << laptop.Problem();
+    ASSERT_FALSE(laptop.network.Status().sessions.empty());
+    EXPECT_EQ(laptop.network.Status().sessions[0].needs, "secret");
     ASSERT_TRUE(laptop.Do({"secret", "another horse"}).contains("done"));
     EXPECT_TRUE(Becomes([&] { return laptop.Problem() == "Another secret is set on " + there + "."; }))
         << laptop.Problem();

@@ -32,7 +32,7 @@ TEST_F(StatusTest, OfAServiceWithoutPortsIsWhole) {
         "attached": false,
         "options": {"wireless": false, "launchMonitor": true, "logging": true, "showConnectors": true,
                     "sendGranularity": 2},
-        "network": {"speaks": "off", "problem": "", "key": "", "port": 0, "avahi": "", "remarks": []},
+        "network": {"speaks": "off", "problem": "", "key": "", "port": 0, "avahi": "", "remarks": [], "refused": []},
         "memory": "locked", "control": "/run/x", "looks": 0,
         "hosts": [{"name": "studio", "address": "192.168.1.5", "port": 0, "hardware": "00:11:22:33:44:55",
                    "enabled": true}],
@@ -258,6 +258,7 @@ TEST_F(StatusTest, ASessionHasItsWaysAndTheirReasons) {
     stage.address = "192.168.1.6:11188";
     stage.interface = "eth0";
     stage.key = "0011223344556677";
+    stage.since = 1793000000;
     stage.seconds = 12;
     stage.roundTrip = 340;
     stage.repaired = 3;
@@ -268,17 +269,18 @@ TEST_F(StatusTest, ASessionHasItsWaysAndTheirReasons) {
     attic.computer = "attic";
     attic.state = "calling";
     attic.problem = "It does not answer.";
+    attic.needs = "secret";
     network.status.sessions = {stage, attic};
     Start();
     EXPECT_EQ(json::parse(R"([
         {"computer": "stage", "state": "up", "up": true, "problem": "", "address": "192.168.1.6:11188",
-         "interface": "eth0", "wireless": false, "key": "0011223344556677", "seconds": 12, "roundTrip": 340,
-         "repaired": 3, "lost": 2, "late": 1, "ways": [
+         "interface": "eth0", "wireless": false, "key": "0011223344556677", "since": 1793000000,
+         "needs": "", "seconds": 12, "roundTrip": 340, "repaired": 3, "lost": 2, "late": 1, "ways": [
             {"from": 11, "to": 21, "incoming": false, "test": true,
              "problem": "Port 21 is not enabled as MIDI IN."}]},
         {"computer": "attic", "state": "calling", "up": false, "problem": "It does not answer.",
-         "address": "", "interface": "", "wireless": false, "key": "", "seconds": 0, "roundTrip": null,
-         "repaired": 0, "lost": 0, "late": 0, "ways": []}])"),
+         "address": "", "interface": "", "wireless": false, "key": "", "since": 0, "needs": "secret", "seconds": 0,
+         "roundTrip": null, "repaired": 0, "lost": 0, "late": 0, "ways": []}])"),
               Status()["sessions"]);
 }
 
