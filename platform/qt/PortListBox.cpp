@@ -10,7 +10,9 @@
 #include <QMouseEvent>
 #include <QShortcut>
 
+#include "platform/qt/FieldText.h"
 #include "platform/qt/KeyEvents.h"
+#include "platform/qt/PortMarkPainter.h"
 
 namespace vexil {
 
@@ -54,6 +56,27 @@ void PortListBox::SelectRow(int row) {
     selectedRow = row;
     setCurrentRow(row, QItemSelectionModel::ClearAndSelect);
     --selectingRow;
+}
+
+void PortListBox::SetMarks(const PortMarks::Marks& marksOfRows) {
+    // Until there are any, rows are drawn as the toolkit draws them.
+    if (marks != marksOfRows && dynamic_cast<PortMarkPainter*>(itemDelegate()) == nullptr) {
+        setItemDelegate(new PortMarkPainter(marks, this));
+    }
+    for (int row = 0; row < std::min(count(), static_cast<int>(marks.size())); ++row) {
+        const auto index = static_cast<std::size_t>(row);
+        const bool isSame = marks[index] == marksOfRows[index];
+        const bool hasSameWords = marks[index].words == marksOfRows[index].words;
+        marks[index] = marksOfRows[index];
+        QListWidgetItem* const changed = item(row);
+        if (!hasSameWords) {
+            const QString words = DecodeText(marks[index].words.c_str());
+            changed->setToolTip(words);
+            changed->setData(Qt::AccessibleDescriptionRole, QString(words).replace('\n', ' '));
+        } else if (!isSame) {
+            viewport()->update(visualItemRect(changed));
+        }
+    }
 }
 
 // No selection by typing.

@@ -3,6 +3,7 @@
 
 #include <QListWidget>
 
+#include "client/PortMarks.h"
 #include "platform/qt/QtControl.h"
 #include "platform/qt/Reporter.h"
 
@@ -22,6 +23,8 @@ class PortListBox : public QListWidget, public QtControl {
     void SetRowText(int row, const QString& text);
     int SelectedRow() const { return currentRow(); }
     void SelectRow(int row);
+    // Marks beside the text of each row; tips and assistive technology say the same in words.
+    void SetMarks(const PortMarks::Marks& marksOfRows);
 
     void keyboardSearch(const QString& search) override;
 
@@ -40,6 +43,7 @@ class PortListBox : public QListWidget, public QtControl {
     void SelectionChanged();
 
     Reporter reporter;
+    PortMarks::Marks marks;
     int selectingRow = 0;  // inside SelectRow
     int selectedRow = 0;   // what SelectRow selected last
     int reportedRow = -1;  // of a drag: the row of the last control hit; -1: no drag

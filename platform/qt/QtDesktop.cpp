@@ -106,6 +106,9 @@ void QtDesktop::SetDialogBackground() {
 
 void QtDesktop::ShowWindow() {
     if (QWidget* window = widgets.Window()) {
+        if (windowShown) {
+            windowShown();
+        }
         window->show();
     }
 }

@@ -44,6 +44,8 @@ class QtDesktop : public Desktop {
 
     // `call` may have the end of the event loop put off by false, and run a question meanwhile.
     void SetMayEnd(std::function<bool()> call) { mayEnd = std::move(call); }
+    // `call` hears that the window is about to be seen.
+    void SetWindowShown(std::function<void()> call) { windowShown = std::move(call); }
     bool RunsEventLoop() const { return loop != nullptr; }
 
     // Brings the window to the front, and the question that is open in it. False while there is no window to
@@ -55,6 +57,7 @@ class QtDesktop : public Desktop {
 
     QtWidgets& widgets;
     std::function<bool()> mayEnd;
+    std::function<void()> windowShown;
     QEventLoop* loop = nullptr;  // the innermost run
     bool closePending = false;   // a request that was put off
     bool loopEnded = false;      // since it last began, or was last set

@@ -104,6 +104,12 @@ void QtWidgets::EndPresses() {
     }
 }
 
+void QtWidgets::SetMarks(const PortMarks::Marks& marks) {
+    if (PortListBox* list = PortList()) {
+        list->SetMarks(marks);
+    }
+}
+
 std::int32_t QtWidgets::CreateWindow(const ControlRect& content) {
     DisposeWindow();
     window = std::make_unique<PanelWindow>(content.right - content.left, content.bottom - content.top);

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 
+#include "client/PortMarks.h"
 #include "panel/Widgets.h"
 #include "platform/qt/FieldEvents.h"
 #include "platform/qt/QtControl.h"
@@ -28,6 +29,9 @@ class QtWidgets : public Widgets {
 
     // Whether the panel is just dealing with a request to close the window.
     bool IsClosing() const;
+
+    // Marks beside the rows of the list of ports.
+    void SetMarks(const PortMarks::Marks& marks);
 
     // Ends the press of the test button, if it is held.
     void EndPresses();

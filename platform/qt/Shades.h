@@ -15,6 +15,15 @@ inline QColor FrameColour(const QPalette& palette) {
                   mix(text.blue(), ground.blue()));
 }
 
+// Red and green that are read on the ground of the palette.
+inline QColor TroubleColour(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128 ? QColor(255, 120, 110) : QColor(190, 30, 25);
+}
+
+inline QColor PlayingColour(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128 ? QColor(110, 220, 120) : QColor(20, 130, 40);
+}
+
 inline QColor PressedColour(const QPalette& palette) {
     return palette.color(QPalette::Button).darker(125);
 }

@@ -13,9 +13,13 @@
 #include "platform/linux/LinuxHostClock.h"
 #include "platform/linux/Paths.h"
 #include "platform/linux/control/ControlSocket.h"
+#include "platform/linux/control/NotedKernelControl.h"
 #include "platform/linux/desktop/LogindRestarter.h"
 #include "platform/linux/desktop/SessionInstance.h"
 #include "platform/linux/preferences/SummedPreferenceDomains.h"
+#include "platform/qt/DriverStatus.h"
+#include "platform/qt/NotedDialogs.h"
+#include "platform/qt/PanelStatus.h"
 #include "platform/qt/PanelStyle.h"
 #include "platform/qt/QtDesktop.h"
 #include "platform/qt/QtDialogs.h"
@@ -80,9 +84,10 @@ class DriverEvents {
 class StoreFailures {
   public:
     StoreFailures(vexil::SummedPreferenceDomains& store, vexil::QtDesktop& qtDesktop,
-                  vexil::QtDialogs& qtDialogs)
-        : preferences(store), desktop(qtDesktop), dialogs(qtDialogs) {
+                  vexil::QtDialogs& qtDialogs, vexil::PanelStatus& panelStatus)
+        : preferences(store), desktop(qtDesktop), dialogs(qtDialogs), status(panelStatus) {
         preferences.SetFailureCame([this] { Came(); });
+        preferences.SetStoredAgain([this] { NoteReason(""); });
         desktop.SetMayEnd([this] { return !Tell(); });
     }
 
@@ -113,6 +118,7 @@ class StoreFailures {
         if (reason.empty()) {
             return false;
         }
+        NoteReason(reason);
         vexil::AlertRequest request;
         request.message = "The settings could not be stored: " + reason;
         request.hasExplanation = true;
@@ -125,9 +131,14 @@ class StoreFailures {
         return true;
     }
 
+    void NoteReason(const std::string& reason) {
+        status.Change([&reason](vexil::PanelSituation& situation) { situation.notStored = reason; });
+    }
+
     vexil::SummedPreferenceDomains& preferences;
     vexil::QtDesktop& desktop;
     vexil::QtDialogs& dialogs;
+    vexil::PanelStatus& status;
     QObject turn;  // for whose life turns of the event loop are waited for
 };
 
@@ -175,8 +186,19 @@ int main(int argc, char** argv) {
     vexil::QtDesktop desktop(widgets);
     const vexil::TerminationSignals terminationSignals([&desktop] { desktop.RequestClose(); });
     const LaterStarts laterStarts(session, desktop);
-    const StoreFailures storeFailures(preferences, desktop, dialogs);
+    vexil::DriverStatus status(paths, widgets, desktop);
+    const StoreFailures storeFailures(preferences, desktop, dialogs, status.Shown());
+    vexil::NotedKernelControl notedDriver(driver, [&status](int error) { status.NoteReload(error); });
+    vexil::NotedDialogs notedDialogs(dialogs, [&status](const vexil::NotedDialogs::File& file) {
+        using FileUse = vexil::PanelSituation::FileUse;
+        status.Shown().Change([&file](vexil::PanelSituation& situation) {
+            situation.file = file.path;
+            situation.fileUse = file.isSaved ? FileUse::Saved : FileUse::Loaded;
+        });
+    });
+    status.Shown().SetFileDropped(
+        [&notedDialogs](const std::string& path) { notedDialogs.ExpectLoad(path); });
 
     return vexil::RunPanel(executablePath.c_str(),
-                           {widgets, dialogs, desktop, restarter, clock, driver, preferences});
+                           {widgets, notedDialogs, desktop, restarter, clock, notedDriver, preferences});
 }

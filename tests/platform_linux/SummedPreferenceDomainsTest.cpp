@@ -83,6 +83,19 @@ TEST_F(SummedPreferences, ASumBeginsAnewAfterItsEnd) {
     EXPECT_NE(domains.EndSum(), "");
 }
 
+TEST_F(SummedPreferences, SettingsThatAreStoredAfterTheyCouldNotBeAreToldOnce) {
+    int storedAgain = 0;
+    domains.SetStoredAgain([&storedAgain] { ++storedAgain; });
+    diskIsFull = true;
+    Apply();
+    ASSERT_NE(domains.EndSum(), "");
+    diskIsFull = false;
+    DriverPreferences(domains).WriteCache("abc", 3);
+    EXPECT_EQ(storedAgain, 0) << "the list of computers is nobody's setting";
+    Apply();
+    EXPECT_EQ(storedAgain, 1);
+}
+
 TEST_F(SummedPreferences, TheListOfComputersAloneIsALineAndNoReason) {
     diskIsFull = true;
     DriverPreferences(domains).WriteCache("abc", 3);

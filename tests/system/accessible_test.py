@@ -47,6 +47,8 @@ CONTROLS = [
     (35, "Apply", "push button", None),
 ]
 COMBO_BOXES = (7, 15)
+# The line below the controls, without a driver.
+STATUS_LINE = ("No driver is running", "push button")
 
 # With a driver, an input and something to apply every control can be used; from left to right and from top to bottom, group by
 # group, as the eye goes.
@@ -76,12 +78,18 @@ class Accessible(panel_test.PanelTest):
     def name_of(accessible):
         return accessible.description if accessible.getRoleName() == "combo box" else accessible.name
 
-    def test_every_control_is_there_once_with_its_name_and_role(self):
+    def start_with_line(self):
+        """Starts the panel and waits for the line below the controls, which comes behind the window's first frame."""
         panel = self.start()
+        wait_until(lambda: STATUS_LINE in {(each.name, each.getRoleName()) for each in panel.window}, panel_test.PATIENCE, "the line")
+        return panel
+
+    def test_every_control_is_there_once_with_its_name_and_role(self):
+        panel = self.start_with_line()
         # What only holds others has no name.
         found = sorted((self.name_of(accessible), accessible.getRoleName())
                        for accessible in self.everything_of(panel.window) if accessible.getRoleName() != "filler")
-        self.assertEqual(found, sorted((name, role) for _, name, role, _ in CONTROLS))
+        self.assertEqual(found, sorted([*((name, role) for _, name, role, _ in CONTROLS), STATUS_LINE]))
         self.assert_quits(panel)
 
     def test_window_is_known_as_one(self):
@@ -129,11 +137,11 @@ class Accessible(panel_test.PanelTest):
         self.assertEqual(panel.process.wait(panel_test.PATIENCE), 0)
 
     def test_window_is_read_out_in_the_order_of_the_screen(self):
-        panel = self.start()
-        numbers = {(name, role): number for number, name, role, _ in CONTROLS}
+        panel = self.start_with_line()
+        numbers = {(name, role): number for number, name, role, _ in CONTROLS} | {STATUS_LINE: len(CONTROLS)}
         found = [numbers[self.name_of(accessible), accessible.getRoleName()]
                  for accessible in self.everything_of(panel.window) if accessible.getRoleName() != "filler"]
-        self.assertEqual(found, [number for number, _, _, _ in CONTROLS])
+        self.assertEqual(found, list(range(len(CONTROLS) + 1)))
         self.assert_quits(panel)
 
     def test_change_of_port_tells_once_of_each_text_that_is_another(self):

@@ -15,6 +15,11 @@ std::string ReasonOf(const std::string& line) {
     return line.rfind(kTask, 0) == 0 ? line.substr(kTask.size()) : line;
 }
 
+// The list of computers that is kept for the next start is not a person's.
+bool IsOfPerson(const std::vector<std::string>& keys) {
+    return std::any_of(keys.begin(), keys.end(), [](const std::string& key) { return key != kCacheKey; });
+}
+
 }  // namespace
 
 SummedPreferenceDomains::SummedPreferenceDomains(const Paths& folders, const DurabilityCalls& durabilityCalls)
@@ -53,6 +58,8 @@ bool SummedPreferenceDomains::Synchronize(const std::string& application, UserSc
     }
     if (!done && !keys.empty()) {
         Add(reason, keys);
+    } else if (done) {
+        NoteStored(keys);
     }
     return done;
 }
@@ -65,10 +72,18 @@ void SummedPreferenceDomains::Add(const std::string& line, const std::vector<std
         failure = failures.insert(failure, {line});
     }
     failure->values += keys.size();
-    failure->isOfPerson |=
-        std::any_of(keys.begin(), keys.end(), [](const std::string& key) { return key != kCacheKey; });
+    failure->isOfPerson |= IsOfPerson(keys);
     if (isFirst && failureCame) {
         failureCame();
+    }
+}
+
+void SummedPreferenceDomains::NoteStored(const std::vector<std::string>& keys) {
+    if (isUnstored && IsOfPerson(keys)) {
+        isUnstored = false;
+        if (storedAgain) {
+            storedAgain();
+        }
     }
 }
 
@@ -82,6 +97,7 @@ std::string SummedPreferenceDomains::EndSum() {
             reason = ReasonOf(failure.line);
         }
     }
+    isUnstored |= !reason.empty();
     return reason;
 }
 

@@ -33,6 +33,9 @@ class SummedPreferenceDomains : public PreferenceDomains {
     // Called after the first value of a sum has failed. It may end the sum.
     void SetFailureCame(std::function<void()> call) { failureCame = std::move(call); }
 
+    // Called when a setting of a person's is stored, the first time after EndSum has returned a reason.
+    void SetStoredAgain(std::function<void()> call) { storedAgain = std::move(call); }
+
     // Writes one line to the log for each reason, with the number of values, and begins anew. Returns a
     // reason for which a person's settings were not stored, empty when all were stored: the list of computers
     // that is kept for the next start is not theirs.
@@ -46,9 +49,12 @@ class SummedPreferenceDomains : public PreferenceDomains {
     };
 
     void Add(const std::string& line, const std::vector<std::string>& keys);
+    void NoteStored(const std::vector<std::string>& keys);
 
     PlistPreferenceDomains domains;
     std::function<void()> failureCame;
+    std::function<void()> storedAgain;
+    bool isUnstored = false;  // nothing of a person's was stored since EndSum returned a reason
     std::map<std::pair<std::string, UserScope>, std::vector<std::string>> changed;  // keys, by domain
     bool holdsLines = false;
     std::vector<std::string> lines;  // of the write under way
