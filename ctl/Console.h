@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -32,6 +33,8 @@ class Console {
 
     // What is read is typed by a person at a terminal.
     virtual bool IsTyped() const = 0;
+    // All that comes in up to its end. Null when it cannot be read, and for more than `most` bytes.
+    virtual std::optional<std::string> ReadAll(std::size_t most) = 0;
     // The next line that comes in, without its end; a person is asked for it by `prompt`, and does not see
     // what is typed. Null at the end of the input, when it cannot be read, and for a line above 64 KiB.
     virtual std::optional<std::string> ReadHiddenLine(const std::string& prompt) = 0;

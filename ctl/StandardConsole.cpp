@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <vector>
 
@@ -131,6 +132,23 @@ Console::Woken StandardConsole::WaitFor(int descriptor, std::optional<std::chron
 
 bool StandardConsole::IsTyped() const {
     return isatty(input) == 1;
+}
+
+std::optional<std::string> StandardConsole::ReadAll(std::size_t most) {
+    std::string text;
+    std::array<char, 65536> buffer{};
+    while (text.size() <= most) {
+        const ssize_t count = read(input, buffer.data(), buffer.size());
+        if (count == 0) {
+            return text;
+        }
+        if (count > 0) {
+            text.append(buffer.data(), static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            break;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<std::string> StandardConsole::ReadHiddenLine(const std::string& prompt) {

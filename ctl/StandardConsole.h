@@ -21,6 +21,7 @@ class StandardConsole : public Console {
     bool Wait(std::chrono::milliseconds time) override;
     Woken WaitFor(int descriptor, std::optional<std::chrono::milliseconds> time) override;
     bool IsTyped() const override;
+    std::optional<std::string> ReadAll(std::size_t most) override;
     // Signals that come meanwhile take effect when the terminal shows again what is typed.
     std::optional<std::string> ReadHiddenLine(const std::string& prompt) override;
 

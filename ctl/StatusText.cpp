@@ -1,5 +1,6 @@
 #include "ctl/StatusText.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -272,6 +273,23 @@ std::string StatusText(const StatusReport& status) {
     }
     table.AddLeftOut(status.portsLeftOut);
     return text + table.Text() + SessionsText(status);
+}
+
+std::string PortsText(const StatusReport& status, const std::vector<unsigned>& ports) {
+    PortTable table("");
+    std::string unused;
+    bool isAny = false;
+    for (const unsigned shown : ports) {
+        const auto port = std::find_if(status.ports.begin(), status.ports.end(),
+                                       [shown](const PortReport& each) { return each.port == shown; });
+        if (port == status.ports.end()) {
+            unused += "Port " + std::to_string(shown) + " is not in use.\n";
+        } else {
+            table.Add(*port);
+            isAny = true;
+        }
+    }
+    return (isAny ? table.Text() : "") + unused;
 }
 
 std::string HostsText(const StatusReport& status) {

@@ -11,6 +11,8 @@ namespace vexil {
 // connected to it, where it goes, and what went through; then one line for each other computer that is wanted
 // or connected. Below a line, behind a "!", what is wrong with it.
 std::string StatusText(const StatusReport& status);
+// The lines of the ports with these shown numbers; one that is not in use is said to be so.
+std::string PortsText(const StatusReport& status, const std::vector<unsigned>& ports);
 
 // The computers that the service knows.
 std::string HostsText(const StatusReport& status);

@@ -6,7 +6,6 @@
 
 #include "client/StatusSubscription.h"
 #include "ctl/AskedStatus.h"
-#include "ctl/StatusText.h"
 #include "shared/System/PrintableText.h"
 
 namespace vexil {
@@ -41,7 +40,8 @@ StatusReport Later(StatusReport report, std::chrono::seconds time) {
 
 class Watch {
   public:
-    explicit Watch(Console& statusConsole) : console(statusConsole), redraws(console.CanRedraw()) {}
+    Watch(Console& statusConsole, const std::function<std::string(const StatusReport&)>& statusText)
+        : console(statusConsole), textOf(statusText), redraws(console.CanRedraw()) {}
 
     void Take(const StatusNews& news) {
         came = console.Now();
@@ -60,8 +60,8 @@ class Watch {
             return ShowText(text, text);
         }
         const auto age = std::chrono::duration_cast<std::chrono::seconds>(console.Now() - came);
-        const std::string text = StatusText(redraws ? Later(*asked.report, age) : *asked.report);
-        return ShowText(text, redraws ? text : StatusText(WithoutMoments(*asked.report)));
+        const std::string text = textOf(redraws ? Later(*asked.report, age) : *asked.report);
+        return ShowText(text, redraws ? text : textOf(WithoutMoments(*asked.report)));
     }
 
     // When what is shown becomes another by itself; null: never.
@@ -85,6 +85,7 @@ class Watch {
     }
 
     Console& console;
+    const std::function<std::string(const StatusReport&)>& textOf;
     const bool redraws;
     AskedStatus asked;
     Console::Clock::time_point came;
@@ -93,10 +94,11 @@ class Watch {
 
 }  // namespace
 
-CtlResult WatchStatus(const Paths& paths, Console& console) {
+CtlResult WatchStatus(const Paths& paths, Console& console,
+                      const std::function<std::string(const StatusReport&)>& textOf) {
     console.HoldInterrupts();
     StatusSubscription subscription(paths);
-    Watch watch(console);
+    Watch watch(console, textOf);
     bool isShown = false;
     Console::Woken woken = Console::Woken::Ready;
     while (woken != Console::Woken::Interrupt) {

@@ -1,6 +1,10 @@
 // "vexil3ctl status --watch": the status anew whenever it has changed, until Ctrl-C.
 #pragma once
 
+#include <functional>
+#include <string>
+
+#include "client/StatusReport.h"
 #include "ctl/Console.h"
 #include "ctl/CtlResult.h"
 #include "platform/linux/Paths.h"
@@ -11,6 +15,8 @@ namespace vexil {
 // service says when it has changed; nobody asks it meanwhile. For how long a session has been in its state,
 // and its round trip, are no change; on a terminal the first goes on by itself. While there is no status that
 // is said, and the watch goes on. Ends with Ctrl-C, done, or when nothing can be shown, failed.
-CtlResult WatchStatus(const Paths& paths, Console& console);
+// `textOf`: what is shown of a status.
+CtlResult WatchStatus(const Paths& paths, Console& console,
+                      const std::function<std::string(const StatusReport&)>& textOf);
 
 }  // namespace vexil

@@ -111,6 +111,27 @@ StoredSettings::Outcome StoredSettings::LoadDefaults(const LoadWishes& wishes) {
     return ReadStored(batch, before) ? Store(batch, before, DriverConfiguration(), wishes) : Outcome::Failed;
 }
 
+bool StoredSettings::Read(DriverConfiguration& configuration) {
+    problem.clear();
+    log.Take();
+    PreferenceBatch batch(domains);
+    return ReadStored(batch, configuration);
+}
+
+StoredSettings::Outcome StoredSettings::Edit(const std::function<bool(DriverConfiguration&)>& edit,
+                                             const LoadWishes& wishes) {
+    problem.clear();
+    remarks.clear();
+    log.Take();
+    PreferenceBatch batch(domains);
+    DriverConfiguration before;
+    if (!ReadStored(batch, before)) {
+        return Outcome::Failed;
+    }
+    DriverConfiguration configuration = before;
+    return edit(configuration) ? Store(batch, before, configuration, wishes) : Outcome::Failed;
+}
+
 StoredSettings::Outcome StoredSettings::Store(PreferenceBatch& batch, const DriverConfiguration& before,
                                               DriverConfiguration configuration, const LoadWishes& wishes) {
     wirelessWish = (configuration.MiscOptions & kUseWireless) != 0;

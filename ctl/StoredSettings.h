@@ -37,6 +37,12 @@ class StoredSettings {
     // Stores the defaults. `fromDefaults` does not count.
     Outcome LoadDefaults(const LoadWishes& wishes);
 
+    // The stored configuration. False on failure.
+    bool Read(DriverConfiguration& configuration);
+    // Changes the stored configuration by `edit`, which returns false when nothing is to be stored: Failed,
+    // without a problem.
+    Outcome Edit(const std::function<bool(DriverConfiguration&)>& edit, const LoadWishes& wishes);
+
     // Of the last load: what in the file means nothing, and Use Wireless as it was wanted, which differs from
     // what was stored or not.
     const std::vector<SettingsRemark>& Remarks() const { return remarks; }

@@ -38,9 +38,11 @@ TEST_F(CtlTest, WrongUsageIsSaid) {
     ExpectUsageError({"check"}, "'check' needs a file");
     ExpectUsageError({"load"}, "'load' needs a file");
     ExpectUsageError({"save", "a", "b"}, "'b' is one argument too many");
-    ExpectUsageError({"status", "all"}, "'all' is one argument too many");
+    ExpectUsageError({"status", "all"}, "'all' is no port: they are 11 to 18, 21 to 28, up to 81 to 88");
+    ExpectUsageError({"hosts", "--json", "--watch"}, "'hosts' takes one of --json and --watch");
     ExpectUsageError({"status", "--wait=x"}, "'x' is no number for '--wait'");
-    ExpectUsageError({"status", "--wait", "x"}, "'x' is one argument too many");
+    ExpectUsageError({"status", "--wait", "x"},
+                     "'x' is no port: they are 11 to 18, 21 to 28, up to 81 to 88");
     ExpectUsageError({"status", "--watch=1"}, "there is no option '--watch=1'");
     ExpectUsageError({"status", "--json", "--watch"}, "'status' takes one of --json, --watch and --wait");
     ExpectUsageError({"status", "--wait", "86401"}, "--wait takes at most 86400 seconds");

@@ -65,6 +65,9 @@ class ScriptedConsole : public Console {
         return time ? Woken::Time : Woken::Interrupt;
     }
     bool IsTyped() const override { return isTyped; }
+    std::optional<std::string> ReadAll(std::size_t most) override {
+        return input && input->size() <= most ? input : std::nullopt;
+    }
     std::optional<std::string> ReadHiddenLine(const std::string& prompt) override {
         if (isTyped) {
             prompts.push_back(prompt);
@@ -81,6 +84,7 @@ class ScriptedConsole : public Console {
     bool isTyped = false;
     int showError = 0;
     std::deque<std::string> lines;
+    std::optional<std::string> input;  // all of it; null: it cannot be read
     std::deque<std::function<void()>> meanwhile;
 
     std::vector<std::string> shown;

@@ -52,6 +52,14 @@ class StatusWatchTest : public CtlFixture {
     }
 };
 
+TEST_F(StatusWatchTest, TheComputersAreWatchedAsTheStatusIs) {
+    Watched({SampleStatus().dump()});
+    console.shownAtLast = 1;
+    const CtlResult result = Run({"hosts", "--watch"});
+    EXPECT_EQ(result.status, kCtlDone) << result.errors;
+    EXPECT_THAT(console.shown, ElementsAre(HasSubstr("\nstudio ")));
+}
+
 TEST_F(StatusWatchTest, ShowsTheStatusWhenTheServiceSaysThatItHasChanged) {
     Watched({SampleStatus().dump(), Changed().dump()});
     const CtlResult result = Watch(2);

@@ -32,14 +32,14 @@ class Completion(unittest.TestCase):
 
     def test_commands_are_those_of_the_program(self):
         help_text = subprocess.run([PROGRAM, "--help"], capture_output=True, text=True, timeout=60, check=True).stdout
-        commands = re.findall(r"^  ([a-z]+) ", help_text, re.MULTILINE)
-        self.assertGreater(len(commands), 3)
+        commands = re.findall(r"^  ([a-z]+)\b", help_text, re.MULTILINE)
+        self.assertGreater(len(commands), 14)
         self.assertEqual(self.offered(""), sorted(commands))
-        options = re.findall(r"^  (--[a-z]+) ", help_text, re.MULTILINE)
-        self.assertEqual(self.offered("-"), sorted(options))
+        options = re.findall(r"^  (?:(-[a-zA-Z]), )?(--[a-z]+) ", help_text, re.MULTILINE)
+        self.assertEqual(self.offered("-"), sorted(filter(None, sum(options, ()))))
 
     def test_a_beginning_is_completed(self):
-        self.assertEqual(self.offered("s"), ["save", "status"])
+        self.assertEqual(self.offered("s"), ["save", "set", "status"])
         self.assertEqual(self.offered("rel"), ["reload"])
         self.assertEqual(self.offered("x"), [])
 
@@ -67,7 +67,26 @@ class Completion(unittest.TestCase):
 
     def test_ways_to_look_at_the_status_are_offered(self):
         self.assertEqual(self.offered("status", "--w"), ["--wait", "--watch"])
-        self.assertEqual(self.offered("hosts", "--w"), [])
+        self.assertEqual(self.offered("hosts", "--w"), ["--watch"])
+
+    def test_ports_and_what_belongs_to_them_are_offered(self):
+        for command in ("status", "monitor", "get", "set", "connect", "enable", "disable"):
+            ports = self.offered(command, "")
+            self.assertEqual((len(ports), ports[0], ports[-1]), (64, "11", "88"), command)
+        self.assertEqual(self.offered("monitor", "11", "8"), [f"8{each}" for each in range(1, 9)])
+        self.assertEqual(self.offered("enable", "11", ""), ["in", "out", "pipe"])
+        self.assertEqual(self.offered("disable", "11", "in", "o"), ["out"])
+        self.assertEqual(self.offered("connect", "11", ""), [])
+        self.assertEqual(self.offered("set", "11", "t"), ["target="])
+        self.assertEqual(self.offered("help", ""), ["network"])
+
+    def test_keys_are_those_of_the_program(self):
+        with tempfile.TemporaryDirectory(prefix="vexil-completion-") as home:
+            shown = subprocess.run([PROGRAM, "get", "11"], env={"HOME": home, "XDG_RUNTIME_DIR": home}, timeout=60,
+                                   capture_output=True, text=True, check=True).stdout
+        keys = sorted(line.split("=")[0] for line in shown.splitlines())
+        self.assertEqual(self.offered("get", "11", ""), keys)
+        self.assertEqual(sorted({each.split("=")[0] for each in self.offered("set", "11", "")}), keys)
 
     def test_replace_is_offered_where_it_is_taken(self):
         self.assertEqual(self.offered("load", "--r"), ["--replace"])
@@ -89,7 +108,7 @@ class Completion(unittest.TestCase):
     def test_nothing_is_offered_behind_what_is_complete(self):
         self.assertEqual(self.offered("load", "backup.vexil3", ""), [])
         self.assertEqual(self.offered("reload", ""), [])
-        self.assertEqual(self.offered("status", ""), [])
+        self.assertEqual(self.offered("get", "11", "in", ""), [])
 
     def test_behind_two_dashes_there_are_only_files(self):
         self.assertEqual(self.offered("load", "--", "b"), ["backup.vexil3"])

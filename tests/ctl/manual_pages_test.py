@@ -39,7 +39,7 @@ class ManualPages(unittest.TestCase):
         for program in PROGRAMS:
             help_text = run(program, "--help").stdout
             page = (FOLDER / (pathlib.Path(program).name + ".1")).read_text(encoding="ascii")
-            names = re.findall(r"^  (--)?([a-z]+)\b", help_text, re.MULTILINE)
+            names = re.findall(r"^  (?:-[a-zA-Z], )?(--)?([a-z]+)\b", help_text, re.MULTILINE)
             self.assertGreater(len(names), 2)
             for dashes, name in names:
                 told = rf"\.It Fl \\-{name}\b" if dashes else rf"\.It Cm {name}\b"
