@@ -88,7 +88,7 @@ bool RtpTransport::SetOffered(std::uint64_t now, std::uint64_t ports) {
 
 void RtpTransport::Read(std::uint64_t now) {
     // Of up to 128 sockets, those that have something; in memory, where nothing is watched, all of them.
-    std::array<epoll_event, 2 * kMaxPorts> ready{};
+    std::array<epoll_event, std::size_t{2} * kMaxPorts> ready{};
     const int count = watched == 0 ? 0 : epoll_wait(events.Number(), ready.data(), ready.size(), 0);
     for (int each = 0; each < count; ++each) {
         const std::uint32_t place = ready[static_cast<std::size_t>(each)].data.u32;
