@@ -23,7 +23,7 @@ std::string ConnectionsText(std::uint32_t connections) {
                               : std::to_string(connections) + " connections";
 }
 
-std::string Named(const char* side, const EndpointReport& endpoint) {
+std::string SideText(const char* side, const EndpointReport& endpoint) {
     return side + (endpoint.name.empty() ? "" : " \"" + Printable(endpoint.name) + "\"");
 }
 
@@ -72,7 +72,7 @@ class Maker {
             : output.target.computer.empty()
                 ? "to nowhere"
                 : "to " + Printable(output.target.computer) + ", port " + std::to_string(output.target.port);
-        Line(Named("MIDI OUT", output.endpoint) + " " + target + ", " +
+        Line(SideText("MIDI OUT", output.endpoint) + " " + target + ", " +
              ConnectionsText(output.endpoint.connections) + ".");
         AddProblem(output.endpoint.problem);
         AddProblem(output.routeProblem);
@@ -82,7 +82,7 @@ class Maker {
     void AddInput(const InputReport& input, bool pipe) {
         mark.in = !pipe;
         mark.connected |= input.endpoint.connections != 0;
-        Line(Named("MIDI IN", input.endpoint) + " " + (pipe ? "from its own output" : SourceText(input)) +
+        Line(SideText("MIDI IN", input.endpoint) + " " + (pipe ? "from its own output" : SourceText(input)) +
              ", " + ConnectionsText(input.endpoint.connections) + ".");
         AddProblem(input.endpoint.problem);
     }
