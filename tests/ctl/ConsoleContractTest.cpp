@@ -69,6 +69,7 @@ class ScriptedBed : public ConsoleBed {
   public:
     Console& Get() override { return console; }
     void Give(const std::string& lines) override {
+        console.input = lines;
         for (std::size_t start = 0; start < lines.size();) {
             const std::size_t end = std::min(lines.find('\n', start), lines.size());
             console.lines.push_back(lines.substr(start, end - start));
@@ -110,6 +111,16 @@ TYPED_TEST(ConsoleContract, ReadsLineByLineToTheEndOfTheInput) {
     EXPECT_EQ("", this->console.ReadHiddenLine("? "));
     EXPECT_EQ("last", this->console.ReadHiddenLine("? "));
     EXPECT_EQ(std::nullopt, this->console.ReadHiddenLine("? "));
+}
+
+TYPED_TEST(ConsoleContract, ReadsAllToTheEndOfTheInput) {
+    this->bed.Give("one\n\nlast");
+    EXPECT_EQ("one\n\nlast", this->console.ReadAll(9));
+}
+
+TYPED_TEST(ConsoleContract, ReadsNothingOfWhatIsTooMuch) {
+    this->bed.Give("one\n\nlast");
+    EXPECT_EQ(std::nullopt, this->console.ReadAll(8));
 }
 
 TYPED_TEST(ConsoleContract, AWaitTakesItsTime) {
