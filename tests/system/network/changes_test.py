@@ -27,6 +27,7 @@ class ChangesTest(network_bed.NetworkTest):
         self.player = self.player_on(self.laptop, 2)
         for port in (0, 1):
             self.wait(lambda: self.laptop.reason(port, "output") == "", "the way")
+            self.wait_carried(self.heard.program, port, lambda message, writer=port: self.player.write(message, writer=writer))
             self.player.write(*CHORD, writer=port)
             self.heard.wait_messages(port, *CHORD)
 

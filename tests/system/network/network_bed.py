@@ -21,6 +21,7 @@ import stored_configuration as stored  # noqa: E402
 FRAMES = 256  # of a cycle of JACK: 5.3 ms
 # What arrives waits for a cycle and is played one cycle later.
 LATER_ON_JACK = 2 * FRAMES / 48000
+CLOCK, STOP = b"\xF8", b"\xFC"
 
 music_program = None
 
@@ -172,6 +173,20 @@ class NetworkTest(unittest.TestCase):
 
     def wait(self, condition, what, seconds=network_world.PATIENCE):
         return self.world.wait(condition, what, seconds)
+
+    def wait_carried(self, program, port, write):
+        """Waits until what `write` sends is heard by a program at an input. JACK says that a connection is made before it carries
+        anything, and what is sent meanwhile is lost."""
+        def heard():
+            with program.lock:
+                return [message for reader, _, message in program.kept if reader == port]
+        def is_carried():
+            write(CLOCK)
+            return CLOCK in heard()
+        self.wait(is_carried, f"a clock at input {port}")
+        write(STOP)
+        self.wait(lambda: STOP in heard(), f"the last of the clocks at input {port}")
+        program.forget(CLOCK, STOP)
 
     def wait_heard_there(self, computer, port, side="test"):
         """Waits until somebody hears what is sent by the test output of a port (index), or by its output."""

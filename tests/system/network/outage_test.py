@@ -35,6 +35,7 @@ class OutageTest(network_bed.NetworkTest):
             player.open_test(TEST, "studio", 0)
         for channel, player in enumerate(players):
             self.wait_heard_there(player, TEST)
+            self.wait_carried(program, 0, lambda message, sender=player: sender.play(TEST, message))
             player.play(TEST, *on_channel(channel, *CHORD))
         for channel, heard in enumerate(self.heard):
             heard.wait_messages(0, *on_channel(channel, *CHORD))

@@ -96,6 +96,7 @@ class WireFaultsTest(network_bed.NetworkTest):
         player = self.player_on(laptop, 2)
         for port in (0, 1):
             self.wait_heard_there(laptop, port, "output")
+            self.wait_carried(heard.program, port, lambda message, writer=port: player.write(message, writer=writer))
         self.world.wire.both_ways(laptop, studio, delay=0.02, jitter=0.015, duplicates=0.1, loss=0.01)
         notes = []
         written = 0
