@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "ctl/StandardConsole.h"
 #include "shared/System/Descriptor.h"
