@@ -16,12 +16,12 @@ namespace vexil {
 
 TemporaryFile::TemporaryFile(const std::string& content) {
     std::error_code error;
-    folder = (std::filesystem::temp_directory_path(error) / "vexil3ctl-XXXXXX").string();
-    if (error || mkdtemp(folder.data()) == nullptr) {
+    std::string name = (std::filesystem::temp_directory_path(error) / "vexil3ctl-XXXXXX").string();
+    if (error || mkdtemp(name.data()) == nullptr) {
         problem = "no temporary folder can be made: " + (error ? error.message() : std::strerror(errno));
-        folder.clear();
         return;
     }
+    folder = name;
     path = folder + "/settings.vexil3";
     const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     const int failure = file.IsOpen() ? WriteAll(file.Number(), content) : errno;
