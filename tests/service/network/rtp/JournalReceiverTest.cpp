@@ -268,9 +268,10 @@ TEST(JournalSender, WhereFeedbackStaysAwayTheJournalSaysThatItCoversLess) {
 TEST(JournalSender, ParametersBeyondTheRoomForThemMoveTheCheckpoint) {
     const auto sender = std::make_unique<JournalSender>(std::uint16_t{0});
     for (int number = 0; number < 20; ++number) {
-        const std::string low = std::to_string(number % 10);
-        const std::string high = number < 10 ? "0" : "1";
-        for (const Message& message : MessagesOf("B0 65 " + high + " B0 64 " + low + " B0 06 01")) {
+        const auto high = static_cast<std::uint8_t>(number / 10);
+        const auto low = static_cast<std::uint8_t>(number % 10);
+        for (const Message& message :
+             {Message{0xB0, 101, high}, Message{0xB0, 100, low}, Message{0xB0, 6, 1}}) {
             sender->Sent(0, {message});
         }
         sender->EndPacket();
