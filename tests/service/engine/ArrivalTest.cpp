@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "service/engine/Engine.h"
+#include "tests/service/engine/CountingWaker.h"
 #include "tests/service/engine/EngineFixture.h"
 
 namespace vexil {
@@ -142,10 +143,6 @@ TEST_F(ArrivalTest, WithoutRoomNothingIsPostedUntilTheEngineHasTurned) {
 }
 
 TEST_F(ArrivalTest, TheEngineIsWokenByWhatComesIntoAnEmptyRing) {
-    struct CountingWaker : EngineWaker {
-        void Wake() override { ++wakes; }
-        int wakes = 0;
-    };
     CountingWaker waker;
     engine.SetWaker(&waker);
     const int source = Take(To(7));

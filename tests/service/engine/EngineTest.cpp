@@ -1,5 +1,6 @@
 #include "service/engine/Engine.h"
 #include "service/engine/Merger.h"
+#include "tests/service/engine/CountingWaker.h"
 #include "tests/service/engine/EngineFixture.h"
 
 namespace vexil {
@@ -384,11 +385,7 @@ TEST_F(EngineTest, AllWaysEndAtTheEnd) {
 }
 
 TEST_F(EngineTest, WhoSleepsIsWokenAfterEachPost) {
-    struct Waker : EngineWaker {
-        void Wake() override { ++wakes; }
-        int wakes = 0;
-    };
-    Waker waker;
+    CountingWaker waker;
     engine.SetWaker(&waker);
     EXPECT_TRUE(engine.PostWays({}));
     EXPECT_TRUE(engine.PostWay(kTestSourceBase + 1, To(2)));

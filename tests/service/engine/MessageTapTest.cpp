@@ -1,6 +1,7 @@
 // What somebody who watches the engine sees.
 #include "service/engine/MessageTap.h"
 
+#include "tests/service/engine/CountingWaker.h"
 #include "tests/service/engine/EngineFixture.h"
 
 namespace vexil {
@@ -15,12 +16,6 @@ struct Seen {
     Bytes bytes;
     std::uint64_t time = 0;
     bool operator==(const Seen&) const = default;
-};
-
-class CountingWaker : public EngineWaker {
-  public:
-    void Wake() override { ++wakes; }
-    int wakes = 0;
 };
 
 class MessageTapTest : public ::testing::Test {

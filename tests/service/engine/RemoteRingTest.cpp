@@ -1,17 +1,12 @@
 #include "service/engine/RemoteRing.h"
 
-#include <atomic>
 #include <thread>
 
+#include "tests/service/engine/CountingWaker.h"
 #include "tests/service/engine/EngineFixture.h"
 
 namespace vexil {
 namespace {
-
-struct CountingWaker : EngineWaker {
-    void Wake() override { ++wakes; }
-    std::atomic<int> wakes{0};
-};
 
 constexpr Destination kThere = Destination::Remote(1, 7, 3);
 
