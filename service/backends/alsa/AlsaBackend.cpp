@@ -199,7 +199,10 @@ std::string AlsaBackend::SlowReadersOf(int number) const {
 }
 
 int AlsaBackend::EventTimeout() const {
-    std::optional<Clock::time_point> due = retries != 0 ? std::optional(nextRetry) : std::nullopt;
+    std::optional<Clock::time_point> due;
+    if (retries != 0) {
+        due = nextRetry;
+    }
     if (thread != nullptr) {
         for (const std::optional<Clock::time_point> one :
              {slowReaders.DueAt(), overflows.DueAt(), connections.DueAt()}) {
