@@ -64,7 +64,7 @@ std::optional<Place> ReadPlace(const std::string& value) {
                                       : std::optional(Place{value.substr(0, colon), value.substr(colon + 1)});
 }
 
-// What is wrong with text that becomes a name; a line break or a control character is no part of one.
+// What is wrong with text that becomes a name; a name holds no line break and no control character.
 std::string NameProblem(const std::string& text) {
     const bool isControl = std::any_of(text.begin(), text.end(), [](char each) {
         return static_cast<unsigned char>(each) < 0x20 || each == 0x7F;

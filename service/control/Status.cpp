@@ -222,7 +222,7 @@ std::vector<Entry> Entries(const StatusSources& sources, const PortStatus& portS
     return entries;
 }
 
-// Leaves out what is no change of the status.
+// Leaves out what may differ although the status has not changed.
 void EraseMoments(Json& json) {
     for (const char* key : {"seconds", "roundTrip", "messages", "bytes", "filtered", "dropped", "looks"}) {
         json.erase(key);

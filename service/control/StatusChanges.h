@@ -1,7 +1,7 @@
 // Knows that the status has changed, for whoever waits for it. A look at the status costs something, so there
 // is one only while somebody waits, only behind something that has happened, and not more often than
-// kStateInterval. What the engine counts is no change of its own kind: while messages are carried it is
-// looked at every kTrafficInterval, and not at all while there are none.
+// kStateInterval. The engine's counters are looked at apart: every kTrafficInterval while messages are
+// carried, and never while the engine is silent.
 //
 // One thread, the control thread.
 #pragma once

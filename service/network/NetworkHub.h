@@ -61,7 +61,8 @@ class NetworkHub : public NetworkWork, private LinkTransport::Gate, private Disc
     // Where other computers may be, as DNS-SD says (Discovery::SetHints).
     void SetHints(std::vector<NetworkAddress> hints);
 
-    // The door beside the link; null, as at first: there is none. It outlives its time here.
+    // The door beside the link; null, as at first: computers are reached by the link alone. The caller keeps
+    // the door until another is set.
     void SetSecondDoor(OwnSocketsTransport* door);
     // By which door the computer of a number is reached; at first by the link.
     void SetDoor(int number, bool isSecond);

@@ -47,7 +47,7 @@ inline constexpr std::uint8_t kLocalControl = 122;
 inline constexpr std::uint8_t kAllNotesOff = 123;
 inline constexpr std::uint8_t kMono = 126;
 
-inline constexpr std::uint8_t kPlainRelease = 64;  // velocity of a note-off that has none of its own
+inline constexpr std::uint8_t kPlainRelease = 64;  // velocity of a note-off that was sent without one
 inline constexpr std::uint8_t kBendCentre = 64;    // its high byte; the low one is 0
 
 constexpr std::uint8_t KindOf(std::uint8_t status) {

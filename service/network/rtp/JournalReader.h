@@ -75,7 +75,7 @@ class ParameterLogReader {
   public:
     explicit ParameterLogReader(const ChannelJournal& journal);
 
-    // The high byte of a parameter's number that is not complete; null where there is none.
+    // The high byte of a parameter's number whose low byte has not come; null when every number is complete.
     const std::optional<ParameterNumber>& Pending() const { return pending; }
     // A parameter is selected, that of the last log.
     bool IsInTransaction() const;

@@ -40,8 +40,8 @@ class JournalReceiver {
     // Plays the ends of all notes and pedals, as at the end of a session.
     void Release(RepairListener& listener);
 
-    // The newest packet up to which everything is known, for feedback; null while there is none. It stays
-    // behind while a damaged journal left something unknown.
+    // The newest packet up to which everything is known, for feedback; null before the first packet. It
+    // stays behind while a damaged journal left something unknown.
     std::optional<std::uint16_t> Known() const { return known; }
     // Packets that did not come, or came too late.
     std::uint64_t Lost() const { return lost; }

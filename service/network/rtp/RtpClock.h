@@ -94,7 +94,8 @@ class RtpClock {
             return answers++ < kMostAnswers ? std::optional(Command(1, {command.times[0], RtpTicks(now), 0}))
                                             : std::nullopt;
         }
-        // Once for each question of ours: an answer that is none, or comes again, ends here.
+        // Once for each question of ours: an answer to no question of ours, or one that comes again, ends
+        // here.
         if (command.count == 1 && asked != 0 && command.times[0] == RtpTicks(lastAsk) && closed != asked) {
             closed = asked;
             hasAnswered = true;
@@ -125,7 +126,7 @@ class RtpClock {
     std::uint64_t begun = 0;
     std::uint64_t lastAsk = 0;
     std::uint64_t lastHeard = 0;
-    std::uint64_t askedSince = 0;  // the first question since something was heard; 0: there is none
+    std::uint64_t askedSince = 0;  // the first question since something was heard; 0: nothing was asked since
     std::uint32_t asked = 0;
     std::uint32_t closed = 0;  // the last question that was answered
     std::uint64_t answersSince = 0;

@@ -103,7 +103,7 @@ struct RtpPacket {
     bool hasJournal = false;
     ByteView journal;  // to the end of the packet
 };
-// Null when it is no packet of RTP version 2 and payload type 97, or one that is cut. The marker bit,
+// Null when the datagram is malformed, cut, or not RTP version 2 with payload type 97. The marker bit,
 // padding, contributing sources and an extension of the header count for nothing.
 std::optional<RtpPacket> ReadRtpPacket(ByteView datagram);
 
@@ -112,7 +112,7 @@ class ExclusiveInput {
   public:
     bool IsUnderWay() const { return isUnderWay; }
     // Packets are missing, or the session ends. The end of the message that is under way, to be heard in its
-    // place; null when there is none. What still comes of it is not handed out.
+    // place; null when no message is under way. What still comes of it is not handed out.
     std::optional<MidiPiece> End();
 
   private:
@@ -201,7 +201,8 @@ class RtpPacketWriter {
     bool AddSegment(std::uint32_t timestamp, const ExclusiveSegment& segment);
     bool HasCommands() const { return size > kListPlace; }
 
-    // The size of the whole packet. `journal` is at most `journalRoom` long; empty: the packet has none.
+    // The size of the whole packet. `journal` is at most `journalRoom` long; empty: the packet is written
+    // without a journal.
     std::size_t Finish(ByteView journal);
 
   private:

@@ -64,7 +64,7 @@ void TakeInvitation(RtpByteReader& reader, SessionCommand& command) {
     }
 }
 
-// False when the count is none.
+// False when the count is not 0, 1 or 2.
 bool TakeClock(RtpByteReader& reader, SessionCommand& command) {
     command.ssrc = reader.Take<std::uint32_t>();
     command.count = reader.TakeByte();

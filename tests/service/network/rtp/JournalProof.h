@@ -31,7 +31,7 @@ struct JournalProof {
     std::function<void(std::vector<std::uint8_t>& journal)> spoils;
 
     // Tries every choice of lost packets; behind the last comes one without commands, which arrives. The
-    // first difference as text, with the packets that arrived; empty when there is none.
+    // first difference as text, with the packets that arrived; empty when all went well.
     std::string Run(const Phrase& phrase) const;
 };
 

@@ -20,7 +20,7 @@ class MidiState {
     void Play(ByteView message);
 
     // The first thing in which an instrument that heard this one differs from what it should be, as text;
-    // empty when there is none. What the pedal alone holds may be silent there, but not sound there and be
+    // empty when they are equal. What the pedal alone holds may be silent there, but not sound there and be
     // silent here.
     std::string DifferenceOf(const MidiState& heard) const;
 
