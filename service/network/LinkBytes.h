@@ -45,10 +45,12 @@ class ByteWriter {
         std::copy(bytes.begin(), bytes.end(), buffer.begin() + static_cast<std::ptrdiff_t>(size));
         size += bytes.size();
     }
+    // A byte that was written before, to be changed.
+    std::uint8_t& At(std::size_t place) { return buffer[place]; }
     // Writes a number again that was written at a place before.
     void PutLengthAt(std::size_t place, std::size_t value) {
-        buffer[place] = static_cast<std::uint8_t>(value);
-        buffer[place + 1] = static_cast<std::uint8_t>(value >> 8);
+        At(place) = static_cast<std::uint8_t>(value);
+        At(place + 1) = static_cast<std::uint8_t>(value >> 8);
     }
 
   private:
