@@ -4,28 +4,12 @@
 #include "tests/doubles/FaultyKernelControl.h"
 #include "tests/doubles/KernelControlContract.h"
 #include "tests/doubles/MemoryKernelControl.h"
+#include "tests/doubles/MemoryKernelSubject.h"
 
 namespace vexil {
 namespace {
 
-class MemorySubject {
-  public:
-    KernelControl& Control() { return memory; }
-    void SetHostInfos(std::vector<std::uint8_t> bytes) { memory.hostInfos = std::move(bytes); }
-    void RemoveDriver() { memory.driverPresent = false; }
-    std::vector<AcceptedOption> Accepted() {
-        std::vector<AcceptedOption> accepted;
-        for (const KernelCall& call : memory.OptionCalls()) {
-            accepted.emplace_back(call.option, call.bytes);
-        }
-        return accepted;
-    }
-
-  protected:
-    MemoryKernelControl memory;
-};
-
-class FaultySubject : public MemorySubject {
+class FaultySubject : public MemoryKernelSubject {
   public:
     KernelControl& Control() { return faulty; }
 
@@ -33,7 +17,7 @@ class FaultySubject : public MemorySubject {
     FaultyKernelControl faulty{memory};
 };
 
-using Subjects = ::testing::Types<MemorySubject, FaultySubject>;
+using Subjects = ::testing::Types<MemoryKernelSubject, FaultySubject>;
 INSTANTIATE_TYPED_TEST_SUITE_P(Doubles, KernelControlContract, Subjects);
 
 TEST(FaultyKernelControl, FailsTheCallsThatItWasToldTo) {

@@ -8,25 +8,16 @@
 #include "tests/doubles/FaultyKernelControl.h"
 #include "tests/doubles/KernelControlContract.h"
 #include "tests/doubles/MemoryKernelControl.h"
+#include "tests/doubles/MemoryKernelSubject.h"
 
 namespace vexil {
 namespace {
 
-class NotedSubject {
+class NotedSubject : public MemoryKernelSubject {
   public:
     KernelControl& Control() { return noted; }
-    void SetHostInfos(std::vector<std::uint8_t> bytes) { memory.hostInfos = std::move(bytes); }
-    void RemoveDriver() { memory.driverPresent = false; }
-    std::vector<AcceptedOption> Accepted() {
-        std::vector<AcceptedOption> accepted;
-        for (const KernelCall& call : memory.OptionCalls()) {
-            accepted.emplace_back(call.option, call.bytes);
-        }
-        return accepted;
-    }
 
   private:
-    MemoryKernelControl memory;
     NotedKernelControl noted{memory, [](int) {}};
 };
 
